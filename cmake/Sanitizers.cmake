@@ -1,0 +1,6 @@
+# PRISMEL_SANITIZE: "address,undefined" or "thread", for every target of the build.
+set(PRISMEL_SANITIZE "" CACHE STRING "Sanitizers for the whole build")
+if(PRISMEL_SANITIZE)
+  add_compile_options(-fsanitize=${PRISMEL_SANITIZE} -fno-omit-frame-pointer -g)
+  add_link_options(-fsanitize=${PRISMEL_SANITIZE})
+endif()

@@ -1,0 +1,14 @@
+# prismel_warnings(TARGET [STRICT]): warnings are errors everywhere; STRICT adds the ones that guard float against
+# double, which the signal code needs and tests don't.
+# The floating-point flags are part of the sound: formulas are rounded where they are written, never fused or
+# reordered, and -ffast-math would change the host's denormal mode when the shared library is loaded.
+function(prismel_warnings target)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "STRICT" "" "")
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
+    -fno-math-errno -ffp-contract=off)
+  if(arg_STRICT)
+    target_compile_options(${target} PRIVATE -Wdouble-promotion -Wfloat-conversion -Woverloaded-virtual)
+  endif()
+endfunction()
+
+string(REPLACE "-O2" "-O3" CMAKE_CXX_FLAGS_RELWITHDEBINFO "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
