@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "LogSink.h"
+
+namespace Vantora::Processor {
+
+/// DescriptionBlock: the six numbers that every generation of a processor's description begins with.
+struct DescriptionBlock {
+  uint32_t parameterCount;      ///< host parameters; 0 until `Attach`
+  uint32_t inputChannelCount;   ///< audio inputs
+  uint32_t outputChannelCount;  ///< audio outputs
+  uint32_t reservedCount;       ///< 1
+  uint32_t referenceBlockSize;  ///< samples; the block size at 44.1 kHz
+  uint32_t interfaceVersion;    ///< generation of this record
+};
+static_assert(sizeof(DescriptionBlock) == 24);
+
+/// Generation 3: with the shell's error callback, null until `Attach`.
+struct DescriptionBlock_V3 : DescriptionBlock {
+  LogSink* logSink;
+};
+
+/// Generation 4: one word of zero behind the common fields.
+struct DescriptionBlock_V4 : DescriptionBlock {
+  uint32_t reservedWord;
+};
+
+/// Generation 5: a word and a byte of zero behind the common fields.
+struct DescriptionBlock_V5 : DescriptionBlock {
+  uint32_t reservedWord;
+  uint8_t reservedByte;
+};
+static_assert(sizeof(DescriptionBlock_V3) == 32 && sizeof(DescriptionBlock_V4) == 28);
+static_assert(sizeof(DescriptionBlock_V5) == 32);
+
+}  // namespace Vantora::Processor
