@@ -1,0 +1,73 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "engine/NameBuilder.h"
+#include "engine/ProcessContext.h"
+
+namespace Vantora::dsp {
+
+/// Module: a signal block. It is constructed once, gets `Init` before any block and again for a new rate or
+/// block size, is fed parameter values between blocks and runs with `Process`.
+///
+///     Init -> Configure, DoReset(true)         off the audio thread, may allocate and throw
+///     Process -> UpdateParams, DoProcess       on the audio thread; no allocation, lock, system call or
+///     exception ResetState -> DoReset                    between two blocks Shutdown once, before
+///     destruction; may come again
+///
+/// The order of the virtual operations is part of the family's habit; the thirteen below come first in every
+/// module's table, and modules with a parameter store add `SetParamInternal` as the fourteenth.
+class Module {
+ public:
+  /// `name` prefixes the names of the module's parameters; empty is allowed. The two counts are the most
+  /// ports that the module accepts.
+  Module(std::string name, uint32_t inputPortCount, uint32_t outputPortCount);
+  Module(const Module&) = delete;
+  Module& operator=(const Module&) = delete;
+
+  virtual ~Module() = default;
+
+  /// `Configure`, then `DoReset(true)`, then marks the module changed. `maxBlockSize` in samples,
+  /// `sampleRate` in Hz.
+  virtual void Init(uint32_t maxBlockSize, float sampleRate);
+  /// Stops whatever runs beside the audio thread. No `Process` follows.
+  virtual void Shutdown();
+  /// `DoReset`, then marks the module changed. A hard reset also has all parameters read again.
+  virtual void ResetState(bool hard);
+  /// Write from outside, as a position 0 to 1. The index isn't checked.
+  virtual bool SetParam(uint32_t index, float normalized) = 0;
+  /// Position 0 to 1 of a parameter. The index isn't checked.
+  virtual float GetParam(uint32_t index) = 0;
+  /// Appends a parameter's name with the module's in front, joined by "_".
+  virtual void AppendParamName(uint32_t index, NameBuilder& builder) = 0;
+  /// Builds everything that depends on rate and block size.
+  virtual void Configure(uint32_t maxBlockSize, float sampleRate) = 0;
+  /// Clears delay lines and filter states.
+  virtual void DoReset(bool hard) = 0;
+  /// Reads dirty parameters and recomputes coefficients. False: this block must not run.
+  virtual bool UpdateParams(ProcessContext& context) = 0;
+  /// Sets or clears all dirty flags.
+  virtual void SetDirty(bool flag) = 0;
+  /// The block itself. The result is 1, or 0 when the block was skipped.
+  virtual uint32_t DoProcess(ProcessContext& context) = 0;
+
+  /// One block, as a parent runs it: parameters, port counts, signal, then marks and flags down. Returns 0
+  /// for a skipped block, which keeps its flags and its changed mark for the next one.
+  uint32_t Process(ProcessContext& context);
+
+  const std::string& GetName() const { return name; }
+  uint32_t GetInputPortCount() const { return inputPortCount; }
+  uint32_t GetOutputPortCount() const { return outputPortCount; }
+  /// True from construction and every reset until the first block has run.
+  bool IsChanged() const { return changed != 0; }
+  void MarkChanged() { changed = 1; }
+
+ protected:
+  std::string name;
+  uint32_t inputPortCount;
+  uint32_t outputPortCount;
+  uint8_t changed = 1;
+};
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "basictools/math/mapping/PotardMappingUtils.h"
+#include "engine/ProcessContext.h"
+#include "engine/Relaxed.h"
+
+namespace Vantora::dsp {
+
+/// ParamRecord: one parameter, with its curve and range, its name, and its value in two forms.
+///
+/// One form is canonical, the other a cache: a writer stores one float and a state word, and the conversion
+/// through the curve waits until somebody reads the other form, which on the audio thread is once per changed
+/// block.
+///
+/// Threads: `normalized`, `value` and `state` may be written on one thread and read on another; the rest is
+/// fixed once the owner has finished its construction.
+class ParamRecord {
+ public:
+  /// Which of the two forms is to be trusted.
+  enum State : uint32_t { kBothAgree = 0, kNormalizedIsNewer = 1, kValueIsNewer = 2 };
+
+  /// A position: the value is the normalised value, 0 to 1.
+  explicit ParamRecord(std::string name);
+
+  /// `count` values from `first` in steps of `step`, which may be negative. The record starts at its lowest
+  /// value and at position 0, whatever the sign of the step.
+  ParamRecord(std::string name, uint32_t count, float first, float step);
+
+  /// A curve of `MappingTools::MappingKind` over `min` to `max`, in the parameter's unit. Starts at `min` and
+  /// position 0 even where the curve doesn't join the two. Throws `CException` for an unknown kind or an
+  /// impossible curve.
+  ParamRecord(std::string name, uint32_t kind, bool reversed, float min, float max, float curveArg1 = 1.0f,
+              float curveArg2 = 0.5f);
+
+  /// Stores a position; the value follows when it is read.
+  void SetNormalized(float position) {
+    normalized = position;
+    state = kNormalizedIsNewer;
+  }
+
+  /// Stores a value in the parameter's unit; the position follows when it is read.
+  void SetValue(float newValue) {
+    value = newValue;
+    state = kValueIsNewer;
+  }
+
+  /// Position, 0 to 1.
+  float GetNormalized();
+
+  /// Value in the parameter's unit.
+  float GetValue();
+
+  /// The curve, without touching the record's own value.
+  float ToValue(float position) const;
+
+  /// The inverse curve, without touching the record's own value.
+  float ToNormalized(float plain) const;
+
+  /// `GetNormalized` plus the first sample of control port `port`, held in 0 to 1; plain when the port isn't
+  /// live.
+  float ReadNormalizedModulated(const ProcessContext& context, uint32_t port);
+
+  /// The same in the parameter's unit.
+  float ReadValueModulated(const ProcessContext& context, uint32_t port);
+
+  /// Value at the position `GetNormalized` + `offset`, held in 0 to 1.
+  float ValueAtOffset(float offset);
+
+  /// `ToValue` over an array, in whole groups of four: what lies behind the last one is left. A curve whose
+  /// block form does nothing gives the clamped position scaled into the range. `out` may be `positions`.
+  void ToValueBlock(float* out, const float* positions, uint32_t count) const;
+
+  float GetMinimum() const { return minValue; }  ///< lowest value, in the parameter's unit
+  float GetMaximum() const { return maxValue; }  ///< highest value, in the parameter's unit
+  void SetName(std::string text) { name = std::move(text); }
+  const std::string& GetName() const { return name; }
+  uint32_t GetKind() const { return kind; }  ///< `MappingTools::MappingKind`
+  uint32_t GetStepCount() const {
+    return static_cast<uint32_t>(stepCount);
+  }  ///< of a stepped parameter; else 2
+  const MappingTools::PotardMappingHolder& GetMapping() const { return mapping; }
+
+  /// Takes over another record's declaration, as a parent does that fits a child's knob to its own use:
+  /// everything but the name. The value falls back to the new minimum and the position to 0.
+  void ReDeclare(ParamRecord declaration);
+
+ private:
+  MappingTools::PotardMappingHolder mapping;
+  std::string name;
+  uint32_t kind;
+  float stepCount = 2.0f;
+  float stepSize = 1.0f;
+  float minValue;
+  float maxValue;
+  Relaxed<float> normalized;
+  Relaxed<float> value;
+  Relaxed<uint32_t> state;
+};
+
+}  // namespace Vantora::dsp
