@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Vantora {
+
+/// The part of `count` that whole groups of four cover: `count` rounded down to a multiple of 4. Block loops
+/// run that far and leave what lies behind as it was; every block length of the engine is a multiple of 4.
+constexpr uint32_t WholeQuads(uint32_t count) noexcept { return count & ~3u; }
+
+}  // namespace Vantora

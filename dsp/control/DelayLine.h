@@ -1,0 +1,126 @@
+#pragma once
+
+#include <cassert>
+#include <cstdint>
+#include <vector>
+
+namespace Vantora::dsp {
+
+/// How DelayLine::ReadInterpolated reads between two samples. Any other number: not at all.
+enum InterpolationMode : uint32_t {
+  kInterpolationLinear = 1,
+  kInterpolationFifthOrder = 2,  ///< four points; delay at least 1
+  kInterpolationAllPass = 3,  ///< the all-pass weight without its recursion; at frac 0 the sum of two samples
+};
+
+/// DelayLine: a ring of samples that every delaying module shares.
+///
+/// Clearing is lazy: the line knows a range of indices that hold no data, so a reset costs a few stores and
+/// no pass over the buffer, and stale samples are never heard. The range shrinks from below as the write
+/// position walks through it.
+///
+///     buffer    | written | zeroBegin .. zeroEnd: reads as zero, whatever is there | written |
+///                          ^ writeIndex, after a Clear
+///
+/// Threads  Resize allocates and belongs into Configure; everything else is for the audio thread
+/// Limits   a line of size 0 must not be read or written. Delays fit an int; below `size` wrapping takes one
+/// step
+class DelayLine {
+ public:
+  DelayLine() = default;
+  virtual ~DelayLine();
+  DelayLine(DelayLine&&) noexcept = default;
+  DelayLine& operator=(DelayLine&&) noexcept = default;
+  DelayLine(const DelayLine&) = delete;
+  DelayLine& operator=(const DelayLine&) = delete;
+
+  /// Sets the length in samples and clears. Allocates.
+  void Resize(uint32_t newSize);
+
+  /// From here on the line sounds like a new one. Constant time.
+  void Clear() noexcept;
+
+  /// Puts a sample at the write position and moves on.
+  void Write(float value) noexcept {
+    assert(size > 0);
+    data[writeIndex] = value;
+    if (zeroBegin == writeIndex && writeIndex < zeroEnd) zeroBegin = writeIndex + 1;
+    if (++writeIndex >= size) writeIndex -= size;
+  }
+
+  /// The sample written `delay` writes ago: 1 is the latest, `size` the oldest.
+  float Read(uint32_t delay) const noexcept { return At(writeIndex - static_cast<int32_t>(delay)); }
+
+  /// The same by absolute index into the ring.
+  float ReadAt(uint32_t index) const noexcept { return At(static_cast<int32_t>(index)); }
+
+  /// Overwrites the sample that Read(delay) reads. Inside the cleared range the smaller side of it is made
+  /// real.
+  void WriteAt(uint32_t delay, float value) noexcept;
+
+  /// Reads between `delay` and `delay` + 1.
+  /// mode  an InterpolationMode, others read at `delay`
+  /// frac  0..1, distance from `delay`
+  float ReadInterpolated(uint32_t delay, uint32_t mode, float frac) const noexcept {
+    switch (mode) {
+      case kInterpolationLinear: {
+        const float x = Read(delay);
+        return x + (Read(delay + 1) - x) * frac;
+      }
+      case kInterpolationFifthOrder:
+        return ReadFifthOrder(delay, frac);
+      case kInterpolationAllPass:
+        return Read(delay) * (1.0f - frac) / (1.0f + frac) + Read(delay + 1);
+      default:
+        return Read(delay);
+    }
+  }
+
+  /// Length in samples.
+  uint32_t Size() const noexcept { return static_cast<uint32_t>(size); }
+
+  /// True from a Resize to the next Clear. A mark for the owner; no operation looks at it.
+  bool IsReady() const noexcept { return ready; }
+
+ private:
+  int32_t Wrapped(int32_t index) const noexcept {
+    assert(size > 0);
+    while (index < 0) index += size;
+    while (index >= size) index -= size;
+    return index;
+  }
+
+  bool IsInZeroRange(int32_t index) const noexcept { return index >= zeroBegin && index < zeroEnd; }
+
+  float At(int32_t index) const noexcept {
+    const int32_t i = Wrapped(index);
+    return IsInZeroRange(i) ? 0.0f : data[i];
+  }
+
+  /// Four points about the gap, fifth-order polynomial in Horner form.
+  float ReadFifthOrder(uint32_t delay, float frac) const noexcept {
+    const float a = Read(delay - 1);
+    const float b = Read(delay);
+    const float c = Read(delay + 1);
+    const float e = Read(delay + 2);
+    const float p = c - b;
+    const float q = e - a;
+    float y = 3.0f * p + a - e;
+    y = y * frac + (2.5f * q - 7.5f * p);
+    y = y * frac + (-1.5f * q + 4.5f * p);
+    y = y * frac + (0.5f * (c + a) - b);
+    y = y * frac + 0.5f * (c - a);
+    return y * frac + b;
+  }
+
+  std::vector<float> buffer;
+  float* data = nullptr;   // its first element
+  bool ready = false;      // set by Resize, cleared by Clear
+  int32_t size = 0;        // samples
+  int32_t writeIndex = 0;  // where the next sample goes
+  // Half-open range of indices that reads as zero: 0 <= zeroBegin <= zeroEnd <= size.
+  int32_t zeroBegin = 0;
+  int32_t zeroEnd = 0;
+};
+
+}  // namespace Vantora::dsp
