@@ -1,0 +1,60 @@
+#include "dsp/effects/prims/SimdTargets.h"
+
+namespace Vantora::prims {
+
+namespace {
+
+SimdTarget Detect() noexcept {
+#if defined(__x86_64__)
+  // Asks the operating system too whether it keeps the wide registers. The sets are those that the kernels of
+  // one level are compiled with, so that a machine with a part of them falls to the level below.
+  __builtin_cpu_init();
+  if (!__builtin_cpu_supports("ssse3")) return SimdTarget::Baseline;
+  if (!__builtin_cpu_supports("sse4.1") || !__builtin_cpu_supports("sse4.2") ||
+      !__builtin_cpu_supports("pclmul") || !__builtin_cpu_supports("aes")) {
+    return SimdTarget::Ssse3;
+  }
+  if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma") || !__builtin_cpu_supports("bmi") ||
+      !__builtin_cpu_supports("bmi2") || !__builtin_cpu_supports("f16c")) {
+    return SimdTarget::Sse4;
+  }
+  if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512vl") ||
+      !__builtin_cpu_supports("avx512dq") || !__builtin_cpu_supports("avx512bw")) {
+    return SimdTarget::Avx2;
+  }
+  return SimdTarget::Avx512;
+#else
+  return SimdTarget::Baseline;
+#endif
+}
+
+}  // namespace
+
+SimdTarget BestSimdTarget() noexcept {
+  static const SimdTarget target = Detect();
+  return target;
+}
+
+const char* SimdTargetName() noexcept {
+  switch (BestSimdTarget()) {
+    case SimdTarget::Avx512:
+      return "AVX-512";
+    case SimdTarget::Avx2:
+      return "AVX2";
+    case SimdTarget::Sse4:
+      return "SSE4";
+    case SimdTarget::Ssse3:
+      return "SSSE3";
+    case SimdTarget::Baseline:
+      break;
+  }
+#if defined(__x86_64__)
+  return "x86-64 baseline";
+#elif defined(__aarch64__)
+  return "NEON";
+#else
+  return "baseline";
+#endif
+}
+
+}  // namespace Vantora::prims

@@ -1,0 +1,266 @@
+#include "dsp/effects/prims/VectorKernels.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/effects/prims/VectorKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+// What every instruction set provides; defined once, before the passes over them differ.
+#ifndef PRISMEL_VECTOR_KERNELS_TABLE
+#define PRISMEL_VECTOR_KERNELS_TABLE
+namespace Vantora::prims {
+
+struct VectorKernelTable {
+  void (*mulSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
+  void (*mulAddSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
+  void (*add)(const float* source, float* destination, std::size_t count);
+  void (*scale)(float gain, const float* source, float* destination, std::size_t count);
+  void (*fir)(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count);
+  void (*firAdd)(const float* taps, std::size_t tapCount, const float* samples, float* out,
+                 std::size_t count);
+};
+
+}  // namespace Vantora::prims
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::prims::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class D>
+using Vector = hn::Vec<D>;
+
+// Spectra
+// ------------------------------------------------------------------------------------------------------------
+
+// (re a re b - im a im b, re a im b + im a re b) + sum, in interleaved order.
+template <class D>
+HWY_INLINE Vector<D> ComplexMulAdd(D d, const float* a, const float* b, Vector<D> signs, Vector<D> sum) {
+  const auto x = hn::LoadU(d, a);
+  const auto y = hn::LoadU(d, b);
+  const auto cross = hn::Xor(hn::Shuffle2301(y), signs);
+  return hn::MulAdd(hn::DupEven(x), y, hn::MulAdd(hn::DupOdd(x), cross, sum));
+}
+
+// Runs over whole vectors of `d` from `start` on and returns where it stopped.
+template <bool kAdd, class D>
+HWY_INLINE std::size_t SpectrumRun(D d, const float* a, const float* b, float* destination, std::size_t start,
+                                   std::size_t count) {
+  const auto signs = hn::OddEven(hn::Zero(d), hn::Set(d, -0.0f));
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = start;
+  for (; i + lanes <= count; i += lanes) {
+    const auto sum = kAdd ? hn::LoadU(d, destination + i) : hn::Zero(d);
+    hn::StoreU(ComplexMulAdd(d, a + i, b + i, signs, sum), d, destination + i);
+  }
+  return i;
+}
+
+template <bool kAdd>
+HWY_INLINE void Spectrum(const float* a, const float* b, float* destination, std::size_t count) {
+  const std::size_t end = count & ~std::size_t{3};
+  const std::size_t rest = SpectrumRun<kAdd>(hn::ScalableTag<float>(), a, b, destination, 0, end);
+  SpectrumRun<kAdd>(hn::CappedTag<float, 4>(), a, b, destination, rest, end);
+}
+
+void MulSpectrumKernel(const float* a, const float* b, float* destination, std::size_t count) {
+  Spectrum<false>(a, b, destination, count);
+}
+
+void MulAddSpectrumKernel(const float* a, const float* b, float* destination, std::size_t count) {
+  Spectrum<true>(a, b, destination, count);
+}
+
+// Buffers
+// ------------------------------------------------------------------------------------------------------------
+
+void AddKernel(const float* source, float* destination, std::size_t count) {
+  const hn::ScalableTag<float> d;
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = 0;
+  for (; i + lanes <= count; i += lanes) {
+    hn::StoreU(hn::Add(hn::LoadU(d, destination + i), hn::LoadU(d, source + i)), d, destination + i);
+  }
+  for (; i < count; ++i) destination[i] += source[i];
+}
+
+void ScaleKernel(float gain, const float* source, float* destination, std::size_t count) {
+  const hn::ScalableTag<float> d;
+  const std::size_t lanes = hn::Lanes(d);
+  const auto factor = hn::Set(d, gain);
+  std::size_t i = 0;
+  for (; i + lanes <= count; i += lanes)
+    hn::StoreU(hn::Mul(factor, hn::LoadU(d, source + i)), d, destination + i);
+  for (; i < count; ++i) destination[i] = gain * source[i];
+}
+
+// FIR
+// ----------------------------------------------------------------------------------------------------------------
+
+// The outputs are the lanes: `kVectors` vectors of them share each tap. `kTaps` taps at a time have sums of
+// their own, which hides the latency of the multiply-add, and the taps are cut into eight stretches that are
+// summed last.
+template <std::size_t kVectors, std::size_t kTaps, class D>
+HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples,
+                        Vector<D>* result) {
+  const std::size_t lanes = hn::Lanes(d);
+  const std::size_t stretch = tapCount >= 64 ? (tapCount + 7) / 8 : tapCount;
+  for (std::size_t v = 0; v < kVectors; ++v) result[v] = hn::Zero(d);
+  for (std::size_t start = 0; start < tapCount; start += stretch) {
+    const std::size_t end = HWY_MIN(start + stretch, tapCount);
+    Vector<D> sums[kVectors * kTaps];
+    for (std::size_t s = 0; s < kVectors * kTaps; ++s) sums[s] = hn::Zero(d);
+    std::size_t k = start;
+    for (; k + kTaps <= end; k += kTaps) {
+      for (std::size_t t = 0; t < kTaps; ++t) {
+        const auto tap = hn::Set(d, taps[k + t]);
+        for (std::size_t v = 0; v < kVectors; ++v) {
+          auto& sum = sums[t * kVectors + v];
+          sum = hn::MulAdd(tap, hn::LoadU(d, samples + k + t + v * lanes), sum);
+        }
+      }
+    }
+    for (; k < end; ++k) {
+      const auto tap = hn::Set(d, taps[k]);
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        sums[v] = hn::MulAdd(tap, hn::LoadU(d, samples + k + v * lanes), sums[v]);
+      }
+    }
+    for (std::size_t v = 0; v < kVectors; ++v) {
+      for (std::size_t t = 1; t < kTaps; ++t) sums[v] = hn::Add(sums[v], sums[t * kVectors + v]);
+      result[v] = hn::Add(result[v], sums[v]);
+    }
+  }
+}
+
+template <bool kAdd, std::size_t kVectors, std::size_t kTaps, class D>
+HWY_INLINE void FirStore(D d, const float* taps, std::size_t tapCount, const float* samples, float* out) {
+  const std::size_t lanes = hn::Lanes(d);
+  Vector<D> result[kVectors];
+  FirTile<kVectors, kTaps>(d, taps, tapCount, samples, result);
+  for (std::size_t v = 0; v < kVectors; ++v) {
+    if (kAdd) result[v] = hn::Add(result[v], hn::LoadU(d, out + v * lanes));
+    hn::StoreU(result[v], d, out + v * lanes);
+  }
+}
+
+template <bool kAdd, std::size_t kLanes>
+HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* samples, float* out,
+                       std::size_t count) {
+  const hn::CappedTag<float, kLanes> d;
+  const std::size_t lanes = hn::Lanes(d);
+  if (count < lanes) {
+    if constexpr (kLanes > 1) FirRun<kAdd, kLanes / 2>(taps, tapCount, samples, out, count);
+    return;
+  }
+  std::size_t i = 0;
+  for (; i + 4 * lanes <= count; i += 4 * lanes)
+    FirStore<kAdd, 4, 2>(d, taps, tapCount, samples + i, out + i);
+  if (i + 3 * lanes <= count) {
+    FirStore<kAdd, 3, 3>(d, taps, tapCount, samples + i, out + i);
+    i += 3 * lanes;
+  } else if (i + 2 * lanes <= count) {
+    FirStore<kAdd, 2, 4>(d, taps, tapCount, samples + i, out + i);
+    i += 2 * lanes;
+  } else if (i + lanes <= count) {
+    FirStore<kAdd, 1, 8>(d, taps, tapCount, samples + i, out + i);
+    i += lanes;
+  }
+  if (i == count) return;
+  // The last outputs share a vector with some that are done already; those lanes stay as they are.
+  const std::size_t last = count - lanes;
+  hn::Vec<decltype(d)> result[1];
+  FirTile<1, 8>(d, taps, tapCount, samples + last, result);
+  const auto present = hn::LoadU(d, out + last);
+  if (kAdd) result[0] = hn::Add(result[0], present);
+  hn::StoreU(hn::IfThenElse(hn::FirstN(d, i - last), present, result[0]), d, out + last);
+}
+
+constexpr std::size_t kWidest = hn::MaxLanes(hn::ScalableTag<float>());
+
+void FirKernel(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count) {
+  FirRun<false, kWidest>(taps, tapCount, samples, out, count);
+}
+
+void FirAddKernel(const float* taps, std::size_t tapCount, const float* samples, float* out,
+                  std::size_t count) {
+  FirRun<true, kWidest>(taps, tapCount, samples, out, count);
+}
+
+}  // namespace
+
+constexpr VectorKernelTable kVectorKernels{MulSpectrumKernel, MulAddSpectrumKernel, AddKernel, ScaleKernel,
+                                           FirKernel,         FirAddKernel};
+
+}  // namespace Vantora::prims::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantora::prims {
+
+namespace {
+
+const VectorKernelTable& Kernels() noexcept {
+  static const VectorKernelTable& table = *PRISMEL_KERNELS(BestSimdTarget(), kVectorKernels);
+  return table;
+}
+
+}  // namespace
+
+void MulSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept {
+  if (destination != nullptr) Kernels().mulSpectrum(a, b, destination, count);
+}
+
+void MulAddSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept {
+  if (destination != nullptr) Kernels().mulAddSpectrum(a, b, destination, count);
+}
+
+void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept {
+  MulSpectrum(a.Data(), b.Data(), destination.Data(), destination.Count());
+}
+
+void MulAddSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept {
+  MulAddSpectrum(a.Data(), b.Data(), destination.Data(), destination.Count());
+}
+
+void Zero(float* destination, std::size_t count) noexcept { std::fill_n(destination, count, 0.0f); }
+
+void Set(float value, float* destination, std::size_t count) noexcept {
+  std::fill_n(destination, count, value);
+}
+
+void Copy(const float* source, float* destination, std::size_t count) noexcept {
+  std::copy_n(source, count, destination);
+}
+
+void Move(const float* source, float* destination, std::size_t count) noexcept {
+  if (count > 0) std::memmove(destination, source, count * sizeof(float));
+}
+
+void Add(const float* source, float* destination, std::size_t count) noexcept {
+  Kernels().add(source, destination, count);
+}
+
+void Scale(float gain, const float* source, float* destination, std::size_t count) noexcept {
+  Kernels().scale(gain, source, destination, count);
+}
+
+void Fir(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,
+         std::size_t count) noexcept {
+  Kernels().fir(reversedTaps, tapCount, samples, out, count);
+}
+
+void FirAdd(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,
+            std::size_t count) noexcept {
+  Kernels().firAdd(reversedTaps, tapCount, samples, out, count);
+}
+
+}  // namespace Vantora::prims
+#endif  // HWY_ONCE

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstddef>
+
+#include "dsp/effects/prims/AlignedBuffer.h"
+
+namespace Vantora::prims {
+
+// Spectrum arithmetic on interleaved complex numbers (real part, then imaginary part), two bins at a time.
+// Both operands may be the destination. Counts are floats; a tail of one to three floats stays as it was, a
+// null destination or a count below 4 does nothing.
+
+/// destination = a * b, the complex product bin by bin.
+void MulSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept;
+
+/// destination += a * b, the complex product bin by bin.
+void MulAddSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept;
+
+/// The same over the destination's whole length; the operands are at least as long.
+void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;
+void MulAddSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;
+
+// Buffer operations over exactly `count` floats, of any alignment.
+
+/// destination = 0.
+void Zero(float* destination, std::size_t count) noexcept;
+
+/// destination = value.
+void Set(float value, float* destination, std::size_t count) noexcept;
+
+/// destination = source; the two don't overlap.
+void Copy(const float* source, float* destination, std::size_t count) noexcept;
+
+/// destination = source; the two may overlap.
+void Move(const float* source, float* destination, std::size_t count) noexcept;
+
+/// destination += source.
+void Add(const float* source, float* destination, std::size_t count) noexcept;
+
+/// destination = gain * source; the two may be the same array.
+void Scale(float gain, const float* source, float* destination, std::size_t count) noexcept;
+
+// Direct FIR over a block, as a correlation: out[i] = sum over k of reversedTaps[k] * samples[i + k].
+//
+// For an impulse h of `tapCount` taps, reversedTaps[k] is h[tapCount - 1 - k], and `samples` holds the last
+// tapCount - 1 input samples, then the `count` samples of the block. `out` overlaps neither. Any count and
+// any alignment; nothing is read outside the tapCount - 1 + count samples. An output is the sum of at least
+// eight partial sums wherever there are 64 taps or more, which keeps single precision within 1e-5 of the RMS
+// of the exact result.
+
+/// out = the filtered block.
+void Fir(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,
+         std::size_t count) noexcept;
+
+/// out += the filtered block.
+void FirAdd(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,
+            std::size_t count) noexcept;
+
+}  // namespace Vantora::prims
