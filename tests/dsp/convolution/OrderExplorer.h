@@ -1,0 +1,178 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <semaphore>
+#include <thread>
+#include <utility>
+#include <vector>
+
+namespace Vantora::tests {
+
+/// Runs two threads again and again, one at a time, until every order of their atomic operations has been tried, and
+/// for every load every value that its memory order allows, stale ones included.
+///
+/// A load may return any store that isn't older than what its thread has seen or what happens before it. Vector
+/// clocks follow release and acquire. Plain memory is reported through Read and Write; an access that another
+/// thread's access doesn't happen before is a race, whether or not anything went wrong this time.
+class OrderExplorer {
+ public:
+  using Clock = std::array<uint64_t, 2>;
+
+  /// Repeats `run` (which makes the objects afresh and calls Race) until nothing new is left to try.
+  /// Returns the number of executions.
+  uint64_t Explore(const std::function<void()>& run) {
+    active = this;
+    uint64_t executions = 0;
+    do {
+      position = 0;
+      clocks = {};
+      plain.clear();
+      run();
+      ++executions;
+    } while (Advance());
+    active = nullptr;
+    return executions;
+  }
+
+  /// Runs both bodies to their ends in the order being tried.
+  void Race(const std::function<void()>& first, const std::function<void()>& second) {
+    finished = {false, false};
+    // What was made before both threads happens before both, what follows comes after both.
+    clocks = {Clock{1, 0}, Clock{0, 1}};
+    running = true;
+    std::array<std::thread, 2> threads{std::thread([&] { Body(0, first); }), std::thread([&] { Body(1, second); })};
+    turn[Choose(2)].release();
+    for (auto& thread : threads) thread.join();
+    running = false;
+  }
+
+  uint64_t RaceCount() const { return races; }
+
+  static OrderExplorer* Active() { return active; }
+  static int Self() { return self; }
+  bool IsRunning() const { return running; }
+
+  /// One of `count` ways to go on; remembered, so that the next execution takes another one.
+  size_t Choose(size_t count) {
+    if (position == choices.size()) choices.push_back({0, count});
+    return choices[position++].first;
+  }
+
+  /// Before each atomic operation: perhaps the other thread goes first.
+  void SchedulingPoint() {
+    if (!running || finished[1 - self]) return;
+    if (Choose(2) == 0) return;
+    turn[1 - self].release();
+    turn[self].acquire();
+  }
+
+  Clock& OwnClock() { return clocks[self]; }
+  void Tick() { ++clocks[self][self]; }
+
+  void Read(const void* address) { Access(address, false); }
+  void Write(const void* address) { Access(address, true); }
+
+ private:
+  struct Cell {
+    Clock reads{}, writes{};
+  };
+
+  void Body(int index, const std::function<void()>& body) {
+    self = index;
+    turn[index].acquire();
+    body();
+    finished[index] = true;
+    if (!finished[1 - index]) turn[1 - index].release();
+  }
+
+  void Access(const void* address, bool isWrite) {
+    if (!running) return;
+    Cell& cell = plain[address];
+    const int other = 1 - self;
+    const uint64_t known = clocks[self][other];
+    if (cell.writes[other] > known || (isWrite && cell.reads[other] > known)) ++races;
+    (isWrite ? cell.writes : cell.reads)[self] = clocks[self][self];
+  }
+
+  bool Advance() {
+    while (!choices.empty() && choices.back().first + 1 == choices.back().second) choices.pop_back();
+    if (choices.empty()) return false;
+    ++choices.back().first;
+    return true;
+  }
+
+  static inline OrderExplorer* active = nullptr;
+  static inline thread_local int self = 0;
+
+  std::vector<std::pair<size_t, size_t>> choices;  // taken, of how many
+  size_t position = 0;
+  std::array<std::binary_semaphore, 2> turn{std::binary_semaphore(0), std::binary_semaphore(0)};
+  std::array<bool, 2> finished{};
+  std::array<Clock, 2> clocks{};
+  std::map<const void*, Cell> plain;
+  bool running = false;
+  uint64_t races = 0;
+};
+
+/// An atomic under the explorer. `Weaken` turns a memory order into a weaker one, to prove that the explorer notices.
+template <typename T, typename Weaken>
+class ExploredAtomic {
+ public:
+  ExploredAtomic(T value) : stores{{value, {}, {}, false}} {}  // NOLINT: as std::atomic
+
+  T load(std::memory_order order) const {
+    auto& explorer = *OrderExplorer::Active();
+    order = Weaken::Load(order);
+    // A relaxed load needs no switch in front of it: what another order could show it, it may read as a stale store.
+    if (order != std::memory_order_relaxed) explorer.SchedulingPoint();
+    if (!explorer.IsRunning()) return stores.back().value;
+    const int self = OrderExplorer::Self();
+    size_t oldest = seen[self];
+    for (size_t i = oldest; i < stores.size(); ++i) {
+      if (stores[i].made[0] <= explorer.OwnClock()[0] && stores[i].made[1] <= explorer.OwnClock()[1]) oldest = i;
+    }
+    const size_t taken = stores.size() - 1 - explorer.Choose(stores.size() - oldest);
+    seen[self] = taken;
+    const bool acquires = order == std::memory_order_acquire || order == std::memory_order_seq_cst;
+    if (acquires && stores[taken].releases) {
+      for (int k = 0; k < 2; ++k) {
+        explorer.OwnClock()[k] = std::max(explorer.OwnClock()[k], stores[taken].published[k]);
+      }
+    }
+    return stores[taken].value;
+  }
+
+  void store(T value, std::memory_order order) {
+    auto& explorer = *OrderExplorer::Active();
+    order = Weaken::Store(order);
+    explorer.SchedulingPoint();
+    if (!explorer.IsRunning()) {
+      stores.push_back({value, {}, {}, false});
+      return;
+    }
+    const int self = OrderExplorer::Self();
+    explorer.Tick();
+    OrderExplorer::Clock made{};
+    made[self] = explorer.OwnClock()[self];
+    const bool releases = order == std::memory_order_release || order == std::memory_order_seq_cst;
+    stores.push_back({value, made, explorer.OwnClock(), releases});
+    explorer.Tick();  // what follows the store isn't published by it
+    seen[self] = stores.size() - 1;
+  }
+
+ private:
+  struct Store {
+    T value;
+    OrderExplorer::Clock made, published;
+    bool releases;
+  };
+  std::vector<Store> stores;
+  mutable std::array<size_t, 2> seen{};
+};
+
+}  // namespace Vantora::tests
