@@ -49,15 +49,16 @@ struct WorkOrCancel {
 
 }  // namespace CommandQueueHelper
 
-/// CommandQueue: calls on their way from exactly one thread, the producer, to exactly one other, the consumer, through
-/// a ring that never waits and never allocates.
+/// CommandQueue: calls on their way from exactly one thread, the producer, to exactly one other, the
+/// consumer, through a ring that never waits and never allocates.
 ///
-/// `Size` is what a command may capture, in bytes, its table pointer of 8 included; a command that doesn't fit is an
-/// error of the build. `Capacity` commands fit: one slot more exists, which stays free, so that equal indexes mean an
-/// empty ring. Commands must be copyable. One that throws on the consumer's side ends the process.
+/// `Size` is what a command may capture, in bytes, its table pointer of 8 included; a command that doesn't
+/// fit is an error of the build. `Capacity` commands fit: one slot more exists, which stays free, so that
+/// equal indexes mean an empty ring. Commands must be copyable. One that throws on the consumer's side ends
+/// the process.
 ///
-/// The producer owns `writeIndex`, the consumer owns `readIndex`; each only looks at the other's. `Atomic` is a seam
-/// for the test that tries every order of these loads and stores.
+/// The producer owns `writeIndex`, the consumer owns `readIndex`; each only looks at the other's. `Atomic` is
+/// a seam for the test that tries every order of these loads and stores.
 template <size_t Size, uint64_t Capacity, template <typename> class Atomic = std::atomic>
 class CommandQueue {
  public:
@@ -72,17 +73,18 @@ class CommandQueue {
   /// [producer] Stores a command that runs `work`, or `cancel` when it is cancelled; both take no argument.
   /// False when the ring is full: the command and what it captured are destroyed.
   template <typename Work, typename Cancel>
-    requires std::invocable<Work&> && std::invocable<Cancel&>
+  requires std::invocable<Work&> && std::invocable<Cancel&>
   bool Enqueue(Work work, Cancel cancel) noexcept {
     return Push(CommandQueueHelper::WorkOrCancel<Work, Cancel>{std::move(work), std::move(cancel)});
   }
 
-  /// [producer] Stores a call of `function` on `object`, which does nothing when it is cancelled. The arguments are
-  /// held by value. False when the ring is full.
+  /// [producer] Stores a call of `function` on `object`, which does nothing when it is cancelled. The
+  /// arguments are held by value. False when the ring is full.
   template <typename Object, typename... Parameters>
   bool Enqueue(Object* object, void (Object::*function)(Parameters...),
                typename CommandQueueHelper::identity<Parameters>::type... arguments) noexcept {
-    return Push(CommandQueueHelper::MemberCall<Object, Parameters...>{object, function, {std::move(arguments)...}});
+    return Push(
+        CommandQueueHelper::MemberCall<Object, Parameters...>{object, function, {std::move(arguments)...}});
   }
 
   /// [consumer] Takes the oldest command and runs it. False when there was none.

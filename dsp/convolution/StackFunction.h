@@ -7,15 +7,16 @@
 
 namespace Vantora::stlutils {
 
-/// One stored call, seen without its type. The three operations that move it about work on raw storage, so that a
-/// call lives wherever its holder lies: in a ring, on a stack, never on the heap.
+/// One stored call, seen without its type. The three operations that move it about work on raw storage, so
+/// that a call lives wherever its holder lies: in a ring, on a stack, never on the heap.
 template <typename Result, typename... Arguments>
 class stack_function_base {
  public:
   virtual Result operator()(Arguments... arguments) = 0;
   /// Constructs a copy at `destination`, which is raw storage of a stack_function.
   virtual void CopyTo(void* destination) const = 0;
-  /// Constructs this call's successor at `destination`; what stays here is moved from and still to be destroyed.
+  /// Constructs this call's successor at `destination`; what stays here is moved from and still to be
+  /// destroyed.
   virtual void MoveTo(void* destination) noexcept = 0;
   virtual ~stack_function_base() = default;
 };
@@ -29,14 +30,16 @@ class stack_function_impl final : public stack_function_base<Result, Arguments..
 
   Result operator()(Arguments... arguments) override { return function(arguments...); }
   void CopyTo(void* destination) const override { ::new (destination) stack_function_impl(function); }
-  void MoveTo(void* destination) noexcept override { ::new (destination) stack_function_impl(std::move(function)); }
+  void MoveTo(void* destination) noexcept override {
+    ::new (destination) stack_function_impl(std::move(function));
+  }
 
  private:
   F function;
 };
 
-/// A holder: `Size` bytes in place for one call with its table pointer, and a flag that says whether there is one.
-/// A callable that doesn't fit is an error of the build.
+/// A holder: `Size` bytes in place for one call with its table pointer, and a flag that says whether there is
+/// one. A callable that doesn't fit is an error of the build.
 template <size_t Size, typename Result, typename... Arguments>
 class stack_function {
  public:
@@ -44,11 +47,12 @@ class stack_function {
 
   stack_function() noexcept = default;
   template <typename F>
-    requires(!std::is_same_v<std::remove_cvref_t<F>, stack_function>)
-  explicit stack_function(F&& callable) noexcept {
+  requires(!std::is_same_v<std::remove_cvref_t<F>, stack_function>) explicit stack_function(
+      F&& callable) noexcept {
     using Impl = stack_function_impl<std::decay_t<F>, Result, Arguments...>;
     static_assert(sizeof(Impl) <= Size, "the callable captures more than the holder has room for");
-    static_assert(alignof(Impl) <= kAlignment, "the callable asks for a stricter alignment than the holder has");
+    static_assert(alignof(Impl) <= kAlignment,
+                  "the callable asks for a stricter alignment than the holder has");
     static_assert(std::is_nothrow_move_constructible_v<std::decay_t<F>>);
     ::new (static_cast<void*>(block)) Impl(std::forward<F>(callable));
     empty = false;

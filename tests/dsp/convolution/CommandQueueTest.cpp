@@ -87,13 +87,12 @@ TEST(CommandQueue, DestructorDestroysWhatIsLeftAndRunsNothing) {
 }
 
 TEST(CommandQueueDeathTest, CommandThatThrowsEndsTheProcess) {
-  EXPECT_DEATH(
-      {
-        CommandQueue<64, 1> queue;
-        queue.Enqueue([] { throw 1; }, [] {});
-        queue.ExecuteOne(false);
-      },
-      "");
+  const auto runThrowingCommand = [] {
+    CommandQueue<64, 1> queue;
+    queue.Enqueue([] { throw 1; }, [] {});
+    queue.ExecuteOne(false);
+  };
+  EXPECT_DEATH(runThrowingCommand(), "");
 }
 
 TEST(CommandQueue, PathLongerThanItsPlaceSaysSo) {
@@ -186,7 +185,8 @@ struct Explored {
         explorer.Race(
             [&] {
               for (int i = 0; i < enqueues; ++i) {
-                if (queue.Enqueue([&executed, payload = Payload(i)] { executed.push_back(payload.Read()); }, [] {})) {
+                if (queue.Enqueue([&executed, payload = Payload(i)] { executed.push_back(payload.Read()); },
+                                  [] {})) {
                   accepted.push_back(i);
                 }
               }

@@ -13,12 +13,12 @@
 
 namespace Vantora::tests {
 
-/// Runs two threads again and again, one at a time, until every order of their atomic operations has been tried, and
-/// for every load every value that its memory order allows, stale ones included.
+/// Runs two threads again and again, one at a time, until every order of their atomic operations has been
+/// tried, and for every load every value that its memory order allows, stale ones included.
 ///
-/// A load may return any store that isn't older than what its thread has seen or what happens before it. Vector
-/// clocks follow release and acquire. Plain memory is reported through Read and Write; an access that another
-/// thread's access doesn't happen before is a race, whether or not anything went wrong this time.
+/// A load may return any store that isn't older than what its thread has seen or what happens before it.
+/// Vector clocks follow release and acquire. Plain memory is reported through Read and Write; an access that
+/// another thread's access doesn't happen before is a race, whether or not anything went wrong this time.
 class OrderExplorer {
  public:
   using Clock = std::array<uint64_t, 2>;
@@ -45,7 +45,8 @@ class OrderExplorer {
     // What was made before both threads happens before both, what follows comes after both.
     clocks = {Clock{1, 0}, Clock{0, 1}};
     running = true;
-    std::array<std::thread, 2> threads{std::thread([&] { Body(0, first); }), std::thread([&] { Body(1, second); })};
+    std::array<std::thread, 2> threads{std::thread([&] { Body(0, first); }),
+                                       std::thread([&] { Body(1, second); })};
     turn[Choose(2)].release();
     for (auto& thread : threads) thread.join();
     running = false;
@@ -119,7 +120,8 @@ class OrderExplorer {
   uint64_t races = 0;
 };
 
-/// An atomic under the explorer. `Weaken` turns a memory order into a weaker one, to prove that the explorer notices.
+/// An atomic under the explorer. `Weaken` turns a memory order into a weaker one, to prove that the explorer
+/// notices.
 template <typename T, typename Weaken>
 class ExploredAtomic {
  public:
@@ -128,13 +130,15 @@ class ExploredAtomic {
   T load(std::memory_order order) const {
     auto& explorer = *OrderExplorer::Active();
     order = Weaken::Load(order);
-    // A relaxed load needs no switch in front of it: what another order could show it, it may read as a stale store.
+    // A relaxed load needs no switch in front of it: what another order could show it, it may read as a stale
+    // store.
     if (order != std::memory_order_relaxed) explorer.SchedulingPoint();
     if (!explorer.IsRunning()) return stores.back().value;
     const int self = OrderExplorer::Self();
     size_t oldest = seen[self];
     for (size_t i = oldest; i < stores.size(); ++i) {
-      if (stores[i].made[0] <= explorer.OwnClock()[0] && stores[i].made[1] <= explorer.OwnClock()[1]) oldest = i;
+      if (stores[i].made[0] <= explorer.OwnClock()[0] && stores[i].made[1] <= explorer.OwnClock()[1])
+        oldest = i;
     }
     const size_t taken = stores.size() - 1 - explorer.Choose(stores.size() - oldest);
     seen[self] = taken;
