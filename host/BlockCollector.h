@@ -1,0 +1,131 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+#include "host/HostedProcessor.h"
+#include "host/Meters.h"
+#include "host/ParameterQueue.h"
+
+namespace Vantora::host {
+
+/// BlockListener: called before every block, for whatever follows the stream's time: automation, a tempo map.
+class BlockListener {
+ public:
+  /// [process] The block holds the samples `position` to `position` + `count` - 1 of the stream. May write
+  /// parameters and the transport of `processor`; must be real-time safe when the stream is live.
+  virtual void BeforeBlock(HostedProcessor& processor, uint64_t position, uint32_t count) = 0;
+
+ protected:
+  ~BlockListener() = default;
+};
+
+/// BlockCollector: turns a stream that comes in pieces of any length into whole blocks of the processor's own
+/// size, so that the sound never depends on the caller's buffer size. `LiveCollector` and `FileCollector` say
+/// what becomes of the output.
+///
+/// Before each block come, in this order: the listener, then the queued parameter writes that are due in it.
+/// Inputs are copied, so a caller may use one buffer for input and output; samples that aren't finite become
+/// 0 and are counted, because one NaN in a recursive filter is silence until the next reset.
+class BlockCollector {
+ public:
+  /// Room of the parameter queue, in writes.
+  static constexpr size_t kQueueCapacity = 4096;
+
+  BlockCollector(const BlockCollector&) = delete;
+  BlockCollector& operator=(const BlockCollector&) = delete;
+
+  uint32_t InputChannels() const { return inputCount; }
+  uint32_t OutputChannels() const { return outputCount; }
+  uint32_t BlockSize() const { return blockSize; }  ///< samples
+
+  /// [any thread, real-time safe] A normalised value for the block that holds sample `position` of the
+  /// stream, or for the next one if that has passed. False when the queue is full: the write is dropped.
+  bool Queue(uint32_t index, float normalized, uint64_t at = 0) {
+    return queue.Push({index, normalized, at});
+  }
+
+  /// [any thread; allocates] Values that belong together, such as a preset's: all before the same block, or
+  /// none, with false, when the queue is full.
+  bool QueueTogether(std::vector<ParameterWrite> writes, uint64_t at = 0) {
+    return queue.PushTogether(std::move(writes), at);
+  }
+
+  /// [any thread] Levels and read-outs after the last block.
+  const Meters& Levels() const { return meters; }
+
+  /// [any thread] Input samples that weren't finite and were replaced by 0.
+  uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
+
+  /// [process] Samples handed to the processor so far, a whole number of blocks.
+  uint64_t Position() const { return position; }
+
+  /// [process] The listener, or null. It must live as long as it is set.
+  void SetListener(BlockListener* newListener) { listener = newListener; }
+
+ protected:
+  /// `processor` must be initialised, must outlive the collector, and keeps its rate while the collector
+  /// lives. 1 or 2 inputs and 1 or 2 outputs: mono, mono to stereo, stereo, or the left side of stereo.
+  /// Throws `HostError`. Allocates.
+  BlockCollector(HostedProcessor& processor, uint32_t inputChannels, uint32_t outputChannels);
+  ~BlockCollector() = default;
+
+  /// Copies `count` samples from `offset` of `source` (null, or a null channel: silence) to the block at
+  /// `fill`.
+  void Take(const float* const* source, size_t offset, uint32_t count);
+  /// Runs the processor over the whole block.
+  void RunBlock();
+
+  HostedProcessor& processor;
+  const uint32_t inputCount, outputCount, blockSize;
+  uint32_t fill = 0;                        // samples of the block that have been taken
+  std::array<float*, 2> input{}, output{};  // one block each, into `storage`
+
+ private:
+  std::vector<float> storage;
+  ParameterQueue queue{kQueueCapacity};
+  Meters meters;
+  BlockListener* listener = nullptr;
+  uint64_t position = 0;
+  std::atomic<uint64_t> nonFiniteCount{0};
+};
+
+/// LiveCollector: as many samples out as in, at every call, one block late.
+class LiveCollector final : public BlockCollector {
+ public:
+  /// See `BlockCollector`. The output is silent for the first `Latency` samples.
+  explicit LiveCollector(HostedProcessor& processor, uint32_t inputChannels = 2, uint32_t outputChannels = 2);
+
+  /// [process] `sampleCount` may be 0 or anything else. Input and output buffers may be the same.
+  void Process(const float* const* inputs, float* const* outputs, size_t sampleCount);
+
+  /// Samples from an input to its own dry output, as measured: one block. Report this to the host, not the
+  /// processor's constant figure.
+  uint32_t Latency() const { return blockSize; }
+
+  /// [process] Forgets the samples under way. The processor's own state stays.
+  void Flush();
+};
+
+/// FileCollector: no delay. Output comes in whole blocks as soon as they are full; the last one is padded
+/// with silence and trimmed, so that in the end as many samples have come out as went in, each at its own
+/// place.
+class FileCollector final : public BlockCollector {
+ public:
+  /// Takes `count` finished samples of each output channel; the memory is the collector's.
+  using Sink = std::function<void(const float* const* outputs, uint32_t count)>;
+
+  /// See `BlockCollector`. Tells the processor that this is an offline render.
+  explicit FileCollector(HostedProcessor& processor, uint32_t inputChannels = 2, uint32_t outputChannels = 2);
+
+  /// Takes `sampleCount` samples, 0 or more. `inputs` may be null: silence, as behind the end of a file.
+  void Feed(const float* const* inputs, size_t sampleCount, const Sink& sink);
+
+  /// Completes the last block. Further samples may follow, and begin a new block.
+  void Finish(const Sink& sink);
+};
+
+}  // namespace Vantora::host

@@ -1,0 +1,116 @@
+#include "host/HostedProcessor.h"
+
+#include <cmath>
+#include <cstring>
+#include <exception>
+
+#include "host/HostError.h"
+
+namespace Vantora::host {
+
+/// Keeps what the processor reports. Reports come from calls that this host makes off the audio thread.
+class HostedProcessor::MessageList final : public Processor::LogSink {
+ public:
+  void OnMessage(const char* text, uint32_t) override { texts.emplace_back(text); }
+  std::vector<std::string> texts;
+};
+
+HostedProcessor::HostedProcessor(const ProcessorLibrary& origin, Processor::LogSink* logSink)
+    : library(origin), messages(std::make_unique<MessageList>()), processor(library.CreateProcessor()) {
+  if (!processor->Attach(logSink != nullptr ? logSink : messages.get())) {
+    delete processor;
+    throw HostError("The processor refused to be attached.");
+  }
+  parameterCount = processor->GetParameterCount();
+}
+
+HostedProcessor::~HostedProcessor() {
+  processor->Terminate();
+  delete processor;
+}
+
+void HostedProcessor::Init(float rate) {
+  if (!std::isfinite(rate) || !(rate > 0.0f)) {
+    throw HostError("The sample rate must be above 0 Hz, not " + std::to_string(rate) + '.');
+  }
+  blockSize = 0;
+  const Processor::ProcessorConfig config{rate};
+  try {
+    if (!processor->Init(&config))
+      throw HostError("The processor can't run at " + std::to_string(rate) + " Hz.");
+  } catch (const HostError&) {
+    throw;
+  } catch (const std::exception& reason) {
+    throw HostError("The processor can't be prepared for " + std::to_string(rate) + " Hz: " + reason.what() +
+                    '.');
+  }
+  sampleRate = rate;
+  blockSize = processor->GetBlockSize(rate);
+  if (blockSize == 0) throw HostError("The processor asks for blocks of 0 samples.");
+  transport.songPosition = 0.0;
+  outputEvents = {};
+}
+
+void HostedProcessor::Terminate() {
+  blockSize = 0;
+  processor->Terminate();
+}
+
+uint32_t HostedProcessor::ReportedLatency() const { return processor->GetLatency(); }
+
+const std::vector<std::string>& HostedProcessor::Messages() const { return messages->texts; }
+
+std::string HostedProcessor::ParameterName(uint32_t index) const {
+  Processor::ParamInfo info{};  // zeroed: some names come without a terminator
+  if (!processor->GetParamInfo(index, &info)) return {};
+  return {info.name, strnlen(info.name, sizeof info.name)};
+}
+
+std::optional<uint32_t> HostedProcessor::FindParameter(const std::string& name) const {
+  for (uint32_t index = 0; index < parameterCount; ++index) {
+    if (ParameterName(index) == name) return index;
+  }
+  return std::nullopt;
+}
+
+std::optional<float> HostedProcessor::Get(uint32_t index) const {
+  // A command answers true and writes nothing, so the start value tells the two apart.
+  float value = -2.0f;
+  if (!processor->GetParamValue(index, &value) || value == -2.0f) return std::nullopt;
+  return value;
+}
+
+bool HostedProcessor::Set(uint32_t index, float normalized) {
+  return processor->SetParamValue(index, normalized);
+}
+
+void HostedProcessor::Process(const float* const* inputs, uint32_t inputCount, float* const* outputs,
+                              uint32_t outputCount, uint32_t sampleCount) {
+  Processor::ProcessData data{};
+  // The record has no const; the processor only reads its inputs.
+  data.inputs = const_cast<float**>(inputs);
+  data.outputs = const_cast<float**>(outputs);
+  data.inputCount = inputCount;
+  data.outputCount = outputCount;
+  data.sampleCount = sampleCount;
+  data.modeWord = transport.isOffline ? 1 : 0;
+  data.tempo = static_cast<float>(transport.tempo);
+  data.isPlaying = transport.isPlaying ? 1 : 0;
+  data.songPosition = static_cast<float>(transport.songPosition);
+  processor->Process(&data);
+
+  outputEvents = {data.outputEventData, data.outputEventData != nullptr ? data.outputEventCount : 0};
+  processor->ClearEvents();  // the processor keeps its lists otherwise, and would repeat them
+  if (transport.isPlaying) {
+    transport.songPosition += sampleCount * transport.tempo / (60.0 * static_cast<double>(sampleRate));
+  }
+}
+
+std::span<const Processor::ValueChange> HostedProcessor::TakeChangedValues() {
+  const Processor::ValueChange* data = nullptr;
+  uint32_t count = 0;
+  processor->GetChangedValues(&data, &count);
+  return {data, data != nullptr ? count : 0};
+}
+
+}  // namespace Vantora::host

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/ProcessorLibrary.h"
+#include "host/Transport.h"
+#include "processor/interface/LogSink.h"
+
+namespace Vantora::host {
+
+/// HostedProcessor: one processor in this host's hands, from its creation to its end, and the one place that
+/// knows how a `ProcessData` is filled.
+///
+/// Order    constructor (create, attach), `Init`, any number of `Process`, `Init` again for another rate,
+/// ...,
+///          destructor (terminate, delete; the library stays loaded until then)
+/// Threads  One thread at a time. Constructor, `Init`, `Terminate` and destructor allocate or end things:
+/// never
+///          beside `Process`. Everything marked [process] is real-time safe. Hand parameter writes of other
+///          threads over through a `BlockCollector`: a plain write beside a running block can be lost.
+class HostedProcessor {
+ public:
+  /// Creates a processor of `library` and attaches it. `logSink` may be null, then `Messages` collects what
+  /// the processor reports; otherwise it must outlive this object. Throws `HostError`.
+  explicit HostedProcessor(const ProcessorLibrary& library, Processor::LogSink* logSink = nullptr);
+  ~HostedProcessor();
+  HostedProcessor(const HostedProcessor&) = delete;
+  HostedProcessor& operator=(const HostedProcessor&) = delete;
+
+  /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what sounded is gone. Song position 0.
+  /// Throws `HostError` when the rate isn't finite and above 0, when the processor refuses, or for lack of
+  /// memory.
+  void Init(float sampleRate);
+
+  /// Ends what runs beside the audio thread. `Init` may follow; the destructor does it by itself.
+  void Terminate();
+
+  bool IsInitialised() const { return blockSize != 0; }
+  float SampleRate() const { return sampleRate; }  ///< Hz, of the last `Init`; 0 before
+  uint32_t BlockSize() const {
+    return blockSize;
+  }                                  ///< largest block of `Process`, in samples; 0 before `Init`
+  uint32_t ReportedLatency() const;  ///< the interface's own constant figure, in samples
+  const ProcessorLibrary& Library() const { return library; }
+  const std::vector<std::string>& Messages() const;  ///< reported by the processor, when no sink was given
+
+  uint32_t ParameterCount() const { return parameterCount; }
+  /// Full name as the processor gives it; empty for an index it doesn't know. Names need not be unique.
+  std::string ParameterName(uint32_t index) const;
+  /// The first index with this name.
+  std::optional<uint32_t> FindParameter(const std::string& name) const;
+  /// [process] Normalised value, 0 to 1; nothing when the parameter has none.
+  std::optional<float> Get(uint32_t index) const;
+  /// [process] Writes a normalised value, clamped to 0 to 1, for the next block. False: no such parameter.
+  bool Set(uint32_t index, float normalized);
+
+  /// [process] Tempo and song position of the next block.
+  Transport& GetTransport() { return transport; }
+  const Transport& GetTransport() const { return transport; }
+
+  /// [process] One block of at most `BlockSize` samples, best a multiple of four. `inputs` and `outputs` hold
+  /// 0 to 2 channels each and must not share memory: the outputs are cleared before the inputs are read.
+  /// Advances the song position while playing.
+  void Process(const float* const* inputs, uint32_t inputCount, float* const* outputs, uint32_t outputCount,
+               uint32_t sampleCount);
+
+  /// [process] A three-byte MIDI message for the next block.
+  void PushMidi(const uint8_t (&message)[3]) { processor->PushMidi(message); }
+  /// [process] Events of the last block, valid until the next one.
+  std::span<const Processor::HostEvent> OutputEvents() const { return outputEvents; }
+  /// [process] Takes the values that the processor changed by itself, valid until the next block.
+  std::span<const Processor::ValueChange> TakeChangedValues();
+
+ private:
+  class MessageList;
+
+  ProcessorLibrary library;  // first in, last out: the processor's code lives in it
+  std::unique_ptr<MessageList> messages;
+  Processor::IProcessor_V7* processor = nullptr;
+  uint32_t parameterCount = 0;
+  uint32_t blockSize = 0;
+  float sampleRate = 0.0f;
+  Transport transport;
+  std::span<const Processor::HostEvent> outputEvents;
+};
+
+}  // namespace Vantora::host
