@@ -1,0 +1,247 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "basictools/AlignedVector.h"
+#include "dsp/control/SmootherSRL.h"
+#include "engine/ModuleContainer.h"
+
+namespace Vantora::engine {
+
+/// ModuleVariant: several alternative modules of which exactly one runs, with a click-free switch between
+/// them and a bypass of whatever runs.
+///
+///     inputs  0..I-1  the audio ports, shared by all alternatives; bypass and fades act on ports 0 and 1
+///             I..     one slice of control ports for each alternative, in list order
+///     own parameters, behind those of the alternatives:
+///       ModuleType          the alternative asked for; `selected` may lag behind it during a fade
+///       Bypass              above 0.5: the alternative isn't run
+///       CopyOnBypass        above 0.5: bypassed, the input replaces the output; else silence does
+///       CrossfadeOnBypass   above 0.5: bypass fades in 50 ms, and the alternative runs during the fade
+///       FadeOnModuleChange  above 0.5: the old alternative fades out in 25 ms, at silence the new one takes
+///       over and
+///                           fades in; else the switch is immediate
+///
+/// An alternative states the ports that it wants here as `kInputCount`. Only the selected one costs time or
+/// is reset; the coming one is reset at the moment of the request, before the fade-out, and starts clean.
+template <uint32_t I, uint32_t O, typename... Ts>
+class ModuleVariant : public dsp::ModuleContainer<Ts...> {
+  using Container = dsp::ModuleContainer<Ts...>;
+
+ public:
+  /// Positions in the own list.
+  enum OwnParam : uint32_t {
+    kModuleType,
+    kBypass,
+    kCopyOnBypass,
+    kCrossfadeOnBypass,
+    kFadeOnModuleChange,
+    kOwnParamCount
+  };
+  /// The variant's full port counts.
+  static constexpr uint32_t kInputCount = I + ((Ts::kInputCount - I) + ...);
+  static constexpr uint32_t kOutputCount = O;
+  static constexpr uint32_t kParamCount = Container::kOwnBase + kOwnParamCount;
+  static constexpr uint32_t kAlternativeCount = sizeof...(Ts);
+
+  /// `makers` return the alternatives, in list order.
+  template <typename... Makers>
+  explicit ModuleVariant(std::string moduleName, Makers&&... makers)
+      : Container(std::move(moduleName), kInputCount, kOutputCount, Records(),
+                  std::forward<Makers>(makers)...) {}
+
+  void Configure(uint32_t maxBlockSize, float sampleRate) override {
+    bypassFade.Setup(1, sampleRate);
+    moduleFade.Setup(1, sampleRate);
+    bypassFade.SetValue(0.0f);
+    moduleFade.SetValue(1.0f);
+    selected = Request();
+    const uint32_t length = (maxBlockSize + 3u) & ~3u;
+    fadeMemory.assign(2u * length, 0.0f);
+    bypassFadeBuffer = fadeMemory.data();
+    moduleFadeBuffer = bypassFadeBuffer + length;
+  }
+
+  void DoReset(bool) override {
+    const bool crossfades = IsOn(kCrossfadeOnBypass);
+    bypassFade.SetValue(crossfades && this->OwnValue(kBypass) < 0.5f ? 1.0f : 0.0f);
+    moduleFade.SetValue(1.0f);
+    selected = Request();
+  }
+
+  /// Resets the selected alternative only; the others are reset when they are asked for.
+  void ResetState(bool hard) override {
+    FollowRequest();
+    this->AtChildNumber(selected, [&](auto& alternative, auto) { alternative.ResetState(hard); });
+    DoReset(hard);
+    this->changed = 1;
+    if (hard) this->SetDirty(true);
+  }
+
+  bool UpdateParams(dsp::ProcessContext&) override {
+    const bool fades = IsOn(kFadeOnModuleChange);
+    if (this->IsOwnDirty(kFadeOnModuleChange) && !fades) {
+      moduleFade.SetValue(1.0f);
+      selected = Request();
+    }
+    const bool typeDirty = this->IsOwnDirty(kModuleType);
+    const bool bypassDirty = this->IsOwnDirty(kBypass);
+    if (typeDirty || (bypassDirty && this->OwnValue(kBypass) < 0.5f)) {
+      const uint64_t request = Request();
+      const bool differs = selected != request;
+      if (typeDirty && differs) {
+        if (!fades) selected = request;
+        moduleFade.SetTarget(fades ? 0.0f : 1.0f);
+      }
+      // The coming alternative starts clean, and on waking from bypass the current one does too.
+      if (this->changed == 0 || differs) {
+        this->AtChildNumber(request, [](auto& alternative, auto) { alternative.ResetState(false); });
+      }
+    }
+    if (IsOn(kCrossfadeOnBypass) && bypassDirty) {
+      bypassFade.SetTarget(IsOn(kBypass) ? 0.0f : 1.0f);
+    } else if (this->IsOwnDirty(kCrossfadeOnBypass) && this->OwnValue(kCrossfadeOnBypass) < 0.5f) {
+      bypassFade.SetValue(0.0f);
+    }
+    return true;
+  }
+
+  uint32_t DoProcess(dsp::ProcessContext& context) override {
+    if (context.inputCount != kInputCount) return 0;
+    const bool bypassed = IsOn(kBypass);
+    const bool moves = !bypassFade.IsSettled();
+    if (IsOn(kCrossfadeOnBypass) && moves) RunSelected(context);
+    if (!bypassed && !moves) return RunSelected(context);
+    if (IsOn(kCopyOnBypass)) {
+      MixInput(context);
+    } else {
+      FadeOutput(context);
+    }
+    return 1;
+  }
+
+  /// The alternative that is running now.
+  uint64_t Selected() const { return selected; }
+
+ protected:
+  /// The alternative that "ModuleType" asks for.
+  uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }
+
+ private:
+  static std::vector<dsp::ParamRecord> Records() {
+    std::vector<dsp::ParamRecord> records;
+    records.emplace_back("ModuleType", kAlternativeCount, 0.0f, 1.0f);
+    records.emplace_back("Bypass", 2u, 0.0f, 1.0f);
+    records.emplace_back("CopyOnBypass", 2u, 0.0f, 1.0f);
+    records.emplace_back("CrossfadeOnBypass", 2u, 0.0f, 1.0f);
+    records.emplace_back("FadeOnModuleChange", 2u, 0.0f, 1.0f);
+    return records;
+  }
+
+  /// Where the control ports of alternative `which` start.
+  static constexpr uint32_t SliceStart(std::size_t which) {
+    const uint32_t counts[] = {Ts::kInputCount...};
+    uint32_t start = I;
+    for (std::size_t i = 0; i < which; ++i) start += counts[i] - I;
+    return start;
+  }
+
+  bool IsOn(uint32_t ownParam) { return this->OwnValue(ownParam) > 0.5f; }
+
+  // Without fades the selection follows at once; with them it waits for silence.
+  void FollowRequest() {
+    const uint64_t request = Request();
+    if (selected != request && !IsOn(kFadeOnModuleChange)) selected = request;
+  }
+
+  uint32_t RunSelected(const dsp::ProcessContext& context) {
+    FollowRequest();
+    uint32_t result = 0;
+    this->AtChildNumber(selected, [&](auto& alternative, auto which) {
+      constexpr std::size_t kWhich = decltype(which)::value;
+      constexpr uint32_t kPorts = std::decay_t<decltype(alternative)>::kInputCount;
+      std::array<float*, kPorts> ports;
+      std::copy_n(context.inputs, I, ports.begin());
+      std::copy_n(context.inputs + SliceStart(kWhich), kPorts - I, ports.begin() + I);
+      dsp::ProcessContext inner = context;
+      inner.inputs = ports.data();
+      inner.inputCount = kPorts;
+      result = alternative.Process(inner);
+    });
+    if (IsOn(kFadeOnModuleChange) && !moduleFade.IsSettled()) {
+      moduleFade.Render(moduleFadeBuffer, context.sampleCount);
+      ForAudioOutputs(
+          context, [&](float* out, const float*) { Multiply(out, moduleFadeBuffer, context.sampleCount); });
+    }
+    if (moduleFade.IsSettled() && selected != Request()) {
+      selected = Request();
+      moduleFade.SetTarget(1.0f);
+    }
+    return result;
+  }
+
+  // Bypassed towards silence.
+  void FadeOutput(const dsp::ProcessContext& context) {
+    const uint32_t count = context.sampleCount;
+    if (!bypassFade.IsSettled()) {
+      bypassFade.Render(bypassFadeBuffer, count);
+      ForAudioOutputs(context, [&](float* out, const float*) { Multiply(out, bypassFadeBuffer, count); });
+      return;
+    }
+    const float rest = bypassFade.Current();
+    if (rest == 1.0f) return;
+    ForAudioOutputs(context, [&](float* out, const float*) {
+      if (rest == 0.0f) {
+        std::fill_n(out, count, 0.0f);
+      } else {
+        for (uint32_t i = 0, end = count & ~3u; i < end; ++i) out[i] *= rest;
+      }
+    });
+  }
+
+  // Bypassed towards the input.
+  void MixInput(const dsp::ProcessContext& context) {
+    const uint32_t count = context.sampleCount;
+    const bool moves = !bypassFade.IsSettled();
+    if (moves) bypassFade.Render(bypassFadeBuffer, count);
+    const float rest = bypassFade.Current();
+    if (!moves && rest == 1.0f) return;
+    ForAudioOutputs(context, [&](float* out, const float* in) {
+      if (in == nullptr) return;
+      if (!moves && rest == 0.0f) {
+        if (out != in) std::copy_n(in, count, out);
+        return;
+      }
+      for (uint32_t i = 0, end = count & ~3u; i < end; ++i) {
+        const float f = moves ? bypassFadeBuffer[i] : rest;
+        out[i] = std::fma(in[i], 1.0f - f, out[i] * f);
+      }
+    });
+  }
+
+  template <typename Visit>
+  static void ForAudioOutputs(const dsp::ProcessContext& context, Visit&& visit) {
+    for (uint32_t port = 0; port < 2u; ++port) {
+      if (float* out = context.Output(port)) visit(out, context.Input(port));
+    }
+  }
+
+  static void Multiply(float* __restrict out, const float* __restrict gain, uint32_t count) {
+    for (uint32_t i = 0, end = count & ~3u; i < end; ++i) out[i] *= gain[i];
+  }
+
+  dsp::SmootherSRL bypassFade{0.05f, 1.0f};   // 1: the module sounds, 0: bypassed
+  dsp::SmootherSRL moduleFade{0.025f, 1.0f};  // 1: full level, 0: silence while alternatives change
+  float* bypassFadeBuffer = nullptr;          // one block each, in fadeMemory
+  float* moduleFadeBuffer = nullptr;
+  AlignedFloats fadeMemory;
+  uint64_t selected = 0;
+};
+
+}  // namespace Vantora::engine
