@@ -3,30 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "dsp/effects/prims/VectorKernelTable.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/prims/VectorKernels.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
-
-// What every instruction set provides; defined once, before the passes over them differ.
-#ifndef PRISMEL_VECTOR_KERNELS_TABLE
-#define PRISMEL_VECTOR_KERNELS_TABLE
-namespace Vantora::prims {
-
-struct VectorKernelTable {
-  void (*mulSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
-  void (*mulAddSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
-  void (*add)(const float* source, float* destination, std::size_t count);
-  void (*scale)(float gain, const float* source, float* destination, std::size_t count);
-  void (*fir)(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count);
-  void (*firAdd)(const float* taps, std::size_t tapCount, const float* samples, float* out,
-                 std::size_t count);
-};
-
-}  // namespace Vantora::prims
-#endif
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::prims::HWY_NAMESPACE {
@@ -37,8 +19,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class D>
 using Vector = hn::Vec<D>;
 
-// Spectra
-// ------------------------------------------------------------------------------------------------------------
+// Spectra -----
 
 // (re a re b - im a im b, re a im b + im a re b) + sum, in interleaved order.
 template <class D>
@@ -78,8 +59,7 @@ void MulAddSpectrumKernel(const float* a, const float* b, float* destination, st
   Spectrum<true>(a, b, destination, count);
 }
 
-// Buffers
-// ------------------------------------------------------------------------------------------------------------
+// Buffers -----
 
 void AddKernel(const float* source, float* destination, std::size_t count) {
   const hn::ScalableTag<float> d;
@@ -101,8 +81,54 @@ void ScaleKernel(float gain, const float* source, float* destination, std::size_
   for (; i < count; ++i) destination[i] = gain * source[i];
 }
 
-// FIR
-// ----------------------------------------------------------------------------------------------------------------
+void InterleaveKernel(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,
+                      std::size_t count) {
+  const hn::ScalableTag<float> d;
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = 0;
+  if (rowCount == 2) {
+    for (; i + lanes <= count; i += lanes) {
+      hn::StoreInterleaved2(hn::LoadU(d, rows + i), hn::LoadU(d, rows + rowStride + i), d, out + 2 * i);
+    }
+  } else if (rowCount == 4) {
+    for (; i + lanes <= count; i += lanes) {
+      hn::StoreInterleaved4(hn::LoadU(d, rows + i), hn::LoadU(d, rows + rowStride + i),
+                            hn::LoadU(d, rows + 2 * rowStride + i), hn::LoadU(d, rows + 3 * rowStride + i), d,
+                            out + 4 * i);
+    }
+  }
+  for (; i < count; ++i) {
+    for (std::size_t r = 0; r < rowCount; ++r) out[i * rowCount + r] = rows[r * rowStride + i];
+  }
+}
+
+void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std::size_t rowStride,
+                        std::size_t count) {
+  const hn::ScalableTag<float> d;
+  const std::size_t lanes = hn::Lanes(d);
+  hn::Vec<decltype(d)> r0, r1, r2, r3;
+  std::size_t i = 0;
+  if (rowCount == 2) {
+    for (; i + lanes <= count; i += lanes) {
+      hn::LoadInterleaved2(d, in + 2 * i, r0, r1);
+      hn::StoreU(r0, d, rows + i);
+      hn::StoreU(r1, d, rows + rowStride + i);
+    }
+  } else if (rowCount == 4) {
+    for (; i + lanes <= count; i += lanes) {
+      hn::LoadInterleaved4(d, in + 4 * i, r0, r1, r2, r3);
+      hn::StoreU(r0, d, rows + i);
+      hn::StoreU(r1, d, rows + rowStride + i);
+      hn::StoreU(r2, d, rows + 2 * rowStride + i);
+      hn::StoreU(r3, d, rows + 3 * rowStride + i);
+    }
+  }
+  for (; i < count; ++i) {
+    for (std::size_t r = 0; r < rowCount; ++r) rows[r * rowStride + i] = in[i * rowCount + r];
+  }
+}
+
+// FIR -----
 
 // The outputs are the lanes: `kVectors` vectors of them share each tap. `kTaps` taps at a time have sums of
 // their own, which hides the latency of the multiply-add, and the taps are cut into eight stretches that are
@@ -196,8 +222,14 @@ void FirAddKernel(const float* taps, std::size_t tapCount, const float* samples,
 
 }  // namespace
 
-constexpr VectorKernelTable kVectorKernels{MulSpectrumKernel, MulAddSpectrumKernel, AddKernel, ScaleKernel,
-                                           FirKernel,         FirAddKernel};
+constexpr VectorKernelTable kVectorKernels{.mulSpectrum = MulSpectrumKernel,
+                                           .mulAddSpectrum = MulAddSpectrumKernel,
+                                           .add = AddKernel,
+                                           .scale = ScaleKernel,
+                                           .interleave = InterleaveKernel,
+                                           .deinterleave = DeinterleaveKernel,
+                                           .fir = FirKernel,
+                                           .firAdd = FirAddKernel};
 
 }  // namespace Vantora::prims::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -205,10 +237,14 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::prims {
 
+const VectorKernelTable& VectorKernelsFor(SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kVectorKernels);
+}
+
 namespace {
 
 const VectorKernelTable& Kernels() noexcept {
-  static const VectorKernelTable& table = *PRISMEL_KERNELS(BestSimdTarget(), kVectorKernels);
+  static const VectorKernelTable& table = VectorKernelsFor(BestSimdTarget());
   return table;
 }
 
@@ -250,6 +286,16 @@ void Add(const float* source, float* destination, std::size_t count) noexcept {
 
 void Scale(float gain, const float* source, float* destination, std::size_t count) noexcept {
   Kernels().scale(gain, source, destination, count);
+}
+
+void Interleave(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,
+                std::size_t count) noexcept {
+  Kernels().interleave(rows, rowStride, rowCount, out, count);
+}
+
+void Deinterleave(const float* in, std::size_t rowCount, float* rows, std::size_t rowStride,
+                  std::size_t count) noexcept {
+  Kernels().deinterleave(in, rowCount, rows, rowStride, count);
 }
 
 void Fir(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,

@@ -40,6 +40,14 @@ void Add(const float* source, float* destination, std::size_t count) noexcept;
 /// destination = gain * source; the two may be the same array.
 void Scale(float gain, const float* source, float* destination, std::size_t count) noexcept;
 
+/// out[i * rowCount + r] = row r at i: `rowCount` rows, `rowStride` floats apart, of `count` floats each.
+void Interleave(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,
+                std::size_t count) noexcept;
+
+/// The way back: row r at i = in[i * rowCount + r].
+void Deinterleave(const float* in, std::size_t rowCount, float* rows, std::size_t rowStride,
+                  std::size_t count) noexcept;
+
 // Direct FIR over a block, as a correlation: out[i] = sum over k of reversedTaps[k] * samples[i + k].
 //
 // For an impulse h of `tapCount` taps, reversedTaps[k] is h[tapCount - 1 - k], and `samples` holds the last

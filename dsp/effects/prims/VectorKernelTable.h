@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstddef>
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+namespace Vantora::prims {
+
+/// What every instruction set provides; the calls have the meaning of their namesakes in VectorKernels.h.
+struct VectorKernelTable {
+  void (*mulSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
+  void (*mulAddSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
+  void (*add)(const float* source, float* destination, std::size_t count);
+  void (*scale)(float gain, const float* source, float* destination, std::size_t count);
+  void (*interleave)(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,
+                     std::size_t count);
+  void (*deinterleave)(const float* in, std::size_t rowCount, float* rows, std::size_t rowStride,
+                       std::size_t count);
+  void (*fir)(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count);
+  void (*firAdd)(const float* taps, std::size_t tapCount, const float* samples, float* out,
+                 std::size_t count);
+};
+
+/// The kernels for `target`, which must not be above BestSimdTarget(). Tests run them all; everyone else uses
+/// the best through VectorKernels.h.
+const VectorKernelTable& VectorKernelsFor(SimdTarget target) noexcept;
+
+}  // namespace Vantora::prims
