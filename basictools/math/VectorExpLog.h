@@ -8,7 +8,7 @@
 namespace Vantora {
 
 /// exp(x), four lanes. The argument is held within +-88.3762589, where results still are normal numbers;
-/// below -87.68 they are 0. Relative error below 4e-6 over that range and below 2e-7 for |x| <= 1. Source:
+/// below -87.68 they are 0. Relative error below 5e-6 over that range and below 2e-7 for |x| <= 1. Source:
 /// the single-precision polynomial of the Cephes library (S. L. Moshier), with ln 2 in one piece.
 inline Float4 ExpFloat4(Float4 x) noexcept {
   constexpr float kLimit = std::bit_cast<float>(0x42B0C0A5u);

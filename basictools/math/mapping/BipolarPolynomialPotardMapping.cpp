@@ -7,7 +7,8 @@ namespace Vantora::MappingTools {
 float BipolarPolynomialPotardMapping::ToValue(float position) const noexcept {
   const float t = 2.0f * position - 1.0f;
   // An even power has lost the sign of its base.
-  const bool isEven = std::fmod(std::trunc(exponent), 2.0f) == 0.0f;
+  const float half = 0.5f * std::trunc(exponent);
+  const bool isEven = std::trunc(half) == half;
   const float sign = isEven ? std::copysign(1.0f, t) : 1.0f;
   return 0.5f + 0.5f * std::pow(t, exponent) * sign;
 }
