@@ -6,6 +6,9 @@ function(prismel_warnings target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "STRICT" "" "")
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
     -fno-math-errno -ffp-contract=off)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+    target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms on text + std::string, GCC bug 105651
+  endif()
   if(arg_STRICT)
     target_compile_options(${target} PRIVATE -Wdouble-promotion -Wfloat-conversion -Woverloaded-virtual)
   endif()

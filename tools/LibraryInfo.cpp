@@ -10,7 +10,7 @@
 namespace Vantora {
 
 LibraryInfo DescribeLibrary(const std::string& libraryPath) {
-  Resources resources(libraryPath.empty() ? GetDyLibFullPath() : libraryPath);
+  Resources resources(libraryPath.empty() ? GetDyLibFullPath() : AbsoluteFilePath(libraryPath));
 
   LibraryInfo info;
   info.libraryPath = resources.LibraryPath();

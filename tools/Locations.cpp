@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdio>
+#include <utility>
 
 #include "tools/Platform.h"
 #include "tools/StringTools.h"
@@ -19,10 +20,7 @@ std::string FindOwnFile() {
   // A constant of this file, and not an exported symbol: that one could belong to another copy of this code.
   std::string path;
   if (!platform::FileOfAddress(kSpecialFolders.data(), path)) std::fputs("dladdr failed\n", stderr);
-  if (!path.starts_with('/')) platform::ResolvePath(path, path);
-  bool changed = false;
-  ReplaceAll(path, path, "/./", "/", changed);
-  return path;
+  return AbsoluteFilePath(std::move(path));
 }
 
 }  // namespace
@@ -33,6 +31,13 @@ bool GetSpecialFolder(uint32_t index, std::string& result) {
   const char* const home = platform::HomeFolder();
   if (result.starts_with('~') && home != nullptr) result.replace(0, 1, home);
   return true;
+}
+
+std::string AbsoluteFilePath(std::string path) {
+  if (!path.starts_with('/')) platform::ResolvePath(path, path);
+  bool changed = false;
+  ReplaceAll(path, path, "/./", "/", changed);
+  return path;
 }
 
 const std::string& GetDyLibFullPath() {

@@ -20,6 +20,11 @@ enum SpecialFolder : uint32_t {
 /// variable "HOME" if that is set. False, and `result` as it was, for an index above 7.
 bool GetSpecialFolder(uint32_t index, std::string& result);
 
+/// The path that a file is known by: itself if it begins with '/', otherwise what it resolves to, where it
+/// does; every
+/// "/./" in it becomes "/".
+std::string AbsoluteFilePath(std::string path);
+
 /// The absolute path of the file this code was loaded from: the library where it is linked into one,
 /// otherwise the executable. Found at first use and kept, since a relative name means nothing once the
 /// current folder has changed. Empty, with a line on standard error, where the system can't tell.

@@ -13,12 +13,12 @@ namespace Vantora {
 /// LogConfiguration: what the log writes and where; the defaults are those of a file that says nothing.
 struct LogConfiguration {
   /// The least level that is written of each category, in the order of their bytes.
-  std::map<std::string, int32_t, std::less<>> categories;
+  std::map<std::string, int32_t, std::less<>> categories{};
   /// The same for a category that isn't in the map. No file can change it; a program can.
   int32_t defaultLevel = kLogWarning;
   /// The file that takes the place of standard output; empty for none. Without '/' and '\' it goes to the
   /// Desktop.
-  std::string outputFile;
+  std::string outputFile{};
   /// Append the time of the start to the file's name.
   bool extendedFilename = true;
   /// Write to standard output where there is no output file.
