@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <boost/lockfree/queue.hpp>
+#include <utility>
 
 #include "host/HostError.h"
 

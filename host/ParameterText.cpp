@@ -1,0 +1,204 @@
+// The texts of `Parameter`: values as people write and read them.
+
+#include <algorithm>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <optional>
+
+#include <fmt/format.h>
+
+#include "host/HostError.h"
+#include "host/Parameter.h"
+
+namespace Vantora::host {
+namespace {
+
+std::string_view Trimmed(std::string_view text) {
+  constexpr std::string_view kSpace = " \t\r\n";
+  const size_t first = text.find_first_not_of(kSpace);
+  if (first == std::string_view::npos) return {};
+  return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
+}
+
+/// Lower case, letters, digits and "/" only: "Band Pass" and "band-pass" are the same name.
+std::string Key(std::string_view text) {
+  std::string key;
+  for (const char c : text) {
+    const auto letter = static_cast<unsigned char>(c);
+    if (std::isalnum(letter) != 0 || c == '/') key += static_cast<char>(std::tolower(letter));
+  }
+  return key;
+}
+
+/// Other ways to write a note length: "4 bars" for "4/1", "1/4T" and "1/4D" (or "1/4.") for triplet and
+/// dotted.
+std::string NoteLengthKey(std::string_view text) {
+  std::string key = Key(text);
+  for (const std::string_view bars : {"bars", "bar"}) {
+    if (const size_t at = key.find(bars); at != std::string::npos) key.replace(at, bars.size(), "/1");
+  }
+  if (key.ends_with("/1t") || (key.ends_with('t') && !key.ends_with("triplet")))
+    key.replace(key.size() - 1, 1, "triplet");
+  if (key.ends_with('d') && !key.ends_with("dotted")) key.replace(key.size() - 1, 1, "dotted");
+  if (text.ends_with('.')) key += "dotted";
+  return key;
+}
+
+/// How many of `unit` one of the written suffix is; nothing for a suffix that doesn't fit. No suffix is the
+/// unit.
+std::optional<double> Scale(Unit unit, std::string_view suffix) {
+  struct Spelling {
+    Unit unit;
+    std::string_view suffix;
+    double scale;
+  };
+  static constexpr Spelling kSpellings[] = {
+      {Unit::kHertz, "hz", 1.0},
+      {Unit::kHertz, "khz", 1e3},
+      {Unit::kHertz, "k", 1e3},
+      {Unit::kDecibels, "db", 1.0},
+      {Unit::kMilliseconds, "ms", 1.0},
+      {Unit::kMilliseconds, "s", 1e3},
+      {Unit::kMilliseconds, "us", 1e-3},
+      {Unit::kSeconds, "s", 1.0},
+      {Unit::kSeconds, "ms", 1e-3},
+      {Unit::kPercent, "%", 1.0},
+      {Unit::kRatio, "%", 1e-2},
+      {Unit::kDegrees, "deg", 1.0},
+      {Unit::kDegrees, "\u00b0", 1.0},
+      {Unit::kSemitones, "st", 1.0},
+      {Unit::kSemitones, "semitones", 1.0},
+      {Unit::kSemitones, "semitone", 1.0},
+      {Unit::kBits, "bits", 1.0},
+      {Unit::kBits, "bit", 1.0},
+      {Unit::kTimes, "x", 1.0},
+  };
+  if (suffix.empty()) return 1.0;
+  std::string lower(suffix);
+  std::transform(lower.begin(), lower.end(), lower.begin(),
+                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+  for (const Spelling& spelling : kSpellings) {
+    if (spelling.unit == unit && spelling.suffix == lower) return spelling.scale;
+  }
+  return std::nullopt;
+}
+
+/// A number with `digits` significant ones, never in exponent form, without trailing zeros.
+std::string NumberText(double value, int digits) {
+  const double magnitude = std::abs(value);
+  const int whole = magnitude > 0.0 ? static_cast<int>(std::floor(std::log10(magnitude))) + 1 : 1;
+  std::string text = fmt::format("{:.{}f}", value, std::clamp(digits - whole, 0, 12));
+  if (text.find('.') != std::string::npos) {
+    text.erase(text.find_last_not_of('0') + 1);
+    if (text.back() == '.') text.pop_back();
+  }
+  return text == "-0" ? "0" : text;
+}
+
+std::string ValueText(double value, Unit unit, int digits) {
+  // Decided on the rounded value, so that 999.99 Hz reads "1 kHz" and not "1000 Hz".
+  const bool isThousand = std::abs(value) >= 1000.0 - 0.5 * std::pow(10.0, 3 - digits);
+  if (unit == Unit::kHertz && isThousand) return NumberText(value * 1e-3, digits) + " kHz";
+  if (unit == Unit::kMilliseconds && isThousand) return NumberText(value * 1e-3, digits) + " s";
+  const std::string number = NumberText(value, digits);
+  const std::string_view name = UnitName(unit);
+  if (name.empty()) return number;
+  return number + (unit == Unit::kPercent || unit == Unit::kTimes ? "" : " ") + std::string(name);
+}
+
+/// Reads a decimal number and cuts it off; nothing when there is none or it isn't finite.
+std::optional<double> CutNumber(std::string_view& text) {
+  std::string_view rest = text;
+  if (rest.starts_with('+')) rest.remove_prefix(1);
+  double value = 0.0;
+  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
+  if (error != std::errc() || !std::isfinite(value)) return std::nullopt;
+  text = Trimmed(rest.substr(static_cast<size_t>(end - rest.data())));
+  return value;
+}
+
+constexpr int kDisplayDigits = 4;
+constexpr int kMostDigits = 9;  // of a float
+constexpr float kSamePosition = 1e-7f;
+
+}  // namespace
+
+std::string Parameter::Text(float normalized) const {
+  const float value = ToValue(normalized);
+  if (!IsStepped()) return ValueText(static_cast<double>(value), row.unit, kDisplayDigits);
+  const auto step = static_cast<size_t>(std::lround(value - row.min));
+  return step < Labels().size() ? Labels()[step] : fmt::format("{}", std::lround(value));
+}
+
+std::string Parameter::ExactText(float normalized) const {
+  if (IsStepped()) return Text(normalized);
+  const auto value = static_cast<double>(ToValue(normalized));
+  for (int digits = kDisplayDigits; digits < kMostDigits; ++digits) {
+    std::string text = ValueText(value, row.unit, digits);
+    std::string_view number = text;
+    const double read = *CutNumber(number) * *Scale(row.unit, number);
+    if (std::abs(ToNormalized(static_cast<float>(read)) - normalized) <= kSamePosition) return text;
+  }
+  return ValueText(value, row.unit, kMostDigits);
+}
+
+std::string Parameter::RangeText() const {
+  if (!Labels().empty()) return fmt::format("{}", fmt::join(Labels(), ", "));
+  return ValueText(static_cast<double>(row.min), row.unit, kDisplayDigits) + " to " +
+         ValueText(static_cast<double>(row.max), row.unit, kDisplayDigits);
+}
+
+float Parameter::Parse(std::string_view written) const {
+  std::string_view text = Trimmed(written);
+  const auto refuse = [&](const std::string& because) {
+    return HostError(
+        fmt::format("{} takes {}; \"{}\" {}.", UniqueName(), RangeText(), Trimmed(written), because));
+  };
+  if (text.empty()) throw HostError(fmt::format("{} needs a value: it takes {}.", UniqueName(), RangeText()));
+
+  if (text.starts_with("norm:")) {
+    text.remove_prefix(5);
+    const auto position = CutNumber(text);
+    if (!position || !text.empty() || *position < 0.0 || *position > 1.0) {
+      throw refuse("is not a position from norm:0 to norm:1");
+    }
+    return static_cast<float>(*position);
+  }
+
+  for (size_t step = 0; step < Labels().size(); ++step) {
+    const std::string key = Key(Labels()[step]);
+    if (key == Key(text) || (key.find('/') != std::string::npos && key == NoteLengthKey(text))) {
+      return ToNormalized(row.min + static_cast<float>(step));
+    }
+  }
+
+  const auto number = CutNumber(text);
+  if (!number) throw refuse(Labels().empty() ? "is not a number" : "is none of these");
+  const auto scale = Scale(row.unit, text);
+  if (!scale) {
+    throw refuse(
+        row.unit == Unit::kNone
+            ? "has a unit where there is none"
+            : fmt::format("is not in {}", row.unit == Unit::kRatio ? "percent" : UnitName(row.unit)));
+  }
+  try {
+    return ParseValue(*number * *scale);
+  } catch (const HostError&) {
+    throw refuse(IsStepped() && *number != std::floor(*number) ? "is not a whole number" : "is outside");
+  }
+}
+
+float Parameter::ParseValue(double value) const {
+  const auto low = static_cast<double>(row.min), high = static_cast<double>(row.max);
+  const double slack =
+      1e-6 * std::max(high - low, 1e-3);  // a bound may be written with fewer digits than it has
+  const bool isWhole = std::abs(value - std::round(value)) <= 1e-6;
+  if (!(value >= low - slack) || !(value <= high + slack) || (IsStepped() && !isWhole)) {
+    throw HostError(
+        fmt::format("{} takes {}, not {}.", UniqueName(), RangeText(), NumberText(value, kMostDigits)));
+  }
+  return ToNormalized(static_cast<float>(IsStepped() ? std::round(value) : value));
+}
+
+}  // namespace Vantora::host
