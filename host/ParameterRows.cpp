@@ -40,6 +40,7 @@ const Labels kChords = {
     "sus4",          // 5 7
 };
 
+const Labels kCrusherModes = {"glide", "hold"};
 const Labels kLfoModes = {"one shot", "free", "song-locked"};
 const Labels kWaveforms = {"sine", "triangle", "falling saw", "rising saw", "square", "sample and hold"};
 const Labels kLfoShapes = {"sine", "triangle", "falling saw", "square", "sample and hold", "smooth random"};
@@ -110,7 +111,7 @@ const Row kCrusher[] = {
     {"Jitter", Linear, 0, 100, 1, 0, kPercent, kAdvanced, "unevenness of the new sample clock"},
     {"JitterRate", Linear, 20, 3000, 1, 20, kHertz, kAdvanced, "how often the clock's error changes"},
     {"JitterMode", Stepped, 0, 1, 1, 1, kNone, kAdvanced, "kind of unevenness"},
-    {"Mode", Stepped, 0, 1, 1, 1, kNone, kAdvanced, "glide between samples, or hold them"},
+    {"Mode", Stepped, 0, 1, 1, 1, kNone, kAdvanced, "glide between samples, or hold them", &kCrusherModes},
     {"Scale", Exponential, 0.1f, 255, 6, 16, kNone, kAdvanced, "curvature of the logarithmic word"},
     {"ConfDownSample", Stepped, 0, 1, 1, 0, kNone, kInternal, "configuration", &kSwitch},
     {"ConfAliasing", Normalized, 0, 1, 1, 1, kNone, kInternal, "configuration"},
@@ -183,7 +184,8 @@ const Row kEffect[] = {
     {"CombResonance", Exponential, 5, 25, -3, 5, kNone, kMain, "feedback of the comb"},
     {"BitCrusherDownsample", Exponential, 1, 80, 3, 1, kTimes, kMain,
      "divides the crusher's rate of 44.1 kHz"},
-    {"BitCrusherBitDepth", Reverse, 1.5f, 16, 1, 16, kBits, kMain, "word length of the crusher"},
+    {"BitCrusherBitDepth", Reverse, 1.5f, 16, 1, 16, kBits, kMain,
+     "word length of the crusher; a fresh processor sounds as at 1.5 until it is written"},
     {"DistortionDrive", Linear, -14, 36, 1, -14, kDecibels, kMain, "gain into the distortion"},
     {"DistortionAlgorithm", Stepped, 0, 3, 1, 0, kNone, kMain, "kind of distortion", &kDistortions},
     {"HarmonizerSpray", Exponential, 0, 1500, 3, 0, kMilliseconds, kMain,
@@ -242,20 +244,24 @@ const Row kAnalyzer[] = {
     {"ThresholdActive", Normalized, 0, 1, 1, 0, kNone, kInternal, "the meter's gate"},
 };
 
-// The effect works at the full depth of its LFO until the amounts are written; a sound that doesn't ask for
-// modulation wants none, so presets fall back to 0.
 const Row kFrame[] = {
     {"Bypass", Stepped, 0, 1, 1, 0, kNone, kMain, "fades to the dry signal in 10 ms", &kSwitch},
     {"Panic", Stepped, 0, 1, 1, 0, kNone, kCommand, "from 0.5: everything starts anew", &kSwitch},
     {"PresetLoading", Stepped, 0, 1, 1, 0, kNone, kCommand, "falls when a preset has been written", &kSwitch},
     {"GUI Visible", Stepped, 0, 1, 1, 0, kNone, kInternal, "read by nobody", &kSwitch},
     {"OutputGain", Linear, -12, 12, 1, 0, kDecibels, kMain, "final gain, wet and mixed dry together"},
+};
+// The effect works at the full depth of its LFO until the amounts are written; a sound that doesn't ask for
+// modulation wants none, so presets fall back to 0.
+const Row kLfoUse[] = {
     {"LFORateType", Stepped, 0, 4, 1, 0, kNone, kMain, "what sets the LFO's rate", &kLfoRateTypes},
     {"LFOShapeType", Stepped, 0, 5, 1, 0, kNone, kMain, "waveform of the LFO", &kLfoShapes},
     {"LFOPrismelAmount", BipolarExp, -1, 1, 3, -1, kRatio, kMain, "depth of the LFO on \"Prismelion\"",
      nullptr, 0},
     {"LFOPrimaryAmount", BipolarExp, -1, 1, 3, -1, kRatio, kMain,
      "depth of the LFO on the effect's first knob", nullptr, 0},
+};
+const Row kLevels[] = {
     {"InputPower", Linear, -80, 6, 1, -80, kDecibels, kReadOut, "input level"},
     {"OutputPower", Linear, -80, 6, 1, -80, kDecibels, kReadOut, "output level"},
 };
@@ -304,7 +310,9 @@ std::vector<Parameter> MakeParameters() {
   builder.Add("LFO_", "LFO", kLfo);
   builder.Add("InputAnalyzer_", "Meters", kAnalyzer);
   builder.Add("OutputAnalyzer_", "Meters", kAnalyzer);
-  builder.Add("", "Output", std::span(kFrame));
+  builder.Add("", "Output", kFrame);
+  builder.Add("", "LFO", kLfoUse);
+  builder.Add("", "Meters", kLevels);
   builder.Add("", "Commands", kCommands);
   return std::move(builder.parameters);
 }

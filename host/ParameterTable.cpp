@@ -97,8 +97,8 @@ const Parameter& ParameterTable::At(std::string_view text) const {
   if (found.size() == 1) return *found.front();
   if (found.empty()) {
     const auto nearest = Nearest(text);
-    throw HostError(fmt::format("There is no parameter \"{}\"{}.", text,
-                                nearest.empty() ? "" : "; did you mean " + Listed(nearest) + "?"));
+    throw HostError(fmt::format("There is no parameter \"{}\"{}", text,
+                                nearest.empty() ? "." : "; did you mean " + Listed(nearest) + "?"));
   }
   std::vector<std::string> names;
   for (const Parameter* parameter : found) names.push_back(parameter->UniqueName());
