@@ -1,0 +1,81 @@
+#include "host/CsvReader.h"
+
+#include <charconv>
+#include <cmath>
+
+#include "host/HostError.h"
+
+namespace Vantora::host {
+namespace {
+
+bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+std::string Trimmed(std::string text) {
+  while (!text.empty() && IsSpace(text.back())) text.pop_back();
+  size_t first = 0;
+  while (first < text.size() && IsSpace(text[first])) ++first;
+  return text.substr(first);
+}
+
+}  // namespace
+
+CsvReader::CsvReader(std::istream& source, std::string shownName)
+    : stream(source), name(std::move(shownName)) {}
+
+std::string CsvReader::Place() const { return name + ", line " + std::to_string(line) + ": "; }
+
+bool CsvReader::Next(std::vector<std::string>& fields) {
+  std::string row;
+  do {
+    if (!std::getline(stream, row)) {
+      if (stream.bad()) throw HostError(name + " can't be read.");
+      return false;
+    }
+    if (++line == 1 && row.starts_with("\xEF\xBB\xBF")) row.erase(0, 3);  // a byte order mark
+    row = Trimmed(row);
+  } while (row.empty() || row.front() == '#');
+
+  fields.clear();
+  std::string field;
+  bool isQuoted = false, isOpen = false;
+  const auto finish = [&] {
+    fields.push_back(isQuoted ? field : Trimmed(field));
+    field.clear();
+    isQuoted = false;
+  };
+  for (size_t i = 0; i < row.size(); ++i) {
+    const char c = row[i];
+    if (isOpen && c == '"' && i + 1 < row.size() && row[i + 1] == '"') {
+      field += row[++i];
+    } else if (isOpen && c == '"') {
+      isOpen = false;
+    } else if (isOpen) {
+      field += c;
+    } else if (c == '"' && !isQuoted && Trimmed(field).empty()) {
+      isOpen = isQuoted = true;
+      field.clear();
+    } else if (c == ',') {
+      finish();
+    } else if (!isQuoted) {
+      field += c;
+    } else if (!IsSpace(c)) {
+      throw HostError(Place() + "there is text behind a closing quote.");
+    }
+  }
+  if (isOpen) throw HostError(Place() + "a quote isn't closed.");
+  finish();
+  return true;
+}
+
+double CsvReader::Number(std::string_view field, std::string_view what) const {
+  std::string_view text = field;
+  if (text.starts_with('+')) text.remove_prefix(1);
+  double value = 0.0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+    throw HostError(Place() + std::string(what) + " \"" + std::string(field) + "\" is not a number.");
+  }
+  return value;
+}
+
+}  // namespace Vantora::host

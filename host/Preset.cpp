@@ -1,0 +1,181 @@
+#include "host/Preset.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <sstream>
+
+#include "host/HostError.h"
+#include "host/HostedProcessor.h"
+
+namespace Vantora::host {
+namespace {
+
+constexpr size_t kLargestFile = 1 << 20;  // a preset has a few kilobytes; beyond this it is something else
+
+std::string ReadText(const std::filesystem::path& path) {
+  std::error_code error;
+  if (std::filesystem::is_directory(path, error))
+    throw HostError("The preset \"" + path.string() + "\" is a folder.");
+  std::ifstream file(path, std::ios::binary);
+  if (!file) throw HostError("The preset \"" + path.string() + "\" can't be opened.");
+  std::string text(kLargestFile + 1, '\0');
+  file.read(text.data(), static_cast<std::streamsize>(text.size()));
+  if (file.bad()) throw HostError("The preset \"" + path.string() + "\" can't be read.");
+  text.resize(static_cast<size_t>(file.gcount()));
+  if (text.size() > kLargestFile) throw HostError("\"" + path.string() + "\" is too long to be a preset.");
+  return text;
+}
+
+float ParseJsonValue(const Parameter& parameter, const nlohmann::json& value) {
+  if (value.is_string()) return parameter.Parse(value.get<std::string>());
+  if (value.is_number()) return parameter.ParseValue(value.get<double>());
+  if (value.is_boolean()) return parameter.Parse(value.get<bool>() ? "on" : "off");
+  throw HostError(fmt::format("{} takes {}, not {}.", parameter.UniqueName(), parameter.RangeText(),
+                              value.is_null() ? "nothing" : "a list"));
+}
+
+std::string TextMember(const nlohmann::json& document, const char* key, const std::string& fallback) {
+  const auto found = document.find(key);
+  if (found == document.end()) return fallback;
+  if (!found->is_string()) throw HostError(fmt::format("\"{}\" must be a text.", key));
+  return found->get<std::string>();
+}
+
+const Parameter& PresetLoading() {
+  static const Parameter& parameter = ParameterTable::Get().At("PresetLoading");
+  return parameter;
+}
+
+}  // namespace
+
+Preset Preset::Read(const std::filesystem::path& path, std::vector<std::string>* warnings) {
+  return Parse(ReadText(path), path, warnings);
+}
+
+Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
+                     std::vector<std::string>* warnings) {
+  const auto warn = [&](const std::string& what) {
+    if (warnings != nullptr) warnings->push_back("Preset \"" + origin.string() + "\": " + what);
+  };
+  try {
+    const nlohmann::json document = nlohmann::json::parse(json);
+    if (!document.is_object()) throw HostError("it is not a JSON object.");
+    const auto schema = document.find("schema");
+    if (schema == document.end() || !schema->is_number_integer() || schema->get<int64_t>() < 1) {
+      throw HostError("it has no \"schema\" version.");
+    }
+    if (schema->get<int64_t>() > kSchema) {
+      throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.",
+                                  schema->get<int64_t>(), kSchema));
+    }
+    for (const auto& [key, value] : document.items()) {
+      if (key != "schema" && key != "name" && key != "description" && key != "parameters") {
+        warn(fmt::format("\"{}\" is not known and is ignored.", key));
+      }
+    }
+    Preset preset;
+    preset.name = TextMember(document, "name", origin.stem().string());
+    preset.description = TextMember(document, "description", "");
+    const auto parameters = document.find("parameters");
+    if (parameters == document.end() || !parameters->is_object())
+      throw HostError("it has no \"parameters\".");
+    for (const auto& [key, value] : parameters->items()) {
+      const Parameter* parameter = ParameterTable::Get().Find(key);
+      if (parameter == nullptr) {
+        warn(fmt::format("there is no parameter \"{}\"; it is ignored.", key));
+      } else if (!parameter->IsInPresets()) {
+        warn(fmt::format("\"{}\" is not part of a preset and is ignored.", key));
+      } else if (!preset.values.emplace(parameter->Index(), ParseJsonValue(*parameter, value)).second) {
+        throw HostError(parameter->UniqueName() + " is set twice.");
+      }
+    }
+    return preset;
+  } catch (const HostError& error) {
+    throw HostError("The preset \"" + origin.string() + "\" can't be loaded: " + error.what());
+  } catch (const nlohmann::json::parse_error& error) {
+    throw HostError(fmt::format("The preset \"{}\" can't be loaded: it is not JSON, from byte {} on.",
+                                origin.string(), error.byte));
+  } catch (const nlohmann::json::exception& error) {
+    throw HostError("The preset \"" + origin.string() + "\" can't be loaded: " + error.what() + '.');
+  }
+}
+
+Preset Preset::Capture(const HostedProcessor& processor) {
+  Preset preset;
+  for (const Parameter& parameter : ParameterTable::Get()) {
+    if (!parameter.IsInPresets()) continue;
+    if (const auto value = processor.Get(parameter.Index())) preset.values[parameter.Index()] = *value;
+  }
+  return preset;
+}
+
+std::string Preset::ToJson() const {
+  nlohmann::ordered_json document;
+  document["schema"] = kSchema;
+  document["name"] = name;
+  document["description"] = description;
+  auto& parameters = document["parameters"] = nlohmann::ordered_json::object();
+  for (const auto& [index, value] : values) {
+    const Parameter& parameter = ParameterTable::Get()[index];
+    if (!parameter.IsInPresets() || value == parameter.PreferredNormalized()) continue;
+    const std::string text = parameter.ExactText(value);
+    const bool isNumber = parameter.Labels().empty() && UnitName(parameter.GetUnit()).empty();
+    parameters[parameter.UniqueName()] =
+        isNumber ? nlohmann::ordered_json::parse(text) : nlohmann::ordered_json(text);
+  }
+  return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+}
+
+void Preset::Write(const std::filesystem::path& path) const {
+  std::filesystem::path beside = path;
+  beside += ".part";
+  std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+  file << ToJson();
+  file.close();
+  std::error_code error;
+  if (file) {
+    std::filesystem::rename(beside, path, error);
+    if (!error) return;
+  }
+  std::filesystem::remove(beside, error);
+  throw HostError("The preset \"" + path.string() + "\" can't be written.");
+}
+
+float Preset::ValueOf(const Parameter& parameter) const {
+  const auto found = values.find(parameter.Index());
+  return found != values.end() ? found->second : parameter.PreferredNormalized();
+}
+
+std::vector<ParameterWrite> Preset::Writes() const {
+  std::vector<ParameterWrite> writes{{PresetLoading().Index(), 1.0f}};
+  for (const Parameter& parameter : ParameterTable::Get()) {
+    if (parameter.IsInPresets()) writes.push_back({parameter.Index(), ValueOf(parameter)});
+  }
+  writes.push_back({PresetLoading().Index(), 0.0f});
+  return writes;
+}
+
+void Preset::Apply(HostedProcessor& processor) const {
+  const uint32_t loading = PresetLoading().Index();
+  processor.Set(loading, 1.0f);
+  for (const Parameter& parameter : ParameterTable::Get()) {
+    if (parameter.IsInPresets()) processor.Set(parameter.Index(), ValueOf(parameter));
+  }
+  processor.Set(loading, 0.0f);
+}
+
+std::vector<PresetDifference> Compare(const Preset& first, const Preset& second) {
+  std::vector<PresetDifference> differences;
+  for (const Parameter& parameter : ParameterTable::Get()) {
+    if (!parameter.IsInPresets()) continue;
+    const float a = first.ValueOf(parameter), b = second.ValueOf(parameter);
+    if (a != b) differences.push_back({&parameter, a, b});
+  }
+  return differences;
+}
+
+}  // namespace Vantora::host

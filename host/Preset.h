@@ -1,0 +1,83 @@
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/ParameterQueue.h"
+#include "host/ParameterTable.h"
+
+namespace Vantora::host {
+
+class HostedProcessor;
+
+/// Preset: a whole sound by name. What it doesn't name stands at the parameter's preferred value, so that a
+/// preset sounds the same whatever was loaded before.
+///
+///     {
+///       "schema": 1,
+///       "name": "Glass Choir",
+///       "description": "A slow comb that opens with the LFO.",
+///       "parameters": {"Prismel_FXType": "comb", "Prismel_CombCutoff": "440 Hz", "Prismel_Prismelion": 0.35}
+///     }
+class Preset {
+ public:
+  static constexpr int kSchema = 1;  ///< version of the file's form
+  static constexpr std::string_view kFileEnding = ".json";
+
+  std::string name;
+  std::string description;           ///< one line
+  std::map<uint32_t, float> values;  ///< normalised, by index; only parameters that are part of a preset
+
+  /// Reads a file. Names that aren't known, or aren't part of a preset, go to `warnings` (may be null), one
+  /// sentence each; a value that isn't one, a newer schema or broken JSON throw `HostError`, and nothing is
+  /// loaded.
+  static Preset Read(const std::filesystem::path& path, std::vector<std::string>* warnings = nullptr);
+  /// The same from a text; `origin` stands in messages, and its stem is the name if the text has none.
+  static Preset Parse(std::string_view json, const std::filesystem::path& origin,
+                      std::vector<std::string>* warnings = nullptr);
+
+  /// The sound that `processor` has now.
+  static Preset Capture(const HostedProcessor& processor);
+
+  /// JSON text that `Parse` reads back, with musical values; what stands at its preferred value is left out.
+  std::string ToJson() const;
+  /// Writes the text beside `path` and then renames it: there is never half a file. Throws `HostError`.
+  void Write(const std::filesystem::path& path) const;
+
+  /// Value of a parameter in this preset, named or not; normalised.
+  float ValueOf(const Parameter& parameter) const;
+
+  /// [process] Writes the whole sound, between "PresetLoading" 1 and 0: the processor then starts clean.
+  void Apply(HostedProcessor& processor) const;
+  /// The same writes in the same order, for `BlockCollector::QueueTogether`.
+  std::vector<ParameterWrite> Writes() const;
+};
+
+/// PresetDifference: a parameter on which two presets disagree.
+struct PresetDifference {
+  const Parameter* parameter;
+  float first, second;  ///< normalised
+};
+
+/// All parameters on which two presets disagree, in the order of the table.
+std::vector<PresetDifference> Compare(const Preset& first, const Preset& second);
+
+/// PresetEntry: one file of a folder of presets.
+struct PresetEntry {
+  std::filesystem::path path;
+  std::string name, description;
+  std::string error;  ///< why it can't be loaded; empty for a good one
+};
+
+/// The presets of a folder, in the order of their file names. Throws `HostError` when the folder can't be
+/// read.
+std::vector<PresetEntry> ListPresets(const std::filesystem::path& folder);
+
+/// The file that `text` means: a path to one, or, in one of `folders`, a file of that name (its ending may be
+/// left out) or a preset of that name in any case. Throws `HostError` when there is none.
+std::filesystem::path FindPreset(std::string_view text, const std::vector<std::filesystem::path>& folders);
+
+}  // namespace Vantora::host
