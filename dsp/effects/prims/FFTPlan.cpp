@@ -35,34 +35,13 @@ Complex* Transform(Complex* from, Complex* to, const Complex* roots, std::size_t
   return from;
 }
 
-}  // namespace
-
-void FFTPlan::SetSize(std::size_t newSize) {
-  if (newSize == size) return;
-  const std::size_t newPoints = std::bit_floor(newSize);
-  AlignedBuffer newTwiddles(newPoints);
-  AlignedBuffer newWork(2 * newPoints);
-  for (std::size_t k = 0; k < newPoints / 2; ++k) {
-    const double angle = -2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(newPoints);
-    newTwiddles[2 * k] = static_cast<float>(std::cos(angle));
-    newTwiddles[2 * k + 1] = static_cast<float>(std::sin(angle));
-  }
-  twiddles = std::move(newTwiddles);
-  work = std::move(newWork);
-  points = newPoints;
-  size = newSize;
-}
-
-void FFTPlan::Forward(const float* input, float* output) noexcept {
-  if (points == 0) return;
-  if (points == 1) {
-    output[0] = input[0];
-    output[1] = 0.0f;
-    return;
-  }
+// Transforms of 2 to 32 points, too short for vectors; otherwise they do what the kernels do. `work` has 2 x
+// points.
+void ForwardFewPoints(const float* input, float* output, std::size_t points, const float* rootValues,
+                      float* work) {
   const std::size_t half = points / 2;
-  const auto* roots = reinterpret_cast<const Complex*>(twiddles.Data());
-  auto* first = reinterpret_cast<Complex*>(work.Data());
+  const auto* roots = reinterpret_cast<const Complex*>(rootValues);
+  auto* first = reinterpret_cast<Complex*>(work);
   for (std::size_t k = 0; k < half; ++k) first[k] = {input[2 * k], input[2 * k + 1]};
   const Complex* z = Transform(first, first + half, roots, half);
   output[0] = z[0].real() + z[0].imag();
@@ -79,12 +58,11 @@ void FFTPlan::Forward(const float* input, float* output) noexcept {
   }
 }
 
-void FFTPlan::InverseInPlace(float* buffer) noexcept {
-  if (points < 2) return;
+void InverseFewPoints(float* buffer, std::size_t points, const float* rootValues, float* work) {
   const std::size_t half = points / 2;
   const float scale = 1.0f / static_cast<float>(points);
-  const auto* roots = reinterpret_cast<const Complex*>(twiddles.Data());
-  auto* first = reinterpret_cast<Complex*>(work.Data());
+  const auto* roots = reinterpret_cast<const Complex*>(rootValues);
+  auto* first = reinterpret_cast<Complex*>(work);
   // Conjugated on the way in and out, the forward transform is the inverse one.
   for (std::size_t k = 0; k < half; ++k) {
     const Complex a{buffer[2 * k], k == 0 ? 0.0f : buffer[2 * k + 1]};
@@ -97,6 +75,52 @@ void FFTPlan::InverseInPlace(float* buffer) noexcept {
   for (std::size_t k = 0; k < half; ++k) {
     buffer[2 * k] = scale * z[k].real();
     buffer[2 * k + 1] = -scale * z[k].imag();
+  }
+}
+
+}  // namespace
+
+void FFTPlan::SetSize(std::size_t newSize) {
+  if (newSize == size) return;
+  // Built beside the old ones, so that the plan stays whole if memory runs out.
+  const std::size_t newPoints = std::bit_floor(newSize);
+  FFTTables newTables;
+  AlignedBuffer newRoots, newWork;
+  if (newPoints / 2 >= FFTTables::kSmallestHalf) {
+    newTables.Build(newPoints / 2);
+    newWork.Resize(newTables.WorkSize());
+  } else {
+    newRoots.Resize(newPoints);
+    newWork.Resize(2 * newPoints);
+    for (std::size_t k = 0; k < newPoints / 2; ++k) {
+      const double angle = -2.0 * std::numbers::pi * static_cast<double>(k) / static_cast<double>(newPoints);
+      newRoots[2 * k] = static_cast<float>(std::cos(angle));
+      newRoots[2 * k + 1] = static_cast<float>(std::sin(angle));
+    }
+  }
+  tables = std::move(newTables);
+  roots = std::move(newRoots);
+  work = std::move(newWork);
+  points = newPoints;
+  size = newSize;
+}
+
+void FFTPlan::Forward(const float* input, float* output) noexcept {
+  if (tables.half > 0) {
+    kernels->forward(tables, input, output, work.Data());
+  } else if (points > 1) {
+    ForwardFewPoints(input, output, points, roots.Data(), work.Data());
+  } else if (points == 1) {
+    output[0] = input[0];
+    output[1] = 0.0f;
+  }
+}
+
+void FFTPlan::InverseInPlace(float* buffer) noexcept {
+  if (tables.half > 0) {
+    kernels->inverse(tables, buffer, buffer, work.Data());
+  } else if (points > 1) {
+    InverseFewPoints(buffer, points, roots.Data(), work.Data());
   }
 }
 

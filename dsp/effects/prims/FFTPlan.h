@@ -3,6 +3,8 @@
 #include <cstddef>
 
 #include "dsp/effects/prims/AlignedBuffer.h"
+#include "dsp/effects/prims/FFTKernels.h"
+#include "dsp/effects/prims/FFTTables.h"
 
 namespace Vantora::prims {
 
@@ -25,6 +27,9 @@ class FFTPlan {
   /// A plan for `newSize` real points.
   explicit FFTPlan(std::size_t newSize) { SetSize(newSize); }
 
+  /// The same on a chosen instruction set, not above BestSimdTarget(), instead of the best one.
+  FFTPlan(std::size_t newSize, SimdTarget target) : kernels(&FFTKernelsFor(target)) { SetSize(newSize); }
+
   /// Builds the tables for `newSize` points; the present size keeps them.
   void SetSize(std::size_t newSize);
 
@@ -42,9 +47,11 @@ class FFTPlan {
   std::size_t GetSize() const noexcept { return size; }
 
  private:
+  const FFTKernels* kernels = &FFTKernelsFor(BestSimdTarget());
   std::size_t size = 0;
   std::size_t points = 0;  // 2^floor(log2(size)), 0 in an empty plan
-  AlignedBuffer twiddles;
+  FFTTables tables;        // empty for a few points only
+  AlignedBuffer roots;     // exp(-2 pi i k / points), for a few points only
   AlignedBuffer work;
 };
 

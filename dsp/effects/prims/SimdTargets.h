@@ -1,7 +1,8 @@
 #pragma once
 
-#include <cstdint>
 #include <type_traits>
+
+#include "dsp/effects/prims/SimdTarget.h"
 
 // Included before hwy/highway.h by every source file with vector kernels: which instruction sets a kernel is
 // compiled for, and how one is picked at run time. Highway's own run-time choice sits in its shared library;
@@ -18,17 +19,6 @@
 #define HWY_BROKEN_EMU128 0
 
 namespace Vantora::prims {
-
-/// Instruction sets that kernels may be chosen for, the weakest first. `Baseline` is what the compiler
-/// assumes for the whole program: plain x86-64 or, on 64-bit ARM, NEON.
-enum class SimdTarget : std::uint8_t { Baseline, Ssse3, Sse4, Avx2, Avx512 };
-
-/// The best instruction set of this machine. The answer never changes while the process runs.
-SimdTarget BestSimdTarget() noexcept;
-
-/// Name of what BestSimdTarget() stands for: "AVX-512", "AVX2", "SSE4", "SSSE3", "x86-64 baseline", "NEON",
-/// ...
-const char* SimdTargetName() noexcept;
 
 /// The kernel for `target` out of one for each instruction set, where null means not compiled for.
 template <typename Kernel>

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::prims {
 

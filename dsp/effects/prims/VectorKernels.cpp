@@ -5,6 +5,8 @@
 
 #include "dsp/effects/prims/VectorKernelTable.h"
 
+#include "dsp/effects/prims/SimdTargets.h"
+
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/prims/VectorKernels.cpp"
 #include <hwy/foreach_target.h>

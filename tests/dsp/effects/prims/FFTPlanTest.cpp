@@ -9,6 +9,7 @@
 #include <limits>
 #include <numbers>
 #include <random>
+#include <tuple>
 #include <vector>
 
 namespace Vantora::prims {
@@ -42,13 +43,21 @@ std::vector<std::complex<double>> Exact(const std::vector<std::complex<double>>&
   return spectrum;
 }
 
-class FFTPlanOfOrder : public testing::TestWithParam<int> {};
+std::vector<SimdTarget> Targets() {
+  std::vector<SimdTarget> targets;
+  for (int t = 0; t <= static_cast<int>(BestSimdTarget()); ++t) targets.push_back(static_cast<SimdTarget>(t));
+  return targets;
+}
+
+using OrderAndTarget = std::tuple<int, SimdTarget>;
+class FFTPlanOfOrder : public testing::TestWithParam<OrderAndTarget> {};
 
 TEST_P(FFTPlanOfOrder, MeetsTheExactTransformAndComesBack) {
-  const std::size_t size = std::size_t{1} << GetParam();
-  const double limit = 3e-7 * std::max(GetParam(), 1);
+  const auto [order, target] = GetParam();
+  const std::size_t size = std::size_t{1} << order;
+  const double limit = 3e-7 * std::max(order, 1);
   const auto input = Noise(size, 11);
-  FFTPlan plan(size);
+  FFTPlan plan(size, target);
   constexpr float kMark = 12345.0f;
   std::vector<float> spectrum(size + 4, kMark);
   plan.Forward(input.data(), spectrum.data());
@@ -81,7 +90,8 @@ TEST_P(FFTPlanOfOrder, MeetsTheExactTransformAndComesBack) {
   EXPECT_EQ(inPlace[size + 2], kMark);
 }
 
-INSTANTIATE_TEST_SUITE_P(Sizes, FFTPlanOfOrder, testing::Range(0, 18));
+INSTANTIATE_TEST_SUITE_P(Sizes, FFTPlanOfOrder,
+                         testing::Combine(testing::Range(0, 18), testing::ValuesIn(Targets())));
 
 TEST(FFTPlan, AgreesWithAnIndependentTransform) {
   for (const int size : {2, 4, 8, 64, 512, 2048, 32768}) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "dsp/effects/prims/AlignedBuffer.h"
+#include "dsp/effects/prims/VectorKernelTable.h"
 
 namespace Vantora::prims {
 namespace {
@@ -42,12 +43,25 @@ TEST(AlignedBuffer, StartsOnACacheLineHoldsZerosAndCopiesItsContents) {
   EXPECT_EQ(AlignedBuffer().Data(5), nullptr);
 }
 
-TEST(SpectrumProduct, IsTheComplexProductInWholeGroupsOfFourFloats) {
+// Every instruction set of this machine.
+class Kernels : public testing::TestWithParam<SimdTarget> {
+ protected:
+  const VectorKernelTable& kernels = VectorKernelsFor(GetParam());
+};
+
+std::vector<SimdTarget> Targets() {
+  std::vector<SimdTarget> targets;
+  for (int t = 0; t <= static_cast<int>(BestSimdTarget()); ++t) targets.push_back(static_cast<SimdTarget>(t));
+  return targets;
+}
+INSTANTIATE_TEST_SUITE_P(Targets, Kernels, testing::ValuesIn(Targets()));
+
+TEST_P(Kernels, MultiplySpectraInWholeGroupsOfFourFloats) {
   for (const std::size_t count : {3u, 4u, 7u, 8u, 12u, 31u, 36u, 66u, 260u, 1030u}) {
     const auto a = Noise(count, 1), b = Noise(count, 2), before = Noise(count, 3);
     auto product = before, sum = before;
-    MulSpectrum(a.data(), b.data(), product.data(), count);
-    MulAddSpectrum(a.data(), b.data(), sum.data(), count);
+    kernels.mulSpectrum(a.data(), b.data(), product.data(), count);
+    kernels.mulAddSpectrum(a.data(), b.data(), sum.data(), count);
     const std::size_t end = count / 4 * 4;
     for (std::size_t i = 0; i < end; i += 2) {
       const std::complex<double> exact =
@@ -62,6 +76,14 @@ TEST(SpectrumProduct, IsTheComplexProductInWholeGroupsOfFourFloats) {
       EXPECT_EQ(sum[i], before[i]);
     }
   }
+}
+
+TEST(SpectrumProduct, DoesNothingWithoutADestinationOrWithLessThanFourFloats) {
+  float destination[3] = {1.0f, 2.0f, 3.0f};
+  const float operand[3] = {4.0f, 5.0f, 6.0f};
+  MulAddSpectrum(operand, operand, destination, 3);
+  MulSpectrum(operand, operand, destination, 3);
+  for (int i = 0; i < 3; ++i) EXPECT_EQ(destination[i], static_cast<float>(i + 1));
   MulSpectrum(nullptr, nullptr, nullptr, 8);
   AlignedBuffer empty;
   MulAddSpectrum(empty, empty, empty);
@@ -80,30 +102,60 @@ TEST(SpectrumProduct, MayHaveBothOperandsAsItsDestination) {
   for (std::size_t i = 0; i < 20; ++i) EXPECT_NEAR(a[i], expected[i], 1e-4f);
 }
 
+TEST_P(Kernels, InterleaveAnyNumberOfRowsAndPartThemAgain) {
+  for (const std::size_t rowCount : {1u, 2u, 3u, 4u, 6u, 8u, 16u, 32u}) {
+    for (const std::size_t count : {0u, 1u, 5u, 16u, 44u, 67u}) {
+      const std::size_t stride = count + 3;
+      const auto rows = Noise(rowCount * stride, 31);
+      std::vector<float> out(rowCount * count + 1, 9.0f);
+      kernels.interleave(rows.data(), stride, rowCount, out.data(), count);
+      for (std::size_t i = 0; i < rowCount * count; ++i) {
+        ASSERT_EQ(out[i], rows[i % rowCount * stride + i / rowCount]) << rowCount << " rows of " << count;
+      }
+      EXPECT_EQ(out.back(), 9.0f);
+      auto back = rows;
+      for (std::size_t r = 0; r < rowCount; ++r) Set(0.0f, &back[r * stride], count);
+      kernels.deinterleave(out.data(), rowCount, back.data(), stride, count);
+      EXPECT_EQ(back, rows) << rowCount << " rows of " << count;
+    }
+  }
+}
+
+TEST_P(Kernels, AddAndScaleExactlyTheirCount) {
+  for (const std::size_t count : {0u, 1u, 5u, 16u, 47u}) {
+    const auto source = Noise(count + 1, 4), before = Noise(count + 1, 5);
+    auto sum = before, scaled = before;
+    kernels.add(source.data(), sum.data(), count);
+    kernels.scale(0.75f, source.data(), scaled.data(), count);
+    for (std::size_t i = 0; i < count; ++i) {
+      EXPECT_EQ(sum[i], before[i] + source[i]);
+      EXPECT_EQ(scaled[i], 0.75f * source[i]);
+    }
+    EXPECT_EQ(sum[count], before[count]);
+    EXPECT_EQ(scaled[count], before[count]);
+  }
+}
+
 TEST(BufferOperations, CoverExactlyTheirCount) {
   for (const std::size_t count : {0u, 1u, 5u, 16u, 47u}) {
     const auto source = Noise(count + 1, 4), before = Noise(count + 1, 5);
-    auto sum = before, scaled = before, copy = before, moved = before, set = before;
-    Add(source.data(), sum.data(), count);
-    Scale(0.75f, source.data(), scaled.data(), count);
+    auto copy = before, moved = before, set = before;
     Copy(source.data(), copy.data(), count);
     if (count > 0) Move(moved.data(), moved.data() + 1, count);
     Set(0.5f, set.data(), count);
     for (std::size_t i = 0; i < count; ++i) {
-      EXPECT_EQ(sum[i], before[i] + source[i]);
-      EXPECT_EQ(scaled[i], 0.75f * source[i]);
       EXPECT_EQ(copy[i], source[i]);
       EXPECT_EQ(moved[i + 1], before[i]);
       EXPECT_EQ(set[i], 0.5f);
     }
-    for (const auto* result : {&sum, &scaled, &copy, &set}) EXPECT_EQ((*result)[count], before[count]);
+    for (const auto* result : {&copy, &set}) EXPECT_EQ((*result)[count], before[count]);
     Zero(set.data(), count);
     for (std::size_t i = 0; i < count; ++i) EXPECT_EQ(set[i], 0.0f);
     EXPECT_EQ(set[count], before[count]);
   }
 }
 
-TEST(Fir, MeetsTheExactSumForAnyTapAndSampleCountAndWritesNothingElse) {
+TEST_P(Kernels, FilterToTheExactSumForAnyTapAndSampleCountAndWritesNothingElse) {
   for (const std::size_t tapCount : {0u, 1u, 2u, 7u, 47u, 63u, 64u, 65u, 128u, 500u, 2048u}) {
     for (const std::size_t count : {0u, 1u, 2u, 3u, 4u, 7u, 15u, 17u, 44u, 48u, 100u, 133u}) {
       const auto taps = Noise(tapCount, 6);
@@ -111,8 +163,8 @@ TEST(Fir, MeetsTheExactSumForAnyTapAndSampleCountAndWritesNothingElse) {
       const auto samples = Noise((tapCount > 0 ? tapCount - 1 : 0) + count, 7);
       const auto before = Noise(count + 1, 8);
       auto out = before, sum = before;
-      Fir(taps.data(), tapCount, samples.data(), out.data(), count);
-      FirAdd(taps.data(), tapCount, samples.data(), sum.data(), count);
+      kernels.fir(taps.data(), tapCount, samples.data(), out.data(), count);
+      kernels.firAdd(taps.data(), tapCount, samples.data(), sum.data(), count);
       const double limit =
           1e-5 * std::sqrt(static_cast<double>(tapCount) / 9.0) + 1e-7;  // of the output's RMS
       for (std::size_t i = 0; i < count; ++i) {

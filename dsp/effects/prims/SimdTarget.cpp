@@ -1,4 +1,4 @@
-#include "dsp/effects/prims/SimdTargets.h"
+#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::prims {
 
