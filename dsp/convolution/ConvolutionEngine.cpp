@@ -1,0 +1,265 @@
+#include "dsp/convolution/ConvolutionEngine.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <set>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include "basictools/FlushDenormals.h"
+#include "dsp/effects/prims/VectorKernels.h"
+
+namespace Vantora::dsp {
+namespace {
+
+/// Requests for one line: twice as many as blocks fit into the time from a block's first sample to its first
+/// use.
+uint64_t PoolSize(uint64_t maxBlockSize, uint64_t tapOffset, uint64_t size) {
+  const float blocks = static_cast<float>(maxBlockSize + tapOffset) / static_cast<float>(size);
+  return std::max(2 * static_cast<uint64_t>(std::ceil(blocks)), uint64_t{4});
+}
+
+}  // namespace
+
+ConvolutionEngine::ConvolutionEngine(const float* left, uint64_t leftCount, const float* right,
+                                     uint64_t rightCount, const PartitionSchedule& schedule,
+                                     std::function<void(uint64_t)> threadStartHook)
+    : Module("ConvolutionEngine", kInputCount, kOutputCount),
+      head(left, leftCount, right, rightCount, std::min(schedule.headLength, leftCount), false),
+      lines(schedule.partitions.size()) {
+  uint64_t tapOffset = head.TapCount();
+  std::set<uint64_t> ids;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    const PartitionEntry& entry = schedule.partitions[i];
+    if (!std::has_single_bit(entry.size)) throw std::runtime_error("Partition size must be a power of two");
+    lines[i].size = entry.size;
+    lines[i].tapOffset = tapOffset;
+    lines[i].stereo.channels[0].Prepare(entry.size, entry.count, tapOffset, left, leftCount);
+    lines[i].stereo.channels[1].Prepare(entry.size, entry.count, tapOffset, right, rightCount);
+    tapOffset += entry.size * entry.count;
+    workerOfSize.try_emplace(entry.size, entry.threadIndex);
+    if (entry.threadIndex != kAudioThread) ids.insert(entry.threadIndex);
+  }
+  if (!ids.empty() && *ids.rbegin() >= ids.size()) throw std::runtime_error("Worker ids must count from 0");
+  for (Line& line : lines) line.worker = workerOfSize[line.size];
+  for (uint64_t id = 0; id < ids.size(); ++id) {
+    workers.push_back(std::make_unique<FDLThread>());
+    if (id % 2 == 0) workers.back()->SetStartHook(threadStartHook, id);
+  }
+}
+
+ConvolutionEngine::~ConvolutionEngine() { StopWorkers(); }
+
+void ConvolutionEngine::Shutdown() { StopWorkers(); }
+
+// Configure
+// ---------------------------------------------------------------------------------------------------------------------
+
+void ConvolutionEngine::Configure(uint32_t newMaxBlockSize, float) {
+  maxBlockSize = newMaxBlockSize;
+  StopWorkers();
+  head.Configure(maxBlockSize);
+  BuildRequests();
+  // The reset that follows is the one that skips the lines, so they have to be as new already.
+  for (Line& line : lines) {
+    line.stereo.Reset();
+    line.stereo.isUsed = false;
+  }
+  StartWorkers();
+  justConfigured = true;
+}
+
+void ConvolutionEngine::StopWorkers() {
+  for (auto& worker : workers) worker->BeginStop();
+  for (auto& worker : workers) worker->FinishStop();
+  // Commands that were destroyed with the queues didn't count themselves out.
+  for (Line& line : lines) {
+    line.stereo.commandsHeld.store(0, std::memory_order_relaxed);
+    line.stereo.resetDue.store(false, std::memory_order_relaxed);
+  }
+}
+
+void ConvolutionEngine::StartWorkers() {
+  try {
+    for (auto& worker : workers) worker->Start("ConvoEngine");
+  } catch (...) {
+    StopWorkers();
+    throw;
+  }
+}
+
+void ConvolutionEngine::BuildRequests() {
+  size_t total = 0;
+  for (Line& line : lines) {
+    line.firstRequest = total;
+    line.requestCount = PoolSize(maxBlockSize, line.tapOffset, line.size);
+    total += line.requestCount;
+  }
+  requests = std::vector<FDLRequest>(total);
+  for (size_t i = 0; i < lines.size(); ++i) {
+    for (size_t k = 0; k < lines[i].requestCount; ++k) {
+      requests[lines[i].firstRequest + k].Allocate(lines[i].size, static_cast<uint32_t>(i));
+    }
+  }
+}
+
+// Reset
+// ---------------------------------------------------------------------------------------------------------------------
+
+void ConvolutionEngine::DoReset(bool) {
+  if (justConfigured) {
+    justConfigured = false;
+  } else {
+    // Resets go first and are cancelled with everything before them, so both of a reset's callables reset.
+    for (Line& line : lines) ResetLine(line);
+    for (auto& worker : workers) {
+      if (worker->IsRunning()) {
+        worker->CancelJobs();
+      } else {
+        worker->DrainCancelled();
+      }
+    }
+    for (Line& line : lines) {
+      if (std::exchange(line.isResetLost, false)) line.stereo.resetDue.store(true, std::memory_order_release);
+    }
+    for (FDLRequest& request : requests) {
+      if (request.GetState() == FDLRequest::Computing) {
+        request.SetStale(true);
+      } else {
+        request.Clear();
+      }
+    }
+  }
+  streamTime = 0;
+  head.Reset();
+}
+
+void ConvolutionEngine::ResetLine(Line& line) noexcept {
+  // A line of the audio thread's own goes on across a reset; its results find their place in the new stream
+  // time.
+  if (line.worker == kNoWorker) return;
+  StereoFDL& stereo = line.stereo;
+  if (stereo.commandsHeld.load(std::memory_order_acquire) == 0) {
+    if (!stereo.isUsed) return;
+    if (!useWorkers) {
+      stereo.Reset();
+      stereo.isUsed = false;
+      return;
+    }
+  }
+  stereo.commandsHeld.fetch_add(1, std::memory_order_relaxed);
+  const auto reset = [&stereo] {
+    stereo.Reset();
+    stereo.commandsHeld.fetch_sub(1, std::memory_order_release);
+  };
+  if (workers[line.worker]->Queue().Enqueue(reset, reset)) {
+    stereo.isUsed = false;
+  } else {
+    stereo.commandsHeld.fetch_sub(1, std::memory_order_relaxed);
+    line.isResetLost = true;
+  }
+}
+
+// Signal
+// ---------------------------------------------------------------------------------------------------------------------
+
+uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
+  const FlushDenormals flushDenormals;
+  const uint32_t count = context.sampleCount;
+  const std::array<const float*, 2> inputs{context.Input(0), context.Input(1)};
+  const std::array<float*, 2> outputs{context.Output(0), context.Output(1)};
+  if (outputs[0] == nullptr) return 0;
+  if (!useWorkers) WaitForWorkers();
+  // The lines take their input before the head writes the output, which may be the same memory.
+  const uint64_t outputChannels = outputs[1] != nullptr ? 2 : 1;
+  for (Line& line : lines) Deal(line, inputs, outputChannels, count);
+  head.Process(inputs, outputs, count);
+  for (FDLRequest& request : requests) {
+    if (request.GetState() == FDLRequest::Ready) Mix(request, outputs, count);
+  }
+  streamTime += count;
+  return 1;
+}
+
+void ConvolutionEngine::WaitForWorkers() noexcept {
+  for (Line& line : lines) {
+    if (line.worker == kNoWorker || !workers[line.worker]->IsRunning()) continue;
+    while (line.stereo.commandsHeld.load(std::memory_order_acquire) != 0) std::this_thread::yield();
+  }
+}
+
+bool ConvolutionEngine::AreWorkersBusy() const noexcept {
+  return std::any_of(lines.begin(), lines.end(), [](const Line& line) {
+    return line.stereo.commandsHeld.load(std::memory_order_acquire) != 0;
+  });
+}
+
+void ConvolutionEngine::Deal(Line& line, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
+                             uint32_t count) noexcept {
+  for (uint32_t position = 0; position < count;) {
+    FDLRequest* request = FindRequest(line);
+    if (request == nullptr) {
+      overloads->lostInputs = overloads->lostInputs + (count - position);
+      return;
+    }
+    if (request->GetState() == FDLRequest::Idle) request->Begin(static_cast<int64_t>(streamTime + position));
+    const uint64_t taken = std::min<uint64_t>(count - position, line.size - request->Fill());
+    const float* left = inputs[0] != nullptr ? inputs[0] + position : nullptr;
+    request->Append({left, inputs[1] != nullptr ? inputs[1] + position : left}, taken);
+    position += static_cast<uint32_t>(taken);
+    if (request->GetState() == FDLRequest::Full) Dispatch(line, *request, outputChannels);
+  }
+}
+
+FDLRequest* ConvolutionEngine::FindRequest(Line& line) noexcept {
+  FDLRequest* idle = nullptr;
+  for (size_t i = line.firstRequest, end = i + line.requestCount; i < end; ++i) {
+    const FDLRequest::State state = requests[i].GetState();
+    if (state == FDLRequest::Filling) return &requests[i];
+    if (state == FDLRequest::Idle && idle == nullptr) idle = &requests[i];
+  }
+  return idle;
+}
+
+void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept {
+  constexpr uint64_t kInputChannels = 2;  // both buffers are filled, whatever the ports
+  const bool isHeldByWorker = line.worker != kNoWorker &&
+                              (useWorkers || line.stereo.commandsHeld.load(std::memory_order_acquire) != 0);
+  if (!isHeldByWorker) {
+    request.ComputeHere(line.stereo, kInputChannels, outputChannels);
+  } else if (!request.Compute(line.stereo, kInputChannels, outputChannels, *workers[line.worker])) {
+    overloads->lostCommands = overloads->lostCommands + 1;
+  }
+}
+
+void ConvolutionEngine::Mix(FDLRequest& request, const std::array<float*, 2>& outputs,
+                            uint32_t count) noexcept {
+  if (request.IsStale()) {
+    request.Clear();
+    return;
+  }
+  const auto now = static_cast<int64_t>(streamTime);
+  const auto blockEnd = now + static_cast<int64_t>(count);
+  const auto size = static_cast<int64_t>(request.Size());
+  const int64_t start = request.ReadyTime();
+  const int64_t end = start + size;
+
+  if (request.IsFirstLook() && start < now) {
+    overloads->lateResults = overloads->lateResults + 1;
+    if (end <= now) overloads->lostResults = overloads->lostResults + 1;
+    overloads->lostSamples = overloads->lostSamples + static_cast<uint64_t>(std::min(now - start, size));
+  }
+
+  const int64_t from = std::max(start, now), to = std::min(end, blockEnd);
+  if (from < to) {
+    for (uint64_t c = 0; c < request.ResultChannels() && outputs[c] != nullptr; ++c) {
+      prims::Add(request.Channel(c) + (from - start), outputs[c] + (from - now),
+                 static_cast<size_t>(to - from));
+    }
+  }
+  if (end <= blockEnd) request.Clear();
+}
+
+}  // namespace Vantora::dsp

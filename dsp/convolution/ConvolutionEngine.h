@@ -1,0 +1,109 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include "dsp/convolution/DirectFIR.h"
+#include "dsp/convolution/FDL.h"
+#include "dsp/convolution/FDLRequest.h"
+#include "dsp/convolution/FDLThread.h"
+#include "dsp/convolution/OverloadCounters.h"
+#include "dsp/convolution/PartitionSchedule.h"
+#include "engine/Module.h"
+
+namespace Vantora::dsp {
+
+/// ConvolutionEngine: convolves a stereo signal with a stereo impulse of any length, without latency.
+///
+///     in -->+--> DirectFIR, the head -------------------------------(+)--> out
+///           +--> requests of N samples --> StereoFDL, here or on a --^
+///                (one pool a size)         worker; due tapOffset - N
+///                                          samples after dispatch
+///
+/// A result carries the stream time of its first sample and is added where it belongs. The audio thread never
+/// waits for a worker: a result that is late loses what has passed, and is counted. In an offline render
+/// (`useWorkers` false) everything is computed on the calling thread, which first waits for what workers
+/// still hold; the output is the same, bit for bit, as long as nothing was late.
+///
+/// One output: the right channel isn't computed. One input: it feeds both channels.
+/// Threads: construction and Configure allocate and throw; DoProcess and DoReset don't. Configure, Shutdown,
+/// DoReset and the destructor must not overlap DoProcess.
+class ConvolutionEngine final : public Module {
+ public:
+  static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
+
+  /// Cuts the impulse as `schedule` says; no pointer into it is kept. Every size must be a power of two and
+  /// the worker ids 0, 1, 2, ... without a gap, or std::runtime_error is thrown. `threadStartHook` is given
+  /// to every second worker.
+  ConvolutionEngine(const float* left, uint64_t leftCount, const float* right, uint64_t rightCount,
+                    const PartitionSchedule& schedule, std::function<void(uint64_t)> threadStartHook = {});
+  ~ConvolutionEngine() override;
+
+  void Shutdown() override;
+  bool SetParam(uint32_t, float) override { return false; }
+  float GetParam(uint32_t) override { return 0.0f; }
+  void AppendParamName(uint32_t, NameBuilder&) override {}
+  void SetDirty(bool) override {}
+  void Configure(uint32_t maxBlockSize, float sampleRate) override;
+  void DoReset(bool hard) override;
+  bool UpdateParams(ProcessContext&) override { return true; }
+  uint32_t DoProcess(ProcessContext& context) override;
+
+  /// [audio thread] Whether workers compute what the schedule gives them; true at first. False for offline
+  /// renders.
+  void SetUseWorkers(bool use) noexcept { useWorkers = use; }
+
+  /// What was late or lost, counted from construction.
+  const OverloadCounters& Overloads() const noexcept { return *overloads; }
+  /// Counts into `counters` from now on, which must outlive the engine.
+  void CountInto(OverloadCounters& counters) noexcept { overloads = &counters; }
+
+  /// True while a worker holds a command.
+  bool AreWorkersBusy() const noexcept;
+
+  size_t LineCount() const noexcept { return lines.size(); }
+  size_t WorkerCount() const noexcept { return workers.size(); }
+  size_t RequestCount() const noexcept { return requests.size(); }
+
+ private:
+  static constexpr uint64_t kNoWorker = kAudioThread;
+
+  // One entry of the schedule.
+  struct Line {
+    StereoFDL stereo;
+    uint64_t size = 0;
+    uint64_t tapOffset = 0;
+    uint64_t worker = kNoWorker;
+    size_t firstRequest = 0, requestCount = 0;  // its pool within `requests`
+    bool isResetLost = false;                   // the worker's ring had no room for the reset
+  };
+
+  void StopWorkers();
+  void StartWorkers();
+  void BuildRequests();
+  void WaitForWorkers() noexcept;
+  void Deal(Line& line, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
+            uint32_t count) noexcept;
+  FDLRequest* FindRequest(Line& line) noexcept;
+  void Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept;
+  void Mix(FDLRequest& request, const std::array<float*, 2>& outputs, uint32_t count) noexcept;
+  void ResetLine(Line& line) noexcept;
+
+  DirectFIR head;
+  std::vector<Line> lines;
+  uint32_t maxBlockSize = 0;
+  std::vector<FDLRequest> requests;
+  uint64_t streamTime = 0;                              // samples since the last reset
+  std::unordered_map<uint64_t, uint64_t> workerOfSize;  // the first entry of a size decides
+  std::vector<std::unique_ptr<FDLThread>> workers;
+  bool useWorkers = true;
+  bool justConfigured = false;
+  OverloadCounters ownOverloads;
+  OverloadCounters* overloads = &ownOverloads;
+};
+
+}  // namespace Vantora::dsp

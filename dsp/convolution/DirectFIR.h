@@ -1,0 +1,62 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "dsp/convolution/FDL.h"
+#include "dsp/effects/prims/AlignedBuffer.h"
+
+namespace Vantora::dsp {
+
+/// DirectFIR: the head of a partitioned convolution, the first taps of a stereo impulse without any latency.
+///
+/// Up to 255 taps run as they are. A longer kernel runs its first 128 taps directly and the rest as a uniform
+/// line of 128-tap partitions: the line's result for a block of 128 is due when the next one begins, so it is
+/// computed within the call that completes the block. For 2048 taps that takes a fifth of the time of the
+/// direct form.
+///
+/// Precision  within 1e-5 of the RMS of a double-precision result
+/// Threads    construction and Configure allocate, the rest doesn't
+class DirectFIR {
+ public:
+  /// Takes the first `taps` samples of each channel; a shorter channel is filled up with zeros. With
+  /// `monoKernel` the left kernel serves both channels.
+  DirectFIR(const float* left, uint64_t leftCount, const float* right, uint64_t rightCount, uint64_t taps,
+            bool monoKernel);
+
+  /// Makes room for blocks of `maxBlockSize` samples; longer ones are cut.
+  void Configure(uint32_t maxBlockSize);
+
+  /// Forgets the input so far.
+  void Reset() noexcept;
+
+  /// Writes `count` filtered samples to outputs[0] and, if there is one, outputs[1]. A null inputs[1] means
+  /// that the first input feeds both channels, a null inputs[0] is silence. Inputs and outputs may be the
+  /// same arrays.
+  void Process(const std::array<const float*, 2>& inputs, const std::array<float*, 2>& outputs,
+               uint32_t count) noexcept;
+
+  uint64_t TapCount() const noexcept { return tapCount; }
+
+ private:
+  struct Channel {
+    prims::AlignedBuffer reversedTaps;  // the direct part
+    prims::AlignedBuffer delay;         // its history, then the block
+    FDL line;                           // the rest, when there is one
+    bool isIdle = false;                // left out of the last block: what it remembers is out of date
+  };
+
+  void ResetChannel(Channel& channel) noexcept;
+  void ProcessChannel(Channel& channel, float* out, uint32_t count) noexcept;
+
+  std::array<Channel, 2> channels;
+  uint64_t tapCount;
+  uint64_t directCount;  // taps of the direct part, at least 1
+  bool hasLine = false;
+  bool monoKernel;
+  uint32_t maxSegment = 1;  // samples filtered at a time
+  uint32_t lineFill = 0;    // samples since the lines' last result; the lines keep step
+};
+
+}  // namespace Vantora::dsp

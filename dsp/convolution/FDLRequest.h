@@ -1,0 +1,84 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <utility>
+
+#include "dsp/convolution/FDL.h"
+#include "dsp/effects/prims/AlignedBuffer.h"
+
+namespace Vantora::dsp {
+
+class FDLThread;
+
+/// FDLRequest: one block of N samples on its way through a delay line: input first, result in its place.
+///
+///     Idle -> Filling -> Full -> Computing -> Ready -> Idle
+///
+/// The state says who owns the rest: a worker while it is `Computing`, the audio thread otherwise. Each
+/// change is an exchange that publishes what the former owner wrote.
+class FDLRequest {
+ public:
+  enum State : uint32_t { Idle = 0, Filling = 1, Full = 2, Computing = 3, Ready = 4 };
+  static constexpr int64_t kNoTime = -1;
+
+  /// Makes room for blocks of `size` samples of the delay line number `line`.
+  void Allocate(uint64_t size, uint32_t line);
+
+  State GetState() const noexcept { return state.load(std::memory_order_acquire); }
+  void SetState(State next) noexcept { state.exchange(next, std::memory_order_acq_rel); }
+
+  /// Empties the request and makes it `Idle`.
+  void Clear() noexcept;
+
+  /// [audio thread] An `Idle` request becomes the block that begins at stream time `time`.
+  void Begin(int64_t time) noexcept;
+
+  /// [audio thread] Copies `count` samples for each of two channels behind those that are there, null being
+  /// silence. There must be room. The state becomes `Filling` or `Full`.
+  void Append(const std::array<const float*, 2>& sources, uint64_t count) noexcept;
+
+  /// [audio thread] Hands a `Full` request to the worker. False when its ring is full: the request is `Idle`
+  /// again, its input is lost. The first `inputChannels` buffers hold input, the others are silent; the first
+  /// `outputChannels` results are wanted.
+  bool Compute(StereoFDL& line, uint64_t inputChannels, uint64_t outputChannels, FDLThread& thread) noexcept;
+
+  /// [audio thread] The same at once, on this thread.
+  void ComputeHere(StereoFDL& line, uint64_t inputChannels, uint64_t outputChannels) noexcept;
+
+  /// Result (or input) of a channel, N samples.
+  const float* Channel(uint64_t channel) const noexcept { return channelBuffers[channel]; }
+
+  /// Channels of the result.
+  uint64_t ResultChannels() const noexcept { return resultChannels; }
+  uint64_t Size() const noexcept { return size; }
+  uint64_t Fill() const noexcept { return fill; }
+  uint32_t Line() const noexcept { return line; }
+  /// Stream time of the result's first sample.
+  int64_t ReadyTime() const noexcept { return readyTime; }
+
+  void SetStale(bool isStale) noexcept { stale.store(isStale, std::memory_order_relaxed); }
+  bool IsStale() const noexcept { return stale.load(std::memory_order_relaxed); }
+
+  /// [audio thread] True on the first call for a result: the moment to see whether it came in time.
+  bool IsFirstLook() noexcept { return !std::exchange(wasSeen, true); }
+
+ private:
+  void Run(StereoFDL& stereo, const std::atomic<int32_t>* cancelCounter, uint64_t inputChannels,
+           uint64_t outputChannels) noexcept;
+
+  prims::AlignedBuffer samples;  // both channels
+  std::array<float*, 2> channelBuffers{};
+  int64_t readyTime = kNoTime;
+  int64_t startTime = kNoTime;  // stream time of the input's first sample
+  std::atomic<State> state{Idle};
+  uint64_t fill = 0;               // samples in the block so far
+  uint64_t size = 0;               // N
+  std::atomic<bool> stale{false};  // the result is to be thrown away
+  bool wasSeen = false;
+  uint64_t resultChannels = 0;
+  uint32_t line = 0;
+};
+
+}  // namespace Vantora::dsp
