@@ -1,0 +1,41 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+namespace Vantora::fuzz {
+
+/// Pieces: cuts a fuzzer's bytes into the arguments of what it tries. The control byte before each piece is
+/// its length, so that a mutation of one argument leaves the others alone.
+class Pieces {
+ public:
+  Pieces(const uint8_t* data, size_t size) : rest(reinterpret_cast<const char*>(data), size) {}
+
+  /// 0 where nothing is left.
+  uint8_t Byte() {
+    if (rest.empty()) return 0;
+    const auto byte = static_cast<uint8_t>(rest[0]);
+    rest.remove_prefix(1);
+    return byte;
+  }
+  std::string_view Text() {
+    const size_t length = std::min<size_t>(Byte(), rest.size());
+    const std::string_view text = rest.substr(0, length);
+    rest.remove_prefix(length);
+    return text;
+  }
+  std::string_view Rest() const { return rest; }
+
+ private:
+  std::string_view rest;
+};
+
+/// A fault, as the fuzzer notices one.
+inline void Require(bool holds) {
+  if (!holds) std::abort();
+}
+
+}  // namespace Vantora::fuzz
