@@ -1,5 +1,6 @@
 #include "tools/DynamicLibrary.h"
 
+#include <string_view>
 #include <utility>
 
 #include "tools/Platform.h"
@@ -15,8 +16,9 @@ bool DynamicLibrary::Load(const char* path, bool openBundle) {
     error = "bundles are not supported on this platform";
     return false;
   }
-  // The loader would wait at a named pipe until somebody writes to it.
-  if (platform::KindOfFile(path) == platform::FileKind::Other) {
+  // The loader would wait at a named pipe until somebody writes to it. A bare name isn't a path to it.
+  const bool isPath = std::string_view(path).find('/') != std::string_view::npos;
+  if (isPath && platform::KindOfFile(path) == platform::FileKind::Other) {
     error = std::string(path) + ": not a regular file";
     return false;
   }

@@ -122,6 +122,7 @@ TEST_F(CLogTest, SendsStandardOutputToTheFileAndBackWithoutOne) {
   EXPECT_THAT(TempFolder::Read(file),
               MatchesRegex("#### Stdout redirected to file .*/out.txt\n\\|.*\\| into the file\nand this\n"));
 
+  log->LoadConfiguration("", false, false);  // the file stays, and what it stands in for is still known
   Configure("c info\n");  // takes the place of all of it
   EXPECT_TRUE(output.IsInPlace());
   EXPECT_FALSE(log->IsEnabled("c", kLogAssert));
