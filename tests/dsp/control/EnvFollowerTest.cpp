@@ -1,0 +1,179 @@
+#include "dsp/control/EnvFollower.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <random>
+#include <vector>
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr float kRate = 48000.0f;
+using Signal = std::function<float(int)>;
+
+float Silence(int) { return 0.0f; }
+
+/// A follower, run in blocks of 48 without a break between calls.
+class Rig {
+ public:
+  explicit Rig(float sampleRate = kRate) { follower.Init(48, sampleRate); }
+
+  void Set(uint32_t index, float value) { follower.SetParamInternal(index, value); }
+
+  /// Times so short that the output is the detected level itself.
+  void FollowAtOnce() {
+    Set(EnvFollower::kAttack, 1e-9f);
+    Set(EnvFollower::kRelease, 1e-9f);
+    Set(EnvFollower::kFixedLinearGain, 1.0f);
+  }
+
+  std::vector<float> Run(int count, const Signal& left, const Signal& right = nullptr) {
+    std::vector<float> all;
+    for (int done = 0; done < count; done += 48) {
+      float l[48], r[48], out[48];
+      for (int i = 0; i < 48; ++i) {
+        l[i] = left(done + i);
+        r[i] = right ? right(done + i) : 0.0f;
+      }
+      float* inputs[2] = {l, right ? r : nullptr};
+      float* outputs[1] = {out};
+      ProcessContext context;
+      context.inputs = inputs;
+      context.inputCount = 2;
+      context.outputs = outputs;
+      context.outputCount = 1;
+      context.sampleCount = static_cast<uint32_t>(std::min(48, count - done));
+      EXPECT_EQ(follower.Process(context), 1u);
+      all.insert(all.end(), out, out + context.sampleCount);
+    }
+    return all;
+  }
+
+  EnvFollower follower{"Env"};
+};
+
+Signal Constant(float x) {
+  return [x](int) { return x; };
+}
+
+TEST(EnvFollower, ReadsTheRmsOfASineAsItsPeak) {
+  Rig rig;
+  const auto y = rig.Run(48000, [](int i) { return 0.7f * std::sin(0.13f * static_cast<float>(i)); });
+  EXPECT_NEAR(y.back(), 0.7f, 0.005f);
+  Rig constant;
+  EXPECT_NEAR(constant.Run(48000, Constant(-0.5f)).back(), 0.5f * 1.4142135f, 1e-5f);
+}
+
+TEST(EnvFollower, TimesAreFiveTimeConstants) {
+  Rig rig;
+  rig.Set(EnvFollower::kRmsWindow, 0.0f);
+  rig.Set(EnvFollower::kFixedLinearGain, 1.0f);
+  rig.Set(EnvFollower::kAttack, 0.1f);
+  rig.Set(EnvFollower::kRelease, 0.05f);
+  EXPECT_NEAR(rig.Run(4800, Constant(1.0f)).back(), 1.0f - std::exp(-5.0f), 1e-4f);
+  rig.Run(48000, Constant(1.0f));
+  EXPECT_NEAR(rig.Run(2400, Silence).back(), std::exp(-5.0f), 1e-4f);
+}
+
+TEST(EnvFollower, FallsToACleanZeroBelowMinus120dB) {
+  for (const float window : {0.0f, 10.0f}) {
+    Rig rig;
+    rig.Set(EnvFollower::kRmsWindow, window);
+    rig.Run(4800, Constant(1.0f));
+    const auto tail = rig.Run(48000, Silence);
+    EXPECT_EQ(tail.back(), 0.0f);
+    for (const float y : tail) EXPECT_TRUE(y == 0.0f || y >= 1e-6f) << y;
+  }
+}
+
+TEST(EnvFollower, WindowIsAWholeNumberOfSamplesLong) {
+  for (const auto& [sampleRate, milliseconds, samples] :
+       {std::tuple{44100.0f, 10.0f, 441}, {48000.0f, 10.0f, 480}, {48000.0f, 100.0f, 4800}}) {
+    Rig rig(sampleRate);
+    rig.FollowAtOnce();
+    rig.Set(EnvFollower::kRmsWindow, milliseconds);
+    const auto y = rig.Run(6000, [](int i) { return i == 7 ? 1.0f : 0.0f; });
+    const auto sounding = std::count_if(y.begin(), y.end(), [](float v) { return v != 0.0f; });
+    EXPECT_EQ(sounding, samples);
+    EXPECT_NEAR(y[7], 1.0f / std::sqrt(static_cast<float>(samples)), 1e-6f);
+    EXPECT_EQ(y[7 + samples], 0.0f);
+  }
+  Rig rig;
+  EXPECT_EQ(rig.follower.Ring().Size(), 4805u);
+}
+
+TEST(EnvFollower, WorksOnPeaksBelowAWindowOfTwoSamples) {
+  Rig rig;
+  rig.FollowAtOnce();
+  rig.Set(EnvFollower::kRmsWindow, 1.9f / 48.0f);
+  EXPECT_EQ(rig.Run(48, Constant(-0.25f)).back(), 0.25f);
+  EXPECT_EQ(rig.Run(1, Silence).back(), 0.0f);  // no window holds it
+}
+
+TEST(EnvFollower, RunningSumLeavesNoRestBehind) {
+  std::mt19937 random(5);
+  std::uniform_real_distribution<float> noise(-100.0f, 100.0f);
+  Rig rig;
+  rig.FollowAtOnce();
+  rig.Run(480000, [&](int) { return noise(random); });
+  EXPECT_EQ(rig.Run(960, Silence).back(), 0.0f);
+}
+
+TEST(EnvFollower, AveragesBothSidesAndReadsMonoWithoutARight) {
+  for (const float window : {0.0f, 10.0f}) {
+    Rig rig;
+    rig.FollowAtOnce();
+    rig.Set(EnvFollower::kRmsWindow, window);
+    EXPECT_NEAR(rig.Run(960, Constant(0.5f), Constant(-1.0f)).back(), 0.5f, 1e-6f);
+    rig.Set(EnvFollower::kStereoInput, 1.0f);
+    EXPECT_NEAR(rig.Run(960, Constant(0.5f), Constant(-1.0f)).back(), 0.75f, 1e-6f);
+    EXPECT_NEAR(rig.Run(960, Constant(0.5f)).back(), 0.5f, 1e-6f);
+  }
+}
+
+TEST(EnvFollower, GateComparesBehindTheGainForPeaksAndBeforeItForRms) {
+  const float minus30dB = 0.0316228f;
+  for (const bool rms : {false, true}) {
+    Rig rig;
+    rig.FollowAtOnce();
+    rig.Set(EnvFollower::kRmsWindow, rms ? 10.0f : 0.0f);
+    rig.Set(EnvFollower::kFixedLinearGain, 10.0f);
+    rig.Set(EnvFollower::kThreshold, -20.0f);
+    rig.Set(EnvFollower::kThresholdActive, 1.0f);
+    EXPECT_NEAR(rig.Run(960, Constant(minus30dB)).back(), rms ? 0.0f : 10.0f * minus30dB, 1e-6f);
+    EXPECT_NEAR(rig.Run(960, Constant(0.2f)).back(), 2.0f, 1e-5f);
+    rig.Set(EnvFollower::kStereoInput, 1.0f);
+    EXPECT_NEAR(rig.Run(960, Constant(minus30dB), Constant(minus30dB)).back(), rms ? 0.0f : 10.0f * minus30dB,
+                1e-6f);
+  }
+}
+
+TEST(EnvFollower, GateIsOffAtTheLowestThreshold) {
+  Rig rig;
+  rig.FollowAtOnce();
+  rig.Set(EnvFollower::kThresholdActive, 1.0f);
+  EXPECT_GT(rig.Run(960, Constant(1.5e-6f)).back(), 1e-6f);
+}
+
+TEST(EnvFollower, ANewWindowRestartsTheFollower) {
+  Rig rig;
+  EXPECT_GT(rig.Run(9600, Constant(1.0f)).back(), 1.4f);
+  rig.Set(EnvFollower::kRmsWindow, 20.0f);
+  EXPECT_LT(rig.Run(1, Constant(1.0f)).back(), 0.01f);
+  EXPECT_GT(rig.Run(9600, Constant(1.0f)).back(), 1.4f);
+  rig.follower.ResetState(false);
+  EXPECT_EQ(rig.Run(1, Silence).back(), 0.0f);
+}
+
+TEST(EnvFollower, SkipsMissingPorts) {
+  Rig rig;
+  ProcessContext nothing;
+  nothing.sampleCount = 48;
+  EXPECT_EQ(rig.follower.Process(nothing), 0u);
+}
+
+}  // namespace
+}  // namespace Vantora::dsp
