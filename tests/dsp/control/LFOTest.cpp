@@ -128,7 +128,7 @@ TEST(LFO, RandomSequenceIsFixedByTheSeed) {
   ASSERT_EQ(rig.triggers.size(), 4u);
   for (size_t i = 0; i < 4800; ++i) {
     const bool isTrigger = std::find(rig.triggers.begin(), rig.triggers.end(), i) != rig.triggers.end();
-    if (i > 0) EXPECT_EQ(rig.out0[i] != rig.out0[i - 1], isTrigger) << i;
+    EXPECT_EQ(i == 0 || rig.out0[i] != rig.out0[i - 1], isTrigger) << i;
   }
 }
 
