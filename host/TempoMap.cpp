@@ -28,13 +28,14 @@ void TempoMap::Append(double time, bool isBeats, double bpm, const std::string& 
     throw HostError(fmt::format("{}A tempo lies from {} to {} beats per minute, not at {}.", place, kLowest,
                                 kHighest, bpm));
   }
+  if (time < 0.0) throw HostError(place + "A time can't be negative.");
   if (steps.empty()) {
     steps.push_back({0.0, 0.0, bpm});  // whatever its time: there is no other tempo before
-    if (time <= 0.0) return;
+    if (time == 0.0) return;
   }
   const double seconds = isBeats ? SecondsAt(time) : time;
   const Step& last = steps.back();
-  if (time < 0.0 || seconds < last.seconds || (steps.size() > 1 && seconds == last.seconds)) {
+  if (seconds < last.seconds || (steps.size() > 1 && seconds == last.seconds)) {
     throw HostError(place + "The times of a tempo map must rise.");
   }
   if (seconds == last.seconds) {
