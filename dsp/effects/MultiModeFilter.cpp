@@ -1,0 +1,423 @@
+#include "dsp/effects/MultiModeFilter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "basictools/math/Float4.h"
+#include "basictools/math/mapping/PotardMappingUtils.h"
+#include "dsp/effects/FilterCompensation.h"
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr uint32_t kFadeBlocks = 25;
+constexpr float kHighestFrequency = 0.495f;  // of the sample rate
+
+enum Port : uint32_t { kFmPort = 2, kFreqPort = 3, kQPort = 4, kGainPort = 5, kFmAmountPort = 6 };
+
+std::vector<ParamRecord> Declaration() {
+  using namespace MappingTools;
+  std::vector<ParamRecord> records;
+  records.emplace_back("Stereo");
+  records.emplace_back("Mode", kFilterModeCount, 0.0f, 1.0f);
+  records.emplace_back("Freq", Exponential, false, 20.0f, 20000.0f, 6.0f);     // Hz
+  records.emplace_back("CombFreq", Exponential, false, 20.0f, 2000.0f, 6.0f);  // Hz
+  records.emplace_back("Q", Exponential, false, 0.5f, 15.0f, 5.0f);
+  records.emplace_back("Gain", Linear, false, -15.0f, 15.0f);  // dB
+  records.emplace_back("FMAmount");
+  records.emplace_back("ConfBypassOnOpen");
+  records.emplace_back("ConfFadeOnModeChange");
+  records.emplace_back("ConfGainCompensationOn");
+  records[MultiModeFilter::kGain].SetValue(0.0f);
+  records[MultiModeFilter::kConfGainCompensationOn].SetNormalized(1.0f);
+  return records;
+}
+
+}  // namespace
+
+MultiModeFilter::MultiModeFilter(std::string text)
+    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()) {
+  for (uint32_t number = 0; number < kFilterModeCount; ++number) {
+    allowedModes.push_back(number);
+    indexOfMode[number] = static_cast<int32_t>(number);
+  }
+}
+
+void MultiModeFilter::SetAllowedModes(std::vector<uint32_t> modes) {
+  allowedModes = std::move(modes);
+  indexOfMode.fill(-1);
+  for (uint32_t index = 0; index < allowedModes.size(); ++index) {
+    indexOfMode[allowedModes[index]] = static_cast<int32_t>(index);
+  }
+  ReDeclareStepped(kMode, static_cast<uint32_t>(allowedModes.size()), 0.0f, 1.0f);
+}
+
+void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
+  blockSize = maxBlockSize;
+  sampleRate = newSampleRate;
+  blockShare = 1.0f / static_cast<float>(maxBlockSize);
+  fadeStep = 1.0f / static_cast<float>(maxBlockSize * kFadeBlocks - 1);
+  combDelays.assign(maxBlockSize, 1.0f);
+  compensation.assign(maxBlockSize, 1.0f);
+
+  frequencySmoother.Setup(maxBlockSize, sampleRate);
+  qSmoother.Setup(maxBlockSize, sampleRate);
+  bellGainSmoother.Setup(maxBlockSize, sampleRate);
+  compensationSmoother.Setup(1, maxBlockSize, sampleRate);
+  combDelaySmoother.Setup(1, sampleRate);
+  const ParamRecord& pitch = Param(kCombFreq);
+  combDelaySmoother.SetRange(sampleRate / pitch.GetMinimum() - sampleRate / pitch.GetMaximum());
+
+  const bool hasComb = std::any_of(allowedModes.begin(), allowedModes.end(), [](uint32_t number) {
+    return kFilterModes[number].topology == FilterTopology::Comb;
+  });
+  if (!hasComb) return;
+  for (DelayLine& line : lines) line.Resize(static_cast<uint32_t>(sampleRate / pitch.GetMinimum()) + 5u);
+}
+
+void MultiModeFilter::DoReset(bool) {
+  // Intended: the memory stays. What follows a reset is clean because the mode is taken up anew.
+  compensate = Normalized(kConfGainCompensationOn) > 0.5f;
+  fade = Fade::None;
+  fadeBlocks = 0;
+}
+
+// Parameters -----
+
+bool MultiModeFilter::UpdateParams(ProcessContext& context) {
+  if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  ReadSwitches();
+  if (changed != 0) {
+    TakeUpMode(context);
+  } else if (IsDirty(kMode)) {
+    if (!fadeOnModeChange) {
+      fade = Fade::None;
+      TakeUpMode(context);
+    } else if (fade == Fade::None && RequestedMode() != modeNumber) {
+      fade = Fade::Out;
+      fadeBlocks = 0;
+    }
+  }
+  switch (mode.topology) {
+    case FilterTopology::FirstOrder:
+      UpdateFrequency(context);
+      UpdateFirstOrder();
+      break;
+    case FilterTopology::StateVariable:
+      UpdateFrequency(context);
+      qSmoother.SetTarget(Param(kQ).ReadValueModulated(context, kQPort));
+      q = qSmoother.Tick();
+      if (mode.use == FilterUse::Bell) {
+        bellGainSmoother.SetTarget(Param(kGain).ReadValueModulated(context, kGainPort));
+        bellGainDb = bellGainSmoother.Tick();
+      }
+      UpdateStateVariable();
+      break;
+    case FilterTopology::Comb:
+      UpdateComb(context);
+      break;
+  }
+  UpdateCompensation(context.sampleCount);
+  UpdateBypass(context);
+  snap = false;
+  return true;
+}
+
+uint32_t MultiModeFilter::RequestedMode() {
+  const float index = std::fmin(std::fmax(Value(kMode), 0.0f), static_cast<float>(allowedModes.size() - 1));
+  return allowedModes[static_cast<uint32_t>(index)];
+}
+
+void MultiModeFilter::ReadSwitches() {
+  if (IsDirty(kConfBypassOnOpen)) bypassOnOpen = Normalized(kConfBypassOnOpen) > 0.5f;
+  if (IsDirty(kConfGainCompensationOn)) compensate = Normalized(kConfGainCompensationOn) > 0.5f;
+  if (IsDirty(kConfFadeOnModeChange)) fadeOnModeChange = Normalized(kConfFadeOnModeChange) > 0.5f;
+  if (IsDirty(kStereo)) stereo = Normalized(kStereo) > 0.5f;
+}
+
+void MultiModeFilter::TakeUpMode(ProcessContext& context) {
+  modeNumber = RequestedMode();
+  mode = kFilterModes[modeNumber];
+  frequencySmoother.SetValue(Param(kFreq).ReadValueModulated(context, kFreqPort));
+  qSmoother.SetValue(Param(kQ).ReadValueModulated(context, kQPort));
+  bellGainSmoother.SetValue(Param(kGain).ReadValueModulated(context, kGainPort));
+  combDelaySmoother.SetValue(CombDelayTarget(context));
+  snap = true;
+  ClearState();
+}
+
+void MultiModeFilter::ClearState() {
+  for (auto& channel : chain.stages)
+    std::fill(std::begin(channel), std::end(channel), StateVariableState<float>{});
+  for (auto& channel : firstOrderState) std::fill(std::begin(channel), std::end(channel), 0.0f);
+  for (DelayLine& line : lines) line.Clear();
+}
+
+void MultiModeFilter::UpdateFrequency(ProcessContext& context) {
+  ParamRecord& record = Param(kFreq);
+  float aim = record.ReadValueModulated(context, kFreqPort);
+  const float amount = Param(kFmAmount).ReadNormalizedModulated(context, kFmAmountPort);
+  const float* signal = context.Input(kFmPort);
+  if (amount > 0.0f && signal != nullptr) {
+    aim *= std::exp2(amount * 10.0f * signal[0]);
+    aim = std::fmin(std::fmax(aim, record.GetMinimum()), record.GetMaximum());
+  }
+  frequencySmoother.SetTarget(aim);
+  frequency = frequencySmoother.Tick();
+}
+
+void MultiModeFilter::UpdateFirstOrder() {
+  const float f = std::min(frequency, kHighestFrequency * sampleRate);
+  if (mode.use == FilterUse::HighPass) {
+    sections[0] = FirstOrderCoefficients::HighPass(f, sampleRate);
+    return;
+  }
+  sections[0] = FirstOrderCoefficients::LowPass(f, sampleRate);
+  if (mode.use == FilterUse::BandPass) {
+    sections[1] = FirstOrderCoefficients::HighPass(f, sampleRate);
+    sections[1].a1 *= 0.5f;  // intended: a pole at half the place, which flattens the upper slope
+  }
+}
+
+void MultiModeFilter::UpdateStateVariable() {
+  const float f = std::min(frequency, kHighestFrequency * sampleRate);
+  const float k = 1.0f / q;
+  StateVariableCoefficients aim;
+  aim.Tune(std::tan(3.14159265f * f / sampleRate), k);
+  switch (mode.use) {
+    case FilterUse::LowPass:
+      aim.m2 = 1.0f;
+      break;
+    case FilterUse::HighPass:
+      aim.m0 = 1.0f;
+      aim.m1 = -k;
+      aim.m2 = -1.0f;
+      break;
+    case FilterUse::BandPass:
+      aim.m1 = 1.0f;
+      break;
+    case FilterUse::Notch:
+      aim.m0 = 1.0f;
+      aim.m1 = -k;
+      break;
+    default:
+      // ln(10) / 20: the bell's gain is an exponential of its own and keeps its own constant.
+      aim.m0 = 1.0f;
+      aim.m1 = k * (std::exp(bellGainDb * 0.115129255f) - 1.0f);
+      break;
+  }
+  StateVariableCoefficients& now = chain.now;
+  if (snap) {
+    now = aim;
+    chain.step = {};
+    return;
+  }
+  // From where the coefficients stand: after a short block that is part of the way.
+  chain.step.g1 = (aim.g1 - now.g1) * blockShare;
+  chain.step.g2 = (aim.g2 - now.g2) * blockShare;
+  chain.step.g3 = (aim.g3 - now.g3) * blockShare;
+  chain.step.m1 = (aim.m1 - now.m1) * blockShare;
+  now.m0 = aim.m0;
+  now.m2 = aim.m2;
+}
+
+float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
+  // A delay below one sample would read the oldest cell of the line.
+  return std::max(sampleRate / Param(kCombFreq).ReadValueModulated(context, kFreqPort), 1.0f);
+}
+
+void MultiModeFilter::UpdateComb(ProcessContext& context) {
+  combDelaySmoother.SetTarget(CombDelayTarget(context));
+  combDelaySmoother.Render(combDelays.data(), context.sampleCount);
+  feedback = Param(kQ).ReadNormalizedModulated(context, kQPort) * 0.99f;
+}
+
+void MultiModeFilter::UpdateCompensation(uint32_t count) {
+  float aim = 1.0f;
+  if (compensate)
+    aim = modeNumber == kModeFeedbackComb ? CombCompensation(feedback) : ResonanceCompensation(mode, q);
+  if (snap) compensationSmoother.SetValue(aim);
+  compensationSmoother.SetTarget(aim);
+  compensationSmoother.Render(compensation.data(), count);
+}
+
+void MultiModeFilter::UpdateBypass(const ProcessContext& context) {
+  bool open = false;
+  if (bypassOnOpen && context.LiveControl(kFreqPort) == nullptr) {
+    const bool isHighPass = mode.use == FilterUse::HighPass;
+    open = (mode.use == FilterUse::LowPass && frequency == Param(kFreq).GetMaximum()) ||
+           (isHighPass && frequency == Param(kFreq).GetMinimum());
+  }
+  if (bypassed && !open) ClearState();
+  bypassed = open;
+}
+
+// Signal -----
+
+bool MultiModeFilter::IsPlainThreeStage() const {
+  return IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
+}
+
+bool MultiModeFilter::IsPlainFeedbackComb() const {
+  return mode.use == FilterUse::Feedback && !stereo && fade == Fade::None;
+}
+
+uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
+  const uint32_t count = context.sampleCount;
+  Channels io = {{context.Input(0), context.Input(1)}, {context.Output(0), context.Output(1)}, 1};
+  if (io.in[0] == nullptr || io.out[0] == nullptr) return 1;
+  if (stereo && io.in[1] != nullptr && io.out[1] != nullptr) io.count = 2;
+
+  if (bypassed) {
+    for (uint32_t c = 0; c < io.count; ++c) {
+      if (io.in[c] != io.out[c]) std::copy_n(io.in[c], count, io.out[c]);
+    }
+  } else {
+    switch (mode.topology) {
+      case FilterTopology::FirstOrder:
+        RunFirstOrder(io, count);
+        break;
+      case FilterTopology::StateVariable:
+        RunStateVariable(io, count);
+        break;
+      case FilterTopology::Comb:
+        RunComb(io, count);
+        break;
+    }
+  }
+  if (fade != Fade::None) ApplyFade(context, io, count);
+  return 1;
+}
+
+void MultiModeFilter::RunStateVariable(const Channels& io, uint32_t count) {
+  switch (mode.order) {
+    case 1:
+      return RunStages<1>(io, count);
+    case 2:
+      return RunStages<2>(io, count);
+    default:
+      return RunStages<3>(io, count);
+  }
+}
+
+namespace {
+
+// The loop over a block. T is float for one channel, Float4 for two in lanes.
+template <uint32_t kOrder, typename T, typename Load, typename Store>
+inline void RunChain(StateVariableCoefficients& now, const StateVariableCoefficients& step,
+                     StateVariableState<T>* memory, const float* gain, uint32_t count, Load load,
+                     Store store) {
+  StateVariableCoefficients c = now;
+  const StateVariableCoefficients d = step;
+  StateVariableState<T> stages[kOrder];
+  std::copy_n(memory, kOrder, stages);
+  for (uint32_t i = 0; i < count; ++i) {
+    c.g1 += d.g1;
+    c.g2 += d.g2;
+    c.g3 += d.g3;
+    c.m1 += d.m1;
+    T y = load(i);
+    for (uint32_t s = 0; s < kOrder; ++s) y = StateVariableTick(c, stages[s], y);
+    store(i, y * gain[i]);
+  }
+  std::copy_n(stages, kOrder, memory);
+  now = c;
+}
+
+}  // namespace
+
+template <uint32_t kOrder>
+void MultiModeFilter::RunStages(const Channels& io, uint32_t count) {
+  const float* left = io.in[0];
+  float* outLeft = io.out[0];
+  const float* gain = compensation.data();
+  if (io.count == 1) {
+    RunChain<kOrder, float>(
+        chain.now, chain.step, chain.stages[0], gain, count, [=](uint32_t i) { return left[i]; },
+        [=](uint32_t i, float y) { outLeft[i] = y; });
+    return;
+  }
+  const float* right = io.in[1];
+  float* outRight = io.out[1];
+  StateVariableState<Float4> memory[kOrder];
+  for (uint32_t s = 0; s < kOrder; ++s) {
+    memory[s].s1 = Float4{chain.stages[0][s].s1, chain.stages[1][s].s1, 0.0f, 0.0f};
+    memory[s].s2 = Float4{chain.stages[0][s].s2, chain.stages[1][s].s2, 0.0f, 0.0f};
+  }
+  RunChain<kOrder, Float4>(
+      chain.now, chain.step, memory, gain, count,
+      [=](uint32_t i) {
+        return Float4{left[i], right[i], 0.0f, 0.0f};
+      },
+      [=](uint32_t i, Float4 y) {
+        outLeft[i] = y[0];
+        outRight[i] = y[1];
+      });
+  for (uint32_t s = 0; s < kOrder; ++s) {
+    for (uint32_t c = 0; c < 2; ++c) chain.stages[c][s] = {memory[s].s1[c], memory[s].s2[c]};
+  }
+}
+
+void MultiModeFilter::RunFirstOrder(const Channels& io, uint32_t count) {
+  const FirstOrderCoefficients first = sections[0];
+  const FirstOrderCoefficients second = sections[1];
+  for (uint32_t c = 0; c < io.count; ++c) {
+    const float* in = io.in[c];
+    float* out = io.out[c];
+    float z0 = firstOrderState[c][0];
+    float z1 = firstOrderState[c][1];
+    if (mode.use == FilterUse::BandPass) {
+      for (uint32_t i = 0; i < count; ++i) {
+        out[i] = FirstOrderTick(second, z1, 2.0f * FirstOrderTick(first, z0, in[i]));
+      }
+    } else {
+      for (uint32_t i = 0; i < count; ++i) out[i] = FirstOrderTick(first, z0, in[i]);
+    }
+    firstOrderState[c][0] = z0;
+    firstOrderState[c][1] = z1;
+  }
+}
+
+void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {
+  const float f = feedback;
+  for (uint32_t c = 0; c < io.count; ++c) {
+    const float* in = io.in[c];
+    float* out = io.out[c];
+    DelayLine& line = lines[c];
+    if (mode.use == FilterUse::Feedback) {
+      for (uint32_t i = 0; i < count; ++i) {
+        const float y = in[i] + f * line.Read(static_cast<uint32_t>(combDelays[i]));
+        line.Write(y);
+        out[i] = y * compensation[i];
+      }
+    } else {
+      for (uint32_t i = 0; i < count; ++i) {
+        const float x = in[i];
+        const float v = line.Read(static_cast<uint32_t>(combDelays[i]));
+        line.Write(x);
+        out[i] = x + f * v;
+      }
+    }
+  }
+}
+
+void MultiModeFilter::ApplyFade(ProcessContext& context, const Channels& io, uint32_t count) {
+  const uint32_t start = fadeBlocks * blockSize;
+  for (uint32_t c = 0; c < io.count; ++c) {
+    for (uint32_t i = 0; i < count; ++i) {
+      const float travel = static_cast<float>(i + start) * fadeStep;
+      io.out[c][i] *= fade == Fade::Out ? 1.0f - travel : travel;
+    }
+  }
+  if (++fadeBlocks < kFadeBlocks) return;
+  fadeBlocks = 0;
+  if (fade == Fade::Out) {
+    TakeUpMode(context);
+    fade = Fade::In;
+  } else {
+    fade = RequestedMode() != modeNumber ? Fade::Out : Fade::None;
+  }
+}
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,156 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dsp/control/DelayLine.h"
+#include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/control/SmootherLPF.h"
+#include "dsp/control/SmootherSRL.h"
+#include "dsp/effects/FilterModes.h"
+#include "dsp/effects/FirstOrderSection.h"
+#include "dsp/effects/StateVariable.h"
+#include "engine/UnitModule.h"
+
+namespace Vantora::dsp {
+
+/// Coefficients and memory of a cascade of up to three state-variable stages, two channels.
+///
+/// The coefficients glide across a block: before each sample, once for all stages, `now` advances by `step`.
+/// The loop over a block needs this record and a gain for each sample, nothing else; several records side by
+/// side in the lanes of a vector give each the same results, as long as a lane rounds like a scalar.
+struct StateVariableChain {
+  static constexpr uint32_t kMaxStages = 3;
+  StateVariableCoefficients now;   // as of the sample before
+  StateVariableCoefficients step;  // a sample; m0 and m2 never glide
+  StateVariableState<float> stages[2][kMaxStages];
+};
+
+/// MultiModeFilter: the library's general filter, twenty modes in three topologies.
+///
+///     modes 0, 4, 8     first order: low-pass, high-pass, both in series
+///     modes 1 to 17     state variable, one to three equal stages: low-pass, high-pass, band-pass, notch,
+///     bell modes 18, 19      comb, fed back and fed forward
+///
+///     in 0,1 -->[ mode ]-->(* compensation)--> out 0,1
+///
+/// Inputs   0, 1 audio; 2 frequency modulation; 3 control of "Freq" and "CombFreq", 4 of "Q", 5 of "Gain",
+///          6 of "FMAmount"
+/// Freq     cutoff, Hz, held at 0.495 of the sample rate, where the tangent still is finite
+/// Q        resonance; in the combs its position times 0.99 is the feedback
+/// Glides   frequency, Q, bell gain and comb delay within 10 ms (five time constants, or the whole range)
+/// Reset    keeps the memory; the next block starts clean and landed, because a reset marks the module
+/// changed Limits   the minimum of "Freq" and "CombFreq" must stay above 0
+class MultiModeFilter : public UnitModule {
+ public:
+  static constexpr uint32_t kInputCount = 7, kOutputCount = 2, kParamCount = 10;
+  enum Parameter : uint32_t {
+    kStereo,    ///< above 0.5: both channels
+    kMode,      ///< index into the allowed modes
+    kFreq,      ///< Hz
+    kCombFreq,  ///< Hz
+    kQ,
+    kGain,      ///< dB, bell modes
+    kFmAmount,  ///< octaves / 10 for each unit of input 2
+    kConfBypassOnOpen,
+    kConfFadeOnModeChange,
+    kConfGainCompensationOn,
+  };
+
+  explicit MultiModeFilter(std::string name);
+
+  /// Which mode numbers "Mode" chooses from, in this order; each below 20, at least one. "Mode" is declared
+  /// anew with that many steps and stands on the first. Only before `Configure`, which sizes the comb by it.
+  void SetAllowedModes(std::vector<uint32_t> modes);
+
+  /// Position of a mode number in the allowed list, or -1.
+  int32_t IndexOfMode(uint32_t number) const {
+    return number < kFilterModeCount ? indexOfMode[number] : -1;
+  }
+
+  void Configure(uint32_t maxBlockSize, float sampleRate) override;
+  void DoReset(bool hard) override;
+  bool UpdateParams(ProcessContext& context) override;
+  uint32_t DoProcess(ProcessContext& context) override;
+
+  /// True when the coming block is the plain three-stage loop on channel 0: no fade, no bypass, mono. Then a
+  /// kernel may run it on `Chain` and `Compensation` in place of `DoProcess`. Valid after `UpdateParams`.
+  bool IsPlainThreeStage() const;
+  /// The same for the feedback comb, on `CombLine`, `CombDelays`, `CombFeedback` and `Compensation`.
+  bool IsPlainFeedbackComb() const;
+  StateVariableChain& Chain() { return chain; }
+  DelayLine& CombLine() { return lines[0]; }
+  const float* CombDelays() const { return combDelays.data(); }  ///< samples, one for each of the block
+  float CombFeedback() const { return feedback; }
+  const float* Compensation() const { return compensation.data(); }  ///< gain for each sample of the block
+
+ private:
+  enum class Fade : uint8_t { None, Out, In };
+  struct Channels {
+    const float* in[2];
+    float* out[2];
+    uint32_t count;
+  };
+
+  uint32_t RequestedMode();
+  bool IsIn(FilterTopology topology) const { return mode.topology == topology; }
+  void ReadSwitches();
+  void TakeUpMode(ProcessContext& context);
+  void ClearState();
+  void UpdateFrequency(ProcessContext& context);
+  void UpdateComb(ProcessContext& context);
+  void UpdateFirstOrder();
+  void UpdateStateVariable();
+  void UpdateCompensation(uint32_t count);
+  void UpdateBypass(const ProcessContext& context);
+  float CombDelayTarget(ProcessContext& context);
+  void RunStateVariable(const Channels& io, uint32_t count);
+  template <uint32_t kOrder>
+  void RunStages(const Channels& io, uint32_t count);
+  void RunFirstOrder(const Channels& io, uint32_t count);
+  void RunComb(const Channels& io, uint32_t count);
+  void ApplyFade(ProcessContext& context, const Channels& io, uint32_t count);
+
+  // Declaration, before Configure.
+  std::vector<uint32_t> allowedModes;
+  std::array<int32_t, kFilterModeCount> indexOfMode;
+
+  // Settings, written by Configure.
+  uint32_t blockSize = 4;
+  float sampleRate = 44100.0f;      // Hz
+  float blockShare = 0.25f;         // 1 / blockSize
+  float fadeStep = 0.0f;            // a sample
+  std::vector<float> combDelays;    // one block
+  std::vector<float> compensation;  // one block
+
+  // Aims, written by UpdateParams.
+  bool stereo = false;
+  bool bypassOnOpen = false;
+  bool fadeOnModeChange = false;
+  bool compensate = true;
+  bool bypassed = false;
+  bool snap = true;  // coefficients and compensation jump in this block
+  uint32_t modeNumber = 0;
+  FilterMode mode = kFilterModes[0];
+  float frequency = 20.0f;  // Hz, smoothed
+  float q = 0.5f;           // smoothed
+  float bellGainDb = 0.0f;  // smoothed
+  float feedback = 0.0f;    // comb, 0..0.99
+  FirstOrderCoefficients sections[2];
+  SmootherLPF frequencySmoother{0.01f};
+  SmootherLPF qSmoother{0.01f};
+  SmootherLPF bellGainSmoother{0.01f};
+  SmootherSRL combDelaySmoother{0.01f, 1.0f};
+  SmootherInterpLPF compensationSmoother{0.01f};
+
+  // State, written by DoProcess.
+  StateVariableChain chain;          // its coefficients by UpdateParams too
+  float firstOrderState[2][2] = {};  // channel, section
+  DelayLine lines[2];                // comb
+  Fade fade = Fade::None;
+  uint32_t fadeBlocks = 0;  // of the present fade so far
+};
+
+}  // namespace Vantora::dsp
