@@ -66,9 +66,7 @@ class MultiModeFilter : public UnitModule {
   void SetAllowedModes(std::vector<uint32_t> modes);
 
   /// Position of a mode number in the allowed list, or -1.
-  int32_t IndexOfMode(uint32_t number) const {
-    return number < kFilterModeCount ? indexOfMode[number] : -1;
-  }
+  int32_t IndexOfMode(uint32_t number) const { return number < kFilterModeCount ? indexOfMode[number] : -1; }
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override;
   void DoReset(bool hard) override;

@@ -1,0 +1,227 @@
+#include "dsp/effects/BitCrusher.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "basictools/math/ClockSeed.h"
+#include "basictools/math/Decibels.h"
+#include "basictools/math/WholeQuads.h"
+#include "basictools/math/Xorshift.h"
+#include "basictools/math/mapping/PotardMappingUtils.h"
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr float kReferenceRate = 44100.0f;  // Hz, at every host rate
+constexpr float kDcRadians = 31.41593f;     // 2 pi 5 Hz
+
+enum Port : uint32_t {
+  kWetPort = 2,
+  kBitdepthPort = 3,
+  kRatePort = 4,
+  kJitterPort = 5,
+  kAliasingPort = 6,
+  kScalePort = 7,
+  kReturnPort = 8,  // left; right follows
+};
+constexpr uint32_t kSendPort = 2;  // left; right follows
+
+std::vector<ParamRecord> Declaration() {
+  using namespace MappingTools;
+  std::vector<ParamRecord> records;
+  records.emplace_back("Wet");
+  records.emplace_back("Bitdepth", Reverse, false, 1.5f, 16.0f);
+  records.emplace_back("Downsample", Exponential, false, 1.0f, 80.0f, 3.0f);
+  records.emplace_back("Frequency", Exponential, false, 200.0f, 44100.0f, 5.4f);  // Hz
+  records.emplace_back("StereoBC", 2u, 0.0f, 1.0f);
+  records.emplace_back("Aliasing", Exponential, false, 0.0f, 1.0f, 3.0f);
+  records.emplace_back("Jitter", Linear, false, 0.0f, 100.0f);        // percent
+  records.emplace_back("JitterRate", Linear, false, 20.0f, 3000.0f);  // Hz
+  records.emplace_back("JitterMode", 2u, 0.0f, 1.0f);
+  records.emplace_back("Mode", 2u, 0.0f, 1.0f);
+  records.emplace_back("Scale", Linear, false, 0.1f, 255.0f);
+  records.emplace_back("ConfDownSample", 2u, 0.0f, 1.0f);
+  records.emplace_back("ConfAliasing");
+  records.emplace_back("ConfScale");
+  records.emplace_back("ConfFeedbackOn");
+  records.emplace_back("InGainCompensated", Linear, false, -40.0f, 40.0f);  // dB
+  records[BitCrusher::kInGainCompensated].SetValue(0.0f);
+  return records;
+}
+
+template <bool kFiltered, bool kGlide, bool kCompanding>
+void CrushBlock(const CrusherSettings& settings, CrusherChannel& channel, float* data, uint32_t count) {
+  const CrusherSettings c = settings;
+  CrusherChannel m = channel;
+  for (uint32_t i = 0; i < count; ++i) data[i] = Crush<kFiltered, kGlide, kCompanding>(c, m, data[i]);
+  channel = m;
+}
+
+using BlockFunction = void (*)(const CrusherSettings&, CrusherChannel&, float*, uint32_t);
+
+// Index: filtered * 4 + glide * 2 + companding.
+constexpr BlockFunction kBlockFunctions[8] = {
+    CrushBlock<false, false, false>, CrushBlock<false, false, true>, CrushBlock<false, true, false>,
+    CrushBlock<false, true, true>,   CrushBlock<true, false, false>, CrushBlock<true, false, true>,
+    CrushBlock<true, true, false>,   CrushBlock<true, true, true>,
+};
+
+float FiniteOrZero(float x) { return std::isfinite(x) ? x : 0.0f; }
+
+}  // namespace
+
+BitCrusher::BitCrusher(std::string text, uint32_t seed)
+    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()),
+      random(seed != 0 ? seed : ClockSeed(this)) {}
+
+void BitCrusher::Configure(uint32_t maxBlockSize, float newSampleRate) {
+  sampleRate = newSampleRate;
+  settings.dcGain = sampleRate / (sampleRate + kDcRadians);
+  settings.dcPole = (kDcRadians - sampleRate) / (sampleRate + kDcRadians);
+  lowestScale = Param(kScale).GetMinimum();
+  wetSmoother.Setup(1, maxBlockSize, sampleRate);
+  wet.assign(maxBlockSize, 0.0f);
+  dry.assign(maxBlockSize, 0.0f);
+  settings.SetScale(Value(kScale));
+  UpdateAntiAlias();
+}
+
+void BitCrusher::DoReset(bool) {
+  for (CrusherChannel& channel : channels) {
+    channel.dc = 0.0f;
+    std::fill(std::begin(channel.antiAlias), std::end(channel.antiAlias), StateVariableState<float>{});
+    channel.phase = 0.0f;
+    // The held value survives a reset, but a value that isn't finite would survive everything after it too.
+    channel.held = FiniteOrZero(channel.held);
+    channel.slope = FiniteOrZero(channel.slope);
+  }
+  jitterOffset = 0.0f;
+}
+
+// Parameters -----
+
+bool BitCrusher::UpdateParams(ProcessContext& context) {
+  if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  if (IsDirty(kConfDownSample)) useFrequency = Value(kConfDownSample) == 1.0f;
+  if (IsDirty(kConfAliasing)) settings.filtered = Normalized(kConfAliasing) > 0.5f;
+  if (IsDirty(kConfScale)) scaleOn = Normalized(kConfScale) > 0.5f;
+  if (IsDirty(kStereo)) channelCount = Value(kStereo) >= 1.0f ? 2 : 1;
+  if (IsDirty(kMode)) settings.glide = Value(kMode) < 1.0f;
+  if (IsDirty(kJitterRate)) jitterPeriod = sampleRate / Value(kJitterRate);
+  if (IsDirty(kJitterMode)) perBlockJitter = Value(kJitterMode) >= 1.0f;
+
+  const float wetAim = Param(kWet).ReadValueModulated(context, kWetPort);
+  if (changed != 0) {
+    wetSmoother.SetValue(wetAim);
+  } else {
+    wetSmoother.SetTarget(wetAim);
+  }
+  wetSmoother.Render(wet.data(), context.sampleCount);
+
+  UpdateWordLength(context);
+  UpdateRate(context);
+  aliasing = Param(kAliasing).ReadValueModulated(context, kAliasingPort);
+  jitter = Param(kJitter).ReadValueModulated(context, kJitterPort);
+  const float scale = Param(kScale).ReadValueModulated(context, kScalePort);
+  settings.companding = scaleOn && scale > lowestScale;
+  if (scale != settings.scale) settings.SetScale(scale);
+  if (settings.filtered) UpdateAntiAlias();
+
+  feedbackOn = Normalized(kConfFeedbackOn) > 0.5f;
+  if (IsDirty(kInGainCompensated)) {
+    gainIn = DbToGain(Value(kInGainCompensated));
+    gainOut = 1.0f / gainIn;
+  }
+  return true;
+}
+
+void BitCrusher::UpdateWordLength(ProcessContext& context) {
+  const float newBits = Param(kBitdepth).ReadValueModulated(context, kBitdepthPort);
+  if (newBits == bits) return;
+  bits = newBits;
+  settings.SetWordLength(bits);
+}
+
+void BitCrusher::UpdateRate(ProcessContext& context) {
+  rate = useFrequency ? Param(kFrequency).ReadValueModulated(context, kRatePort)
+                      : kReferenceRate / Param(kDownsample).ReadValueModulated(context, kRatePort);
+}
+
+void BitCrusher::UpdateAntiAlias() {
+  // The factor is just under pi / 2: the corner lies near half of the cutoff. A cutoff above the host's rate
+  // would turn the tangent negative.
+  const float cutoff = std::min(rate + (kReferenceRate - rate) * aliasing, sampleRate);
+  settings.antiAlias.Tune(std::tan(cutoff * 1.5671835f / sampleRate), 1.4142071f);
+}
+
+// Signal -----
+
+float BitCrusher::DrawAsFloat() {
+  random = XorshiftStep(random);
+  return static_cast<float>(random);
+}
+
+void BitCrusher::DrawPeriods(uint32_t count) {
+  const float base = sampleRate / rate;
+  if (jitter <= 0.0f) {
+    for (CrusherChannel& channel : channels) channel.SetPeriod(base);
+  } else if (!perBlockJitter) {
+    if (static_cast<float>(sinceJitter) >= jitterPeriod) {
+      const float first = DrawAsFloat();
+      const float second = DrawAsFloat();
+      jitterOffset = jitter * 1.1641532e-12f * rate * (first - second);
+      sinceJitter = 0;
+    }
+    for (CrusherChannel& channel : channels) channel.SetPeriod(sampleRate / (rate + jitterOffset));
+  } else {
+    for (uint32_t c = 0; c < channelCount; ++c) {
+      float stretch = 1.0f;
+      if (DrawAsFloat() * 2.3283064e-8f < jitter * 0.9f) {
+        const float second = DrawAsFloat();
+        const float third = DrawAsFloat();
+        stretch = 1.7f + (second - third) * 1.3969839e-10f;
+      }
+      channels[c].SetPeriod(base * stretch);
+    }
+  }
+  sinceJitter += count;
+}
+
+uint32_t BitCrusher::DoProcess(ProcessContext& context) {
+  DrawPeriods(context.sampleCount);
+  for (uint32_t c = 0; c < channelCount; ++c) {
+    const float* in = context.Input(c);
+    float* out = context.Output(c);
+    if (in == nullptr || out == nullptr) continue;
+    if (in == out) {  // the mix still needs the input after the crusher has overwritten it
+      std::copy_n(in, context.sampleCount, dry.data());
+      in = dry.data();
+    }
+    RunChannel(context, c, in, out);
+  }
+  return 1;
+}
+
+void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const float* in, float* out) {
+  const uint32_t count = context.sampleCount;
+  const uint32_t quads = WholeQuads(count);
+  const float* feedback = feedbackOn ? context.Input(kReturnPort + channel) : nullptr;
+  if (feedback != nullptr) {
+    for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn + feedback[i];
+  } else {
+    for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn;
+  }
+
+  const uint32_t variant =
+      (settings.filtered ? 4u : 0u) + (settings.glide ? 2u : 0u) + (settings.companding ? 1u : 0u);
+  kBlockFunctions[variant](settings, channels[channel], out, count);
+
+  if (feedbackOn && context.Output(kSendPort + channel) != nullptr) {
+    std::copy_n(out, count, context.Output(kSendPort + channel));
+  }
+  const float* mix = wet.data();
+  for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] - in[i] * mix[i] + mix[i] * gainOut * out[i];
+}
+
+}  // namespace Vantora::dsp

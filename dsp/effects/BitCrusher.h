@@ -1,0 +1,104 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/effects/CrusherChannel.h"
+#include "engine/UnitModule.h"
+
+namespace Vantora::dsp {
+
+/// BitCrusher: reduces sample rate and word length.
+///
+///     in -->(* in gain)-->(+)-->[ DC ]-->[ low-pass ]-->[ hold ]-->[ compress, quantise, expand ]-+-> send
+///                          ^                                                                      |
+///     return --------------+              out = in - wet in + wet (crushed / in gain) <-----------+
+///
+/// Inputs     0, 1 audio; 2 control of "Wet", 3 of "Bitdepth", 4 of "Downsample" and "Frequency", 5 of
+///            "Jitter", 6 of "Aliasing", 7 of "Scale"; 8, 9 feedback return
+/// Outputs    0, 1 audio; 2, 3 feedback send: the crushed block before the mix
+/// Downsample divides 44100 Hz at every host rate: the sound doesn't follow the session's rate
+/// Jitter     mode 0 draws a new rate for both channels after every jitter period; mode 1 draws each block
+///            and channel whether the period is stretched by 1.1 to 2.3
+/// Blocks     gain and mix run in whole groups of four; what lies behind the last one is crushed as it stands
+/// Reset      clears filters, phases and the jitter offset; the held value, the slope and the generator go on
+class BitCrusher : public UnitModule {
+ public:
+  static constexpr uint32_t kInputCount = 10, kOutputCount = 4, kParamCount = 16;
+  enum Parameter : uint32_t {
+    kWet,
+    kBitdepth,    ///< bits, may be fractional
+    kDownsample,  ///< divisor of 44100 Hz
+    kFrequency,   ///< Hz, new sample rate
+    kStereo,      ///< 0 mono, 1 stereo
+    kAliasing,    ///< 0..1, opens the anti-alias filter towards 44100 Hz
+    kJitter,      ///< percent
+    kJitterRate,  ///< Hz
+    kJitterMode,
+    kMode,            ///< 0 linear glide, 1 sample and hold
+    kScale,           ///< companding constant; off at its minimum
+    kConfDownSample,  ///< 0 "Downsample" sets the rate, 1 "Frequency" does
+    kConfAliasing,
+    kConfScale,
+    kConfFeedbackOn,
+    kInGainCompensated,  ///< dB
+  };
+
+  /// `seed` starts the jitter's generator; 0 takes the clock.
+  explicit BitCrusher(std::string name, uint32_t seed = 0);
+
+  void Configure(uint32_t maxBlockSize, float sampleRate) override;
+  void DoReset(bool hard) override;
+  bool UpdateParams(ProcessContext& context) override;
+  uint32_t DoProcess(ProcessContext& context) override;
+
+  /// Draws the periods of the coming block; `DoProcess` does so first. A kernel that runs the block in its
+  /// place calls it once, then works on `Settings` and `Channel`.
+  void DrawPeriods(uint32_t count);
+  /// True when the coming block is mono with the feedback ports off. Valid after `UpdateParams`.
+  bool IsPlainMono() const { return channelCount == 1 && !feedbackOn; }
+  const CrusherSettings& Settings() const { return settings; }
+  CrusherChannel& Channel(uint32_t channel) { return channels[channel]; }
+  const float* Wet() const { return wet.data(); }  ///< 0..1 for each sample of the block
+  float GainIn() const { return gainIn; }          ///< factor before the crusher
+  float GainOut() const { return gainOut; }        ///< its inverse
+
+ private:
+  float DrawAsFloat();
+  void UpdateRate(ProcessContext& context);
+  void UpdateWordLength(ProcessContext& context);
+  void UpdateAntiAlias();
+  void RunChannel(ProcessContext& context, uint32_t channel, const float* in, float* out);
+
+  // Settings, written by Configure.
+  float sampleRate = 44100.0f;  // Hz
+  float lowestScale = 0.1f;     // companding is off at and below
+  std::vector<float> wet;       // one block
+  std::vector<float> dry;       // one block: the input, where it shares the output's buffer
+
+  // Aims, written by UpdateParams.
+  CrusherSettings settings;
+  uint32_t channelCount = 1;
+  bool useFrequency = false;
+  bool scaleOn = false;
+  bool feedbackOn = false;
+  bool perBlockJitter = false;
+  float bits = 0.0f;
+  float rate = 44100.0f;      // Hz, after the crusher
+  float aliasing = 0.0f;      // 0..1
+  float jitter = 0.0f;        // percent
+  float jitterPeriod = 0.0f;  // samples
+  float gainIn = 1.0f;
+  float gainOut = 1.0f;
+  SmootherInterpLPF wetSmoother{0.01f};
+
+  // State, written by DoProcess.
+  CrusherChannel channels[2];
+  float jitterOffset = 0.0f;  // Hz
+  uint64_t sinceJitter = 0;   // samples
+  uint32_t random;
+};
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,239 @@
+#include "dsp/effects/PitchShifter.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "basictools/math/WholeQuads.h"
+#include "basictools/math/Xorshift.h"
+#include "basictools/math/mapping/PotardMappingUtils.h"
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr float kLineSeconds = 2.0f;
+constexpr uint32_t kDefaultSeed = 2023;
+
+enum Port : uint32_t { kPreDelayPort = 2, kPitchShiftPort = 3, kSprayPort = 4 };
+
+std::vector<ParamRecord> Declaration() {
+  using namespace MappingTools;
+  std::vector<ParamRecord> records;
+  records.emplace_back("Stereo");
+  records.emplace_back("PreDelay", Linear, false, 0.0f, 1000.0f);          // ms
+  records.emplace_back("PitchShift", Linear, false, -24.0f, 24.0f);        // semitones
+  records.emplace_back("Spray", Exponential, false, 0.0f, 1500.0f, 3.0f);  // ms
+  records.emplace_back("ModDelayConnected");
+  records[PitchShifter::kPitchShift].SetValue(0.0f);
+  return records;
+}
+
+float Fraction(float x) { return x - static_cast<float>(static_cast<int32_t>(x)); }
+
+}  // namespace
+
+PitchShifter::PitchShifter(std::string text, uint32_t seed)
+    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()),
+      random(seed != 0 ? seed : kDefaultSeed) {}
+
+void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
+  sampleRate = newSampleRate;
+  blockShare = 1.0f / static_cast<float>(maxBlockSize);
+  const auto lineLength = static_cast<uint32_t>(std::ceil(kLineSeconds * sampleRate));
+  for (Lines& lines : channels) {
+    lines.preDelay.Resize(lineLength);
+    lines.grain.Resize(lineLength);
+  }
+  for (std::vector<float>* buffer :
+       {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases, &preDelays, &placesA, &placesB}) {
+    buffer->assign(maxBlockSize, 0.0f);
+  }
+  delaysA.assign(maxBlockSize, 1.0f);
+  delaysB.assign(maxBlockSize, 0.5f);
+  gainsA.assign(maxBlockSize, 1.0f);
+  gainsB.assign(maxBlockSize, 1.0f);
+  pitchSmoother.Setup(1, sampleRate);
+  widthSmoother.Setup(1, sampleRate);
+  lengthSmoother.Setup(1, sampleRate);
+  preDelaySmoother.Setup(1, maxBlockSize, sampleRate);
+}
+
+void PitchShifter::DoReset(bool) {
+  for (Lines& lines : channels) {
+    lines.preDelay.Clear();
+    lines.grain.Clear();
+  }
+  phase = 0.0f;
+  previousDelayA = 0.0f;
+  sprayA = sprayB = 0.0f;
+}
+
+// Parameters -----
+
+bool PitchShifter::UpdateParams(ProcessContext& context) {
+  if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  const float pitchAim = Param(kPitchShift).ReadValueModulated(context, kPitchShiftPort);
+  const float preDelayAim =
+      Param(kPreDelay).ReadValueModulated(context, kPreDelayPort) * (sampleRate * 0.001f);
+  if (changed != 0) {
+    preDelaySmoother.SetValue(preDelayAim);
+    SnapInterval(pitchAim);
+  }
+  if (IsDirty(kStereo)) stereo = Normalized(kStereo) > 0.5f;
+  pitchSmoother.SetTarget(pitchAim);
+  spraySize = sampleRate * 0.001f * Param(kSpray).ReadValueModulated(context, kSprayPort);
+  preDelaySmoother.SetTarget(preDelayAim);
+  preDelayMoves = Normalized(kModDelayConnected) > 0.5f || !preDelaySmoother.IsSettled();
+  preDelaySmoother.Render(preDelays.data(), context.sampleCount);
+  return true;
+}
+
+void PitchShifter::SnapInterval(float semitonesNow) {
+  pitchSmoother.SetValue(semitonesNow);
+  std::fill(semitones.begin(), semitones.end(), semitonesNow);
+  grain = GrainShape::ForInterval(semitonesNow, sampleRate);
+  grainSemitones = semitonesNow;
+  widthSmoother.SetValue(grain.width);
+  lengthSmoother.SetValue(grain.length);
+  rampWritten = true;
+}
+
+// Signal -----
+
+uint32_t PitchShifter::DoProcess(ProcessContext& context) {
+  const uint32_t count = context.sampleCount;
+  pitchSmoother.Render(semitones.data(), count);
+  UpdateGrain(count);
+  AdvancePhase(count);
+  ComputeHeads(count);
+  PlaceHeads(count);
+  for (uint32_t c = 0; c < (stereo ? 2u : 1u); ++c) {
+    if (context.Input(c) == nullptr || context.Output(c) == nullptr) continue;
+    RunChannel(channels[c], context.Input(c), context.Output(c), count);
+  }
+  return 1;
+}
+
+void PitchShifter::UpdateGrain(uint32_t count) {
+  const float interval = semitones[count - 1];
+  if (interval == grainSemitones && !rampWritten) return;
+  const GrainShape before = grain;
+  if (interval != grainSemitones) {
+    grain = GrainShape::ForInterval(interval, sampleRate);
+    grainSemitones = interval;
+    rampWritten = true;
+  } else {
+    rampWritten = false;  // the shape has arrived: level from here on
+  }
+  if (count < 4 || !rampWritten) {
+    // The whole buffer: a later, longer block may find it still level.
+    std::fill(widthAims.begin(), widthAims.end(), grain.width);
+    std::fill(lengthAims.begin(), lengthAims.end(), grain.length);
+    std::fill(rates.begin(), rates.end(), grain.rate);
+  } else {
+    RampGrain(before, grain, count);
+  }
+}
+
+void PitchShifter::RampGrain(const GrainShape& from, const GrainShape& to, uint32_t count) {
+  const float widthStep = (to.width - from.width) * blockShare;
+  const float lengthStep = (to.length - from.length) * blockShare;
+  const float rateStep = (to.rate - from.rate) * blockShare;
+  for (int32_t i = 0, end = static_cast<int32_t>(WholeQuads(count)); i < end; ++i) {
+    const auto k = static_cast<float>(i + 1);
+    widthAims[i] = from.width + k * widthStep;
+    lengthAims[i] = from.length + k * lengthStep;
+    rates[i] = from.rate + k * rateStep;
+  }
+}
+
+void PitchShifter::AdvancePhase(uint32_t count) {
+  float p = phase;
+  for (uint32_t i = 0; i < count; ++i) {
+    p = Fraction(p + rates[i] / sampleRate);
+    phases[i] = p;
+  }
+  phase = p;
+  for (uint32_t i = 0; i < count; ++i) {
+    widthSmoother.SetTarget(widthAims[i]);
+    widths[i] = widthSmoother.Tick();
+  }
+}
+
+void PitchShifter::ComputeHeads(uint32_t count) {
+  const float* __restrict p = phases.data();
+  const float* __restrict w = widths.data();
+  float* __restrict delayA = delaysA.data();
+  float* __restrict delayB = delaysB.data();
+  float* __restrict gainA = gainsA.data();
+  float* __restrict gainB = gainsB.data();
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
+    const float a = Fraction(p[i] + 1.0f);
+    const float b = Fraction(p[i] + 1.5f);
+    gainA[i] = HeadGain(a, w[i]);
+    gainB[i] = HeadGain(b, w[i]);
+    delayA[i] = std::clamp(1.0f - a, 0.0f, 1.0f);
+    delayB[i] = std::clamp(1.0f - b, 0.0f, 1.0f);
+  }
+}
+
+void PitchShifter::PlaceHeads(uint32_t count) {
+  uint32_t x = random;
+  float before = previousDelayA;
+  float offsetA = sprayA;
+  float offsetB = sprayB;
+  for (uint32_t i = 0; i < count; ++i) {
+    const uint32_t drawA = XorshiftStep(x);
+    const uint32_t drawB = XorshiftStep(drawA);
+    x = drawB;
+    // A head restarts where its delay jumps back; head B where A's passes the middle of its way.
+    const float s = semitones[i];
+    const float a = delaysA[i];
+    const bool rising = s >= 0.0f;
+    const bool restartA = rising ? a > before : a < before;
+    const bool restartB = rising ? before > 0.5f && a <= 0.5f : before <= 0.5f && a > 0.5f;
+    if (restartA || restartB) {
+      const float size = std::fabs(s);
+      const uint32_t draw = restartA ? drawA : drawB;
+      const float offset = size * 2.3283064e-10f * static_cast<float>(draw) * spraySize / (size + 0.01f);
+      (restartA ? offsetA : offsetB) = offset;
+    }
+    before = a;
+    lengthSmoother.SetTarget(lengthAims[i]);
+    const float length = lengthSmoother.Tick();
+    placesA[i] = a * length + 1.0f + offsetA;
+    placesB[i] = delaysB[i] * length + 1.0f + offsetB;
+  }
+  random = x;
+  previousDelayA = before;
+  sprayA = offsetA;
+  sprayB = offsetB;
+}
+
+void PitchShifter::RunChannel(Lines& lines, const float* in, float* out, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    // The input goes in first, so that a pre-delay of 0 is the sample of this moment.
+    const float x = in[i];
+    lines.preDelay.Write(x);
+    const auto whole = static_cast<uint32_t>(preDelays[i]);
+    float delayed;
+    if (!preDelayMoves) {
+      delayed = lines.preDelay.Read(whole + 1);
+    } else {
+      // The fifth-order read needs one sample newer than the place it reads, which below one sample of delay
+      // doesn't exist yet.
+      const uint32_t mode = whole == 0 ? kInterpolationLinear : kInterpolationFifthOrder;
+      delayed = lines.preDelay.ReadInterpolated(whole + 1, mode, preDelays[i] - static_cast<float>(whole));
+    }
+    const auto placeA = static_cast<uint32_t>(placesA[i]);
+    const auto placeB = static_cast<uint32_t>(placesB[i]);
+    const float a =
+        lines.grain.ReadInterpolated(placeA, kInterpolationLinear, placesA[i] - static_cast<float>(placeA));
+    const float b =
+        lines.grain.ReadInterpolated(placeB, kInterpolationLinear, placesB[i] - static_cast<float>(placeB));
+    lines.grain.Write(delayed);
+    out[i] = gainsA[i] * a + gainsB[i] * b;
+  }
+}
+
+}  // namespace Vantora::dsp
