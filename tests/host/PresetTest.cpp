@@ -97,8 +97,7 @@ TEST(Preset, WhatIsWrittenReadsBackTheSame) {
     EXPECT_NEAR(again.ValueOf(parameter), value, 1e-6f) << parameter.UniqueName();
   }
   EXPECT_EQ(again.ToJson(), preset.ToJson());
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1)
-      << "nothing left beside it";
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "nothing left beside it";
   EXPECT_THROW(preset.Write(root / "missing" / "p.json"), HostError);
 }
 
