@@ -1,0 +1,27 @@
+#include <cmath>
+
+#include "dsp/effects/CompensationTables.h"
+
+namespace Vantora::dsp {
+
+float LookUpCompensation(const CompensationTable& table, float driveDb) noexcept {
+  constexpr float kLast = static_cast<float>(kCompensationCount - 1);
+  const float position = driveDb / kCompensationStep - kCompensationLowestDrive / kCompensationStep;
+  const float held = std::fmin(std::fmax(position, 0.0f), kLast);  // fmax turns NaN into 0
+  const uint32_t below = static_cast<uint32_t>(held);
+  if (below + 1 >= kCompensationCount) return table[kCompensationCount - 1];
+  return table[below] + (table[below + 1] - table[below]) * (held - static_cast<float>(below));
+}
+
+void CompensationRamp::Render(float gain, float* out, uint32_t count) noexcept {
+  if (count == 0) return;
+  const float from = isSnapPending ? gain : last;
+  const float step = (gain - from) / static_cast<float>(count);
+  for (int32_t i = 0, end = static_cast<int32_t>(count); i < end; ++i) {
+    out[i] = from + step * static_cast<float>(i + 1);
+  }
+  last = gain;
+  isSnapPending = false;
+}
+
+}  // namespace Vantora::dsp

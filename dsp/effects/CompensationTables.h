@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "dsp/effects/ShapingCurves.h"
+
+namespace Vantora::dsp {
+
+inline constexpr uint32_t kCompensationCount = 44;
+inline constexpr float kCompensationLowestDrive = -60.0f;  // dB
+inline constexpr float kCompensationStep = 3.0f;           // dB
+
+/// Level loss in dB of a full-scale sine, by drive: entry k stands for -60 dB + 3 dB * k.
+using CompensationTable = std::array<float, kCompensationCount>;
+
+extern const CompensationTable kSineFoldCompensation;
+extern const CompensationTable kTriangleFoldCompensation;
+/// By algorithm number.
+extern const std::array<CompensationTable, kShapingCurveCount> kShaperCompensation;
+
+/// What brings a full-scale sine back to its level after a drive of `driveDb`, in dB: linear between the
+/// entries, held beyond the table. A drive that isn't a number counts as the lowest.
+float LookUpCompensation(const CompensationTable& table, float driveDb) noexcept;
+
+/// CompensationRamp: the compensation gain, as a straight line over each block from the last block's gain.
+class CompensationRamp {
+ public:
+  /// The next block starts at its own gain.
+  void Snap() noexcept { isSnapPending = true; }
+
+  /// out[i] = the gain on the way to `gain`, which is reached at out[count - 1].
+  void Render(float gain, float* out, uint32_t count) noexcept;
+
+  /// Without compensation the gain is 1 at once.
+  void SwitchOff() noexcept { last = 1.0f; }
+
+ private:
+  float last = 1.0f;
+  bool isSnapPending = true;
+};
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "basictools/math/VectorExpLog.h"
+#include "dsp/control/SmootherInterpLPF.h"
+
+namespace Vantora::dsp {
+
+/// gain[i] = 10^(dB[i] / 20) over the whole groups of four, by the vector exponential: once a sample, on the
+/// drive alone.
+inline void RenderDriveGain(const float* dB, float* gain, uint32_t count) noexcept {
+  constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
+  for (uint32_t i = 0; i + 4 <= count; i += 4) {
+    StoreFloat4(ExpFloat4(LoadFloat4(dB + i) * kNepersPerDb), gain + i);
+  }
+}
+
+/// A parameter's way into its smoother: a jump where the module starts anew, a glide otherwise.
+inline void Aim(SmootherInterpLPF& smoother, float value, bool isFresh) noexcept {
+  if (isFresh) {
+    smoother.SetValue(value);
+  } else {
+    smoother.SetTarget(value);
+  }
+}
+
+}  // namespace Vantora::dsp

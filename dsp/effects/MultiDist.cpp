@@ -1,0 +1,192 @@
+#include "dsp/effects/MultiDist.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <stdexcept>
+#include <utility>
+
+#include "basictools/math/Decibels.h"
+#include "basictools/math/WholeQuads.h"
+#include "dsp/effects/DriveGain.h"
+#include "dsp/effects/ShapingCurves.h"
+
+namespace Vantora::dsp {
+namespace {
+
+using MappingTools::Linear;
+
+constexpr double kSmallestDistance = 0.0001;  // below it the difference quotient is not worth its rounding
+constexpr float kLargest = std::numeric_limits<float>::max();
+
+std::vector<ParamRecord> Records() {
+  std::vector<ParamRecord> records;
+  records.reserve(MultiDist::kParamCount);
+  records.emplace_back("Stereo", 2u, 0.0f, 1.0f);
+  records.emplace_back("DistType", kShapingCurveCount, 0.0f, 1.0f);
+  records.emplace_back("Drive", Linear, false, -24.0f, 24.0f);       // dB
+  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);  // dB
+  records.emplace_back("AutoComp", 2u, 0.0f, 1.0f);
+  records.emplace_back("ConfFeedbackOn", 2u, 0.0f, 1.0f);
+  records.emplace_back("ConfGainStagingIn", Linear, false, -24.0f, 24.0f);   // dB
+  records.emplace_back("ConfGainStagingOut", Linear, false, -24.0f, 24.0f);  // dB
+  records.emplace_back("ConfAntiAl", 2u, 0.0f, 1.0f);
+  records.emplace_back("ConfUpsamp", 2u, 0.0f, 1.0f);
+  return records;
+}
+
+/// The mean of the curve on the way from sample to sample.
+template <typename Curve>
+void ShapeAntiAliased(float* data, uint32_t count, float previous) noexcept {
+  double p = static_cast<double>(previous);
+  double integral = Curve::Integral(p);
+  for (uint32_t i = 0; i < count; ++i) {
+    const double x = static_cast<double>(std::clamp(data[i], -kLargest, kLargest));
+    const double integralOfX = Curve::Integral(x);
+    const double distance = x - p;
+    const double y = std::fabs(distance) <= kSmallestDistance ? Curve::template Curve<double>(0.5 * (x + p))
+                                                              : (integralOfX - integral) / distance;
+    data[i] = static_cast<float>(y);
+    p = x;
+    integral = integralOfX;
+  }
+}
+
+}  // namespace
+
+MultiDist::MultiDist(std::string moduleName)
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()) {
+  std::vector<uint32_t> all(kShapingCurveCount);
+  std::iota(all.begin(), all.end(), 0u);
+  SetAllowedAlgorithms(std::move(all));
+  SetParamInternal(kOutputGain, 0.0f);
+  SetParamInternal(kAutoComp, 1.0f);
+}
+
+void MultiDist::SetAllowedAlgorithms(std::vector<uint32_t> algorithms) {
+  if (algorithms.empty()) throw std::runtime_error("No algorithm is allowed");
+  entryOf.fill(-1);
+  for (std::size_t entry = 0; entry < algorithms.size(); ++entry) {
+    if (algorithms[entry] >= kShapingCurveCount) throw std::runtime_error("Unknown shaping algorithm");
+    entryOf[algorithms[entry]] = static_cast<int32_t>(entry);
+  }
+  allowed = std::move(algorithms);
+  algorithm = allowed.front();
+  ReDeclareStepped(kDistType, static_cast<uint32_t>(allowed.size()), 0.0f, 1.0f);
+}
+
+void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
+  for (SmootherInterpLPF* smoother : {&drive, &outputGain}) {
+    smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
+  }
+  const uint32_t stride = WholeQuads(maxBlockSize + 3);
+  workspace.assign(std::size_t{7} * stride, 0.0f);
+  float* next = workspace.data();
+  for (float** buffer : {&driveDb, &driveGains, &outputGains, &compensations, &shaped, &doubled}) {
+    *buffer = next;
+    next += stride;
+  }
+  for (Channel& channel : channels) channel.sampler.Init(stride);
+}
+
+void MultiDist::DoReset(bool) {
+  for (Channel& channel : channels) {
+    channel.previous = 0.0f;
+    channel.sampler.Reset();
+  }
+  compensation.Snap();
+  outputGain.SetValue(OutputGainTarget());
+}
+
+float MultiDist::OutputGainTarget() { return DbToGain(Value(kOutputGain) + Value(kGainStagingOut)); }
+
+void MultiDist::ReadSwitches() {
+  if (IsDirty(kStereo)) channelCount = Value(kStereo) > 0.5f ? 2 : 1;
+  if (IsDirty(kAutoComp)) isCompensating = Value(kAutoComp) > 0.5f;
+  if (IsDirty(kFeedbackOn)) isFeedbackOn = Value(kFeedbackOn) > 0.5f;
+  if (IsDirty(kAntiAl)) isAntiAliasing = Value(kAntiAl) > 0.5f;
+  if (IsDirty(kUpsamp)) {
+    const bool wanted = Value(kUpsamp) > 0.5f;
+    if (wanted && !isUpsampling) {
+      for (Channel& channel : channels) channel.sampler.Reset();  // what they hold is from another time
+    }
+    isUpsampling = wanted;
+  }
+  if (IsDirty(kDistType)) {
+    const float last = static_cast<float>(allowed.size() - 1);
+    algorithm = allowed[static_cast<std::size_t>(std::fmin(std::fmax(Value(kDistType), 0.0f), last))];
+  }
+}
+
+bool MultiDist::UpdateParams(ProcessContext& context) {
+  if (IsAnyDirty()) ReadSwitches();
+  const bool isFresh = IsChanged();
+  Aim(drive, Param(kDrive).ReadValueModulated(context, 2) + Value(kGainStagingIn), isFresh);
+  Aim(outputGain, OutputGainTarget(), isFresh);
+  return true;
+}
+
+uint32_t MultiDist::DoProcess(ProcessContext& context) {
+  const uint32_t count = WholeQuads(context.sampleCount);
+  if (count == 0) return 1;
+  RenderGains(count);
+  for (uint32_t c = 0; c < channelCount; ++c) ProcessChannel(context, c, count);
+  return 1;
+}
+
+void MultiDist::RenderGains(uint32_t count) {
+  drive.Render(driveDb, count);
+  outputGain.Render(outputGains, count);
+  RenderDriveGain(driveDb, driveGains, count);
+  if (!isCompensating) {
+    compensation.SwitchOff();
+    return;
+  }
+  if (IsChanged()) compensation.Snap();
+  const float dB = LookUpCompensation(kShaperCompensation[algorithm], driveDb[count - 1]);
+  compensation.Render(DbToGain(dB), compensations, count);
+}
+
+void MultiDist::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
+  const float* in = context.Input(index);
+  float* out = context.Output(index);
+  if (in == nullptr || out == nullptr) return;
+  for (uint32_t i = 0; i < count; ++i) shaped[i] = in[i] * driveGains[i];
+  const float* feedback = isFeedbackOn ? context.Input(index + 3) : nullptr;
+  if (feedback != nullptr) {
+    for (uint32_t i = 0; i < count; ++i) shaped[i] += feedback[i];
+  }
+  Channel& channel = channels[index];
+  if (isUpsampling) {
+    // Held where the filters can't overflow: an infinite state would stay.
+    for (uint32_t i = 0; i < count; ++i) shaped[i] = std::clamp(shaped[i], -1e30f, 1e30f);
+    channel.sampler.Upsample(shaped, doubled, count);
+    Shape(channel, doubled, 2 * count);
+    channel.sampler.Downsample(doubled, shaped, count);
+  } else {
+    Shape(channel, shaped, count);
+  }
+  float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
+  if (send != nullptr) std::copy_n(shaped, count, send);
+  if (isCompensating) {
+    for (uint32_t i = 0; i < count; ++i) out[i] = shaped[i] * compensations[i] * outputGains[i];
+  } else {
+    for (uint32_t i = 0; i < count; ++i) out[i] = shaped[i] * outputGains[i];
+  }
+}
+
+void MultiDist::Shape(Channel& channel, float* data, uint32_t count) {
+  const float last = data[count - 1];
+  VisitShapingCurve(algorithm, [&](auto shape) {
+    using Curve = decltype(shape);
+    if (isAntiAliasing) {
+      ShapeAntiAliased<Curve>(data, count, channel.previous);
+    } else {
+      TransformQuads(data, count, [](Float4 x) { return Curve::template Curve<Float4>(x); });
+    }
+  });
+  channel.previous = std::clamp(last, -kLargest, kLargest);
+}
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/effects/CompensationTables.h"
+#include "dsp/effects/prims/Oversampler.h"
+#include "engine/UnitModule.h"
+
+namespace Vantora::dsp {
+
+/// MultiDist: a waveshaper with the sixteen curves of ShapingCurves.h.
+///
+///     in --(*)--(+)--[ up 2 ]-- curve --[ down 2 ]--+--(*)--(*)-- out
+///         drive  |                                  |  comp output gain
+///             feedback return                       v feedback send
+///
+/// Inputs      0, 1 audio; 2 "Drive" modulation; 3, 4 feedback return. Null ports are skipped
+/// Outputs     0, 1 audio; 2, 3 feedback send
+/// DistType    index into the list of allowed algorithms, all sixteen at first
+/// Drive       dB; "ConfGainStagingIn" adds to it, "ConfGainStagingOut" to "OutputGain"
+/// AutoComp    level compensation, measured with a full-scale sine
+/// ConfAntiAl  antiderivative anti-aliasing: the curve is averaged over the line between two samples (Parker,
+///             Zavalishin, Le Bivic, "Reducing the Aliasing of Nonlinear Waveshaping", DAFx-16). Half a
+///             sample of delay, in double precision
+/// ConfUpsamp  shapes at twice the rate
+/// Blocks      whole groups of four samples; what lies behind the last group stays as it was
+/// Reset       the oversamplers and the curve's memory clear, compensation and output gain land
+/// Threads     Configure off the audio thread, the rest on it; allocates in Configure and construction only
+class MultiDist : public UnitModule {
+ public:
+  static constexpr uint32_t kInputCount = 5, kOutputCount = 4, kParamCount = 10;
+  enum ParamIndex : uint32_t {
+    kStereo,
+    kDistType,
+    kDrive,
+    kOutputGain,
+    kAutoComp,
+    kFeedbackOn,
+    kGainStagingIn,
+    kGainStagingOut,
+    kAntiAl,
+    kUpsamp
+  };
+
+  explicit MultiDist(std::string name);
+
+  /// The algorithms that "DistType" offers, in its order. Call before `Configure`. Throws
+  /// `std::runtime_error` for an empty list or an unknown algorithm.
+  void SetAllowedAlgorithms(std::vector<uint32_t> algorithms);
+  /// Entry of an algorithm in the list, or -1.
+  int32_t EntryOf(uint32_t number) const { return entryOf[number]; }
+
+  void Configure(uint32_t maxBlockSize, float sampleRate) override;
+  void DoReset(bool hard) override;
+  bool UpdateParams(ProcessContext& context) override;
+  uint32_t DoProcess(ProcessContext& context) override;
+
+ private:
+  struct Channel {
+    float previous = 0.0f;  // input of the curve, one sample ago, in either form
+    prims::Oversampler sampler{2, 1, 1};
+  };
+
+  void ReadSwitches();
+  float OutputGainTarget();
+  void RenderGains(uint32_t count);
+  void ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count);
+  void Shape(Channel& channel, float* data, uint32_t count);
+
+  // Settings, written by the owner and by UpdateParams.
+  std::vector<uint32_t> allowed;                    // algorithm by entry
+  std::array<int32_t, kShapingCurveCount> entryOf;  // entry by algorithm, or -1
+  uint32_t algorithm = 0;
+  uint32_t channelCount = 1;
+  bool isCompensating = true;
+  bool isFeedbackOn = false;
+  bool isAntiAliasing = false;
+  bool isUpsampling = false;
+  SmootherInterpLPF drive{0.01f};       // dB
+  SmootherInterpLPF outputGain{0.01f};  // factor
+
+  // One block each, in one allocation.
+  std::vector<float> workspace;
+  float* driveDb = nullptr;
+  float* driveGains = nullptr;
+  float* outputGains = nullptr;
+  float* compensations = nullptr;
+  float* shaped = nullptr;
+  float* doubled = nullptr;  // two blocks
+
+  // State, written by DoProcess.
+  CompensationRamp compensation;
+  std::array<Channel, 2> channels;
+};
+
+}  // namespace Vantora::dsp

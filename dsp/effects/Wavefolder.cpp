@@ -1,0 +1,241 @@
+#include "dsp/effects/Wavefolder.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "basictools/math/Decibels.h"
+#include "basictools/math/VectorSine.h"
+#include "basictools/math/WholeQuads.h"
+#include "dsp/effects/DriveGain.h"
+#include "dsp/effects/TriangleFold.h"
+
+namespace Vantora::dsp {
+namespace {
+
+using MappingTools::Linear;
+
+constexpr float kSineScale = 1.5707964f;      // full scale is a quarter turn
+constexpr float kVectorLimit = 4096.0f;       // of the driven input: beyond 72 dB the library takes over
+constexpr double kSmallestDistance = 0.0001;  // below it the difference quotient is not worth its rounding
+constexpr float kLoudest = 1e38f;             // its quarter turns are still a number
+constexpr float kLargest = std::numeric_limits<float>::max();
+
+std::vector<ParamRecord> Records() {
+  std::vector<ParamRecord> records;
+  records.reserve(Wavefolder::kParamCount);
+  records.emplace_back("Type");
+  records.emplace_back("Wet");
+  records.emplace_back("Drive", Linear, false, -24.0f, 24.0f);       // dB
+  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);  // dB
+  records.emplace_back("Overload");
+  for (const char* name : {"Stereo", "Upsmp", "AntiAl", "AutoComp", "eConfFeedbackOn"}) {
+    records.emplace_back(name, 2u, 0.0f, 1.0f);
+  }
+  records.emplace_back("ConfGainStagingIn", Linear, false, -24.0f, 24.0f);   // dB
+  records.emplace_back("ConfGainStagingOut", Linear, false, -24.0f, 24.0f);  // dB
+  return records;
+}
+
+/// Four lanes of the triangle, for |x| within kVectorLimit.
+Float4 FoldTriangle4(Float4 x) noexcept {
+  const Float4 shifted = x * 0.5f + 0.5f;
+  Int4 u = Truncate(shifted);
+  u += ToFloat4(u) > shifted;  // a true lane is -1: towards the floor
+  const Float4 a = ToFloat4(u) * 2.0f;
+  return (u & 1) != 0 ? a - x : x - a;
+}
+
+/// Folds a block four samples at a time. Beyond kVectorLimit, which `peak` tells in advance, `foldOne` does
+/// it one by one; what overflowed, or would in the fold, gives silence; NaN stays.
+template <typename FoldQuad, typename FoldOne>
+void FoldBlock(float* data, uint32_t count, float peak, FoldQuad&& foldQuad, FoldOne&& foldOne) noexcept {
+  if (peak <= kVectorLimit) {
+    TransformQuads(data, count, foldQuad);
+    return;
+  }
+  for (uint32_t i = 0; i < count; i += 4) {
+    const Float4 x = LoadFloat4(data + i);
+    Float4 y = foldQuad(x);
+    for (int lane = 0; lane < 4; ++lane) {
+      if (std::fabs(x[lane]) > kVectorLimit)
+        y[lane] = std::fabs(x[lane]) <= kLoudest ? foldOne(x[lane]) : 0.0f;
+    }
+    StoreFloat4(y, data + i);
+  }
+}
+
+/// Largest size of a sample, NaN left aside.
+float PeakOf(const float* data, uint32_t count) noexcept {
+  Float4 peaks = MakeFloat4(0.0f);
+  for (uint32_t i = 0; i < count; i += 4) {
+    const Float4 size = FromBits(BitsOf(LoadFloat4(data + i)) & 0x7FFFFFFF);
+    peaks = size > peaks ? size : peaks;
+  }
+  return std::max(std::max(peaks[0], peaks[1]), std::max(peaks[2], peaks[3]));
+}
+
+void FoldTriangleAntiAliased(float* data, uint32_t count, float previous) noexcept {
+  double p = static_cast<double>(previous);
+  double integral = FoldTriangleIntegral(p);
+  for (uint32_t i = 0; i < count; ++i) {
+    const double x = static_cast<double>(std::clamp(data[i], -kLargest, kLargest));
+    const double integralOfX = FoldTriangleIntegral(x);
+    const double distance = x - p;
+    const double y = std::fabs(distance) <= kSmallestDistance ? FoldTriangle(0.5 * (x + p))
+                                                              : (integralOfX - integral) / distance;
+    // A mean of the triangle lies within it. Only beyond the 500th fold, where the joining constants end,
+    // does the quotient run away.
+    data[i] = static_cast<float>(std::clamp(y, -1.0, 1.0));
+    p = x;
+    integral = integralOfX;
+  }
+}
+
+}  // namespace
+
+Wavefolder::Wavefolder(std::string moduleName)
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()) {}
+
+void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
+  for (SmootherInterpLPF* smoother : {&drive, &wet, &outputGain}) {
+    smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
+  }
+  const uint32_t stride = WholeQuads(maxBlockSize + 3);
+  workspace.assign(std::size_t{9} * stride, 0.0f);
+  float* next = workspace.data();
+  for (float** buffer :
+       {&driveDb, &wets, &driveGains, &roots, &wetGains, &compensations, &driven, &doubled}) {
+    *buffer = next;
+    next += stride;
+  }
+}
+
+void Wavefolder::DoReset(bool) {
+  for (Channel& channel : channels) {
+    channel.previous = 0.0f;
+    channel.up.Clear();
+    channel.down.Clear();
+  }
+  compensation.Snap();
+}
+
+void Wavefolder::ReadSwitches() {
+  if (IsDirty(kType)) isTriangle = Value(kType) >= 0.5f;
+  if (IsDirty(kUpsmp)) isUpsampling = Value(kUpsmp) > 0.5f;
+  if (IsDirty(kAntiAl)) isAntiAliasing = Value(kAntiAl) > 0.5f;
+  if (IsDirty(kAutoComp)) isCompensating = Value(kAutoComp) > 0.5f;
+  if (IsDirty(kFeedbackOn)) isFeedbackOn = Value(kFeedbackOn) > 0.5f;
+  if (IsDirty(kStereo)) {
+    const uint32_t wanted = Value(kStereo) >= 1.0f ? 2 : 1;
+    if (wanted != channelCount) {
+      for (Channel& channel : channels) {
+        channel.up.Clear();
+        channel.down.Clear();
+      }
+    }
+    channelCount = wanted;
+  }
+}
+
+bool Wavefolder::UpdateParams(ProcessContext& context) {
+  if (IsAnyDirty()) ReadSwitches();
+  const bool isFresh = IsChanged();
+  Aim(drive, Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
+  Aim(wet, Param(kWet).ReadValueModulated(context, 2), isFresh);
+  Aim(outputGain, DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
+  drive.Render(driveDb, context.sampleCount);
+  wet.Render(wets, context.sampleCount);
+  return true;
+}
+
+uint32_t Wavefolder::DoProcess(ProcessContext& context) {
+  const uint32_t count = WholeQuads(context.sampleCount);
+  if (count == 0) return 1;
+  RenderGains(count);
+  float peak = 0.0f;
+  for (uint32_t c = 0; c < channelCount; ++c) peak = std::max(peak, ProcessChannel(context, c, count));
+  Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
+  return 1;
+}
+
+void Wavefolder::RenderGains(uint32_t count) {
+  if (isCompensating) {
+    const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
+    if (IsChanged()) compensation.Snap();
+    compensation.Render(DbToGain(LookUpCompensation(table, driveDb[count - 1])), compensations, count);
+  } else {
+    compensation.SwitchOff();
+    std::fill_n(compensations, count, 1.0f);
+  }
+  RenderDriveGain(driveDb, driveGains, count);
+  outputGain.Render(wetGains, count);
+  for (uint32_t i = 0; i < count; i += 4) {
+    const Float4 r = PowFloat4(LoadFloat4(driveGains + i), 0.25f);
+    // A drive so low that g is 0 is silence, not 0 times infinity.
+    const Float4 inverse = r > 0.0f ? 1.0f / r : MakeFloat4(0.0f);
+    const Float4 gain = LoadFloat4(wets + i) * LoadFloat4(wetGains + i) * inverse;
+    StoreFloat4(r, roots + i);
+    StoreFloat4(gain * LoadFloat4(compensations + i), wetGains + i);
+  }
+}
+
+float Wavefolder::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
+  const float* in = context.Input(index);
+  float* out = context.Output(index);
+  if (in == nullptr || out == nullptr) return 0.0f;
+  for (uint32_t i = 0; i < count; i += 4) {
+    StoreFloat4(LoadFloat4(in + i) * LoadFloat4(driveGains + i) * LoadFloat4(roots + i), driven + i);
+  }
+  const float* feedback = isFeedbackOn ? context.Input(index + 4) : nullptr;
+  if (feedback != nullptr) {
+    for (uint32_t i = 0; i < count; ++i) driven[i] += feedback[i];
+  }
+  const float peak = PeakOf(driven, count);
+
+  Channel& channel = channels[index];
+  if (isUpsampling) {
+    FoldOversampled(channel, count);
+  } else {
+    Fold(channel, driven, count, peak);
+  }
+  float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
+  if (send != nullptr) std::copy_n(driven, count, send);
+  for (uint32_t i = 0; i < count; i += 4) {
+    const Float4 dry = LoadFloat4(in + i);
+    const Float4 wetPart = LoadFloat4(wetGains + i) * LoadFloat4(driven + i);
+    StoreFloat4(dry - dry * LoadFloat4(wets + i) + wetPart, out + i);
+  }
+  return peak;
+}
+
+void Wavefolder::Fold(Channel& channel, float* data, uint32_t count, float peak) {
+  const float last = data[count - 1];
+  if (!isTriangle) {
+    FoldBlock(
+        data, count, peak, [](Float4 x) { return SineFloat4(x * kSineScale); },
+        [](float x) { return std::sin(x * kSineScale); });
+  } else if (isAntiAliasing) {
+    FoldTriangleAntiAliased(data, count, channel.previous);
+  } else {
+    FoldBlock(data, count, peak, FoldTriangle4,
+              [](float x) { return static_cast<float>(FoldTriangle(static_cast<double>(x))); });
+  }
+  channel.previous = std::clamp(last, -kLargest, kLargest);
+}
+
+void Wavefolder::FoldOversampled(Channel& channel, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    // Held where the filter can't overflow: an infinite state would stay.
+    doubled[2 * i] = channel.up.Process(std::clamp(driven[i], -1e30f, 1e30f));
+    doubled[2 * i + 1] = channel.up.Process(0.0f);
+  }
+  Fold(channel, doubled, 2 * count, PeakOf(doubled, 2 * count));
+  for (uint32_t i = 0; i < count; ++i) {
+    channel.down.Process(doubled[2 * i]);
+    driven[i] = channel.down.Process(doubled[2 * i + 1]);
+  }
+}
+
+}  // namespace Vantora::dsp

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/effects/CompensationTables.h"
+#include "dsp/effects/FoldFilter.h"
+#include "engine/UnitModule.h"
+
+namespace Vantora::dsp {
+
+/// Wavefolder: folds the signal back on itself where others would clip it.
+///
+///     in --(*)--(*)--(+)-- fold --+-- (*) -- (*) -- (*) -- (*) -- mix -- out
+///           g    r    ^           |   1/r   comp   gain   wet      |
+///                     |           v                                in
+///                 feedback     feedback
+///                 return        send
+///
+/// g is the drive, r = g^0.25: the fold is driven a quarter harder in dB than the knob says, and 1/r takes
+/// that back behind it, so that more drive means more folds rather than more level.
+///
+/// Inputs      0, 1 audio; 2 "Wet" and 3 "Drive" modulation; 4, 5 feedback return. Null ports are skipped
+/// Outputs     0, 1 audio; 2, 3 feedback send
+/// Type        below 0.5 a sine fold, from there on a triangle
+/// Overload    read-out: 1 while a block's driven input went above 1, that is while there were folds
+/// Upsmp       folds at twice the rate, between two fourth-order low-passes
+/// AntiAl      antiderivative anti-aliasing (Parker, Zavalishin, Le Bivic, DAFx-16), of the triangle
+/// AutoComp    level compensation, measured with a full-scale sine
+/// Blocks      whole groups of four samples; what lies behind the last group stays as it was
+/// Reset       filters and the fold's memory clear, the compensation lands
+/// Threads     Configure off the audio thread, the rest on it; allocates in Configure only
+class Wavefolder : public UnitModule {
+ public:
+  static constexpr uint32_t kInputCount = 6, kOutputCount = 4, kParamCount = 12;
+  enum ParamIndex : uint32_t {
+    kType,
+    kWet,
+    kDrive,
+    kOutputGain,
+    kOverload,
+    kStereo,
+    kUpsmp,
+    kAntiAl,
+    kAutoComp,
+    kFeedbackOn,
+    kGainStagingIn,
+    kGainStagingOut
+  };
+
+  explicit Wavefolder(std::string name);
+
+  void Configure(uint32_t maxBlockSize, float sampleRate) override;
+  void DoReset(bool hard) override;
+  bool UpdateParams(ProcessContext& context) override;
+  uint32_t DoProcess(ProcessContext& context) override;
+
+ private:
+  struct Channel {
+    float previous = 0.0f;  // input of the fold, one sample ago
+    FoldFilter up{2.0f};
+    FoldFilter down{1.0f};
+  };
+
+  void ReadSwitches();
+  void RenderGains(uint32_t count);
+  float ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count);
+  void Fold(Channel& channel, float* data, uint32_t count, float peak);
+  void FoldOversampled(Channel& channel, uint32_t count);
+
+  // Settings, written by UpdateParams.
+  bool isTriangle = false;
+  bool isUpsampling = false;
+  bool isAntiAliasing = false;
+  bool isCompensating = false;
+  bool isFeedbackOn = false;
+  uint32_t channelCount = 1;
+  SmootherInterpLPF drive{0.01f};       // dB
+  SmootherInterpLPF wet{0.01f};         // 0..1
+  SmootherInterpLPF outputGain{0.01f};  // factor
+
+  // One block each, in one allocation.
+  std::vector<float> workspace;
+  float* driveDb = nullptr;
+  float* wets = nullptr;
+  float* driveGains = nullptr;  // g
+  float* roots = nullptr;       // r
+  float* wetGains = nullptr;    // wet * output gain / r * compensation
+  float* compensations = nullptr;
+  float* driven = nullptr;
+  float* doubled = nullptr;  // two blocks
+
+  // State, written by DoProcess.
+  CompensationRamp compensation;
+  std::array<Channel, 2> channels;
+};
+
+}  // namespace Vantora::dsp

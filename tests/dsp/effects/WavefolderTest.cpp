@@ -1,0 +1,244 @@
+#include "dsp/effects/Wavefolder.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+#include <random>
+
+#include "dsp/effects/TriangleFold.h"
+#include "tests/dsp/effects/EffectRig.h"
+#include "tests/support/RealTimeGuard.h"
+
+namespace Vantora::dsp {
+namespace {
+
+class Folder : public test::EffectRig<Wavefolder> {
+ public:
+  explicit Folder(uint32_t blockSize = 48) : EffectRig(blockSize) {
+    Set(Wavefolder::kWet, 1.0f);
+    for (uint32_t dB : {Wavefolder::kDrive, Wavefolder::kOutputGain, Wavefolder::kGainStagingIn,
+                        Wavefolder::kGainStagingOut}) {
+      Set(dB, 0.0f);
+    }
+  }
+};
+
+double Sine(uint32_t i, double hz, double size = 1.0) {
+  return size * std::sin(2.0 * std::numbers::pi * hz * i / 48000.0);
+}
+
+TEST(Wavefolder, AtZeroDriveASineFoldIsTheSineOfTheInputTimesTheCompensation) {
+  Folder plain;
+  Folder compensated;
+  compensated.Set(Wavefolder::kAutoComp, 1.0f);
+  const auto source = [](uint32_t i) { return -3.0 + i * 0.0125; };
+  const auto out = plain.Run(480, source);
+  const auto level = compensated.Run(480, source);
+  for (uint32_t i = 0; i < 480; ++i) {
+    const double expected = std::sin(static_cast<float>(source(i)) * std::numbers::pi / 2.0);
+    EXPECT_NEAR(out[i], expected, 1e-6);
+    EXPECT_NEAR(level[i], expected * std::pow(10.0, -1.153582 / 20.0), 1e-6);
+  }
+}
+
+TEST(Wavefolder, DrivesByTheGainAndItsFourthRootAndTakesTheRootBack) {
+  Folder folder;
+  folder.Set(Wavefolder::kDrive, 12.0f);
+  folder.Set(Wavefolder::kGainStagingIn, 6.0f);
+  folder.Set(Wavefolder::kOutputGain, -3.0f);
+  folder.Set(Wavefolder::kGainStagingOut, 1.0f);
+  folder.Set(Wavefolder::kWet, 0.75f);
+  folder.Set(Wavefolder::kAutoComp, 1.0f);
+  for (const float type : {0.49f, 0.5f}) {
+    folder.Set(Wavefolder::kType, type);
+    folder.effect.ResetState(true);
+    const auto out = folder.Run(4800, [](uint32_t i) { return Sine(i, 100.0, 0.8); });
+    const double g = std::pow(10.0, 18.0 / 20.0), r = std::pow(g, 0.25);
+    const double gain =
+        std::pow(2.0, -2.0 * 0.1660964) * std::pow(2.0, (type < 0.5f ? -1.153582 : 0.0) * 0.1660964) / r;
+    for (uint32_t i = 0; i < 4800; ++i) {
+      const double x = static_cast<float>(Sine(i, 100.0, 0.8));
+      const double driven = x * g * r;
+      const double folded = type < 0.5f ? std::sin(driven * std::numbers::pi / 2.0) : FoldTriangle(driven);
+      ASSERT_NEAR(out[i], 0.25 * x + 0.75 * gain * folded, 1e-5) << i;
+    }
+  }
+}
+
+TEST(Wavefolder, TriangleReturnsAtEachOddNumberAndKeepsItsAntiderivative) {
+  const double at[][2] = {{0.0, 0.0},  {0.5, 0.5},   {1.0, 1.0},   {1.5, 0.5},   {2.0, 0.0}, {3.0, -1.0},
+                          {3.5, -0.5}, {5.25, 0.75}, {-0.5, -0.5}, {-1.5, -0.5}, {-3.0, 1.0}};
+  for (const auto& [x, y] : at) EXPECT_DOUBLE_EQ(FoldTriangle(x), y) << x;
+  for (double x = -990.03; x < 990.0; x += 0.37) {
+    const double slope = (FoldTriangleIntegral(x + 1e-4) - FoldTriangleIntegral(x - 1e-4)) / 2e-4;
+    EXPECT_NEAR(slope, FoldTriangle(x), 1e-4) << x;
+  }
+}
+
+// A 2.4 kHz sine driven into some folds: what is not a harmonic of it is alias.
+TEST(Wavefolder, AntiAliasingAndOversamplingLowerTheAliases) {
+  const auto aliases = [](bool antiAlias, bool upsample) {
+    Folder folder(64);
+    folder.Set(Wavefolder::kType, 1.0f);
+    folder.Set(Wavefolder::kDrive, 6.0f);
+    folder.Set(Wavefolder::kAntiAl, antiAlias ? 1.0f : 0.0f);
+    folder.Set(Wavefolder::kUpsmp, upsample ? 1.0f : 0.0f);
+    auto out = folder.Run(
+        8192, [](uint32_t i) { return std::sin(2.0 * std::numbers::pi * 203 * i / 4096.0 + 0.1); });
+    out.erase(out.begin(), out.begin() + 4096);
+    return test::AliasDb(out, 203);
+  };
+  const double plain = aliases(false, false);
+  const double mended = aliases(true, false);
+  const double doubled = aliases(false, true);
+  const double both = aliases(true, true);
+  std::printf("aliases in dB: plain %.1f, antiderivative %.1f, twice the rate %.1f, both %.1f\n", plain,
+              mended, doubled, both);
+  EXPECT_LT(mended, plain - 5.0);
+  EXPECT_LT(doubled, plain - 10.0);
+  EXPECT_LT(both, mended - 10.0);
+}
+
+TEST(Wavefolder, OversamplingIsTransparentForSmallSignalsInTheBand) {
+  Folder folder;
+  folder.Set(Wavefolder::kType, 1.0f);
+  folder.Set(Wavefolder::kUpsmp, 1.0f);
+  for (const double hz : {100.0, 1000.0, 8000.0}) {
+    auto out = folder.Run(9600, [&](uint32_t i) { return Sine(i, hz, 0.1); });
+    out.erase(out.begin(), out.begin() + 4800);
+    EXPECT_NEAR(10.0 * std::log10(test::MeanSquare(out) / 0.005), 0.0, hz < 5000.0 ? 0.05 : 3.0) << hz;
+  }
+}
+
+TEST(Wavefolder, FeedbackPortsCarryTheFoldOnlyWhileSwitchedOn) {
+  Folder folder;
+  std::fill_n(folder.inputs[4], 48, 0.25f);
+  std::fill_n(folder.inputs[0], 48, 0.5f);
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[0][7], std::sin(0.25 * std::numbers::pi), 1e-6);
+  EXPECT_EQ(folder.outputs[2][7], 0.0f);
+  folder.Set(Wavefolder::kFeedbackOn, 1.0f);
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[0][7], std::sin(0.375 * std::numbers::pi), 1e-6);
+  EXPECT_EQ(folder.outputs[2][7], folder.outputs[0][7]);
+  folder.outputs[2] = nullptr;
+  folder.inputs[4] = nullptr;
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[0][7], std::sin(0.25 * std::numbers::pi), 1e-6);
+}
+
+TEST(Wavefolder, RunsTheSecondChannelOnlyInStereoAndSkipsMissingPorts) {
+  Folder folder;
+  std::fill_n(folder.inputs[1], 48, 0.5f);
+  folder.Process();
+  EXPECT_EQ(folder.outputs[1][0], 0.0f);
+  folder.Set(Wavefolder::kStereo, 1.0f);
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[1][0], std::sin(0.25 * std::numbers::pi), 1e-6);
+  folder.inputs[1] = nullptr;
+  EXPECT_EQ(folder.Process(), 1u);
+}
+
+TEST(Wavefolder, LeavesWhatLiesBehindTheLastGroupOfFour) {
+  Folder folder;
+  std::fill_n(folder.inputs[0], 48, 0.5f);
+  std::fill_n(folder.outputs[0], 48, 9.0f);
+  folder.Process(7);
+  EXPECT_LT(folder.outputs[0][3], 1.0f);
+  for (uint32_t i = 4; i < 48; ++i) EXPECT_EQ(folder.outputs[0][i], 9.0f);
+  std::fill_n(folder.outputs[0], 48, 9.0f);
+  folder.Process(0);
+  EXPECT_EQ(folder.outputs[0][0], 9.0f);
+}
+
+TEST(Wavefolder, ReportsOverloadOfTheDrivenInput) {
+  Folder folder;
+  std::fill_n(folder.inputs[0], 48, 1.0f);
+  folder.Process();
+  EXPECT_EQ(folder.effect.GetParam(Wavefolder::kOverload), 0.0f);
+  folder.inputs[0][13] = -1.001f;
+  folder.Process();
+  EXPECT_EQ(folder.effect.GetParam(Wavefolder::kOverload), 1.0f);
+  folder.Process(12);
+  EXPECT_EQ(folder.effect.GetParam(Wavefolder::kOverload), 0.0f);
+}
+
+TEST(Wavefolder, ModulationMovesDriveAndWet) {
+  Folder folder;
+  std::fill_n(folder.inputs[0], 48, 0.1f);
+  folder.Set(Wavefolder::kDrive, -24.0f);
+  folder.MakeLive(3, 0.5f);  // half of the range: back to 0 dB
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[0][9], std::sin(0.05 * std::numbers::pi), 1e-6);
+  folder.MakeLive(2, -1.0f);
+  for (int block = 0; block < 100; ++block) folder.Process();
+  EXPECT_FLOAT_EQ(folder.outputs[0][9], 0.1f);
+}
+
+TEST(Wavefolder, CompensationRampsOverABlockAndIsThereAtOnceAfterAReset) {
+  Folder folder;
+  folder.Set(Wavefolder::kAutoComp, 1.0f);
+  folder.Set(Wavefolder::kDrive, -24.0f);
+  std::fill_n(folder.inputs[0], 48, 0.5f);
+  folder.Process();
+  EXPECT_NEAR(folder.outputs[0][0], folder.outputs[0][47], 1e-6f);
+  // Switching the fold changes the table: the gain walks in a line to that of the new one.
+  folder.Set(Wavefolder::kType, 1.0f);
+  folder.Process();
+  const float* out = folder.outputs[0];
+  const float step = out[47] - out[46];
+  EXPECT_GT(std::fabs(step), 1e-4f);
+  for (int i = 2; i < 48; ++i) EXPECT_NEAR(out[i] - out[i - 1], step, 2e-6f);
+  folder.effect.ResetState(false);
+  folder.Process();
+  EXPECT_NEAR(out[0], out[47], 1e-6f);
+}
+
+TEST(Wavefolder, StaysFiniteAndRecoversWithinOneReset) {
+  std::mt19937 random(7);
+  std::uniform_real_distribution<float> position(0.0f, 1.0f);
+  for (int round = 0; round < 300; ++round) {
+    SCOPED_TRACE("seed 7, round " + std::to_string(round));
+    Folder folder;
+    for (uint32_t p = 0; p < Wavefolder::kParamCount; ++p) folder.effect.SetParam(p, position(random));
+    for (int block = 0; block < 6; ++block) {
+      for (uint32_t port : {0u, 1u, 4u, 5u}) {
+        for (uint32_t i = 0; i < 48; ++i) {
+          folder.inputs[port][i] =
+              std::ldexp(position(random) - 0.5f, static_cast<int>(40 * position(random)) - 20);
+        }
+      }
+      if (block == 5) folder.inputs[0][0] = -1e37f;
+      folder.Process();
+      for (uint32_t port : {0u, 1u}) {
+        for (uint32_t i = 0; i < 48; ++i)
+          ASSERT_TRUE(std::isfinite(folder.outputs[port][i])) << block << " " << i;
+      }
+    }
+    for (uint32_t port : {0u, 1u}) std::fill_n(folder.inputs[port], 48, NAN);
+    folder.Process();
+    for (uint32_t port : {0u, 1u}) std::fill_n(folder.inputs[port], 48, 0.25f);
+    folder.effect.ResetState(false);
+    folder.Process();
+    for (uint32_t i = 0; i < 48; ++i) ASSERT_TRUE(std::isfinite(folder.outputs[0][i]));
+  }
+}
+
+TEST(Wavefolder, IsRealTimeInEveryForm) {
+  for (int form = 0; form < 8; ++form) {
+    Folder folder;
+    folder.Set(Wavefolder::kStereo, 1.0f);
+    folder.Set(Wavefolder::kAutoComp, 1.0f);
+    folder.Set(Wavefolder::kType, static_cast<float>(form & 1));
+    folder.Set(Wavefolder::kUpsmp, static_cast<float>((form >> 1) & 1));
+    folder.Set(Wavefolder::kAntiAl, static_cast<float>(form >> 2));
+    folder.Process();
+    folder.Set(Wavefolder::kDrive, 20.0f);
+    EXPECT_REAL_TIME(folder.Process());
+  }
+}
+
+}  // namespace
+}  // namespace Vantora::dsp
