@@ -35,6 +35,11 @@ void SmootherSRL::Setup(uint32_t newDecimation, float newSampleRate) noexcept {
   UpdateCoefficients();
 }
 
+void SmootherSRL::SetTime(float seconds) noexcept {
+  time = std::max(seconds, 1e-12f);
+  UpdateCoefficients();
+}
+
 void SmootherSRL::SetRange(float newRange) noexcept {
   range = newRange;
   UpdateCoefficients();

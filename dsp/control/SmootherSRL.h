@@ -20,6 +20,9 @@ class SmootherSRL : public Smoother<float> {
   /// sampleRate  Hz
   void Setup(uint32_t decimation, float sampleRate) noexcept;
 
+  /// Changes the time of a full travel, in seconds, at least 1e-12. A glide in progress goes on with it.
+  void SetTime(float seconds) noexcept;
+
   /// Changes the full travel, and so the slope. A glide in progress goes on with the new one.
   void SetRange(float newRange) noexcept;
 
