@@ -102,7 +102,10 @@ class ConvolutionReverb : public UnitModule {
   /// std::runtime_error for a size that isn't a power of two.
   void SetPartitions(ConvoEngineConfig config) { makeSchedule = MakeConvoEngineConfig(std::move(config)); }
   /// Reads impulses with `loader` from now on. Not while imports may run.
-  void SetLoader(ImpulseLoader loader) { loadImpulse = std::move(loader); }
+  void SetLoader(ImpulseLoader loader) {
+    loadImpulse = std::move(loader);
+    needsSndFile = false;
+  }
   /// Whether engines may run at a reduced rate above `limit` Hz; true and 48000 at first. Before Configure.
   void SetReducedRate(bool use, float limit) {
     useReducedRate = use;
@@ -164,6 +167,7 @@ class ConvolutionReverb : public UnitModule {
   uint64_t generation = 0;  // counts imports and configurations
   std::string importProblem;
   ImpulseLoader loadImpulse;
+  bool needsSndFile = true;
   PartitionScheduleFunction makeSchedule;
   ImpulseResampler resampler;
   bool useReducedRate = true;

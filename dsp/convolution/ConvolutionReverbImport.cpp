@@ -38,7 +38,7 @@ bool ConvolutionReverb::SetImpulseFile(std::string_view path) {
     return false;
   }
   try {
-    SndFileLibrary::Instance();
+    if (needsSndFile) SndFileLibrary::Instance();
   } catch (const std::exception& error) {
     LogError(kLogCategory, error.what());
     return false;
