@@ -1,19 +1,74 @@
 #pragma once
 
-#include "engine/PassThrough.h"
+#include <array>
+#include <cstdint>
+#include <vector>
+
+#include "basictools/AlignedVector.h"
+#include "dsp/control/EnvFollower.h"
+#include "dsp/control/LFO.h"
+#include "dsp/control/SmootherSRL.h"
+#include "dsp/stage/Prismel.h"
 #include "processor/EffectProcessor.h"
 
 namespace Vantora::Processor {
 
-/// PrismelProcessor: for now the frame around a wire; left and right each pass through a module of their own.
-class PrismelProcessor : public EffectProcessor<64, 8, dsp::PassThrough, dsp::PassThrough> {
+/// PrismelProcessor: the effect itself. It wires the voice engine, the LFO and the two meters together and
+/// defines the list of host parameters.
+///
+///     LFO --(x LFOPrimaryAmount)--> primary parameter of "Prismel"
+///         --(x LFOPrismelAmount)--> "Prismelion"
+///     in --+--> Prismel --+--> out
+///          |              +--> OutputAnalyzer --> OutputPower
+///          +--> InputAnalyzer (+ InputGain) --> InputPower
+///
+/// Indices 0..174 belong to "Prismel", 175..200 to "LFO", 201..207 and 208..214 to the analyzers, 215..219 to
+/// the frame, 220..225 to the enumeration below.
+class PrismelProcessor
+    : public EffectProcessor<64, 8, dsp::Prismel, dsp::LFO, dsp::EnvFollower, dsp::EnvFollower> {
  public:
-  static constexpr uint32_t kParamCount = kOwnBase + kFrameParamCount;
+  enum OwnParam : uint32_t {
+    kLfoRateType = kFrameParamCount,  ///< 0 free, 1 all synced lengths, 2..4 straight, triplet, dotted
+    kLfoShapeType,                    ///< sine, triangle, saw, square, sample and hold, the same smoothed
+    kLfoPrismelAmount,                ///< -1..1, depth on "Prismelion"
+    kLfoPrimaryAmount,                ///< -1..1, depth on the primary parameter
+    kInputPower,                      ///< dB, written by the processor
+    kOutputPower,                     ///< dB, written by the processor
+  };
+  static constexpr uint32_t kParamCount = kOwnBase + kOutputPower + 1;
+  static_assert(kChildBases[1] == 175 && kChildBases[2] == 201 && kChildBases[3] == 208 && kOwnBase == 215);
+  static_assert(kParamCount == 226);
+
+  /// Seeds follow from a process-wide count: the first processor of every process sounds the same on every
+  /// run, and two of them differ.
   PrismelProcessor();
+  /// With a seed of the caller's.
+  explicit PrismelProcessor(uint32_t seed);
+
   void ConfigureProduct(uint32_t maxBlockSize, float sampleRate) override;
   void ResetProduct(bool hard) override;
   uint32_t ProcessWet(ProcessContext& context, ChannelMode channelMode) override;
   bool UpdateProduct(ProcessContext& context) override;
+
+ private:
+  enum ChildNumber : uint32_t { kPrismel, kLfo, kInputAnalyzer, kOutputAnalyzer };
+
+  void RunLfo(const ProcessContext& context);
+  void CopyInput(const ProcessContext& context, ChannelMode mode);
+  /// Level of `inputs` in dB plus `gainDb`, held in -80..6.
+  float Meter(dsp::EnvFollower& analyzer, const ProcessContext& context, std::array<float*, 2> inputs,
+              float gainDb);
+
+  // Control ports: four floats of header, of which the last is the live mark, then a block.
+  std::vector<float> lfoOutput;
+  std::vector<float> lfoScaled;
+  dsp::SmootherSRL monoFade{0.01f, 1.0f};  // 1: the two inputs are summed; nothing aims it, so it rests at 0
+  AlignedFloats portMemory;                // a block each, in this order
+  float* inputLeft = nullptr;
+  float* inputRight = nullptr;
+  float* silentBuffer = nullptr;
+  float* analyzerOutput = nullptr;
+  AlignedFloats monoFadeBuffer;
 };
 
 }  // namespace Vantora::Processor

@@ -11,7 +11,7 @@ struct SinCosPair {
   float cos;
 };
 
-/// Sine and cosine of `angle` in radians, |angle| below 8192, within 2e-7: the octants of the circle fold
+/// Sine and cosine of `angle` in radians, within 1.5e-6 for up to three turns: the octants of the circle fold
 /// onto -pi/4..pi/4, where one polynomial serves as sine and one as cosine (the single-precision pair of the
 /// Cephes library). Written without branches, so that loops over it vectorise; exact at 0 and at the float
 /// nearest pi/2.

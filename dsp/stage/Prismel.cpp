@@ -1,0 +1,482 @@
+#include "dsp/stage/Prismel.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+#include <vector>
+
+#include "basictools/math/Decibels.h"
+#include "basictools/math/SeedHash.h"
+#include "basictools/math/SinCos.h"
+#include "basictools/math/WholeQuads.h"
+
+namespace Vantora::dsp {
+
+namespace {
+
+std::vector<ParamRecord> OwnRecords() {
+  using namespace MappingTools;
+  std::vector<ParamRecord> records;
+  records.emplace_back("Voices", 8u, 1.0f, 1.0f);
+  //                    name                    curve        reversed min     max       bend
+  records.emplace_back("Detune", Linear, false, 2.0f, 16.5f);                           // ms
+  records.emplace_back("Rate", Linear, false, 0.0f, 0.35f);                             // Hz
+  records.emplace_back("Wet", Linear, false, 0.0f, 1.0f);                               // position
+  records.emplace_back("HPFCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);         // Hz
+  records.emplace_back("LPFCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);         // Hz
+  records.emplace_back("BandpassCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);    // Hz
+  records.emplace_back("BandpassResonance", Exponential, false, 0.71f, 15.0f, 5.5f);    // Q
+  records.emplace_back("CombCutoff", Exponential, false, 20.0f, 20000.0f, 8.0f);        // Hz
+  records.emplace_back("CombResonance", Exponential, false, 5.0f, 25.0f, -3.0f);        // position counts
+  records.emplace_back("BitCrusherDownsample", Exponential, false, 1.0f, 80.0f, 3.0f);  // divisor of 44100
+  records.emplace_back("BitCrusherBitDepth", Reverse, false, 1.5f, 16.0f);              // bits
+  records.emplace_back("DistortionDrive", Linear, false, -14.0f, 36.0f);                // dB
+  records.emplace_back("DistortionAlgorithm", 4u, 0.0f, 1.0f);
+  records.emplace_back("HarmonizerSpray", Exponential, false, 0.0f, 1500.0f, 3.0f);  // ms
+  records.emplace_back("HarmonizerChord", 12u, 0.0f, 1.0f);
+  records.emplace_back("Prismelion", Linear, false, 0.0f, 1.0f);  // amount
+  records.emplace_back("FXType", static_cast<uint32_t>(kFxTypeCount), 0.0f, 1.0f);
+  records.emplace_back("InputGain", Linear, false, -24.0f, 24.0f);          // dB
+  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);         // dB, wet only
+  records.emplace_back("FeedbackDelayTime", Linear, false, 2.0f, 1000.0f);  // ms
+  records.emplace_back("FeedbackPrismel");                                  // read-out
+  records.emplace_back("FeedbackPrimary");                                  // read-out
+  return records;
+}
+
+/// What the spread writes for one "FXType": the knob, the inner parameter it drives and the law between them,
+/// then the knob that goes to all voices alike.
+struct StageRoute {
+  Prismel::OwnParam primary;
+  uint32_t primaryTarget;
+  SpreadLaw law;
+  float span;  // of the root law, in the knob's unit
+  Prismel::OwnParam secondary;
+  uint32_t secondaryTarget;
+};
+
+constexpr StageRoute kNoRoute{Prismel::kPrismelion, 0, SpreadLaw::kNone, 0.0f, Prismel::kPrismelion, 0};
+// Targets: "Freq"/"Q"; "CombFreq"/"Q"; "Downsample"/"Bitdepth"; "Drive"/"DistoType"; "Spray"/"PitchShift".
+constexpr std::array<StageRoute, kFxTypeCount> kRoutes = {{
+    kNoRoute,
+    {Prismel::kBandpassCutoff, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBandpassResonance, 4},
+    {Prismel::kCombCutoff, 3, SpreadLaw::kRatio, 0.0f, Prismel::kCombResonance, 4},
+    {Prismel::kBitCrusherDownsample, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBitCrusherBitDepth, 1},
+    {Prismel::kDistortionDrive, PrismelDistoVariant::kDriveParam, SpreadLaw::kRoot, 25.0f,
+     Prismel::kDistortionAlgorithm, PrismelDistoVariant::kDistoTypeParam},
+    {Prismel::kHarmonizerSpray, 3, SpreadLaw::kRoot, 2300.0f, Prismel::kHarmonizerChord, 2},
+}};
+
+constexpr uint32_t kPrimaryPort = 2;
+constexpr uint32_t kPrismelPort = 3;
+
+/// Calls `visit` with a clone's stage effect of type 1 to 5.
+template <typename Visit>
+void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
+  switch (type) {
+    case kFxBandPass:
+      visit(clone.Child<kFxBandPass>());
+      break;
+    case kFxComb:
+      visit(clone.Child<kFxComb>());
+      break;
+    case kFxBitCrusher:
+      visit(clone.Child<kFxBitCrusher>());
+      break;
+    case kFxDistortion:
+      visit(clone.Child<kFxDistortion>());
+      break;
+    case kFxHarmonizer:
+      visit(clone.Child<kFxHarmonizer>());
+      break;
+    default:
+      break;
+  }
+}
+
+FxBank MakeBank(const char* name, uint32_t seed, uint32_t side) {
+  return FxBank(name, {0, 0},
+                [=](uint32_t voice) { return FxVariant("FX", SeedHash(seed, side * kVoiceCount + voice)); });
+}
+
+template <typename T, std::size_t... Index>
+std::array<T, sizeof...(Index)> Copies(const T& model, std::index_sequence<Index...>) {
+  return {{((void)Index, model)...}};
+}
+
+template <typename T>
+std::array<T, kVoiceCount> ForEachVoice(const T& model) {
+  return Copies(model, std::make_index_sequence<kVoiceCount>{});
+}
+
+}  // namespace
+
+Prismel::Prismel(std::string text, uint32_t seed)
+    : ModuleContainer(
+          std::move(text), kInputCount, kOutputCount, OwnRecords(),
+          [seed] { return MakeBank("FXL", seed, 0); }, [seed] { return MakeBank("FXR", seed, 1); }),
+      voiceGains(ForEachVoice(SmootherSRL(0.2f, 1.0f))),
+      sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}},
+      spreads{{StageSpread(kLeftRatios, 1.0f), StageSpread(kRightRatios, kRightSide)}} {
+  Forward(kFxType, {FxVariant::kOwnBase + FxVariant::kModuleType,
+                    kChildBases[1] + FxVariant::kOwnBase + FxVariant::kModuleType});
+  SetParamInternal(kOwnBase + kVoices, 5.0f);
+  SetParamInternal(kOwnBase + kWet, 0.5f);
+  SetParamInternal(kOwnBase + kHpfCutoff, 250.0f);
+  SetParamInternal(kOwnBase + kLpfCutoff, 20000.0f);
+  SetParamInternal(kOwnBase + kInputGain, 0.0f);
+  SetParamInternal(kOwnBase + kOutputGain, 0.0f);
+  SetParamInternal(kOwnBase + kFeedbackDelayTime, 500.0f);
+}
+
+void Prismel::Configure(uint32_t maxBlockSize, float rate) {
+  sampleRate = rate;
+  blockSize = maxBlockSize;
+  tickLength = static_cast<float>(maxBlockSize) / rate;
+  radiansPerHz = 6.2831855f / rate;
+  minSweepRate = 0.5f * OwnParam(kRate).GetMinimum();
+  maxSweepRate = 2.0f * OwnParam(kRate).GetMaximum();
+  CarveWorkspace();
+
+  for (auto& gain : voiceGains) gain.Setup(1, rate);
+  for (auto& side : sweeps) {
+    for (auto& sweep : side) sweep.Setup(1, maxBlockSize, rate);
+  }
+  for (auto* smoother : {&wet, &inputGain, &outputGain, &voiceCountGain})
+    smoother->Setup(1, maxBlockSize, rate);
+  sweepDepth.Setup(1, rate);
+  highPassPosition.Setup(maxBlockSize, rate);
+  lowPassPosition.Setup(maxBlockSize, rate);
+  primaryReadOut.Setup(maxBlockSize, rate);
+  prismelReadOut.Setup(maxBlockSize, rate);
+
+  const float longestTap = OwnParam(kDetune).GetMaximum() * 0.001f * rate;
+  for (auto& line : tapLines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
+  feedback.Configure(maxBlockSize, rate, OwnParam(kFeedbackDelayTime).GetMaximum());
+
+  lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
+  highPassPosition.SetValue(OwnNormalized(kHpfCutoff));
+  lowPassHz = OwnValue(kLpfCutoff);
+  highPassHz = OwnValue(kHpfCutoff);
+  ComputeLowPass();
+  ComputeHighPass();
+}
+
+void Prismel::CarveWorkspace() {
+  const std::size_t length = WholeQuads(blockSize + 3u);
+  workspace.assign(kBufferCount * length, 0.0f);
+  float* next = workspace.data();
+  const auto take = [&] { return std::exchange(next, next + length); };
+  for (auto* group : {&sweepRamps, &taps, &effects}) {
+    for (auto& side : *group) {
+      for (float*& buffer : side) buffer = take();
+    }
+  }
+  depthBuffer = take();
+  wetBuffer = take();
+  for (float*& buffer : wetSums) buffer = take();
+  inputGainBuffer = take();
+  outputGainBuffer = take();
+  for (float*& buffer : dry) buffer = take();
+  for (float*& buffer : voiceGainBuffers) buffer = take();
+  feedbackGainBuffer = take();
+  feedbackDelayBuffer = take();
+  for (float*& buffer : feedbackOutputs) buffer = take();
+  feedback.SetOutputs(feedbackOutputs[0], feedbackOutputs[1]);
+  voiceCountGainBuffer = take();
+}
+
+void Prismel::DoReset(bool) {
+  sweepLfo.Restart();
+  for (auto& line : tapLines) line.Clear();
+  highPassStates = {};
+  lowPassStates = {};
+  highPassPosition.SetValue(OwnNormalized(kHpfCutoff));
+  lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
+  wet.SetValue(OwnValue(kWet));
+  inputGain.SetValue(DbToGain(OwnValue(kInputGain)));
+  outputGain.SetValue(DbToGain(OwnValue(kOutputGain)));
+  // Intended: a moved knob will aim 1 ms shorter than this.
+  feedback.Reset(OwnValue(kFeedbackDelayTime));
+  voiceCountGain.SetValue(kVoiceCountGains[VoicesAsked() - 1]);
+  prismelReadOut.SetValue(OwnNormalized(kPrismelion));
+}
+
+bool Prismel::UpdateParams(ProcessContext& context) {
+  const uint32_t count = context.sampleCount;
+  if (changed != 0) {
+    for (uint32_t v = 0; v < kVoiceCount; ++v) voiceGains[v].SetValue(v < VoicesAsked() ? 1.0f : 0.0f);
+    feedback.SnapGain(
+        FeedbackPath::GainOf(OwnParam(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort)));
+  }
+  if (IsOwnDirty(kVoices)) UpdateVoices();
+  voiceCountGain.Render(voiceCountGainBuffer, count);
+  if (IsOwnDirty(kFeedbackDelayTime)) feedback.AimDelay(OwnValue(kFeedbackDelayTime));
+  feedback.RenderDelay(feedbackDelayBuffer, count);
+  CountActiveVoices();
+  for (uint32_t v = 0; v < activeVoices; ++v) voiceGains[v].Render(voiceGainBuffers[v], count);
+  UpdateLowPass();
+  UpdateHighPass();
+
+  const float amount = OwnParam(kPrismelion).ReadValueModulated(context, kPrismelPort);
+  UpdateStageEffects(context, amount);
+
+  wet.SetTarget(OwnValue(kWet));
+  inputGain.SetTarget(DbToGain(OwnValue(kInputGain)));
+  outputGain.SetTarget(DbToGain(OwnValue(kOutputGain)));
+  wet.Render(wetBuffer, count);
+  inputGain.Render(inputGainBuffer, count);
+  outputGain.Render(outputGainBuffer, count);
+  sweepDepth.Render(depthBuffer, count);
+  feedback.RenderGain(feedbackGainBuffer, count);
+
+  if (IsOwnDirty(kFxType) || changed != 0) ResetStageEffects();
+  return true;
+}
+
+void Prismel::UpdateVoices() {
+  const uint32_t voices = VoicesAsked();
+  sweepGroups = voices % 2 + voices / 2;
+  // For the voices of the previous block only: one that comes in now keeps the speed it had.
+  UpdateIncrements();
+  voiceCountGain.SetTarget(kVoiceCountGains[voices - 1]);
+  for (uint32_t v = 0; v < kVoiceCount; ++v) voiceGains[v].SetTarget(v < voices ? 1.0f : 0.0f);
+}
+
+// A count, not the highest sounding voice: that many voices from the first on are run.
+void Prismel::CountActiveVoices() {
+  activeVoices = 1;
+  for (uint32_t v = 1; v < kVoiceCount; ++v) {
+    if (voiceGains[v].Current() > 0.0f || !voiceGains[v].IsSettled()) ++activeVoices;
+  }
+}
+
+void Prismel::UpdateLowPass() {
+  const float position = OwnNormalized(kLpfCutoff);
+  lowPassPosition.SetTarget(position);
+  const float hz = OwnParam(kLpfCutoff).ToValue(lowPassPosition.Tick());
+  if (hz != lowPassHz) {
+    lowPassHz = hz;
+    ComputeLowPass();
+  }
+  // An opening filter starts clean: a stale state would burst out.
+  const bool runs = position < 1.0f;
+  if (runs && !lowPassRuns) lowPassStates = {};
+  lowPassRuns = runs;
+}
+
+void Prismel::UpdateHighPass() {
+  const float position = OwnNormalized(kHpfCutoff);
+  highPassPosition.SetTarget(position);
+  highPassHz = OwnParam(kHpfCutoff).ToValue(highPassPosition.Tick());
+  // Intended: compared with the other filter's frequency, so a meeting of the two holds the coefficients for
+  // a block.
+  if (highPassHz != lowPassHz) ComputeHighPass();
+  const bool runs = position > 0.0f;
+  if (runs && !highPassRuns) highPassStates = {};
+  highPassRuns = runs;
+}
+
+void Prismel::ComputeLowPass() {
+  const float w = std::min(lowPassHz, 0.495f * sampleRate) * radiansPerHz;
+  lowPass = BiquadCoefficients::LowPass(w, std::sin(w) * 0.5f * kButterworthInverseQ);
+}
+
+void Prismel::ComputeHighPass() {
+  // Held below half the rate, where it would turn unstable; from 44.1 kHz up the knob's top stays below that
+  // anyway.
+  const float w = std::min(highPassHz, 0.495f * sampleRate) * radiansPerHz;
+  highPass = BiquadCoefficients::HighPass(w, std::sin(w) * 0.5f * kButterworthInverseQ);
+}
+
+void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
+  const uint32_t type = Type();
+  const StageRoute& route = kRoutes[type];
+  if (route.law != SpreadLaw::kNone) {
+    const float primary = OwnParam(route.primary).ReadValueModulated(context, kPrimaryPort);
+    for (uint32_t v = 0; v < activeVoices; ++v) {
+      for (uint32_t side = 0; side < 2; ++side) {
+        const StageSpread& spread = spreads[side];
+        const float value = route.law == SpreadLaw::kRatio ? spread.Ratio(v, primary, amount)
+                                                           : spread.Root(v, primary, amount, route.span);
+        AtEffect(Bank(side).Clone(v), type, [&](auto& effect) {
+          const ParamRecord& target = effect.Param(route.primaryTarget);
+          effect.SetParamInternal(route.primaryTarget,
+                                  std::min(std::max(value, target.GetMinimum()), target.GetMaximum()));
+        });
+      }
+    }
+    PassSecondary(type);
+  }
+  AimFeedbackGain(context, type);
+  UpdateReadOuts(context, type, amount);
+  UpdateSweep(amount);
+}
+
+// The same value for all voices, or the chord's, and only when something that bears on it has moved.
+void Prismel::PassSecondary(uint32_t type) {
+  const bool due = IsOwnDirty(kBandpassResonance) || IsOwnDirty(kCombResonance) ||
+                   IsOwnDirty(kBitCrusherBitDepth) || IsOwnDirty(kDistortionAlgorithm) ||
+                   IsOwnDirty(kHarmonizerChord) || IsOwnDirty(kVoices) || IsOwnDirty(kFxType);
+  if (!due) return;
+  const StageRoute& route = kRoutes[type];
+  const float value = OwnValue(route.secondary);
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    const float own =
+        type == kFxHarmonizer ? static_cast<float>(kChords[static_cast<uint32_t>(value)][v]) : value;
+    for (uint32_t side = 0; side < 2; ++side) {
+      AtEffect(Bank(side).Clone(v), type,
+               [&](auto& effect) { effect.SetParamInternal(route.secondaryTarget, own); });
+    }
+  }
+}
+
+void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
+  feedback.AimGain(
+      type == kFxHarmonizer
+          ? FeedbackPath::GainOf(OwnParam(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort))
+          : 0.0f);
+}
+
+void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
+  if (type != kFxPassThrough) {
+    primaryReadOut.SetTarget(OwnParam(kRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
+  }
+  prismelReadOut.SetTarget(amount);
+  SetParam(kOwnBase + kFeedbackPrismel, prismelReadOut.Tick());
+}
+
+void Prismel::UpdateSweep(float amount) {
+  const float depth = OwnParam(kDetune).ToValue(amount) * 0.001f * sampleRate;
+  if (changed != 0) {
+    sweepDepth.SetValue(depth);
+  } else {
+    sweepDepth.SetTarget(depth);
+  }
+  const float rate = OwnParam(kRate).ToValue(amount);
+  if (rate == sweepRate) return;
+  sweepRate = rate;
+  sweepRateRight = rate * kRightSide;
+  UpdateIncrements();
+}
+
+void Prismel::UpdateIncrements() {
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    // The right ratio stands plain here: the right rate holds the side's factor already.
+    const float left = std::clamp(kLeftRatios[v] * sweepRate, minSweepRate, maxSweepRate);
+    const float right = std::clamp(kRightRatios[v] * sweepRateRight, minSweepRate, maxSweepRate);
+    sweepLfo.SetIncrement(v, 0, left * tickLength);
+    sweepLfo.SetIncrement(v, 1, right * tickLength);
+  }
+}
+
+void Prismel::ResetStageEffects() {
+  for (uint32_t v = 0; v < kVoiceCount; ++v) {
+    for (uint32_t step = 0; step < FxVariant::kResetSteps; ++step) {
+      for (uint32_t side = 0; side < 2; ++side) Bank(side).Clone(v).ResetEffect(step);
+    }
+  }
+}
+
+uint32_t Prismel::DoProcess(ProcessContext& context) {
+  const uint32_t count = context.sampleCount;
+  const float* left = context.Input(0);
+  if (left == nullptr) return 0;
+  const float* right = context.Input(1);
+  std::copy_n(left, count, dry[0]);
+  std::copy_n(right != nullptr ? right : left, count, dry[1]);
+
+  sweepLfo.Advance(sweepGroups);
+  const bool snap = changed != 0 || snapSweeps;
+  snapSweeps = false;
+  for (uint32_t side = 0; side < 2; ++side) {
+    for (uint32_t v = 0; v < kVoiceCount; ++v) {
+      if (snap) sweeps[side][v].SetValue(sweepLfo.Output(v, side));
+    }
+    for (uint32_t v = 0; v < activeVoices; ++v) {
+      sweeps[side][v].SetTarget(sweepLfo.Output(v, side));
+      sweeps[side][v].Render(sweepRamps[side][v], count);
+    }
+  }
+  for (uint32_t side = 0; side < 2; ++side) SweepTaps(side, count);
+  RunStageEffects(context);
+  StereoBuffers out;
+  for (uint32_t side = 0; side < 2; ++side) {
+    SumVoices(side, count);
+    out[side] = context.Output(side) != nullptr ? context.Output(side) : wetSums[side];
+    Finish(side, out[side], count);
+  }
+  Mix(out[0], out[1], count);
+  return 1;
+}
+
+void Prismel::SweepTaps(uint32_t side, uint32_t count) {
+  DelayLine& line = tapLines[side];
+  BiquadDirectForm1 state = highPassStates[side];
+  const float* in = dry[side];
+  const float* returned = feedback.Output(side);
+  for (uint32_t i = 0; i < count; ++i) {
+    float x = inputGainBuffer[i] * in[i] + feedbackGainBuffer[i] * returned[i];
+    if (highPassRuns) x = state.Tick(highPass, x);
+    for (uint32_t v = 0; v < activeVoices; ++v) {
+      const float swept = sweepRamps[side][v][i] * depthBuffer[i];
+      const float delay = swept > 1.0f ? swept : 1.0f;
+      const auto whole = static_cast<uint32_t>(delay);
+      const float first = line.Read(whole);
+      taps[side][v][i] = first + (line.Read(whole + 1) - first) * (delay - static_cast<float>(whole));
+    }
+    line.Write(x);
+  }
+  highPassStates[side] = state;
+}
+
+void Prismel::RunStageEffects(const ProcessContext& context) {
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      std::array<float*, FxVariant::kInputCount> inputs{taps[side][v]};
+      std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
+      ProcessContext inner = context;
+      inner.inputs = inputs.data();
+      inner.outputs = outputs.data();
+      inner.inputCount = FxVariant::kInputCount;
+      inner.outputCount = FxVariant::kOutputCount;
+      Bank(side).Clone(v).Process(inner);
+    }
+  }
+}
+
+void Prismel::SumVoices(uint32_t side, uint32_t count) {
+  float* __restrict sum = wetSums[side];
+  std::fill_n(sum, count, 0.0f);
+  const float* __restrict common = voiceCountGainBuffer;
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    const float* __restrict voice = effects[side][v];
+    const float* __restrict gain = voiceGainBuffers[v];
+    for (uint32_t i = 0; i < count; ++i) sum[i] += voice[i] * common[i] * gain[i];
+  }
+}
+
+void Prismel::Finish(uint32_t side, float* out, uint32_t count) {
+  const float* sum = wetSums[side];
+  // The feedback takes the sum before the low-pass: the loop stays bright.
+  feedback.Process(side, sum, feedbackDelayBuffer, count);
+  if (lowPassRuns) {
+    BiquadDirectForm1 state = lowPassStates[side];
+    for (uint32_t i = 0; i < count; ++i) out[i] = state.Tick(lowPass, sum[i]) * outputGainBuffer[i];
+    lowPassStates[side] = state;
+  } else {
+    for (uint32_t i = 0; i < count; ++i) out[i] = sum[i] * outputGainBuffer[i];
+  }
+}
+
+// Equal power. The dry signal is the raw input: neither gain touches it.
+void Prismel::Mix(float* left, float* right, uint32_t count) const {
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
+    const SinCosPair share = SinCos(wetBuffer[i] * 1.5707964f);
+    left[i] = left[i] * share.sin + dry[0][i] * share.cos;
+    right[i] = right[i] * share.sin + dry[1][i] * share.cos;
+  }
+}
+
+}  // namespace Vantora::dsp

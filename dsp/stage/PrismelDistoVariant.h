@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "dsp/effects/MultiDist.h"
+#include "dsp/effects/Wavefolder.h"
+#include "engine/IOSubset.h"
+#include "engine/ModuleVariant.h"
+
+namespace Vantora::dsp {
+
+/// PrismelDistoVariant: the distortion of a voice, a wavefolder or one of three shaping curves behind one
+/// "Drive" and one "DistoType".
+///
+/// DistoType  0..2 a curve of "ShapingDist", 3 the wavefolder
+/// Drive      dB, -14..36; forwarded to both inner drives on every write, one way
+class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<Wavefolder, 6, 2>,
+                                                         engine::IOSubset<MultiDist, 5, 2>> {
+ public:
+  static constexpr uint32_t kFullInputCount =
+      ModuleVariant::kInputCount;             ///< 9: the pair and the alternatives' control ports
+  static constexpr uint32_t kInputCount = 2;  ///< the pair: a voice feeds no control ports
+  enum OwnParam : uint32_t { kDistoType = ModuleVariant::kOwnParamCount, kDrive };
+  static constexpr uint32_t kDistoTypeParam = kOwnBase + kDistoType;  ///< 27
+  static constexpr uint32_t kDriveParam = kOwnBase + kDrive;          ///< 28
+  static constexpr uint32_t kParamCount = kOwnBase + kDrive + 1;
+  static_assert(kFullInputCount == 9 && kParamCount == 29);
+
+  explicit PrismelDistoVariant(std::string name);
+
+  bool UpdateParams(ProcessContext& context) override;
+  uint32_t DoProcess(ProcessContext& context) override;
+
+ private:
+  enum Alternative : uint32_t { kWavefolder, kShaper };
+};
+
+}  // namespace Vantora::dsp

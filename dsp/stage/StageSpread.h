@@ -1,0 +1,38 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "dsp/stage/SpreadTables.h"
+
+namespace Vantora::dsp {
+
+/// Which law fans a primary parameter out across the voices.
+enum class SpreadLaw : uint8_t {
+  kNone,
+  kRatio,  ///< P x t^(5 R^2): frequencies and divisors
+  kRoot,   ///< P - (sqrt(t) - 1) R S: levels and times; ratios above 1 lower the value
+};
+
+/// The values of one side's voices around a knob.
+///
+/// R  amount, 0..1      P  the knob's value in its own unit
+/// t  the voice's ratio S  span of the root law, in the knob's unit
+class StageSpread {
+ public:
+  explicit StageSpread(const std::array<float, kVoiceCount>& ratios, float sideFactor);
+
+  /// Ratio law, through the fast power, whose error belongs to the values: at R = 0 P comes back within 1e-4.
+  float Ratio(uint32_t voice, float primary, float amount) const;
+
+  /// Root law; at R = 0 exactly P.
+  float Root(uint32_t voice, float primary, float amount, float span) const {
+    return primary - (roots[voice] - 1.0f) * amount * span;
+  }
+
+ private:
+  std::array<float, kVoiceCount> logs;   // fast base-2 logarithms of the ratios
+  std::array<float, kVoiceCount> roots;  // square roots of the ratios
+};
+
+}  // namespace Vantora::dsp
