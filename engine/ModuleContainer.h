@@ -178,7 +178,7 @@ class ModuleContainer : public Module {
   }
 
   // The own list, by position in it.
-  ParamRecord& OwnParam(uint32_t position) { return store.params[position]; }
+  ParamRecord& OwnRecord(uint32_t position) { return store.params[position]; }
   float OwnValue(uint32_t position) { return store.params[position].GetValue(); }
   float OwnNormalized(uint32_t position) { return store.params[position].GetNormalized(); }
   bool IsOwnDirty(uint32_t position) const { return store.dirtyFlags[position] != 0; }

@@ -118,8 +118,8 @@ bool PrismelProcessor::UpdateProduct(ProcessContext&) {
 
 uint32_t PrismelProcessor::ProcessWet(ProcessContext& context, ChannelMode mode) {
   const uint32_t count = context.sampleCount;
-  std::array<float*, 2> wet = {context.outputs[0], mode == kMono ? silentBuffer : context.outputs[1]};
-  for (float* side : wet) std::fill_n(side, count, 0.0f);
+  std::array<float*, 2> wetPair = {context.outputs[0], mode == kMono ? silentBuffer : context.outputs[1]};
+  for (float* side : wetPair) std::fill_n(side, count, 0.0f);
   Child<kInputAnalyzer>().SetParam(kAnalyzerStereoInput, mode == kStereo ? 1.0f : 0.0f);
   Child<kOutputAnalyzer>().SetParam(kAnalyzerStereoInput, mode != kMono ? 1.0f : 0.0f);
 
@@ -132,17 +132,17 @@ uint32_t PrismelProcessor::ProcessWet(ProcessContext& context, ChannelMode mode)
   ProcessContext inner = context;
   inner.inputs = ports.data();
   inner.inputCount = static_cast<uint32_t>(ports.size());
-  inner.outputs = wet.data();
-  inner.outputCount = static_cast<uint32_t>(wet.size());
+  inner.outputs = wetPair.data();
+  inner.outputCount = static_cast<uint32_t>(wetPair.size());
   prismel.Process(inner);
 
   const std::array<float*, 2> measured = {inputLeft, mode == kStereo ? inputRight : nullptr};
   SetParamInternal(kOwnBase + kInputPower, Meter(Child<kInputAnalyzer>(), context, measured,
                                                  prismel.GetOwnValue(dsp::Prismel::kInputGain)));
-  SetParamInternal(kOwnBase + kOutputPower, Meter(Child<kOutputAnalyzer>(), context, wet, 0.0f));
+  SetParamInternal(kOwnBase + kOutputPower, Meter(Child<kOutputAnalyzer>(), context, wetPair, 0.0f));
 
   if (IsBypassSettled() && OwnValue(kBypass) > 0.0f) {
-    for (float* side : wet) std::fill_n(side, count, 0.0f);
+    for (float* side : wetPair) std::fill_n(side, count, 0.0f);
   }
   return 1;
 }

@@ -134,8 +134,8 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
   blockSize = maxBlockSize;
   tickLength = static_cast<float>(maxBlockSize) / rate;
   radiansPerHz = 6.2831855f / rate;
-  minSweepRate = 0.5f * OwnParam(kRate).GetMinimum();
-  maxSweepRate = 2.0f * OwnParam(kRate).GetMaximum();
+  minSweepRate = 0.5f * OwnRecord(kRate).GetMinimum();
+  maxSweepRate = 2.0f * OwnRecord(kRate).GetMaximum();
   CarveWorkspace();
 
   for (auto& gain : voiceGains) gain.Setup(1, rate);
@@ -150,9 +150,9 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
   primaryReadOut.Setup(maxBlockSize, rate);
   prismelReadOut.Setup(maxBlockSize, rate);
 
-  const float longestTap = OwnParam(kDetune).GetMaximum() * 0.001f * rate;
+  const float longestTap = OwnRecord(kDetune).GetMaximum() * 0.001f * rate;
   for (auto& line : tapLines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
-  feedback.Configure(maxBlockSize, rate, OwnParam(kFeedbackDelayTime).GetMaximum());
+  feedback.Configure(maxBlockSize, rate, OwnRecord(kFeedbackDelayTime).GetMaximum());
 
   lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
   highPassPosition.SetValue(OwnNormalized(kHpfCutoff));
@@ -207,7 +207,7 @@ bool Prismel::UpdateParams(ProcessContext& context) {
   if (changed != 0) {
     for (uint32_t v = 0; v < kVoiceCount; ++v) voiceGains[v].SetValue(v < VoicesAsked() ? 1.0f : 0.0f);
     feedback.SnapGain(
-        FeedbackPath::GainOf(OwnParam(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort)));
+        FeedbackPath::GainOf(OwnRecord(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort)));
   }
   if (IsOwnDirty(kVoices)) UpdateVoices();
   voiceCountGain.Render(voiceCountGainBuffer, count);
@@ -218,7 +218,7 @@ bool Prismel::UpdateParams(ProcessContext& context) {
   UpdateLowPass();
   UpdateHighPass();
 
-  const float amount = OwnParam(kPrismelion).ReadValueModulated(context, kPrismelPort);
+  const float amount = OwnRecord(kPrismelion).ReadValueModulated(context, kPrismelPort);
   UpdateStageEffects(context, amount);
 
   wet.SetTarget(OwnValue(kWet));
@@ -254,7 +254,7 @@ void Prismel::CountActiveVoices() {
 void Prismel::UpdateLowPass() {
   const float position = OwnNormalized(kLpfCutoff);
   lowPassPosition.SetTarget(position);
-  const float hz = OwnParam(kLpfCutoff).ToValue(lowPassPosition.Tick());
+  const float hz = OwnRecord(kLpfCutoff).ToValue(lowPassPosition.Tick());
   if (hz != lowPassHz) {
     lowPassHz = hz;
     ComputeLowPass();
@@ -268,7 +268,7 @@ void Prismel::UpdateLowPass() {
 void Prismel::UpdateHighPass() {
   const float position = OwnNormalized(kHpfCutoff);
   highPassPosition.SetTarget(position);
-  highPassHz = OwnParam(kHpfCutoff).ToValue(highPassPosition.Tick());
+  highPassHz = OwnRecord(kHpfCutoff).ToValue(highPassPosition.Tick());
   // Intended: compared with the other filter's frequency, so a meeting of the two holds the coefficients for
   // a block.
   if (highPassHz != lowPassHz) ComputeHighPass();
@@ -293,7 +293,7 @@ void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
   const uint32_t type = Type();
   const StageRoute& route = kRoutes[type];
   if (route.law != SpreadLaw::kNone) {
-    const float primary = OwnParam(route.primary).ReadValueModulated(context, kPrimaryPort);
+    const float primary = OwnRecord(route.primary).ReadValueModulated(context, kPrimaryPort);
     for (uint32_t v = 0; v < activeVoices; ++v) {
       for (uint32_t side = 0; side < 2; ++side) {
         const StageSpread& spread = spreads[side];
@@ -334,13 +334,13 @@ void Prismel::PassSecondary(uint32_t type) {
 void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
   feedback.AimGain(
       type == kFxHarmonizer
-          ? FeedbackPath::GainOf(OwnParam(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort))
+          ? FeedbackPath::GainOf(OwnRecord(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort))
           : 0.0f);
 }
 
 void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
   if (type != kFxPassThrough) {
-    primaryReadOut.SetTarget(OwnParam(kRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    primaryReadOut.SetTarget(OwnRecord(kRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
     SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
   }
   prismelReadOut.SetTarget(amount);
@@ -348,13 +348,13 @@ void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float
 }
 
 void Prismel::UpdateSweep(float amount) {
-  const float depth = OwnParam(kDetune).ToValue(amount) * 0.001f * sampleRate;
+  const float depth = OwnRecord(kDetune).ToValue(amount) * 0.001f * sampleRate;
   if (changed != 0) {
     sweepDepth.SetValue(depth);
   } else {
     sweepDepth.SetTarget(depth);
   }
-  const float rate = OwnParam(kRate).ToValue(amount);
+  const float rate = OwnRecord(kRate).ToValue(amount);
   if (rate == sweepRate) return;
   sweepRate = rate;
   sweepRateRight = rate * kRightSide;
