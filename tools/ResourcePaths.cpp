@@ -60,7 +60,7 @@ std::array<SharedPlace, 5> MakeSharedPlaces(const std::string& libraryName,
                                             const std::string& programDataPath,
                                             const std::string& resourcesFolder) {
   const std::string file = libraryName + std::string(platform::kSharedLibrarySuffix);
-  const auto place = [](std::string path) { return SharedPlace{path, GetParentFolder(path)}; };
+  const auto place = [](const std::string& path) { return SharedPlace{path, GetParentFolder(path)}; };
   return {
       place(workingCopyRoot + "/../../Shared/" + file),
       SharedPlace{"./" + file, "./"},

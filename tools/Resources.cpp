@@ -59,7 +59,8 @@ bool Resources::FindFile(const std::string& name, std::string& path, bool warnIf
   const auto logMiss = [&](const std::string& text) {
     if (!silent) (warnIfMissing ? LogWarning : LogInfo)(kCategory, text);
   };
-  const std::string sought = name;  // `path` may be the same string
+  // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `path` may be `name`
+  const std::string sought = name;
   path.clear();
 
   if (sought.starts_with('~') || sought.starts_with('/')) {
