@@ -92,32 +92,6 @@ TEST(DelayLine, IsAPlainRingUnderAMillionRandomOperations) {
   EXPECT_GT(holes, 10'000);
 }
 
-TEST(DelayLine, ReadsTheLatestAtOneAndTheOldestAtItsSize) {
-  DelayLine line;
-  line.Resize(8);
-  for (const float x : {1.0f, 2.0f, 3.0f}) line.Write(x);
-  EXPECT_EQ(line.Read(1), 3.0f);
-  EXPECT_EQ(line.Read(3), 1.0f);
-  EXPECT_EQ(line.Read(4), 0.0f);
-  for (int i = 4; i <= 11; ++i) line.Write(static_cast<float>(i));
-  EXPECT_EQ(line.Read(8), 4.0f);
-  EXPECT_EQ(line.Read(9), 11.0f);  // wrapped
-}
-
-TEST(DelayLine, AfterClearIsSilentAtOnceAndUncoversCellByCell) {
-  DelayLine line;
-  line.Resize(16);
-  EXPECT_TRUE(line.IsReady());
-  for (int i = 0; i < 100; ++i) line.Write(7.0f);
-  line.Clear();
-  EXPECT_FALSE(line.IsReady());
-  for (uint32_t d = 1; d <= 16; ++d) EXPECT_EQ(line.Read(d), 0.0f);
-  line.Write(1.0f);
-  line.Write(2.0f);
-  EXPECT_EQ(line.Read(2), 1.0f);
-  for (uint32_t d = 3; d <= 16; ++d) EXPECT_EQ(line.Read(d), 0.0f);
-}
-
 TEST(DelayLine, WritingIntoTheClearedRangeKeepsTheLowerSideAndSwallowsTheUpper) {
   DelayLine line;
   line.Resize(16);

@@ -106,6 +106,9 @@ TEST(LFO, FadesInExponentiallyFromSilence) {
   EXPECT_NEAR(rig.out0[43200], 0.36788f, 1e-3f);
   EXPECT_NEAR(rig.out0[47999], 1.0f, 1e-3f);
   EXPECT_EQ(rig.out0[48400], 1.0f);
+  rig.Set(LFO::kGateIn, 1.0f);
+  rig.Run(48);
+  EXPECT_EQ(rig.out0[48480], 0.0f);  // from silence again
 }
 
 TEST(LFO, ShortestFadeStaysFinite) {
@@ -222,7 +225,10 @@ TEST(LFO, RunsWithoutPorts) {
 
 TEST(LFO, AHardResetSoundsLikeANewOneButForItsRandomState) {
   LfoRig fresh, used;
-  for (LfoRig* rig : {&fresh, &used}) rig->SetFree(7.0f);
+  for (LfoRig* rig : {&fresh, &used}) {
+    rig->SetFree(7.0f);
+    rig->Set(LFO::kMode, LFO::kSongLocked);
+  }
   used.playing = true;
   used.Run(5000);
   used.lfo.ResetState(true);

@@ -121,6 +121,8 @@ TEST(SmootherInterp, SnapTakesItsCounterFromTheDecimation) {
   EXPECT_EQ(glide.counter, 4u);
   EXPECT_EQ(glide.increment, 0.0f);
   EXPECT_EQ(glide.Tick(), 1.0f);
+  glide.SetRamp(5.0f, 5.0f);
+  EXPECT_EQ(glide.counter, 3u);
 }
 
 TEST(SmootherInterp, BlockRunsBeyondAShortRampAndTheNextOneLands) {

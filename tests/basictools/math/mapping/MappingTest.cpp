@@ -115,21 +115,63 @@ TEST(Mapping, EndsOfTheTimeTablesHoldForEveryInput) {
   }
 }
 
+/// The position that a table scales to exactly `segment`, so that it gives a point without interpolating.
+float PositionOf(int segment, int segments) {
+  float x = static_cast<float>(segment) / static_cast<float>(segments);
+  for (const float direction : {0.0f, 1.0f}) {
+    for (int i = 0; i < 3 && static_cast<float>(segments) * x != static_cast<float>(segment); ++i) {
+      x = std::nextafter(x, direction);
+    }
+  }
+  return x;
+}
+
 TEST(Mapping, TimeTablesHoldTheirPointsBitForBit) {
-  // Powers of two scale without rounding, so that these positions fall exactly on the points.
-  const PotardMappingHolder envelope = Make(EnveloppeTime), mixer = Make(MixerTime);
-  EXPECT_EQ(envelope.ToValue(0.05f), 0.000275075639f);
-  EXPECT_EQ(envelope.ToValue(0.25f), 0.0055015129f);
-  EXPECT_EQ(envelope.ToValue(0.5f), 0.0378354043f);
-  EXPECT_EQ(envelope.ToValue(0.75f), 0.197279245f);
-  EXPECT_FLOAT_EQ(envelope.ToPosition(0.000275075639f), 0.05f);
-  EXPECT_FLOAT_EQ(envelope.ToValue(0.95f), 0.685788572f);
-  // Halfway up a segment, and the inverse at a point belongs to the segment below it.
-  EXPECT_FLOAT_EQ(envelope.ToValue(0.975f), 0.5f * (0.685788572f + 1.0f));
-  EXPECT_FLOAT_EQ(mixer.ToValue(1.0f / 3.0f), 0.00858729146f);
-  EXPECT_FLOAT_EQ(mixer.ToValue(0.5f), 0.5f * (0.0192227028f + 0.0384207293f));
-  EXPECT_FLOAT_EQ(mixer.ToPosition(0.28584823f), 7.0f / 9.0f);
-  EXPECT_EQ(mixer.ToPosition(0.28584823f), 7.0f * 0.11111111f);
+  const std::vector<float> envelope = {0,
+                                       0.000275075639,
+                                       0.00105028879,
+                                       0.00217559841,
+                                       0.00355097651,
+                                       0.0055015129,
+                                       0.00807722099,
+                                       0.0119282799,
+                                       0.017554827,
+                                       0.0256820619,
+                                       0.0378354043,
+                                       0.0495386235,
+                                       0.0779714435,
+                                       0.0922503695,
+                                       0.150191307,
+                                       0.197279245,
+                                       0.298081964,
+                                       0.379829466,
+                                       0.533371687,
+                                       0.685788572,
+                                       1};
+  const std::vector<float> mixer = {0,
+                                    0.00140653912,
+                                    0.00419494137,
+                                    0.00858729146,
+                                    0.0192227028,
+                                    0.0384207293,
+                                    0.0917951912,
+                                    0.28584823,
+                                    0.552621841,
+                                    1};
+  for (const auto& [kind, table] : {std::pair{EnveloppeTime, envelope}, {MixerTime, mixer}}) {
+    const PotardMappingHolder curve = Make(kind);
+    const int segments = static_cast<int>(table.size()) - 1;
+    for (int i = 0; i <= segments; ++i) {
+      const float x = PositionOf(i, segments);
+      EXPECT_EQ(curve.ToValue(x), table[i]) << kind << " point " << i;
+      // A point belongs to the segment below it.
+      EXPECT_EQ(curve.ToPosition(table[i]),
+                i == segments ? 1.0f : static_cast<float>(i) * (kind == MixerTime ? 0.11111111f : 0.05f));
+      if (i == segments) continue;
+      const float halfway = (static_cast<float>(i) + 0.5f) / static_cast<float>(segments);
+      EXPECT_NEAR(curve.ToValue(halfway), 0.5f * (table[i] + table[i + 1]), 1e-6f * table[i + 1]);
+    }
+  }
 }
 
 TEST(Mapping, VuMeterGoesOneWay) {
@@ -210,7 +252,7 @@ TEST(MappingBlock, BaseOfZeroGivesAPowerOfZero) {
 }
 
 TEST(PotardMappingHolder, CopiesPointIntoThemselves) {
-  PotardMappingHolder target = Make(Harmonic, 4.0f);
+  PotardMappingHolder target;
   {
     PotardMappingHolder source = MakePotardMapping(Polynomial, 7u, 5.0f, 10.0f, 2.0f);
     source.reversed = true;
