@@ -1,5 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
@@ -7,6 +10,7 @@
 
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "dsp/control/LFO.h"
+#include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
 
@@ -55,7 +59,9 @@ class LfoRig {
     context.tempo = tempo;
     context.isPlaying = playing ? 1 : 0;
     context.songPosition = static_cast<float>(song);
-    lfo.Process(context);
+    auto violations = test::Watch([&] { lfo.Process(context); });
+    violations.pageFaults = 0;  // the first block touches code for the first time
+    EXPECT_TRUE(violations.None()) << violations.Text();
     const uint32_t steps = lfo.GetParam(LFO::kControlRate) >= 0.5f ? std::min(1u, count) : count;
     for (uint32_t i = 0; i < steps; ++i) {
       if (lfo.GetTriggers()[i] > 0.5f) triggers.push_back(static_cast<int>(phases.size()));
