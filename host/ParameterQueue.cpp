@@ -1,22 +1,21 @@
 #include "host/ParameterQueue.h"
 
 #include <algorithm>
-#include <boost/lockfree/queue.hpp>
+#include <memory>
+#include <string>
 #include <utility>
 
 #include "host/HostError.h"
 
 namespace Vantora::host {
 
-struct ParameterQueue::Arrivals {
-  explicit Arrivals(size_t capacity) : entries(capacity) {}
-  boost::lockfree::queue<Entry, boost::lockfree::fixed_sized<true>> entries;
-};
-
-ParameterQueue::ParameterQueue(size_t room) : capacity(room) {
-  if (room < 1 || room > 65000) throw HostError("A parameter queue has room for 1 to 65000 writes.");
-  arrivals = std::make_unique<Arrivals>(capacity);
-  waiting.reserve(capacity);
+ParameterQueue::ParameterQueue(size_t room)
+    : capacity(room), arrivals(std::clamp<size_t>(room, 1, kLargestCapacity)) {
+  if (room < 1 || room > kLargestCapacity) {
+    throw HostError("A parameter queue has room for 1 to " + std::to_string(kLargestCapacity) + " writes.");
+  }
+  waiting.resize(capacity);  // touches the pages now, so that the audio thread doesn't fault them in
+  waiting.clear();
 }
 
 ParameterQueue::~ParameterQueue() {
@@ -38,8 +37,7 @@ bool ParameterQueue::PushTogether(std::vector<ParameterWrite> writes, uint64_t p
 
 bool ParameterQueue::Offer(const ParameterWrite& write, Group* group) {
   // Relaxed: only the number counts; the queue itself publishes the entry.
-  if (occupied.fetch_add(1, std::memory_order_relaxed) >= capacity ||
-      !arrivals->entries.bounded_push({write, group, 0})) {
+  if (occupied.fetch_add(1, std::memory_order_relaxed) >= capacity || !arrivals.Push({write, group, 0})) {
     occupied.fetch_sub(1, std::memory_order_relaxed);
     return false;
   }
@@ -49,8 +47,7 @@ bool ParameterQueue::Offer(const ParameterWrite& write, Group* group) {
 void ParameterQueue::CollectArrivals(uint64_t begin) {
   Entry entry;
   // The bound on `occupied` is the bound on this loop's harvest, but writers may go on while it runs.
-  for (size_t taken = 0; waiting.size() < capacity && taken < capacity && arrivals->entries.pop(entry);
-       ++taken) {
+  for (size_t taken = 0; waiting.size() < capacity && taken < capacity && arrivals.Pop(entry); ++taken) {
     entry.write.position = std::max(entry.write.position, begin);
     entry.sequence = sequence++;
     waiting.push_back(entry);

@@ -3,8 +3,9 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <vector>
+
+#include "host/BoundedQueue.h"
 
 namespace Vantora::host {
 
@@ -22,7 +23,9 @@ struct ParameterWrite {
 /// of their positions, equal positions in the order of their arrival. The bound counts everything that waits.
 class ParameterQueue {
  public:
-  /// Room for `capacity` entries, 1 to 65000. Allocates.
+  static constexpr size_t kLargestCapacity = 1 << 16;
+
+  /// Room for `capacity` entries, 1 to `kLargestCapacity`. Allocates.
   explicit ParameterQueue(size_t capacity);
   ~ParameterQueue();
 
@@ -59,7 +62,6 @@ class ParameterQueue {
     Group* group;       // null for a single write
     uint64_t sequence;  // order of arrival, given by the processing thread
   };
-  struct Arrivals;  // the lock-free part
 
   static bool IsLater(const Entry& a, const Entry& b) {
     return a.write.position != b.write.position ? a.write.position > b.write.position
@@ -72,7 +74,7 @@ class ParameterQueue {
   void FreeSpentGroups();
 
   const size_t capacity;
-  std::unique_ptr<Arrivals> arrivals;
+  BoundedQueue<Entry> arrivals;
   std::atomic<size_t> occupied{0};     // entries in `arrivals` and `waiting`: bounds both
   std::atomic<Group*> spent{nullptr};  // groups the processing thread is done with, freed by their writers
   // Owned by the processing thread.
