@@ -1,0 +1,41 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/ProcessorLibrary.h"
+
+namespace CLI {
+class App;
+}
+
+namespace Vantora::cli {
+
+/// CommandContext: what all subcommands share. Options are in it once the command line has been read, that is
+/// when a subcommand's callback runs.
+struct CommandContext {
+  std::string library;    ///< --library; empty: searched for
+  std::string log;        ///< --log
+  std::string logFile;    ///< --log-file
+  std::string logConfig;  ///< --log-config
+  int status = 0;         ///< the command's exit status, set by the callback
+
+  /// Where the processor library is: named by --library or found in its usual places. Throws host::HostError.
+  std::filesystem::path LibraryPath() const;
+  host::ProcessorLibrary LoadLibrary() const { return host::ProcessorLibrary(LibraryPath()); }
+
+  /// Folders of presets that exist: the user's own, then the factory bank of this installation or build.
+  static std::vector<std::filesystem::path> PresetFolders();
+};
+
+// Each adds one subcommand, with its options and its callback, to `app`. `context` outlives `app`.
+void AddRenderCommand(CLI::App& app, CommandContext& context);
+void AddParamsCommand(CLI::App& app, CommandContext& context);
+void AddPresetCommand(CLI::App& app, CommandContext& context);
+void AddInfoCommand(CLI::App& app, CommandContext& context);
+
+/// --log, --log-file and --log-config, which take effect before any subcommand runs.
+void AddLogOptions(CLI::App& app, CommandContext& context);
+
+}  // namespace Vantora::cli

@@ -1,0 +1,82 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/CommandContext.h"
+#include "dsp/effects/prims/SimdTarget.h"
+#include "host/HostedProcessor.h"
+#include "tools/LibraryInfo.h"
+
+namespace Vantora::cli {
+namespace {
+
+void PrintJson(const host::ProcessorLibrary& library, const host::HostedProcessor& processor,
+               const LibraryInfo& info) {
+  const auto places = [](const std::vector<SearchedPlace>& list) {
+    nlohmann::ordered_json array = nlohmann::ordered_json::array();
+    for (const SearchedPlace& place : list) array.push_back({{"path", place.path}, {"exists", place.exists}});
+    return array;
+  };
+  nlohmann::ordered_json presets = nlohmann::ordered_json::array();
+  for (const auto& folder : CommandContext::PresetFolders()) presets.push_back(folder.string());
+  const nlohmann::ordered_json json = {
+      {"name", library.Name()},
+      {"vendor", library.Vendor()},
+      {"version", library.Version()},
+      {"interface", library.InterfaceVersion()},
+      {"parameters", processor.ParameterCount()},
+      {"library", library.Path().string()},
+      {"vectorInstructions", prims::SimdTargetName()},
+      {"presetFolders", presets},
+      {"searchFolders", places(info.searchFolders)},
+      {"sndFilePlaces", places(info.sndFilePlaces)},
+      {"sndFile", info.sndFilePath},
+      {"sndFileVersion", info.sndFileVersion},
+      {"sndFileError", info.sndFileError},
+  };
+  fmt::print("{}\n", json.dump(2));
+}
+
+void PrintPlaces(const char* title, const std::vector<SearchedPlace>& places) {
+  fmt::print("{}\n", title);
+  for (const SearchedPlace& place : places) {
+    fmt::print("  {} {}\n", place.exists ? "+" : "-", place.path.empty() ? "(current folder)" : place.path);
+  }
+}
+
+void Print(const host::ProcessorLibrary& library, const host::HostedProcessor& processor,
+           const LibraryInfo& info) {
+  fmt::print("{} {} by {}\n", library.Name(), library.Version(), library.Vendor());
+  fmt::print("library              {}\n", library.Path().string());
+  fmt::print("interface            version {}, {} parameters\n", library.InterfaceVersion(),
+             processor.ParameterCount());
+  fmt::print("vector instructions  {}\n", prims::SimdTargetName());
+  if (info.sndFilePath.empty()) {
+    fmt::print("libsndfile           none: {}\n", info.sndFileError);
+  } else {
+    fmt::print("libsndfile           {} ({})\n", info.sndFilePath, info.sndFileVersion);
+  }
+  for (const auto& folder : CommandContext::PresetFolders())
+    fmt::print("presets              {}\n", folder.string());
+  PrintPlaces("folders the library searches for files (+ exists):", info.searchFolders);
+  PrintPlaces("places of a shared libsndfile (+ exists):", info.sndFilePlaces);
+}
+
+}  // namespace
+
+void AddInfoCommand(CLI::App& app, CommandContext& context) {
+  auto json = std::make_shared<bool>(false);
+  CLI::App* command =
+      app.add_subcommand("info", "Tell where the library lies and what it finds around itself");
+  command->add_flag("--json", *json, "as JSON, for programs");
+  command->callback([json, &context] {
+    const host::ProcessorLibrary library = context.LoadLibrary();
+    const host::HostedProcessor processor(library);
+    const LibraryInfo info = DescribeLibrary(library.Path().string());
+    *json ? PrintJson(library, processor, info) : Print(library, processor, info);
+  });
+}
+
+}  // namespace Vantora::cli

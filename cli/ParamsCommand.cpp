@@ -1,0 +1,98 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "cli/CommandContext.h"
+#include "host/ParameterTable.h"
+
+namespace Vantora::cli {
+namespace {
+
+struct ParamsOptions {
+  bool all = false;
+  bool json = false;
+};
+
+const char* RoleName(host::Role role) {
+  switch (role) {
+    case host::Role::kMain:
+      return "main";
+    case host::Role::kAdvanced:
+      return "advanced";
+    case host::Role::kInternal:
+      return "internal";
+    case host::Role::kReadOut:
+      return "read-out";
+    case host::Role::kCommand:
+      return "command";
+  }
+  return "";
+}
+
+void PrintJson(bool all) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (const host::Parameter& parameter : host::ParameterTable::Get()) {
+    if (!all && !parameter.IsOffered()) continue;
+    nlohmann::ordered_json entry = {
+        {"index", parameter.Index()},
+        {"id", parameter.Id()},
+        {"name", parameter.UniqueName()},
+        {"group", parameter.Group()},
+        {"role", RoleName(parameter.GetRole())},
+        {"unit", host::UnitName(parameter.GetUnit())},
+        {"min", parameter.Minimum()},
+        {"max", parameter.Maximum()},
+        {"start", parameter.StartValue()},
+        {"startText", parameter.Text(parameter.StartNormalized())},
+        {"steps", parameter.StepCount()},
+        {"automatable", parameter.IsAutomatable()},
+        {"note", parameter.Note()},
+    };
+    if (!parameter.Labels().empty()) entry["labels"] = parameter.Labels();
+    list.push_back(std::move(entry));
+  }
+  fmt::print("{}\n", list.dump(2));
+}
+
+void PrintTable(bool all) {
+  struct Line {
+    std::string index, name, range, start;
+    std::string_view note;
+  };
+  std::vector<Line> lines{{"INDEX", "NAME", "RANGE", "START", "USE"}};
+  for (const host::Parameter& parameter : host::ParameterTable::Get()) {
+    if (!all && !parameter.IsOffered()) continue;
+    lines.push_back({std::to_string(parameter.Index()), parameter.UniqueName(), parameter.RangeText(),
+                     parameter.Text(parameter.StartNormalized()), parameter.Note()});
+  }
+  // Enumerations are listed in full; they don't set the width of their column.
+  size_t nameWidth = 0, rangeWidth = 0, startWidth = 0;
+  for (const Line& line : lines) {
+    nameWidth = std::max(nameWidth, line.name.size());
+    if (line.range.size() <= 24) rangeWidth = std::max(rangeWidth, line.range.size());
+    startWidth = std::max(startWidth, line.start.size());
+  }
+  for (const Line& line : lines) {
+    fmt::print("{:>5}  {:<{}}  {:<{}}  {:<{}}  {}\n", line.index, line.name, nameWidth, line.start,
+               startWidth, line.range, rangeWidth, line.note);
+  }
+}
+
+}  // namespace
+
+void AddParamsCommand(CLI::App& app, CommandContext& context) {
+  auto options = std::make_shared<ParamsOptions>();
+  CLI::App* command = app.add_subcommand("params", "List the effect's parameters with range and start value");
+  command->add_flag("-a,--all", options->all, "internal parameters, read-outs and commands too: all 228");
+  command->add_flag("--json", options->json, "as JSON, for programs");
+  command->callback([options, &context] {
+    options->json ? PrintJson(options->all) : PrintTable(options->all);
+    context.status = 0;
+  });
+}
+
+}  // namespace Vantora::cli

@@ -1,0 +1,112 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "cli/CommandContext.h"
+#include "cli/Failure.h"
+#include "cli/SoundOptions.h"
+#include "host/Preset.h"
+
+namespace Vantora::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+void List(const std::string& folder) {
+  const std::vector<fs::path> folders =
+      folder.empty() ? CommandContext::PresetFolders() : std::vector<fs::path>{folder};
+  std::vector<host::PresetEntry> entries;
+  for (const fs::path& path : folders) {
+    for (host::PresetEntry& entry : host::ListPresets(path)) entries.push_back(std::move(entry));
+  }
+  size_t width = 0;
+  for (const host::PresetEntry& entry : entries) width = std::max(width, entry.name.size());
+  for (const host::PresetEntry& entry : entries) {
+    if (entry.error.empty()) {
+      fmt::print("{:<{}}  {}\n", entry.name, width, entry.description);
+    } else {
+      fmt::print(stderr, "prismel: {}\n", entry.error);
+    }
+  }
+}
+
+void Show(const std::string& name, bool json) {
+  const host::Preset preset = LoadPreset(name);
+  if (json) {
+    fmt::print("{}\n", preset.ToJson());
+    return;
+  }
+  fmt::print("{}\n", preset.name);
+  if (!preset.description.empty()) fmt::print("{}\n", preset.description);
+  for (const host::Parameter& parameter : host::ParameterTable::Get()) {
+    const auto found = preset.values.find(parameter.Index());
+    if (found == preset.values.end()) continue;
+    fmt::print("  {:<32} {}\n", parameter.UniqueName(), parameter.Text(found->second));
+  }
+}
+
+void Save(const SoundOptions& sound, const std::string& path, const std::string& name,
+          const std::string& description, bool overwrite) {
+  std::error_code error;
+  if (fs::exists(path, error) && !overwrite)
+    throw Failure(fmt::format("{}: exists already; -y overwrites it", path));
+  if (fs::path(path).extension() != host::Preset::kFileEnding) {
+    throw UsageError(fmt::format("{}: a preset's file ends in {}", path, host::Preset::kFileEnding));
+  }
+  host::Preset preset = sound.Sound();
+  if (!name.empty()) preset.name = name;
+  if (preset.name.empty()) preset.name = fs::path(path).stem().string();
+  if (!description.empty()) preset.description = description;
+  preset.Write(path);
+}
+
+void Diff(const std::string& first, const std::string& second) {
+  const auto differences = host::Compare(LoadPreset(first), LoadPreset(second));
+  for (const host::PresetDifference& difference : differences) {
+    fmt::print("{:<32} {:>16}  {:>16}\n", difference.parameter->UniqueName(),
+               difference.parameter->Text(difference.first), difference.parameter->Text(difference.second));
+  }
+}
+
+struct PresetOptions {
+  std::string folder, first, second, path, name, description;
+  bool json = false, overwrite = false;
+  SoundOptions sound;
+};
+
+}  // namespace
+
+void AddPresetCommand(CLI::App& app, CommandContext&) {
+  auto options = std::make_shared<PresetOptions>();
+  CLI::App* command = app.add_subcommand("preset", "List, show, save and compare presets");
+  command->require_subcommand(1);
+
+  CLI::App* list = command->add_subcommand("list", "One line for each preset: its name and what it is for");
+  list->add_option("FOLDER", options->folder, "a folder of presets in place of the usual ones");
+  list->callback([options] { List(options->folder); });
+
+  CLI::App* show = command->add_subcommand("show", "Print a preset's values");
+  show->add_option("PRESET", options->first, "name or file")->required();
+  show->add_flag("--json", options->json, "as the JSON of a preset file");
+  show->callback([options] { Show(options->first, options->json); });
+
+  CLI::App* save = command->add_subcommand("save", "Write a sound to a preset file");
+  save->add_option("FILE", options->path, "where to write, ending in .json")->required();
+  options->sound.AddTo(*save);
+  save->add_option("--name", options->name, "the preset's name (the file's)");
+  save->add_option("--description", options->description, "one line on what it is for");
+  save->add_flag("-y,--overwrite", options->overwrite, "replace a file that exists");
+  save->callback([options] {
+    Save(options->sound, options->path, options->name, options->description, options->overwrite);
+  });
+
+  CLI::App* diff = command->add_subcommand("diff", "Print the parameters on which two presets disagree");
+  diff->add_option("FIRST", options->first, "name or file")->required();
+  diff->add_option("SECOND", options->second, "name or file")->required();
+  diff->callback([options] { Diff(options->first, options->second); });
+}
+
+}  // namespace Vantora::cli

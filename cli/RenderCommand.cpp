@@ -1,0 +1,79 @@
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "cli/CommandContext.h"
+#include "cli/Failure.h"
+#include "cli/FileOptions.h"
+#include "cli/SoundOptions.h"
+#include "cli/offline/HostedEffect.h"
+#include "cli/offline/RenderJobs.h"
+#include "host/Automation.h"
+#include "host/HostError.h"
+#include "host/ParameterTable.h"
+
+namespace Vantora::cli {
+namespace {
+
+struct RenderOptions {
+  FileOptions files;
+  SoundOptions sound;
+  double bpm = 120.0;
+  std::string tempoMap;
+  std::string automation;
+  std::string automationUnit = "seconds";
+  bool ramps = false;
+};
+
+void Run(const RenderOptions& options, CommandContext& context) {
+  const RenderSettings settings = options.files.Settings();
+  const std::vector<host::ParameterWrite> values = options.sound.Writes();
+  const host::TempoMap tempo =
+      options.tempoMap.empty() ? host::TempoMap(options.bpm) : host::TempoMap::Read(options.tempoMap);
+  host::Automation automation;
+  if (!options.automation.empty()) {
+    automation = host::Automation::Read(options.automation,
+                                        host::Automation::ParseUnit(options.automationUnit), options.ramps);
+  }
+  const std::vector<FilePair> pairs =
+      PairFiles(options.files.files, options.files.folder, options.files.type);
+
+  // One processor for all: every worker starts as a copy of this process and goes on with its own copy of a
+  // processor that hasn't run yet. So its random seeds are the same for each file, whatever the number of
+  // jobs.
+  const host::ProcessorLibrary library = context.LoadLibrary();
+  host::HostedProcessor processor(library);
+  host::ParameterTable::Get().Check(processor);
+  context.status = RunRenderJobs(pairs, settings, options.files.Jobs(), options.files.quiet, [&] {
+    return std::make_unique<HostedEffect>(processor, values, automation, tempo);
+  });
+}
+
+}  // namespace
+
+void AddRenderCommand(CLI::App& app, CommandContext& context) {
+  auto options = std::make_shared<RenderOptions>();
+  CLI::App* command = app.add_subcommand("render", "Run audio files through the effect");
+  options->files.AddTo(*command);
+  options->sound.AddTo(*command);
+  constexpr const char* kTime = "Time";
+  command->add_option("--bpm", options->bpm, "tempo, quarter notes a minute")
+      ->group(kTime)
+      ->check(CLI::Range(host::TempoMap::kLowest, host::TempoMap::kHighest))
+      ->capture_default_str();
+  command
+      ->add_option("--tempo-map", options->tempoMap, "CSV of seconds,bpm or beats,bpm in place of one tempo")
+      ->group(kTime)
+      ->excludes("--bpm");
+  command->add_option("--automation", options->automation, "CSV of time,parameter,value[,step|ramp]")
+      ->group(kTime);
+  command
+      ->add_option("--automation-unit", options->automationUnit,
+                   "what its times count where it doesn't say so")
+      ->group(kTime)
+      ->check(CLI::IsMember({"seconds", "frames", "beats"}))
+      ->capture_default_str();
+  command->add_flag("--ramps", options->ramps, "lead to each value in a line, not in a step")->group(kTime);
+  command->callback([options, &context] { Run(*options, context); });
+}
+
+}  // namespace Vantora::cli

@@ -1,0 +1,69 @@
+#include "cli/SoundOptions.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "cli/Assignment.h"
+#include "cli/CommandContext.h"
+#include "cli/Failure.h"
+#include "host/HostError.h"
+
+namespace Vantora::cli {
+
+host::Preset LoadPreset(const std::string& text) {
+  std::vector<std::string> warnings;
+  const host::Preset preset =
+      host::Preset::Read(host::FindPreset(text, CommandContext::PresetFolders()), &warnings);
+  for (const std::string& warning : warnings) fmt::print(stderr, "prismel: {}\n", warning);
+  return preset;
+}
+
+void SoundOptions::AddTo(CLI::App& command) {
+  constexpr const char* kGroup = "Sound";
+  command
+      .add_option("-P,--preset", preset,
+                  "start from this preset: a file, or a name that prismel preset list tells")
+      ->group(kGroup);
+  command
+      .add_option(
+          "-p,--set", assignments,
+          "NAME=VALUE, any number of times: Prismelion=0.7, HPFCutoff=250Hz, OutputGain=-3dB, FXType=comb; "
+          "prismel params lists the names")
+      ->group(kGroup)
+      ->allow_extra_args(false);
+}
+
+std::vector<SoundOptions::Value> SoundOptions::ParseAssignments() const {
+  std::vector<Value> values;
+  for (const std::string& text : assignments) {
+    const Assignment assignment = Assignment::Parse(text);
+    try {
+      const host::Parameter& parameter = host::ParameterTable::Get().At(assignment.name);
+      values.push_back({&parameter, parameter.Parse(assignment.value)});
+    } catch (const host::HostError& error) {
+      throw UsageError(error.what());
+    }
+  }
+  return values;
+}
+
+host::Preset SoundOptions::Sound() const {
+  host::Preset sound;
+  if (!preset.empty()) sound = LoadPreset(preset);
+  for (const Value& value : ParseAssignments()) {
+    if (value.parameter->IsInPresets()) sound.values[value.parameter->Index()] = value.normalized;
+  }
+  return sound;
+}
+
+std::vector<host::ParameterWrite> SoundOptions::Writes() const {
+  std::vector<host::ParameterWrite> writes = Sound().Writes();
+  for (const Value& value : ParseAssignments()) {
+    if (!value.parameter->IsInPresets()) writes.push_back({value.parameter->Index(), value.normalized, 0});
+  }
+  return writes;
+}
+
+}  // namespace Vantora::cli

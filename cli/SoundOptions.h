@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "host/Preset.h"
+
+namespace CLI {
+class App;
+}
+
+namespace Vantora::cli {
+
+/// SoundOptions: --preset and --set, which together name a whole sound.
+struct SoundOptions {
+  std::string preset;
+  std::vector<std::string> assignments;
+
+  void AddTo(CLI::App& command);
+
+  /// The preset, or what a preset without values is, with the assignments that belong to presets in it.
+  /// Warnings about unknown names go to standard error. Throws UsageError for a bad assignment,
+  /// host::HostError for a bad preset.
+  host::Preset Sound() const;
+  /// The writes of that sound, and behind them those of assignments that no preset holds, such as "Bypass".
+  std::vector<host::ParameterWrite> Writes() const;
+
+ private:
+  struct Value {
+    const host::Parameter* parameter;
+    float normalized;
+  };
+  std::vector<Value> ParseAssignments() const;
+};
+
+/// Reads the preset that `text` names, from a file or a preset folder; warnings go to standard error.
+host::Preset LoadPreset(const std::string& text);
+
+}  // namespace Vantora::cli

@@ -1,0 +1,125 @@
+#include "cli/audio/AudioReader.h"
+
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+
+#include "cli/Failure.h"
+
+namespace Vantora::cli {
+namespace {
+
+// A WAV header written before the length was known claims up to 4 GB: no length at all.
+constexpr int64_t kClaimedWithoutKnowing = 0x7fff0000 / 8;
+
+std::string LowerFirst(std::string text) {
+  while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
+  return text;
+}
+
+}  // namespace
+
+RawLayout ParseRawLayout(const std::string& text) {
+  const auto fail = [&] {
+    return UsageError(fmt::format(
+        "'{}' isn't RATE,CHANNELS,FORMAT such as 48000,2,float (FORMAT 16, 24, 32 or float)", text));
+  };
+  RawLayout layout;
+  const char* at = text.data();
+  const char* const end = at + text.size();
+  for (int* number : {&layout.rate, &layout.channels}) {
+    const auto [next, error] = std::from_chars(at, end, *number);
+    if (error != std::errc{} || next == end || *next != ',' || *number <= 0) throw fail();
+    at = next + 1;
+  }
+  const auto sample = ParseSampleFormat(std::string_view(at, static_cast<size_t>(end - at)));
+  if (!sample) throw fail();
+  layout.sample = *sample;
+  return layout;
+}
+
+AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& raw)
+    : path(std::move(filePath)), name(path == "-" ? "standard input" : path) {
+  if (raw) {
+    info.samplerate = raw->rate;
+    info.channels = raw->channels;
+    info.format = AudioFormat{"raw", raw->sample, false}.Code();
+  }
+  if (path == "-") {
+    file.reset(sf_open_fd(STDIN_FILENO, SFM_READ, &info, SF_FALSE));
+  } else {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+      throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+    }
+    if (S_ISDIR(status.st_mode)) throw Failure(fmt::format("{}: is a folder, not an audio file", name));
+    if (access(path.c_str(), R_OK) != 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+    if (S_ISREG(status.st_mode) && status.st_size == 0)
+      throw Failure(fmt::format("{}: the file is empty", name));
+    file.reset(sf_open(path.c_str(), SFM_READ, &info));
+  }
+  if (!file) {
+    const std::string hint =
+        path == "-" && !raw ? " (a pipe takes WAV, AU or, with --raw-input, raw samples)" : "";
+    throw Failure(
+        fmt::format("{}: not an audio file I can read: {}{}", name, LowerFirst(sf_strerror(nullptr)), hint));
+  }
+  // Float files may go beyond full scale; integers are divided by their full scale, so they come back
+  // exactly.
+  sf_command(file.get(), SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
+  if (info.samplerate < kMinRate || info.samplerate > kMaxRate) {
+    throw Failure(fmt::format("{}: its rate of {} Hz lies outside {} to {} Hz", name, info.samplerate,
+                              kMinRate, kMaxRate));
+  }
+  if (info.channels < 1) throw Failure(fmt::format("{}: it has no channels", name));
+  lengthKnown =
+      info.seekable != 0 || (info.frames > 0 && info.frames * info.channels < kClaimedWithoutKnowing);
+  if (lengthKnown && info.frames <= 0) throw Failure(fmt::format("{}: it holds no audio", name));
+}
+
+std::optional<uint64_t> AudioReader::Frames() const {
+  if (!lengthKnown) return std::nullopt;
+  return static_cast<uint64_t>(info.frames);
+}
+
+void AudioReader::SkipTo(uint64_t frame) {
+  if (info.seekable != 0) {
+    const auto target = std::min<sf_count_t>(static_cast<sf_count_t>(frame), info.frames);
+    if (sf_seek(file.get(), target, SEEK_SET) < 0) {
+      throw Failure(fmt::format("{}: can't go to frame {}: {}", name, frame, sf_strerror(file.get())));
+    }
+    position = static_cast<uint64_t>(target);
+    return;
+  }
+  std::vector<float> thrownAway(1024 * static_cast<size_t>(info.channels));
+  while (position < frame) {
+    if (Read(thrownAway.data(), std::min<uint64_t>(1024, frame - position)) == 0) return;
+  }
+}
+
+uint64_t AudioReader::Read(float* interleaved, uint64_t frames) {
+  const sf_count_t got = sf_readf_float(file.get(), interleaved, static_cast<sf_count_t>(frames));
+  const uint64_t count = got > 0 ? static_cast<uint64_t>(got) : 0;
+  position += count;
+  if (count < frames) {
+    if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
+      throw Failure(fmt::format("{}: damaged after {:.3f} s: {}", name,
+                                static_cast<double>(position) / info.samplerate, sf_strerror(file.get())));
+    }
+    // A lossy file's length is an estimate; of any other, frames that don't come are frames that are lost.
+    const bool exact = (info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_MPEG_LAYER_III;
+    if (lengthKnown && exact && position < static_cast<uint64_t>(info.frames)) {
+      throw Failure(fmt::format("{}: damaged: it ends after {:.3f} s of {:.3f} s", name,
+                                static_cast<double>(position) / info.samplerate,
+                                static_cast<double>(info.frames) / info.samplerate));
+    }
+  }
+  return count;
+}
+
+}  // namespace Vantora::cli

@@ -1,0 +1,91 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+#include "cli/CommandContext.h"
+#include "cli/Failure.h"
+#include "cli/HelpCommand.h"
+#include "host/HostError.h"
+
+namespace {
+
+using namespace Vantora;
+
+void Complain(const std::string& text) { fmt::print(stderr, "prismel: {}\n", text); }
+
+/// CLI11's sentence without its label.
+std::string Sentence(const CLI::ParseError& error) {
+  std::string text = error.what();
+  while (!text.empty() && (text.back() == '\n' || text.back() == '.')) text.pop_back();
+  return text;
+}
+
+/// The first word that isn't an option, where no subcommand has that name; empty where all is well.
+std::string UnknownCommand(const CLI::App& app, int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    if (word.starts_with("-")) {
+      if (word == "--library" || word.starts_with("--log")) ++i;
+      continue;
+    }
+    const auto isIt = [&word](const CLI::App* command) { return command->get_name() == word; };
+    return app.get_subcommands(isIt).empty() ? word : "";
+  }
+  return "";
+}
+
+int Run(int argc, char** argv) {
+  cli::CommandContext context;
+  CLI::App app(
+      "Qfx PRISMEL: splits stereo audio into up to eight swept voices, each with its own stage effect.");
+  app.name("prismel");
+  app.set_version_flag("--version", PRISMEL_VERSION);
+  app.require_subcommand(1);
+  app.get_formatter()->column_width(34);
+  app.add_option("--library", context.library, "processor library to use in place of the installed one");
+  cli::AddLogOptions(app, context);
+  app.fallthrough();
+  cli::AddRenderCommand(app, context);
+  cli::AddParamsCommand(app, context);
+  cli::AddPresetCommand(app, context);
+  cli::AddInfoCommand(app, context);
+  cli::AddHelpCommand(app, context);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::CallForHelp&) {
+    fmt::print("{}", cli::HelpText(app, app.get_subcommands()));
+    return 0;
+  } catch (const CLI::Success& success) {  // --version
+    fmt::print("{}\n", success.what());
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    if (argc < 2) {
+      fmt::print(stderr, "{}", app.help());
+    } else if (const std::string word = UnknownCommand(app, argc, argv); !word.empty()) {
+      Complain(fmt::format("there is no command '{}'; see prismel help", word));
+    } else {
+      Complain(Sentence(error) + "; see prismel help");
+    }
+    return cli::Failure::kUsage;
+  }
+  return context.status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    return Run(argc, argv);
+  } catch (const cli::Failure& failure) {
+    Complain(failure.what());
+    return failure.Status();
+  } catch (const std::bad_alloc&) {
+    Complain("not enough memory");
+  } catch (const std::exception& problem) {
+    Complain(problem.what());
+  }
+  return cli::Failure::kRuntime;
+}

@@ -1,0 +1,215 @@
+#include "cli/offline/FileRenderer.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <filesystem>
+#include <limits>
+
+#include "cli/Failure.h"
+#include "cli/audio/AudioWriter.h"
+#include "cli/audio/LoudnessMeter.h"
+#include "cli/offline/SampleStash.h"
+
+namespace Vantora::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The input channels that are fed, counted from 0.
+std::vector<int> SelectChannels(const RenderSettings& settings, const AudioReader& reader) {
+  if (settings.channels.empty()) {
+    if (reader.Channels() > 2) {
+      throw Failure(fmt::format("{}: has {} channels; choose one or two, for instance with --channels 1,2",
+                                reader.Path(), reader.Channels()));
+    }
+    return reader.Channels() == 1 ? std::vector<int>{0} : std::vector<int>{0, 1};
+  }
+  std::vector<int> selected;
+  for (const int channel : settings.channels) {
+    if (channel > reader.Channels()) {
+      throw Failure(fmt::format("{}: has no channel {}, only {}", reader.Path(), channel, reader.Channels()));
+    }
+    selected.push_back(channel - 1);
+  }
+  return selected;
+}
+
+/// OutputChain: what lies behind the effect. Takes its channels, drops the latency, keeps input and tail
+/// apart, measures, puts aside or writes.
+class OutputChain {
+ public:
+  OutputChain(const RenderSettings& renderSettings, const std::string& path, const AudioReader& reader,
+              int outputChannels, const Effect& effect)
+      : settings(renderSettings),
+        channels(static_cast<uint64_t>(outputChannels)),
+        rate(reader.Rate()),
+        writer(path, WriterSettings(renderSettings, path, reader, outputChannels)),
+        meter(rate, outputChannels),
+        tail(settings.tail, rate, outputChannels, effect.LongestGap()),
+        skip(effect.Latency()) {
+    if (settings.normalize) {
+      const fs::path folder = fs::path(path).parent_path();
+      stash.emplace(path == "-" ? fs::temp_directory_path() : folder.empty() ? fs::path(".") : folder);
+    }
+  }
+
+  /// As many frames as this belong to the input; what comes behind is tail.
+  void SetInputEnd(uint64_t frames) { inputEnd = frames; }
+  bool IsTailDone() const { return tail.IsDone(); }
+  /// Frames of the input's own length that haven't come out yet.
+  uint64_t Missing() const { return inputEnd > seen ? inputEnd - seen + skip : 0; }
+
+  void Take(const float* const* outputs, uint32_t frames) {
+    const auto dropped = static_cast<uint32_t>(std::min<uint64_t>(skip, frames));
+    skip -= dropped;
+    const uint64_t count = frames - dropped;
+    interleaved.resize(count * channels);
+    for (uint64_t c = 0; c < channels; ++c) {
+      for (uint64_t i = 0; i < count; ++i) interleaved[i * channels + c] = outputs[c][dropped + i];
+    }
+    const uint64_t body = std::min(count, inputEnd - std::min(seen, inputEnd));
+    seen += count;
+    Keep(interleaved.data(), body);
+    tail.Add(interleaved.data() + body * channels, count - body,
+             [this](const float* samples, uint64_t kept) { Keep(samples, kept); });
+  }
+
+  void Finish(JobReport& report) {
+    if (stash) {
+      const float gain = settings.normalize->Gain(meter, &report.peakHeldGain);
+      meter = LoudnessMeter(rate, static_cast<int>(channels));
+      stash->Replay(4096 * channels, [&](float* samples, uint64_t count) {
+        for (uint64_t i = 0; i < count; ++i) samples[i] *= gain;
+        if (settings.measure) meter.Add(samples, count / channels);
+        writer.Write(samples, count / channels);
+      });
+    }
+    report.outputSeconds = static_cast<double>(writer.FramesWritten()) / rate;
+    if (settings.measure) {
+      report.outputPeak = meter.PeakDb();
+      report.outputLufs = meter.IntegratedLufs();
+    }
+    report.clipped = writer.ClippedSamples();
+    report.tailCut = tail.WasCut();
+    writer.Finish();
+  }
+
+ private:
+  static AudioWriter::Settings WriterSettings(const RenderSettings& settings, const std::string& path,
+                                              const AudioReader& reader, int outputChannels) {
+    const std::string type = settings.type.empty() && path == "-" ? "wav" : settings.type;
+    AudioWriter::Settings writer;
+    writer.format = ChooseOutputFormat(path, type, settings.sample, reader.Sample());
+    writer.rate = reader.Rate();
+    writer.channels = outputChannels;
+    const double tailFrames = settings.tail.seconds * reader.Rate();
+    writer.mostFrames = reader.Frames().value_or(uint64_t{1} << 40) + static_cast<uint64_t>(tailFrames);
+    writer.dither = settings.dither;
+    writer.overwrite = settings.overwrite;
+    return writer;
+  }
+
+  void Keep(const float* samples, uint64_t frames) {
+    if (frames == 0) return;
+    if (settings.measure || stash) meter.Add(samples, frames);
+    if (stash) {
+      stash->Add(samples, frames * channels);
+    } else {
+      writer.Write(samples, frames);
+    }
+  }
+
+  const RenderSettings& settings;
+  uint64_t channels;
+  int rate;
+  AudioWriter writer;
+  LoudnessMeter meter;
+  std::optional<SampleStash> stash;
+  Tail tail;
+  uint64_t skip;  // frames of latency still to drop
+  uint64_t inputEnd = std::numeric_limits<uint64_t>::max();
+  uint64_t seen = 0;
+  std::vector<float> interleaved;
+};
+
+}  // namespace
+
+void RenderFile(const RenderSettings& settings, const std::string& input, const std::string& output,
+                Effect& effect, JobReport& report) {
+  std::error_code ignored;
+  if (input != "-" && output != "-" && fs::equivalent(input, output, ignored)) {
+    throw UsageError(fmt::format("{}: input and output are the same file", output));
+  }
+  AudioReader reader(input, settings.rawInput);
+  const std::vector<int> selected = SelectChannels(settings, reader);
+  const int outputChannels = selected.size() == 2 || settings.stereo ? 2 : 1;
+  const double rate = reader.Rate();
+
+  const auto frames = [rate](double seconds) { return static_cast<uint64_t>(std::llround(seconds * rate)); };
+  const uint64_t start = settings.startSeconds ? frames(*settings.startSeconds) : 0;
+  if (reader.Frames() && start >= *reader.Frames() && start > 0) {
+    throw Failure(fmt::format("{}: --start lies behind its end at {:.3f} s", input,
+                              static_cast<double>(*reader.Frames()) / rate));
+  }
+  uint64_t left =
+      settings.durationSeconds ? frames(*settings.durationSeconds) : std::numeric_limits<uint64_t>::max();
+  if (reader.Frames()) {
+    left = std::min(left, *reader.Frames() - start);
+    report.total.store(left);
+  }
+
+  effect.Start(reader.Rate(), static_cast<int>(selected.size()), outputChannels);
+  OutputChain chain(settings, output, reader, outputChannels, effect);
+  if (start > 0) reader.SkipTo(start);
+
+  LoudnessMeter inputMeter(reader.Rate(), static_cast<int>(selected.size()));
+  const uint64_t piece = settings.pieceFrames;
+  const auto inputChannels = static_cast<uint64_t>(reader.Channels());
+  std::vector<float> interleaved(piece * inputChannels);
+  std::vector<float> taken(piece * selected.size());  // interleaved, for the meter
+  std::array<std::vector<float>, 2> planes{std::vector<float>(piece), std::vector<float>(piece)};
+  const std::array<const float*, 2> inputs{planes[0].data(), planes[1].data()};
+  const Effect::Sink sink = [&chain](const float* const* outputs, uint32_t count) {
+    chain.Take(outputs, count);
+  };
+
+  uint64_t fed = 0;
+  while (left > 0) {
+    const uint64_t count = reader.Read(interleaved.data(), std::min(piece, left));
+    if (count == 0) break;
+    for (size_t c = 0; c < selected.size(); ++c) {
+      const float* from = interleaved.data() + selected[c];
+      for (uint64_t i = 0; i < count; ++i) {
+        planes[c][i] = from[i * inputChannels];
+        taken[i * selected.size() + c] = planes[c][i];
+      }
+    }
+    if (settings.measure) inputMeter.Add(taken.data(), count);
+    effect.Feed(inputs.data(), count, sink);
+    fed += count;
+    left -= count;
+    report.done.store(fed, std::memory_order_relaxed);
+  }
+  if (fed == 0) throw Failure(fmt::format("{}: it holds no audio", input == "-" ? "standard input" : input));
+
+  chain.SetInputEnd(fed);
+  // Samples of the last block are still inside the effect: what comes out behind the input's end is tail.
+  while (!chain.IsTailDone()) effect.Feed(nullptr, piece, sink);
+  if (const uint64_t missing = chain.Missing()) effect.Feed(nullptr, missing, sink);
+  effect.Finish(sink);
+
+  report.inputSeconds = static_cast<double>(fed) / rate;
+  report.nonFinite = effect.NonFiniteCount();
+  report.measured = settings.measure;
+  if (settings.measure) {
+    report.inputPeak = inputMeter.PeakDb();
+    report.inputLufs = inputMeter.IntegratedLufs();
+  }
+  chain.Finish(report);
+  report.finished = true;
+}
+
+}  // namespace Vantora::cli

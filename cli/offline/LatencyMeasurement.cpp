@@ -1,0 +1,36 @@
+#include "cli/offline/LatencyMeasurement.h"
+
+#include <cmath>
+#include <optional>
+#include <vector>
+
+#include "cli/Failure.h"
+#include "host/BlockCollector.h"
+#include "host/HostedProcessor.h"
+#include "host/ParameterTable.h"
+
+namespace Vantora::cli {
+
+uint64_t MeasureLatency(const host::ProcessorLibrary& library, int rate) {
+  host::HostedProcessor processor(library);
+  processor.Set(host::ParameterTable::Get().At("Bypass").Index(), 1.0f);
+  processor.Init(static_cast<float>(rate));
+  host::FileCollector collector(processor, 1, 1);
+
+  std::optional<uint64_t> found;
+  uint64_t seen = 0;
+  const auto look = [&](const float* const* outputs, uint32_t count) {
+    for (uint32_t i = 0; i < count && !found; ++i) {
+      if (std::abs(outputs[0][i]) > 0.5f) found = seen + i;
+    }
+    seen += count;
+  };
+  const float impulse = 1.0f;
+  const float* const input = &impulse;
+  collector.Feed(&input, 1, look);
+  while (!found && seen < static_cast<uint64_t>(rate)) collector.Feed(nullptr, collector.BlockSize(), look);
+  if (!found) throw Failure("the processor library's dry signal doesn't come out within a second");
+  return *found;
+}
+
+}  // namespace Vantora::cli

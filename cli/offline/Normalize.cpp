@@ -1,0 +1,45 @@
+#include "cli/offline/Normalize.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <string_view>
+
+#include "cli/Failure.h"
+#include "cli/Numbers.h"
+#include "cli/audio/LoudnessMeter.h"
+
+namespace Vantora::cli {
+
+NormalizeTarget NormalizeTarget::Parse(const std::string& text) {
+  NormalizeTarget target;
+  std::string number = text;
+  const auto strip = [&number](std::string_view unit) {
+    if (!number.ends_with(unit)) return false;
+    number.resize(number.size() - unit.size());
+    while (number.ends_with(' ')) number.pop_back();
+    return true;
+  };
+  target.isLoudness = strip("LUFS") || strip("lufs");
+  if (!target.isLoudness) static_cast<void>(strip("dBFS") || strip("dB") || strip("db"));
+  target.level = ParseNumber("--normalize", number);
+  if (target.level > 0.0 || target.level < -100.0) {
+    throw UsageError(fmt::format("--normalize: '{}' lies outside -100 to 0", text));
+  }
+  return target;
+}
+
+float NormalizeTarget::Gain(const LoudnessMeter& measured, bool* heldByPeak) const {
+  *heldByPeak = false;
+  const double peak = measured.PeakDb();
+  const double from = isLoudness ? measured.IntegratedLufs() : peak;
+  if (!std::isfinite(from)) return 1.0f;
+  double decibels = level - from;
+  if (isLoudness && peak + decibels > 0.0) {
+    decibels = -peak;
+    *heldByPeak = true;
+  }
+  return static_cast<float>(std::pow(10.0, decibels / 20.0));
+}
+
+}  // namespace Vantora::cli
