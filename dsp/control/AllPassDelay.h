@@ -39,12 +39,14 @@ class AllPassDelay {
 
   /// mode        an InterpolationMode
   /// modulation  samples, added to the delay; a sum below 1 reads one sample back
-  float ProcessModulated(uint32_t mode, float input, float modulation) noexcept {
+  /// readGain    of what is read: with sqrt(1 - the delay's growth per sample) a read that slows down adds no
+  ///             energy
+  float ProcessModulated(uint32_t mode, float input, float modulation, float readGain = 1.0f) noexcept {
     const float t = delayF + modulation;
     const float delayed = t >= 1.0f ? line.ReadInterpolated(static_cast<uint32_t>(static_cast<int32_t>(t)),
                                                             mode, t - std::floor(t))
                                     : line.Read(1);
-    return Finish(input, delayed);
+    return Finish(input, readGain * delayed);
   }
 
   /// The ring itself, for taps.

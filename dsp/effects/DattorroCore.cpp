@@ -22,6 +22,7 @@ constexpr uint32_t kDelayMargin = 10;                                     // sam
 constexpr std::array<float, 14> kTapLengths = {266.0f, 2974.0f, 1913.0f, 1996.0f, 1990.0f, 187.0f, 1066.0f,
                                                353.0f, 3627.0f, 1228.0f, 2673.0f, 2111.0f, 335.0f, 121.0f};
 constexpr float kTapGain = 0.6f;
+constexpr double kFreeSpeed = 0.01;  // samples a sample: three times the modulation that a fresh plate has
 
 std::vector<ParamRecord> Records() {
   struct Row {
@@ -77,6 +78,7 @@ void DattorroCore::Coefficients::Add(const Coefficients& by) {
 }
 
 void DattorroCore::Phasor::SetIncrement(double radians) {
+  increment = radians;
   turnSine = std::sin(radians);
   turnCosine = std::cos(radians);
 }
@@ -241,14 +243,27 @@ float DattorroCore::Delayed(float input) {
                                        samples - whole);
 }
 
-void DattorroCore::RunHalf(Half& half, float input, const Coefficients& k, float end, float firstModulation,
-                           float secondModulation) {
+/// A read that falls behind stretches what it reads and so adds energy, and a loop that keeps step with the
+/// modulator would gather it and run away. Beyond the speed that plates are set to, the gain makes up for it:
+/// then each all-pass keeps its energy however its delay moves, and the tank is stable in every corner.
+DattorroCore::Reading DattorroCore::ReadAt(double position, double slope, double excursion,
+                                           double increment) {
+  const float offset = static_cast<float>(excursion * position);
+  const double speed = excursion * increment * slope;  // samples a sample
+  if (speed <= kFreeSpeed) return {offset, 1.0f};
+  return {offset, static_cast<float>(std::sqrt(std::max(1.0 - (speed - kFreeSpeed), 0.0)))};
+}
+
+void DattorroCore::RunHalf(Half& half, float input, const Coefficients& k, float end, const Phasor& phasor,
+                           double excursion) {
+  const Reading first = ReadAt(phasor.sine, phasor.cosine, excursion, phasor.increment);
+  const Reading second = ReadAt(phasor.cosine, -phasor.sine, excursion, phasor.increment);
   const float behindLong = half.longDelay.Read(half.longLength);
   half.longDelay.Write(half.first.ProcessModulated(kInterpolationLinear, input + k.decay * end,
-                                                   std::min(firstModulation, half.firstRoom)));
+                                                   std::min(first.offset, half.firstRoom), first.gain));
   half.damped += k.brightness * (behindLong - half.damped);
   half.endDelay.Write(half.second.ProcessModulated(kInterpolationLinear, k.decay * half.damped,
-                                                   std::min(secondModulation, half.secondRoom)));
+                                                   std::min(second.offset, half.secondRoom), second.gain));
 }
 
 float DattorroCore::LeftTaps() const {
@@ -284,10 +299,8 @@ void DattorroCore::Run(const float* left, const float* right, float* outLeft, fl
 
     for (AllPassDelay& diffuser : diffusers) x = diffuser.Process(x);
     const double excursion = static_cast<double>(excursionSamples.Tick());
-    RunHalf(halves[0], x, k, endOfB, static_cast<float>(excursion * phasors[0].sine),
-            static_cast<float>(excursion * phasors[0].cosine));
-    RunHalf(halves[1], x, k, endOfA, static_cast<float>(excursion * phasors[1].sine),
-            static_cast<float>(excursion * phasors[1].cosine));
+    RunHalf(halves[0], x, k, endOfB, phasors[0], excursion);
+    RunHalf(halves[1], x, k, endOfA, phasors[1], excursion);
     for (Phasor& phasor : phasors) phasor.Turn();
   }
 }

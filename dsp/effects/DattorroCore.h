@@ -87,11 +87,18 @@ class DattorroCore : public UnitModule {
     double cosine = 1.0;
     double turnSine = 0.0;
     double turnCosine = 1.0;
+    double increment = 0.0;  // radians a sample
 
     void SetIncrement(double radians);
     void Restart();
     void Turn();
     void Normalize();
+  };
+
+  /// How a modulated all-pass is read in one sample.
+  struct Reading {
+    float offset;  // samples
+    float gain;
   };
 
   /// One half of the figure of eight.
@@ -112,8 +119,9 @@ class DattorroCore : public UnitModule {
   void SetLengths();
   void SetTaps();
   float Delayed(float input);
-  void RunHalf(Half& half, float input, const Coefficients& k, float end, float firstModulation,
-               float secondModulation);
+  static Reading ReadAt(double position, double slope, double excursion, double increment);
+  void RunHalf(Half& half, float input, const Coefficients& k, float end, const Phasor& phasor,
+               double excursion);
   float LeftTaps() const;
   float RightTaps() const;
   template <bool isMoving>

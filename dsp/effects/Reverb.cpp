@@ -71,7 +71,7 @@ void Reverb::AimBandLimit(BandLimit& limit, uint32_t own, bool wanted, bool isFr
   }
   limit.isOn = wanted;
   if (!wanted) return;
-  const float hz = std::min(OwnParam(own).ToValue(limit.position.Tick()), 0.495f * rate);
+  const float hz = std::min(OwnRecord(own).ToValue(limit.position.Tick()), 0.495f * rate);
   const float w = hz * (6.2831855f / rate);
   const float alpha = std::sin(w) * 0.5f * kButterworthInverseQ;
   limit.coefficients =
