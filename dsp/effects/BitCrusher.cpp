@@ -203,6 +203,10 @@ uint32_t BitCrusher::DoProcess(ProcessContext& context) {
   return 1;
 }
 
+uint32_t BitCrusher::Variant() const {
+  return (settings.filtered ? 4u : 0u) + (settings.glide ? 2u : 0u) + (settings.companding ? 1u : 0u);
+}
+
 void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const float* in, float* out) {
   const uint32_t count = context.sampleCount;
   const uint32_t quads = WholeQuads(count);
@@ -213,15 +217,18 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
     for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn;
   }
 
-  const uint32_t variant =
-      (settings.filtered ? 4u : 0u) + (settings.glide ? 2u : 0u) + (settings.companding ? 1u : 0u);
-  kBlockFunctions[variant](settings, channels[channel], out, count);
+  const bool isPlain = channelCount == 1 && !feedbackOn && in != dry.data();
+  if (isPlain && bank != nullptr &&
+      bank->Add(
+          LaneBank::CrusherBlock{{&settings, &channels[channel], out}, Variant(), in, wet.data(), gainOut})) {
+    return;
+  }
+  kBlockFunctions[Variant()](settings, channels[channel], out, count);
 
   if (feedbackOn && context.Output(kSendPort + channel) != nullptr) {
     std::copy_n(out, count, context.Output(kSendPort + channel));
   }
-  const float* mix = wet.data();
-  for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] - in[i] * mix[i] + mix[i] * gainOut * out[i];
+  MixCrushed(in, wet.data(), gainOut, out, count);
 }
 
 }  // namespace Vantora::dsp

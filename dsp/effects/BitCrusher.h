@@ -6,6 +6,7 @@
 
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CrusherChannel.h"
+#include "dsp/effects/bank/LaneBank.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -54,23 +55,20 @@ class BitCrusher : public UnitModule {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// Draws the periods of the coming block; `DoProcess` does so first. A kernel that runs the block in its
-  /// place calls it once, then works on `Settings` and `Channel`.
-  void DrawPeriods(uint32_t count);
-  /// True when the coming block is mono with the feedback ports off. Valid after `UpdateParams`.
-  bool IsPlainMono() const { return channelCount == 1 && !feedbackOn; }
-  const CrusherSettings& Settings() const { return settings; }
-  CrusherChannel& Channel(uint32_t channel) { return channels[channel]; }
-  const float* Wet() const { return wet.data(); }  ///< 0..1 for each sample of the block
-  float GainIn() const { return gainIn; }          ///< factor before the crusher
-  float GainOut() const { return gainOut; }        ///< its inverse
+  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is mono and the feedback
+  /// ports are off. Null: never.
+  void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
   float DrawAsFloat();
+  void DrawPeriods(uint32_t count);
+  uint32_t Variant() const;
   void UpdateRate(ProcessContext& context);
   void UpdateWordLength(ProcessContext& context);
   void UpdateAntiAlias();
   void RunChannel(ProcessContext& context, uint32_t channel, const float* in, float* out);
+
+  LaneBank* bank = nullptr;  // the owner's
 
   // Settings, written by Configure.
   float sampleRate = 44100.0f;  // Hz

@@ -255,19 +255,15 @@ void MultiModeFilter::UpdateBypass(const ProcessContext& context) {
 
 // Signal -----
 
-bool MultiModeFilter::IsPlainThreeStage() const {
-  return IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
-}
-
-bool MultiModeFilter::IsPlainFeedbackComb() const {
-  return mode.use == FilterUse::Feedback && !stereo && fade == Fade::None;
-}
-
 uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
   Channels io = {{context.Input(0), context.Input(1)}, {context.Output(0), context.Output(1)}, 1};
   if (io.in[0] == nullptr || io.out[0] == nullptr) return 1;
   if (stereo && io.in[1] != nullptr && io.out[1] != nullptr) io.count = 2;
+
+  const bool isPlain =
+      IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
+  if (isPlain && bank != nullptr && bank->Add({&chain, io.in[0], compensation.data(), io.out[0]})) return 1;
 
   if (bypassed) {
     for (uint32_t c = 0; c < io.count; ++c) {

@@ -11,22 +11,11 @@
 #include "dsp/control/SmootherSRL.h"
 #include "dsp/effects/FilterModes.h"
 #include "dsp/effects/FirstOrderSection.h"
-#include "dsp/effects/StateVariable.h"
+#include "dsp/effects/StateVariableChain.h"
+#include "dsp/effects/bank/LaneBank.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
-
-/// Coefficients and memory of a cascade of up to three state-variable stages, two channels.
-///
-/// The coefficients glide across a block: before each sample, once for all stages, `now` advances by `step`.
-/// The loop over a block needs this record and a gain for each sample, nothing else; several records side by
-/// side in the lanes of a vector give each the same results, as long as a lane rounds like a scalar.
-struct StateVariableChain {
-  static constexpr uint32_t kMaxStages = 3;
-  StateVariableCoefficients now;   // as of the sample before
-  StateVariableCoefficients step;  // a sample; m0 and m2 never glide
-  StateVariableState<float> stages[2][kMaxStages];
-};
 
 /// MultiModeFilter: the library's general filter, twenty modes in three topologies.
 ///
@@ -73,16 +62,9 @@ class MultiModeFilter : public UnitModule {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// True when the coming block is the plain three-stage loop on channel 0: no fade, no bypass, mono. Then a
-  /// kernel may run it on `Chain` and `Compensation` in place of `DoProcess`. Valid after `UpdateParams`.
-  bool IsPlainThreeStage() const;
-  /// The same for the feedback comb, on `CombLine`, `CombDelays`, `CombFeedback` and `Compensation`.
-  bool IsPlainFeedbackComb() const;
-  StateVariableChain& Chain() { return chain; }
-  DelayLine& CombLine() { return lines[0]; }
-  const float* CombDelays() const { return combDelays.data(); }  ///< samples, one for each of the block
-  float CombFeedback() const { return feedback; }
-  const float* Compensation() const { return compensation.data(); }  ///< gain for each sample of the block
+  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is the plain three-stage
+  /// loop on channel 0: mono, no fade, no bypass. Null: never.
+  void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
   enum class Fade : uint8_t { None, Out, In };
@@ -114,6 +96,7 @@ class MultiModeFilter : public UnitModule {
   // Declaration, before Configure.
   std::vector<uint32_t> allowedModes;
   std::array<int32_t, kFilterModeCount> indexOfMode;
+  LaneBank* bank = nullptr;  // the owner's
 
   // Settings, written by Configure.
   uint32_t blockSize = 4;

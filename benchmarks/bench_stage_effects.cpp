@@ -1,0 +1,161 @@
+// What does a stage effect cost, per sample of one clone, alone and with sixteen clones side by side?
+
+#include <benchmark/benchmark.h>
+
+#include <array>
+#include <cmath>
+#include <memory>
+#include <vector>
+
+#include "basictools/FlushDenormals.h"
+#include "dsp/effects/BitCrusher.h"
+#include "dsp/effects/MultiModeFilter.h"
+#include "dsp/effects/PitchShifter.h"
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr uint32_t kBlock = 48;
+constexpr uint32_t kClones = 16;
+
+/// A clone with its ports and a noise-like input.
+template <typename Effect>
+struct Clone {
+  explicit Clone(std::unique_ptr<Effect> subject) : effect(std::move(subject)) {
+    uint32_t x = 1;
+    for (float& sample : in)
+      sample = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 1e-7f - 0.8f;
+    effect->Init(kBlock, 48000.0f);
+    inputs[0] = in.data();
+    outputs[0] = out.data();
+    context.inputs = inputs.data();
+    context.outputs = outputs.data();
+    context.inputCount = Effect::kInputCount;
+    context.outputCount = Effect::kOutputCount;
+    context.sampleCount = kBlock;
+  }
+  std::unique_ptr<Effect> effect;
+  std::array<float, kBlock> in{};
+  std::array<float, kBlock> out{};
+  std::array<float*, Effect::kInputCount> inputs{};
+  std::array<float*, Effect::kOutputCount> outputs{};
+  ProcessContext context;
+};
+
+std::unique_ptr<MultiModeFilter> MakeFilter(uint32_t mode) {
+  auto filter = std::make_unique<MultiModeFilter>("");
+  filter->SetAllowedModes({mode});
+  filter->SetParam(MultiModeFilter::kFreq, 0.6f);
+  filter->SetParam(MultiModeFilter::kCombFreq, 0.4f);
+  filter->SetParam(MultiModeFilter::kQ, 0.5f);
+  return filter;
+}
+
+std::unique_ptr<MultiModeFilter> MakeBandPass() { return MakeFilter(11); }
+std::unique_ptr<MultiModeFilter> MakeComb() { return MakeFilter(18); }
+
+std::unique_ptr<BitCrusher> MakeCrusher() {
+  auto crusher = std::make_unique<BitCrusher>("", 1u);
+  for (const uint32_t index : {BitCrusher::kWet, BitCrusher::kConfAliasing, BitCrusher::kConfScale}) {
+    crusher->SetParam(index, 1.0f);
+  }
+  crusher->SetParamInternal(BitCrusher::kScale, 16.0f);
+  crusher->SetParamInternal(BitCrusher::kMode, 1.0f);
+  crusher->SetParamInternal(BitCrusher::kBitdepth, 8.0f);
+  crusher->SetParamInternal(BitCrusher::kDownsample, 4.0f);
+  return crusher;
+}
+
+std::unique_ptr<PitchShifter> MakeShifter() {
+  auto shifter = std::make_unique<PitchShifter>("");
+  shifter->SetParamInternal(PitchShifter::kPitchShift, 7.0f);
+  shifter->SetParamInternal(PitchShifter::kSpray, 100.0f);
+  return shifter;
+}
+
+template <typename Effect>
+void RunAlone(benchmark::State& state, std::unique_ptr<Effect> (*make)()) {
+  const FlushDenormals guard;
+  std::vector<std::unique_ptr<Clone<Effect>>> clones;
+  for (uint32_t i = 0; i < kClones; ++i) clones.push_back(std::make_unique<Clone<Effect>>(make()));
+  for (auto _ : state) {
+    for (auto& clone : clones) clone->effect->Process(clone->context);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kBlock * kClones);
+}
+
+template <typename Effect>
+void RunBanked(benchmark::State& state, std::unique_ptr<Effect> (*make)()) {
+  const FlushDenormals guard;
+  LaneBank bank;
+  std::vector<std::unique_ptr<Clone<Effect>>> clones;
+  for (uint32_t i = 0; i < kClones; ++i) {
+    clones.push_back(std::make_unique<Clone<Effect>>(make()));
+    clones.back()->effect->SetBank(&bank);
+  }
+  for (auto _ : state) {
+    bank.Open();
+    for (auto& clone : clones) clone->effect->Process(clone->context);
+    bank.Run(kBlock);
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kBlock * kClones);
+}
+
+/// The band-pass as the formulas read: one sample, one stage after the other, memory in place.
+void BandPassPlain(benchmark::State& state) {
+  const FlushDenormals guard;
+  auto clone = std::make_unique<Clone<MultiModeFilter>>(MakeBandPass());
+  StateVariableChain chain;
+  chain.now.Tune(0.1f, 0.5f);
+  chain.now.m1 = 1.0f;
+  volatile float gain = 0.5f;
+  for (auto _ : state) {
+    for (uint32_t i = 0; i < kBlock; ++i) {
+      chain.now.g1 += chain.step.g1;
+      chain.now.g2 += chain.step.g2;
+      chain.now.g3 += chain.step.g3;
+      chain.now.m1 += chain.step.m1;
+      float y = clone->in[i];
+      for (auto& stage : chain.stages[0]) y = StateVariableTick(chain.now, stage, y);
+      clone->out[i] = y * gain;
+    }
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * kBlock);
+}
+
+/// The heads of the pitch shifter with the library's sine and power in place of the tables and the parabola.
+void HeadsPlain(benchmark::State& state) {
+  const GrainShape grain = GrainShape::ForInterval(7.0f, 48000.0f);
+  std::array<float, kBlock> a{}, b{};
+  float phase = 0.0f;
+  for (auto _ : state) {
+    for (uint32_t i = 0; i < kBlock; ++i) {
+      phase = std::fmod(phase + grain.rate / 48000.0f, 1.0f);
+      for (auto* gain : {&a, &b}) {
+        const float h = std::fmod(phase + (gain == &a ? 1.0f : 1.5f), 1.0f);
+        const float t =
+            std::fmin(std::fmax((1.0f - 2.0f * h) * (1.0f - grain.width) + grain.width, 0.0f), 1.0f);
+        const float v = t < grain.width ? t : 1.0f - t;
+        (*gain)[i] = v < grain.width ? std::sin(1.5707964f * v / grain.width) : 1.0f;
+      }
+    }
+    benchmark::DoNotOptimize(a);
+    benchmark::DoNotOptimize(b);
+  }
+  state.SetItemsProcessed(state.iterations() * kBlock);
+}
+
+BENCHMARK_CAPTURE(RunAlone<MultiModeFilter>, BandPass, MakeBandPass);
+BENCHMARK_CAPTURE(RunBanked<MultiModeFilter>, BandPass, MakeBandPass);
+BENCHMARK(BandPassPlain);
+BENCHMARK_CAPTURE(RunAlone<MultiModeFilter>, Comb, MakeComb);
+BENCHMARK_CAPTURE(RunAlone<BitCrusher>, Crusher, MakeCrusher);
+BENCHMARK_CAPTURE(RunBanked<BitCrusher>, Crusher, MakeCrusher);
+BENCHMARK_CAPTURE(RunAlone<PitchShifter>, Shifter, MakeShifter);
+BENCHMARK(HeadsPlain);
+
+}  // namespace
+}  // namespace Vantora::dsp

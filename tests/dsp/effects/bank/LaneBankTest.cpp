@@ -1,0 +1,167 @@
+#include "dsp/effects/bank/LaneBank.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include "dsp/effects/BitCrusher.h"
+#include "dsp/effects/MultiModeFilter.h"
+#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/RealTimeGuard.h"
+
+namespace Vantora::dsp {
+namespace {
+
+constexpr uint32_t kBlock = 48;
+
+bool SameBits(const Samples& a, const Samples& b) {
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(float)) == 0;
+}
+
+/// A clone with its rig; two of a kind get the same parameters and signals, one runs alone, one in the bank.
+template <typename Effect>
+struct Pair {
+  std::unique_ptr<Effect> alone;
+  std::unique_ptr<Effect> banked;
+  std::unique_ptr<ModuleRig> aloneRig;
+  std::unique_ptr<ModuleRig> bankedRig;
+
+  template <typename Make>
+  Pair(LaneBank& bank, Make make) : alone(make()), banked(make()) {
+    banked->SetBank(&bank);
+    aloneRig = std::make_unique<ModuleRig>(*alone, Effect::kInputCount, 2, 48000.0f, kBlock);
+    bankedRig = std::make_unique<ModuleRig>(*banked, Effect::kInputCount, 2, 48000.0f, kBlock);
+  }
+
+  void Set(uint32_t index, float position) {
+    alone->SetParam(index, position);
+    banked->SetParam(index, position);
+  }
+};
+
+/// Runs `rounds` blocks with moving parameters through both and compares every output bit.
+template <typename Effect, typename Make, typename Move>
+void ExpectSameBits(uint32_t clones, Make make, Move move) {
+  LaneBank bank;
+  std::vector<Pair<Effect>> pairs;
+  for (uint32_t i = 0; i < clones; ++i) pairs.emplace_back(bank, make);
+  std::minstd_rand draw(77);
+  std::uniform_real_distribution<float> position(0.0f, 1.0f);
+  for (uint32_t round = 0; round < 150; ++round) {
+    const uint32_t count = round % 7 == 6 ? 1 + static_cast<uint32_t>(draw() % kBlock) : kBlock;
+    bank.Open();
+    for (Pair<Effect>& pair : pairs) {
+      move(pair, round, draw, position);
+      // After a third of the way the signal dies, so that the tails are compared too.
+      const Samples x = Noise(kBlock, static_cast<uint32_t>(draw()), round < 50 ? 1.0f : 0.0f);
+      for (ModuleRig* rig : {pair.aloneRig.get(), pair.bankedRig.get()}) {
+        std::copy(x.begin(), x.end(), rig->Inputs()[0]);
+        rig->ProcessBlock(count);
+      }
+    }
+    bank.Run(count);
+    for (uint32_t i = 0; i < clones; ++i) {
+      const float* expected = pairs[i].aloneRig->Outputs()[0];
+      const float* actual = pairs[i].bankedRig->Outputs()[0];
+      ASSERT_TRUE(SameBits(Samples(expected, expected + kBlock), Samples(actual, actual + kBlock)))
+          << "clone " << i << " of " << clones << ", round " << round << ", " << count << " samples";
+    }
+  }
+}
+
+TEST(LaneBank, FiltersSideBySideGiveTheBitsOfFiltersAlone) {
+  for (const uint32_t clones : {1u, 3u, 4u, 11u, 16u, 18u}) {  // beyond the capacity they run alone
+    ExpectSameBits<MultiModeFilter>(
+        clones,
+        [] {
+          auto filter = std::make_unique<MultiModeFilter>("");
+          filter->SetAllowedModes({11, 3, 17, 1});
+          return filter;
+        },
+        [](auto& pair, uint32_t round, auto& draw, auto& position) {
+          if (round % 5 == 0) pair.Set(MultiModeFilter::kFreq, position(draw));
+          if (round % 9 == 0) pair.Set(MultiModeFilter::kQ, position(draw));
+          if (round % 40 == 0) pair.Set(MultiModeFilter::kMode, position(draw));
+          if (round % 60 == 0) pair.Set(MultiModeFilter::kStereo, position(draw) > 0.8f ? 1.0f : 0.0f);
+        });
+  }
+}
+
+TEST(LaneBank, CrushersSideBySideGiveTheBitsOfCrushersAlone) {
+  for (const uint32_t clones : {1u, 5u, 16u, 18u}) {
+    ExpectSameBits<BitCrusher>(
+        clones, [] { return std::make_unique<BitCrusher>("", 3u); },
+        [](auto& pair, uint32_t round, auto& draw, auto& position) {
+          const auto index = static_cast<uint32_t>(draw() % BitCrusher::kParamCount);
+          if (index == BitCrusher::kStereo && position(draw) < 0.9f) return;
+          if (round < 2) pair.Set(BitCrusher::kWet, 0.9f);
+          pair.Set(index, position(draw));
+        });
+  }
+}
+
+TEST(LaneBank, EveryInstructionSetComputesTheSame) {
+  std::vector<prims::SimdTarget> targets;
+  for (const auto target : {prims::SimdTarget::Baseline, prims::SimdTarget::Ssse3, prims::SimdTarget::Sse4,
+                            prims::SimdTarget::Avx2, prims::SimdTarget::Avx512}) {
+    if (target <= prims::BestSimdTarget()) targets.push_back(target);
+  }
+  const auto run = [](prims::SimdTarget target) {
+    Samples result;
+    CrusherSettings settings;
+    settings.SetWordLength(5.3f);
+    settings.SetScale(40.0f);
+    settings.antiAlias.Tune(0.3f, 1.41f);
+    for (uint32_t variant = 0; variant < 8; ++variant) {
+      std::array<CrusherChannel, 13> channels;
+      std::vector<Samples> data;
+      std::array<CrusherLane, 13> lanes;
+      for (uint32_t i = 0; i < 13; ++i) {
+        channels[i].SetPeriod(1.0f + 0.7f * static_cast<float>(i));
+        data.push_back(Noise(75, i + 1));
+      }
+      for (uint32_t i = 0; i < 13; ++i) lanes[i] = {&settings, &channels[i], data[i].data()};
+      LaneKernelsFor(target).crush[variant](lanes.data(), 13, 75);
+      for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
+    }
+    std::array<StateVariableChain, 13> chains;
+    std::vector<Samples> data;
+    std::array<StageLane, 13> lanes;
+    const Samples gain(75, 0.7f);
+    for (uint32_t i = 0; i < 13; ++i) {
+      chains[i].now.Tune(0.05f * static_cast<float>(i + 1), 0.3f);
+      chains[i].now.m1 = 1.0f;
+      chains[i].step.g1 = 1e-4f;
+      data.push_back(Noise(75, i + 1));
+    }
+    for (uint32_t i = 0; i < 13; ++i) lanes[i] = {&chains[i], data[i].data(), gain.data(), data[i].data()};
+    LaneKernelsFor(target).stages(lanes.data(), 13, 75);
+    for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
+    return result;
+  };
+  const Samples expected = run(prims::SimdTarget::Baseline);
+  EXPECT_GT(Rms(expected), 0.1);
+  for (const auto target : targets) EXPECT_TRUE(SameBits(run(target), expected)) << static_cast<int>(target);
+}
+
+TEST(LaneBank, RunsWithoutAllocation) {
+  LaneBank bank;
+  MultiModeFilter filter("");
+  filter.SetAllowedModes({11});
+  filter.SetBank(&bank);
+  ModuleRig rig(filter, 7, 2);
+  rig.ProcessBlock(48);
+  bank.Open();
+  rig.ProcessBlock(48);
+  bank.Run(48);
+  EXPECT_REAL_TIME({
+    bank.Open();
+    rig.ProcessBlock(48);
+    bank.Run(48);
+  });
+}
+
+}  // namespace
+}  // namespace Vantora::dsp
