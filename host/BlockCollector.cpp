@@ -73,6 +73,15 @@ void LiveCollector::Process(const float* const* inputs, float* const* outputs, s
   }
 }
 
+void LiveCollector::SetTransport(double tempo, bool isPlaying, double songPosition) {
+  const double quartersPerSample =
+      isPlaying ? tempo / (60.0 * static_cast<double>(processor.SampleRate())) : 0.0;
+  Transport& transport = processor.GetTransport();
+  transport.tempo = tempo;
+  transport.isPlaying = isPlaying;
+  transport.songPosition = songPosition - fill * quartersPerSample;
+}
+
 void LiveCollector::Flush() {
   fill = 0;
   for (float* channel : output) std::fill_n(channel, blockSize, 0.0f);

@@ -63,6 +63,10 @@ class BlockCollector {
   /// [process] Samples handed to the processor so far, a whole number of blocks.
   uint64_t Position() const { return position; }
 
+  /// [process] Number of the next sample that will be taken: a change at sample i of the coming piece is
+  /// queued for `NextSample() + i`.
+  uint64_t NextSample() const { return position + fill; }
+
   /// [process] The listener, or null. It must live as long as it is set.
   void SetListener(BlockListener* newListener) { listener = newListener; }
 
@@ -101,6 +105,11 @@ class LiveCollector final : public BlockCollector {
 
   /// [process] `sampleCount` may be 0 or anything else. Input and output buffers may be the same.
   void Process(const float* const* inputs, float* const* outputs, size_t sampleCount);
+
+  /// [process] What the host says of the first sample of the next `Process`: tempo in beats per minute,
+  /// position in quarter notes. Carried back to the beginning of the block under way, which is what the
+  /// processor wants to know.
+  void SetTransport(double tempo, bool isPlaying, double songPosition);
 
   /// Samples from an input to its own dry output, as measured: one block. Report this to the host, not the
   /// processor's constant figure.

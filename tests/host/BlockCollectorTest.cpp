@@ -220,6 +220,29 @@ TEST_F(BlockCollectorTest, TheListenerComesFirstAndKnowsThePosition) {
   EXPECT_EQ(collector.Position(), 2 * kBlock);
 }
 
+TEST_F(BlockCollectorTest, TheHostsTransportIsCarriedToTheBlocksBeginning) {
+  LiveCollector collector(processor);
+  float* nowhere[] = {nullptr, nullptr};
+  const double perSample = 100.0 / 60.0 / 48000.0;
+  const size_t first = fake.record->blocks.size();
+  size_t at = 0;
+  for (const size_t piece : RandomPieces(20 * kBlock, 5)) {
+    EXPECT_EQ(collector.NextSample(), at);
+    collector.SetTransport(100.0, true, 8.0 + static_cast<double>(at) * perSample);
+    collector.Process(nullptr, nowhere, piece);
+    at += piece;
+  }
+  for (size_t block = 0; block < 20; ++block) {
+    const auto& seen = fake.record->blocks[first + block];
+    EXPECT_NEAR(seen.songPosition, 8.0 + static_cast<double>(block * kBlock) * perSample, 1e-6) << block;
+  }
+  collector.Process(nullptr, nowhere, 10);
+  collector.SetTransport(100.0, false, 3.0);  // stopped: there is nothing to carry back
+  collector.Process(nullptr, nowhere, kBlock);
+  EXPECT_EQ(fake.record->blocks.back().songPosition, 3.0f);
+  EXPECT_FALSE(fake.record->blocks.back().isPlaying);
+}
+
 TEST_F(BlockCollectorTest, MetersFollowTheProcessorInDecibels) {
   LiveCollector collector(processor);
   EXPECT_EQ(collector.Levels().InputDb(), -80.0f);
