@@ -132,40 +132,100 @@ void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std:
 
 // FIR -----
 
-// The outputs are the lanes: `kVectors` vectors of them share each tap. `kTaps` taps at a time have sums of
-// their own, which hides the latency of the multiply-add, and the taps are cut into eight stretches that are
-// summed last.
+// The outputs are the lanes. For few taps: `kVectors` vectors of outputs share each tap, and `kTaps` taps at
+// a time have sums of their own, which hides the latency of the multiply-add.
 template <std::size_t kVectors, std::size_t kTaps, class D>
-HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples,
-                        Vector<D>* result) {
-  const std::size_t lanes = hn::Lanes(d);
-  const std::size_t stretch = tapCount >= 64 ? (tapCount + 7) / 8 : tapCount;
+HWY_INLINE void FirFewTaps(D d, const float* taps, std::size_t tapCount, const float* samples,
+                           Vector<D>* result) {
+  constexpr std::size_t kLanes = hn::MaxLanes(D());
+  Vector<D> sums[kVectors * kTaps];
+  for (std::size_t s = 0; s < kVectors * kTaps; ++s) sums[s] = hn::Zero(d);
+  std::size_t k = 0;
+  for (; k + kTaps <= tapCount; k += kTaps) {
+    for (std::size_t t = 0; t < kTaps; ++t) {
+      const auto tap = hn::Set(d, taps[k + t]);
+      for (std::size_t v = 0; v < kVectors; ++v) {
+        auto& sum = sums[t * kVectors + v];
+        sum = hn::MulAdd(tap, hn::LoadU(d, samples + k + t + v * kLanes), sum);
+      }
+    }
+  }
+  for (; k < tapCount; ++k) {
+    const auto tap = hn::Set(d, taps[k]);
+    for (std::size_t v = 0; v < kVectors; ++v) {
+      sums[v] = hn::MulAdd(tap, hn::LoadU(d, samples + k + v * kLanes), sums[v]);
+    }
+  }
+  for (std::size_t v = 0; v < kVectors; ++v) {
+    result[v] = sums[v];
+    for (std::size_t t = 1; t < kTaps; ++t) result[v] = hn::Add(result[v], sums[t * kVectors + v]);
+  }
+}
+
+// For many taps, at least kVectors vectors of them, the loads of samples are the limit: most of them straddle
+// two cache lines. A vector of samples loaded at place r + lanes m serves all vectors of outputs, number v
+// with tap r + lanes (m - v). `kPlaces` neighbouring r run at once; their sums join the result before the
+// next ones, so that no sum grows long.
+template <std::size_t kVectors, std::size_t kPlaces, class D>
+HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const float* samples,
+                            Vector<D>* result) {
+  constexpr std::size_t kLanes = hn::MaxLanes(D());
+  static_assert(kLanes % kPlaces == 0);
   for (std::size_t v = 0; v < kVectors; ++v) result[v] = hn::Zero(d);
-  for (std::size_t start = 0; start < tapCount; start += stretch) {
-    const std::size_t end = HWY_MIN(start + stretch, tapCount);
-    Vector<D> sums[kVectors * kTaps];
-    for (std::size_t s = 0; s < kVectors * kTaps; ++s) sums[s] = hn::Zero(d);
-    std::size_t k = start;
-    for (; k + kTaps <= end; k += kTaps) {
-      for (std::size_t t = 0; t < kTaps; ++t) {
-        const auto tap = hn::Set(d, taps[k + t]);
-        for (std::size_t v = 0; v < kVectors; ++v) {
-          auto& sum = sums[t * kVectors + v];
-          sum = hn::MulAdd(tap, hn::LoadU(d, samples + k + t + v * lanes), sum);
+  const std::size_t whole = tapCount / kLanes, rest = tapCount % kLanes;
+  for (std::size_t r = 0; r < kLanes; r += kPlaces) {
+    Vector<D> sums[kPlaces * kVectors];
+    for (std::size_t s = 0; s < kPlaces * kVectors; ++s) sums[s] = hn::Zero(d);
+    const float* h = taps + r;
+    const float* x = samples + r;
+    // The first vectors of samples don't reach all outputs yet, the last ones no longer.
+    for (std::size_t m = 0; m + 1 < kVectors; ++m) {
+      for (std::size_t place = 0; place < kPlaces; ++place) {
+        const auto loaded = hn::LoadU(d, x + place + kLanes * m);
+        for (std::size_t v = 0; v <= m; ++v) {
+          auto& sum = sums[place * kVectors + v];
+          sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (m - v)]), loaded, sum);
         }
       }
     }
-    for (; k < end; ++k) {
-      const auto tap = hn::Set(d, taps[k]);
-      for (std::size_t v = 0; v < kVectors; ++v) {
-        sums[v] = hn::MulAdd(tap, hn::LoadU(d, samples + k + v * lanes), sums[v]);
+    for (std::size_t m = kVectors - 1; m < whole; ++m) {
+      for (std::size_t place = 0; place < kPlaces; ++place) {
+        const auto loaded = hn::LoadU(d, x + place + kLanes * m);
+        for (std::size_t v = 0; v < kVectors; ++v) {
+          auto& sum = sums[place * kVectors + v];
+          sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (m - v)]), loaded, sum);
+        }
+      }
+    }
+    for (std::size_t beyond = 0; beyond + 1 < kVectors; ++beyond) {
+      for (std::size_t place = 0; place < kPlaces; ++place) {
+        const auto loaded = hn::LoadU(d, x + place + kLanes * (whole + beyond));
+        for (std::size_t v = beyond + 1; v < kVectors; ++v) {
+          auto& sum = sums[place * kVectors + v];
+          sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (whole + beyond - v)]), loaded, sum);
+        }
       }
     }
     for (std::size_t v = 0; v < kVectors; ++v) {
-      for (std::size_t t = 1; t < kTaps; ++t) sums[v] = hn::Add(sums[v], sums[t * kVectors + v]);
+      for (std::size_t place = 1; place < kPlaces; ++place)
+        sums[v] = hn::Add(sums[v], sums[place * kVectors + v]);
       result[v] = hn::Add(result[v], sums[v]);
     }
   }
+  if (rest == 0) return;
+  Vector<D> last[kVectors];
+  FirFewTaps<kVectors, 1>(d, taps + whole * kLanes, rest, samples + whole * kLanes, last);
+  for (std::size_t v = 0; v < kVectors; ++v) result[v] = hn::Add(result[v], last[v]);
+}
+
+template <std::size_t kVectors, std::size_t kTaps, class D>
+HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples,
+                        Vector<D>* result) {
+  if constexpr (hn::MaxLanes(D()) >= 4) {
+    if (tapCount >= 64)
+      return FirManyTaps < kVectors, kVectors == 4 ? 2 : 4 > (d, taps, tapCount, samples, result);
+  }
+  FirFewTaps<kVectors, kTaps>(d, taps, tapCount, samples, result);
 }
 
 template <bool kAdd, std::size_t kVectors, std::size_t kTaps, class D>
