@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "basictools/math/VectorExpLog.h"
@@ -8,12 +9,14 @@
 namespace Vantora::dsp {
 
 /// gain[i] = 10^(dB[i] / 20) over the whole groups of four, by the vector exponential: once a sample, on the
-/// drive alone.
-inline void RenderDriveGain(const float* dB, float* gain, uint32_t count) noexcept {
+/// drive alone. A drive that `isSettled` throughout the block is taken once, with the same result.
+inline void RenderDriveGain(const float* dB, float* gain, uint32_t count, bool isSettled) noexcept {
   constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
-  for (uint32_t i = 0; i + 4 <= count; i += 4) {
+  const uint32_t different = isSettled ? std::min(count, 4u) : count;
+  for (uint32_t i = 0; i + 4 <= different; i += 4) {
     StoreFloat4(ExpFloat4(LoadFloat4(dB + i) * kNepersPerDb), gain + i);
   }
+  std::fill(gain + different, gain + count, gain[0]);
 }
 
 /// A parameter's way into its smoother: a jump where the module starts anew, a glide otherwise.

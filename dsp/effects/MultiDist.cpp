@@ -120,6 +120,7 @@ void MultiDist::ReadSwitches() {
 }
 
 bool MultiDist::UpdateParams(ProcessContext& context) {
+  if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
   Aim(drive, Param(kDrive).ReadValueModulated(context, 2) + Value(kGainStagingIn), isFresh);
@@ -136,9 +137,10 @@ uint32_t MultiDist::DoProcess(ProcessContext& context) {
 }
 
 void MultiDist::RenderGains(uint32_t count) {
+  const bool isDriveSettled = drive.IsSettled();
   drive.Render(driveDb, count);
   outputGain.Render(outputGains, count);
-  RenderDriveGain(driveDb, driveGains, count);
+  RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
   if (!isCompensating) {
     compensation.SwitchOff();
     return;

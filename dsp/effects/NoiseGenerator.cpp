@@ -76,7 +76,7 @@ void NoiseGenerator::ConfigurePinkBank(double sampleRate, double gain) {
   poleCoefs.clear();
   poleWeights.clear();
   const double limit = sampleRate * 0.159154937 - 1.0;
-  for (double f = 1.7; f < limit; f *= 4.0) {
+  for (double f = 1.7; f < limit && poleCoefs.size() < 4 * kMostGroups; f *= 4.0) {
     poleWeights.push_back(
         static_cast<float>(std::exp2(-6.0 * static_cast<double>(poleCoefs.size()) * kDbToOctaves)));
     poleCoefs.push_back(static_cast<float>(f * 6.28318548 / sampleRate));
@@ -87,7 +87,8 @@ void NoiseGenerator::ConfigurePinkBank(double sampleRate, double gain) {
   pinkGain = poleCount == 0
                  ? 0.0f
                  : static_cast<float>(gain * 14.1253757 * std::exp2(std::log10(sum) * -3.32192802));
-  const std::size_t padded = (std::size_t{poleCount} + 3) / 4 * 4;
+  const std::size_t groups = (std::size_t{poleCount} + 3) / 4;
+  const std::size_t padded = 4 * (groups > 2 ? std::max(groups, kMostGroups) : groups);
   poleCoefs.resize(padded, 0.0f);
   poleWeights.resize(padded, 0.0f);
   poleStates.assign(padded, 0.0f);
@@ -171,20 +172,42 @@ void NoiseGenerator::Violet(float* data, uint32_t count) {
 }
 
 void NoiseGenerator::Pink(float* data, uint32_t count) {
-  // Poles side by side, as the samples hang on each other through the states. The poles' chains are short, so
-  // two groups of four, the usual bank, run in the time of one.
-  const std::size_t groups = poleStates.size() / 4;
+  // Two groups are the usual bank, from 2.7 kHz to 700 kHz.
+  switch (poleStates.size() / 4) {
+    case 0:
+      std::fill_n(data, count, 0.0f);
+      break;
+    case 1:
+      RunBank<1>(data, count);
+      break;
+    case 2:
+      RunBank<2>(data, count);
+      break;
+    default:
+      RunBank<kMostGroups>(data, count);
+      break;
+  }
+}
+
+/// Poles side by side in lanes, as the samples hang on each other through the states, which stay in
+/// registers.
+template <std::size_t groups>
+void NoiseGenerator::RunBank(float* data, uint32_t count) {
+  Float4 states[groups], coefs[groups], weights[groups];
+  for (std::size_t g = 0; g < groups; ++g) {
+    states[g] = LoadFloat4(&poleStates[4 * g]);
+    coefs[g] = LoadFloat4(&poleCoefs[4 * g]);
+    weights[g] = LoadFloat4(&poleWeights[4 * g]);
+  }
   for (uint32_t i = 0; i < count; ++i) {
-    const float x = data[i];
     Float4 sum = MakeFloat4(0.0f);
     for (std::size_t g = 0; g < groups; ++g) {
-      Float4 state = LoadFloat4(&poleStates[4 * g]);
-      state += (x - state) * LoadFloat4(&poleCoefs[4 * g]);
-      StoreFloat4(state, &poleStates[4 * g]);
-      sum += state * LoadFloat4(&poleWeights[4 * g]);
+      states[g] += (data[i] - states[g]) * coefs[g];
+      sum += states[g] * weights[g];
     }
     data[i] = pinkGain * ((sum[0] + sum[1]) + (sum[2] + sum[3]));
   }
+  for (std::size_t g = 0; g < groups; ++g) StoreFloat4(states[g], &poleStates[4 * g]);
 }
 
 void NoiseGenerator::Brown(float* data, uint32_t count) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -45,6 +46,8 @@ class NoiseGenerator : public UnitModule {
   uint32_t DoProcess(ProcessContext& context) override;
 
  private:
+  static constexpr std::size_t kMostGroups = 4;  // sixteen poles reach beyond any rate in use
+
   void ConfigurePinkBank(double sampleRate, double gain);
   void ClearColours();
 
@@ -52,6 +55,8 @@ class NoiseGenerator : public UnitModule {
   void White(float* data, uint32_t count);
   void Violet(float* data, uint32_t count);
   void Pink(float* data, uint32_t count);
+  template <std::size_t groups>
+  void RunBank(float* data, uint32_t count);
   void Brown(float* data, uint32_t count);
   void Variable(float* data, uint32_t count, float blend);
 

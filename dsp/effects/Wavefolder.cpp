@@ -103,10 +103,10 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
   const uint32_t stride = WholeQuads(maxBlockSize + 3);
-  workspace.assign(std::size_t{9} * stride, 0.0f);
+  workspace.assign(std::size_t{10} * stride, 0.0f);
   float* next = workspace.data();
   for (float** buffer :
-       {&driveDb, &wets, &driveGains, &roots, &wetGains, &compensations, &driven, &doubled}) {
+       {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {
     *buffer = next;
     next += stride;
   }
@@ -140,11 +140,13 @@ void Wavefolder::ReadSwitches() {
 }
 
 bool Wavefolder::UpdateParams(ProcessContext& context) {
+  if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
   Aim(drive, Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
   Aim(wet, Param(kWet).ReadValueModulated(context, 2), isFresh);
   Aim(outputGain, DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
+  isDriveSettled = drive.IsSettled();
   drive.Render(driveDb, context.sampleCount);
   wet.Render(wets, context.sampleCount);
   return true;
@@ -169,14 +171,20 @@ void Wavefolder::RenderGains(uint32_t count) {
     compensation.SwitchOff();
     std::fill_n(compensations, count, 1.0f);
   }
-  RenderDriveGain(driveDb, driveGains, count);
-  outputGain.Render(wetGains, count);
-  for (uint32_t i = 0; i < count; i += 4) {
+  RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
+  const uint32_t different = isDriveSettled ? 4 : count;
+  for (uint32_t i = 0; i < different; i += 4) {
     const Float4 r = PowFloat4(LoadFloat4(driveGains + i), 0.25f);
     // A drive so low that g is 0 is silence, not 0 times infinity.
     const Float4 inverse = r > 0.0f ? 1.0f / r : MakeFloat4(0.0f);
-    const Float4 gain = LoadFloat4(wets + i) * LoadFloat4(wetGains + i) * inverse;
     StoreFloat4(r, roots + i);
+    StoreFloat4(inverse, inverses + i);
+  }
+  std::fill(roots + different, roots + count, roots[0]);
+  std::fill(inverses + different, inverses + count, inverses[0]);
+  outputGain.Render(wetGains, count);
+  for (uint32_t i = 0; i < count; i += 4) {
+    const Float4 gain = LoadFloat4(wets + i) * LoadFloat4(wetGains + i) * LoadFloat4(inverses + i);
     StoreFloat4(gain * LoadFloat4(compensations + i), wetGains + i);
   }
 }

@@ -77,6 +77,7 @@ class Wavefolder : public UnitModule {
   bool isAntiAliasing = false;
   bool isCompensating = false;
   bool isFeedbackOn = false;
+  bool isDriveSettled = false;  // throughout the block
   uint32_t channelCount = 1;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1
@@ -88,6 +89,7 @@ class Wavefolder : public UnitModule {
   float* wets = nullptr;
   float* driveGains = nullptr;  // g
   float* roots = nullptr;       // r
+  float* inverses = nullptr;    // 1/r
   float* wetGains = nullptr;    // wet * output gain / r * compensation
   float* compensations = nullptr;
   float* driven = nullptr;

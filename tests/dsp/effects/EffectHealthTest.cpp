@@ -9,8 +9,10 @@
 
 #include "basictools/FlushDenormals.h"
 #include "dsp/effects/BitCrusher.h"
+#include "dsp/effects/MultiDist.h"
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
+#include "dsp/effects/Wavefolder.h"
 #include "tests/dsp/effects/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -51,6 +53,24 @@ std::unique_ptr<UnitModule> MakeShifter() {
   return shifter;
 }
 
+/// Anti-aliased, at twice the rate, compensated: everything that keeps a state.
+std::unique_ptr<UnitModule> MakeFolder() {
+  auto folder = std::make_unique<Wavefolder>("");
+  for (const uint32_t index : {Wavefolder::kType, Wavefolder::kWet, Wavefolder::kUpsmp, Wavefolder::kAntiAl,
+                               Wavefolder::kAutoComp}) {
+    folder->SetParam(index, 1.0f);
+  }
+  folder->SetParamInternal(Wavefolder::kDrive, 12.0f);
+  return folder;
+}
+
+std::unique_ptr<UnitModule> MakeShaper() {
+  auto shaper = std::make_unique<MultiDist>("");
+  for (const uint32_t index : {MultiDist::kUpsamp, MultiDist::kAntiAl}) shaper->SetParam(index, 1.0f);
+  shaper->SetParamInternal(MultiDist::kDistType, 4.0f);
+  return shaper;
+}
+
 class EveryEffect : public testing::TestWithParam<Effect> {};
 
 INSTANTIATE_TEST_SUITE_P(Effects, EveryEffect,
@@ -60,6 +80,8 @@ INSTANTIATE_TEST_SUITE_P(Effects, EveryEffect,
                                          Effect{"Bell", 7, 2, [] { return MakeFilter(17); }},
                                          Effect{"Comb", 7, 2, [] { return MakeFilter(18); }},
                                          Effect{"Crusher", 10, 4, MakeCrusher},
+                                         Effect{"Folder", 6, 4, MakeFolder},
+                                         Effect{"Shaper", 5, 4, MakeShaper},
                                          Effect{"Shifter", 5, 2, MakeShifter}),
                          [](const auto& instance) { return instance.param.name; });
 
@@ -134,8 +156,11 @@ TEST_P(EveryEffect, SilenceAfterSignalCostsNoMoreThanTheSignal) {
 TEST_P(EveryEffect, MissingPortsAndEmptyBlocksAreLeftAlone) {
   const auto make = [] {
     auto effect = GetParam().make();
-    const bool isCrusher = GetParam().inputs == BitCrusher::kInputCount;
-    effect->SetParam(isCrusher ? BitCrusher::kStereo : 0u, 1.0f);
+    const uint32_t inputs = GetParam().inputs;
+    const uint32_t stereo = inputs == BitCrusher::kInputCount   ? BitCrusher::kStereo
+                            : inputs == Wavefolder::kInputCount ? Wavefolder::kStereo
+                                                                : 0u;
+    effect->SetParam(stereo, 1.0f);
     return effect;
   };
   const Samples x = Noise(48, 5);
