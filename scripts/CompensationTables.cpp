@@ -18,7 +18,7 @@ void Print(const std::array<double, kCompensationCount>& table, const char* inde
 }  // namespace
 
 int main() {
-  std::printf("// Written by scripts/tables. LevelLoss.h tells how it is measured.\n");
+  std::printf("// Written by scripts/tables. LevelLoss.h tells how it is measured.\n// clang-format off\n");
   std::printf("#include \"dsp/effects/CompensationTables.h\"\n\nnamespace Vantora::dsp {\n\n");
   std::printf("const CompensationTable kSineFoldCompensation = {\n");
   Print(MeasureSineFoldCompensation(), "    ");
