@@ -129,6 +129,13 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   /// The alternative that is running now.
   uint64_t Selected() const { return selected; }
 
+  /// True when the next block is the selected alternative's alone: no bypass and no fade works on its
+  /// outputs.
+  bool RunsPlain() {
+    return !IsOn(kBypass) && !IsOn(kCrossfadeOnBypass) && !IsOn(kFadeOnModuleChange) &&
+           bypassFade.IsSettled();
+  }
+
  protected:
   /// The alternative that "ModuleType" asks for.
   uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }

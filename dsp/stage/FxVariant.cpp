@@ -89,6 +89,12 @@ FxVariant::FxVariant(std::string text, uint32_t seed)
   shifter.SetParamInternal(kShifterStereo, 0.0f);
 }
 
+void FxVariant::SetLaneBank(LaneBank* bank) {
+  Child<kFxBandPass>().SetBank(bank);
+  Child<kFxComb>().SetBank(bank);
+  Child<kFxBitCrusher>().SetBank(bank);
+}
+
 void FxVariant::ResetEffect(uint32_t step) {
   AtChildNumber(step + 1, [](auto& effect, auto) { effect.ResetState(false); });
 }

@@ -6,6 +6,7 @@
 #include "dsp/effects/BitCrusher.h"
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
+#include "dsp/effects/bank/LaneBank.h"
 #include "dsp/stage/PrismelDistoVariant.h"
 #include "engine/IOSubset.h"
 #include "engine/ModuleVariant.h"
@@ -34,6 +35,9 @@ class FxVariant
 
   /// `seed` feeds the random elements of crusher and harmonizer; 0 leaves them to the clock.
   FxVariant(std::string name, uint32_t seed);
+
+  /// Lets filter, comb and crusher leave their blocks to a bank that runs all clones side by side.
+  void SetLaneBank(LaneBank* bank);
 
   /// Clean start of every alternative but the pass-through, whichever is selected, each with its changed mark
   /// up.

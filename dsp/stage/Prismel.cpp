@@ -118,6 +118,9 @@ Prismel::Prismel(std::string text, uint32_t seed)
       voiceGains(ForEachVoice(SmootherSRL(0.2f, 1.0f))),
       sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}},
       spreads{{StageSpread(kLeftRatios, 1.0f), StageSpread(kRightRatios, kRightSide)}} {
+  for (uint32_t v = 0; v < kVoiceCount; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) Bank(side).Clone(v).SetLaneBank(&laneBank);
+  }
   Forward(kFxType, {FxVariant::kOwnBase + FxVariant::kModuleType,
                     kChildBases[1] + FxVariant::kOwnBase + FxVariant::kModuleType});
   SetParamInternal(kOwnBase + kVoices, 5.0f);
@@ -432,6 +435,12 @@ void Prismel::SweepTaps(uint32_t side, uint32_t count) {
 }
 
 void Prismel::RunStageEffects(const ProcessContext& context) {
+  // All clones run the same alternative: filters, combs and crushers leave their blocks to the bank, side by
+  // side.
+  bool plain = true;
+  for (uint32_t v = 0; v < activeVoices; ++v)
+    plain = plain && Bank(0).Clone(v).RunsPlain() && Bank(1).Clone(v).RunsPlain();
+  if (plain) laneBank.Open();
   for (uint32_t v = 0; v < activeVoices; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
       std::array<float*, FxVariant::kInputCount> inputs{taps[side][v]};
@@ -444,6 +453,7 @@ void Prismel::RunStageEffects(const ProcessContext& context) {
       Bank(side).Clone(v).Process(inner);
     }
   }
+  laneBank.Run(context.sampleCount);
 }
 
 void Prismel::SumVoices(uint32_t side, uint32_t count) {

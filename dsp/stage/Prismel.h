@@ -123,6 +123,8 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   float minSweepRate = 0.0f;  // Hz
   float maxSweepRate = 0.0f;  // Hz
 
+  LaneBank laneBank;
+
   // Voices.
   std::array<SmootherSRL, kVoiceCount> voiceGains;
   SmootherInterpLPF voiceCountGain{0.01f};
