@@ -4,6 +4,7 @@
 
 #include "basictools/math/Decibels.h"
 #include "basictools/math/VectorExpLog.h"
+#include "basictools/math/VectorSine.h"
 #include "basictools/math/Xorshift.h"
 
 namespace Vantora {
@@ -38,6 +39,29 @@ TEST(VectorExpLog, LogarithmHoldsItsStatedError) {
   }
   EXPECT_EQ(LogFloat4(MakeFloat4(1.0f))[0], 0.0f);
   EXPECT_LT(LogFloat4(MakeFloat4(-5.0f))[0], -80.0f);  // held at 0, which is far down and finite
+}
+
+TEST(VectorExpLog, ExponentialLessOneHoldsItsStatedError) {
+  for (int i = -50000; i <= 50000; ++i) {
+    const float x = static_cast<float>(i) * 1e-4f;
+    const double exact = std::expm1(static_cast<double>(x));
+    ASSERT_NEAR(static_cast<double>(Expm1Float4(MakeFloat4(x))[3]), exact, 3e-7 * std::fabs(exact)) << x;
+  }
+  EXPECT_EQ(Expm1Float4(MakeFloat4(-1e30f))[0], -1.0f);
+}
+
+TEST(VectorSine, HoldsItsStatedErrors) {
+  for (int i = -157080; i <= 157080; ++i) {
+    const float x = static_cast<float>(i) * 1e-5f;
+    ASSERT_NEAR(static_cast<double>(SineWithinQuarterTurn(MakeFloat4(x))[0]),
+                std::sin(static_cast<double>(x)), 1.5e-7)
+        << x;
+  }
+  for (float x = 1e-6f; x <= kSineFloat4Limit; x = x * 1.0001f + 1e-5f) {
+    ASSERT_NEAR(static_cast<double>(SineFloat4(MakeFloat4(x))[1]), std::sin(static_cast<double>(x)), 2e-7)
+        << x;
+    ASSERT_EQ(SineFloat4(MakeFloat4(-x))[2], -SineFloat4(MakeFloat4(x))[2]) << x;
+  }
 }
 
 TEST(Xorshift, RunsThroughThePublishedSequence) {
