@@ -41,10 +41,10 @@ std::vector<ParamRecord> Records() {
 /// Four lanes of the triangle, for |x| within kVectorLimit.
 Float4 FoldTriangle4(Float4 x) noexcept {
   const Float4 shifted = x * 0.5f + 0.5f;
-  Int4 u = Truncate(shifted);
-  u += ToFloat4(u) > shifted;  // a true lane is -1: towards the floor
-  const Float4 a = ToFloat4(u) * 2.0f;
-  return (u & 1) != 0 ? a - x : x - a;
+  const Float4 truncated = ToFloat4(Truncate(shifted));
+  const Float4 u = truncated > shifted ? truncated - 1.0f : truncated;
+  const Float4 a = u * 2.0f;
+  return (Truncate(u) & 1) != 0 ? a - x : x - a;
 }
 
 /// Folds a block four samples at a time. Beyond kVectorLimit, which `peak` tells in advance, `foldOne` does
