@@ -1,6 +1,5 @@
 #pragma once
 
-#include <filesystem>
 #include <istream>
 #include <string>
 #include <string_view>

@@ -2,11 +2,8 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
 #include <fstream>
 #include <nlohmann/json.hpp>
-#include <set>
-#include <sstream>
 
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
@@ -151,21 +148,23 @@ float Preset::ValueOf(const Parameter& parameter) const {
 }
 
 std::vector<ParameterWrite> Preset::Writes() const {
+  static const uint32_t bitDepth = ParameterTable::Get().At("Prismel_BitCrusherBitDepth").Index();
   std::vector<ParameterWrite> writes{{PresetLoading().Index(), 1.0f}};
   for (const Parameter& parameter : ParameterTable::Get()) {
-    if (parameter.IsInPresets()) writes.push_back({parameter.Index(), ValueOf(parameter)});
+    if (!parameter.IsInPresets()) continue;
+    const float value = ValueOf(parameter);
+    // A fresh crusher sounds as at the other end of its word length until a write differs from the position
+    // that it answers: make one that differs.
+    if (parameter.Index() == bitDepth)
+      writes.push_back({bitDepth, value < 0.5f ? value + 0.5f : value - 0.5f});
+    writes.push_back({parameter.Index(), value});
   }
   writes.push_back({PresetLoading().Index(), 0.0f});
   return writes;
 }
 
 void Preset::Apply(HostedProcessor& processor) const {
-  const uint32_t loading = PresetLoading().Index();
-  processor.Set(loading, 1.0f);
-  for (const Parameter& parameter : ParameterTable::Get()) {
-    if (parameter.IsInPresets()) processor.Set(parameter.Index(), ValueOf(parameter));
-  }
-  processor.Set(loading, 0.0f);
+  for (const ParameterWrite& write : Writes()) processor.Set(write.index, write.normalized);
 }
 
 std::vector<PresetDifference> Compare(const Preset& first, const Preset& second) {

@@ -50,7 +50,8 @@ class Preset {
   /// Value of a parameter in this preset, named or not; normalised.
   float ValueOf(const Parameter& parameter) const;
 
-  /// [process] Writes the whole sound, between "PresetLoading" 1 and 0: the processor then starts clean.
+  /// [process, but allocates] Writes the whole sound, between "PresetLoading" 1 and 0: the processor then
+  /// starts clean. Beside a live stream queue `Writes` instead.
   void Apply(HostedProcessor& processor) const;
   /// The same writes in the same order, for `BlockCollector::QueueTogether`.
   std::vector<ParameterWrite> Writes() const;

@@ -5,6 +5,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <random>
@@ -87,6 +88,34 @@ TEST_F(ProductTest, APresetIsCapturedAsItWasApplied) {
   EXPECT_THAT(Compare(preset, Preset::Capture(processor)), testing::IsEmpty());
   Preset().Apply(processor);
   EXPECT_THAT(Compare(Preset(), Preset::Capture(processor)), testing::IsEmpty());
+}
+
+TEST_F(ProductTest, APresetIsHeardAsWrittenWhateverTheFreshProcessorDid) {
+  // A fresh crusher answers 16 bits and sounds as at 1.5; a preset at 16 bits must sound like 16.
+  const auto levels = [&] {
+    FileCollector collector(processor);
+    std::vector<float> sine(4800), out;
+    for (size_t i = 0; i < sine.size(); ++i) sine[i] = 0.5f * std::sin(0.013f * static_cast<float>(i));
+    const float* inputs[] = {sine.data(), sine.data()};
+    collector.Feed(inputs, sine.size(), [&](const float* const* channels, uint32_t count) {
+      for (uint32_t i = 0; i < count; ++i) out.push_back(std::round(channels[0][i] * 1e4f));
+    });
+    std::sort(out.begin() + 2400, out.end());
+    return std::unique(out.begin() + 2400, out.end()) - (out.begin() + 2400);
+  };
+  for (const char* name : {"LFOPrismelAmount", "LFOPrimaryAmount"}) Set(name, "0");
+  Set("FXType", "crusher");
+  Set("Voices", "1");
+  Set("Wet", "1");
+  Set("HPFCutoff", "norm:0");
+  const auto fresh = levels();
+  Preset preset;
+  preset.values = {{Table().At("FXType").Index(), Table().At("FXType").Parse("crusher")},
+                   {Table().At("Voices").Index(), 0.0f},
+                   {Table().At("Wet").Index(), 1.0f},
+                   {Table().At("HPFCutoff").Index(), 0.0f}};
+  preset.Apply(processor);
+  EXPECT_GT(levels(), 10 * fresh);
 }
 
 TEST_F(ProductTest, DryAndBypassedSignalsComeOutExactlyTheReportedLatencyLater) {
