@@ -31,6 +31,7 @@ struct CommandContext {
 
 // Each adds one subcommand, with its options and its callback, to `app`. `context` outlives `app`.
 void AddRenderCommand(CLI::App& app, CommandContext& context);
+void AddReverbCommand(CLI::App& app, CommandContext& context);
 void AddParamsCommand(CLI::App& app, CommandContext& context);
 void AddPresetCommand(CLI::App& app, CommandContext& context);
 void AddInfoCommand(CLI::App& app, CommandContext& context);

@@ -49,6 +49,7 @@ int Run(int argc, char** argv) {
   cli::AddLogOptions(app, context);
   app.fallthrough();
   cli::AddRenderCommand(app, context);
+  cli::AddReverbCommand(app, context);
   cli::AddParamsCommand(app, context);
   cli::AddPresetCommand(app, context);
   cli::AddInfoCommand(app, context);

@@ -26,23 +26,6 @@ enum Buffer : size_t {
 };
 constexpr size_t kBufferCount = 12;
 
-std::vector<ParamRecord> MakeParams() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> params;
-  // name, curve, reversed, min, max
-  params.emplace_back("Wet", Linear, false, 0.0f, 1.0f);
-  params.emplace_back("IRGain", Linear, false, -40.0f, 40.0f);      // dB
-  params.emplace_back("PreDelayMs", Linear, false, 0.0f, 1000.0f);  // ms
-  params.emplace_back("Decay", Linear, false, 0.0f, 1.0f);
-  params.emplace_back("Stretch", Linear, false, 0.1f, 2.0f);                        // times as long
-  params.emplace_back("LengthFactor", Linear, false, 0.0f, 2.0f);                   // times as long
-  params.emplace_back("EngineCrossfadeDuration", Linear, false, 0.0f, 1.0f);        // seconds
-  params.emplace_back("ImpulseUpdateBehaviour", 2u, 0.0f, 1.0f);                    // at once, by polling
-  params.emplace_back("ImpulseUpdatePollingTime", Linear, false, 100.0f, 1000.0f);  // ms
-  params.emplace_back("ImpulseFadeBehaviour", 2u, 0.0f, 1.0f);                      // crossfade, out and in
-  return params;
-}
-
 /// All `count` values, also behind the last whole group of four.
 template <typename AnySmoother>
 void RenderAll(AnySmoother& smoother, float* out, uint32_t count) {
@@ -60,8 +43,25 @@ void Land(SmootherLPF& smoother) { smoother.SetValue(static_cast<float>(smoother
 
 }  // namespace
 
+std::vector<ParamRecord> ConvolutionReverb::DeclareParams() {
+  using namespace MappingTools;
+  std::vector<ParamRecord> params;
+  // name, curve, reversed, min, max
+  params.emplace_back("Wet", Linear, false, 0.0f, 1.0f);
+  params.emplace_back("IRGain", Linear, false, -40.0f, 40.0f);      // dB
+  params.emplace_back("PreDelayMs", Linear, false, 0.0f, 1000.0f);  // ms
+  params.emplace_back("Decay", Linear, false, 0.0f, 1.0f);
+  params.emplace_back("Stretch", Linear, false, 0.1f, 2.0f);                        // times as long
+  params.emplace_back("LengthFactor", Linear, false, 0.0f, 2.0f);                   // times as long
+  params.emplace_back("EngineCrossfadeDuration", Linear, false, 0.0f, 1.0f);        // seconds
+  params.emplace_back("ImpulseUpdateBehaviour", 2u, 0.0f, 1.0f);                    // at once, by polling
+  params.emplace_back("ImpulseUpdatePollingTime", Linear, false, 100.0f, 1000.0f);  // ms
+  params.emplace_back("ImpulseFadeBehaviour", 2u, 0.0f, 1.0f);                      // crossfade, out and in
+  return params;
+}
+
 ConvolutionReverb::ConvolutionReverb(std::string moduleName)
-    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeParams()),
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, DeclareParams()),
       loadImpulse(ReadImpulseFile),
       makeSchedule(MakeConvoEngineConfig({2048, DefaultPartitions()})) {
   SetParamInternal(kIRGain, 0.0f);
@@ -135,7 +135,6 @@ void ConvolutionReverb::DoReset(bool) {
   Land(preDelay);
   Land(dry);
   Land(wetGain);
-  sinceTick = 0;
 }
 
 // Parameters
@@ -158,7 +157,11 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
     *pending = Value(index);
     (isPolled ? isReloadPending : isDue) = true;
   }
-  if (IsDirty(kPreDelayMs)) Aim(preDelay, Value(kPreDelayMs) * 0.001f * rate, snap);
+  if (IsDirty(kPreDelayMs)) {
+    // No index may come from a value that is no number: max drops it.
+    const float milliseconds = std::min(std::max(0.0f, Value(kPreDelayMs)), Param(kPreDelayMs).GetMaximum());
+    Aim(preDelay, milliseconds * 0.001f * rate, snap);
+  }
   if (isPolled && sinceTick > tickPeriod) {
     sinceTick %= std::max<uint64_t>(tickPeriod, 1);
     if (std::exchange(isReloadPending, false)) isDue = true;

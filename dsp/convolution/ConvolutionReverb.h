@@ -64,6 +64,9 @@ class ConvolutionReverb : public UnitModule {
   /// Reads the impulse at a path. False, with the reason, when there is none.
   using ImpulseLoader = std::function<bool(const std::string& path, Impulse& impulse, std::string& problem)>;
 
+  /// The ten parameters as they are declared, for those who list them.
+  static std::vector<ParamRecord> DeclareParams();
+
   /// Starts the manager's thread.
   explicit ConvolutionReverb(std::string name);
   ~ConvolutionReverb() override;

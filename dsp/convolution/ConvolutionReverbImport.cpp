@@ -1,8 +1,8 @@
 // The loading half of ConvolutionReverb: what runs on the manager's thread and within Configure.
 
 #include <bit>
-#include <gsl/gsl_narrow>
-#include <gsl/gsl_util>
+#include <gsl/narrow>
+#include <gsl/util>
 #include <stdexcept>
 #include <thread>
 #include <utility>

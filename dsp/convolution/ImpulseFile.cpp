@@ -8,7 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <gsl/gsl_narrow>
+#include <gsl/narrow>
 
 #include "tools/SndFileHandle.h"
 #include "tools/SndFileLibrary.h"

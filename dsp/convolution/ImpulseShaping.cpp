@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <gsl/gsl_narrow>
+#include <gsl/narrow>
 #include <new>
 
 #include "basictools/math/Decibels.h"
@@ -15,7 +15,8 @@ namespace {
 
 /// A channel's new length: truncated, at least one sample.
 void ScaleLength(std::vector<float>& samples, float factor) {
-  const auto length = static_cast<size_t>(static_cast<double>(samples.size()) * static_cast<double>(factor));
+  const double wanted = static_cast<double>(samples.size()) * static_cast<double>(std::max(0.0f, factor));
+  const auto length = static_cast<size_t>(wanted);
   samples.resize(std::max<size_t>(length, 1));
 }
 
@@ -94,6 +95,7 @@ void ShapeImpulse(Impulse& impulse, const ImpulseShape& shape, const ImpulseResa
     ratio = static_cast<double>(shape.stretch) * static_cast<double>(shape.sampleRate) /
             (static_cast<double>(impulse.fileRate) * divisor);
   }
+  if (!(ratio > 0.0)) ratio = ImpulseResampler::kLeastFactor;  // a stretch that is none
   if (ratio != 1.0) {
     const double factor = std::clamp(ratio, ImpulseResampler::kLeastFactor, ImpulseResampler::kHighestFactor);
     for (auto* channel : channels) {

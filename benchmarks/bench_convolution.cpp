@@ -1,0 +1,231 @@
+// What does a convolution cost, on average and in its worst block, beside zita-convolver on the same work?
+// And how long does a command take from the audio thread to its worker?
+//
+// Stereo, 48 kHz, blocks of 64, impulses of noise. "cost" is the processor time of all threads for a block,
+// with every partition sounding; "worst" is the most processor time that the audio thread alone spent on one
+// block while blocks came at the pace of the sound and workers did the rest. Both in percent of a block's
+// duration. "late" counts what missed its moment meanwhile.
+//
+//     bench_convolution [SECONDS of each paced run] [impulse lengths in seconds...]
+
+#include <pthread.h>
+#include <zita-convolver.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "dsp/convolution/ConvolutionEngine.h"
+#include "dsp/convolution/PartitionSchedule.h"
+
+namespace {
+
+using namespace Vantora::dsp;
+
+constexpr uint32_t kBlock = 64;
+constexpr double kRate = 48000.0;
+constexpr double kBlockSeconds = kBlock / kRate;
+
+double CpuSeconds(clockid_t clock) {
+  timespec time{};
+  clock_gettime(clock, &time);
+  return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+std::vector<float> Noise(size_t count, uint32_t seed) {
+  std::mt19937 generator(seed);
+  std::uniform_real_distribution<float> uniform(-0.01f, 0.01f);
+  std::vector<float> samples(count);
+  for (float& sample : samples) sample = uniform(generator);
+  return samples;
+}
+
+// One engine of either kind, block by block.
+class Contender {
+ public:
+  virtual ~Contender() = default;
+  virtual const char* Name() const = 0;
+  // With `waits` the call returns when all that is due has been computed.
+  virtual void Run(bool waits) = 0;
+  virtual uint64_t Late() const = 0;
+};
+
+class Prismel final : public Contender {
+ public:
+  Prismel(const std::vector<float>& left, const std::vector<float>& right)
+      : engine(left.data(), left.size(), right.data(), right.size(),
+               MakePartitionSchedule({2048, DefaultPartitions()}, left.size(), kBlock)) {
+    engine.Init(kBlock, static_cast<float>(kRate));
+    for (auto& port : input) port = Noise(kBlock, 7);
+    for (auto& port : output) port.resize(kBlock);
+  }
+  const char* Name() const override { return "prismel"; }
+  void Run(bool waits) override {
+    std::array<float*, 2> in{input[0].data(), input[1].data()}, out{output[0].data(), output[1].data()};
+    ProcessContext context;
+    context.inputs = in.data();
+    context.outputs = out.data();
+    context.inputCount = context.outputCount = 2;
+    context.sampleCount = kBlock;
+    engine.SetUseWorkers(!waits);
+    engine.Process(context);
+  }
+  uint64_t Late() const override {
+    return engine.Overloads().lateResults + engine.Overloads().lostInputs + engine.Overloads().lostCommands;
+  }
+
+ private:
+  ConvolutionEngine engine;
+  std::array<std::vector<float>, 2> input, output;
+};
+
+class Zita final : public Contender {
+ public:
+  Zita(std::vector<float> left, std::vector<float> right) {
+    const auto length = static_cast<uint32_t>(left.size());
+    convolver.set_options(Convproc::OPT_LATE_CONTIN);
+    if (convolver.configure(2, 2, length, kBlock, kBlock, Convproc::MAXPART, 0.0f) != 0) std::abort();
+    convolver.impdata_create(0, 0, 1, left.data(), 0, static_cast<int32_t>(length));
+    convolver.impdata_create(1, 1, 1, right.data(), 0, static_cast<int32_t>(length));
+    if (convolver.start_process(0, SCHED_OTHER) != 0) std::abort();
+    noise = Noise(kBlock, 7);
+  }
+  ~Zita() override {
+    convolver.stop_process();
+    convolver.cleanup();
+  }
+  const char* Name() const override { return "zita"; }
+  void Run(bool waits) override {
+    for (uint32_t c = 0; c < 2; ++c) std::copy(noise.begin(), noise.end(), convolver.inpdata(c));
+    const int flags = convolver.process(waits);
+    late += static_cast<uint64_t>(__builtin_popcount(static_cast<unsigned>(flags) & Convproc::FL_LATE));
+    sink += convolver.outdata(0)[0] + convolver.outdata(1)[0];
+  }
+  uint64_t Late() const override { return late; }
+
+ private:
+  Convproc convolver;
+  std::vector<float> noise;
+  uint64_t late = 0;
+  float sink = 0.0f;
+};
+
+struct Result {
+  double cost = 0.0;   // of a block's duration
+  double worst = 0.0;  // of a block's duration
+  uint64_t late = 0;
+};
+
+Result Measure(Contender& contender, double impulseSeconds, double pacedSeconds) {
+  Result result;
+  // Until the last partition sounds, and then some whole rounds of the largest one.
+  const auto fill = static_cast<uint64_t>((impulseSeconds + 3.0) / kBlockSeconds);
+  for (uint64_t i = 0; i < fill; ++i) contender.Run(true);
+  constexpr uint64_t kMeasured = 8 * 65536 / kBlock;
+  const double before = CpuSeconds(CLOCK_PROCESS_CPUTIME_ID);
+  for (uint64_t i = 0; i < kMeasured; ++i) contender.Run(true);
+  const double used = CpuSeconds(CLOCK_PROCESS_CPUTIME_ID) - before;
+  result.cost = used / static_cast<double>(kMeasured) / kBlockSeconds;
+
+  const uint64_t lateBefore = contender.Late();
+  const auto begin = std::chrono::steady_clock::now();
+  const auto blocks = static_cast<uint64_t>(pacedSeconds / kBlockSeconds);
+  for (uint64_t i = 0; i < blocks; ++i) {
+    std::this_thread::sleep_until(begin +
+                                  std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                      std::chrono::duration<double>(static_cast<double>(i) * kBlockSeconds)));
+    const double start = CpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+    contender.Run(false);
+    result.worst = std::max(result.worst, (CpuSeconds(CLOCK_THREAD_CPUTIME_ID) - start) / kBlockSeconds);
+  }
+  result.late = contender.Late() - lateBefore;
+  return result;
+}
+
+void CompareLengths(const std::vector<double>& lengths, double pacedSeconds) {
+  std::printf("%10s  %10s %10s %6s  %10s %10s %6s  %10s %10s\n", "impulse", "prismel", "worst", "late",
+              "zita", "worst", "late", "cost ratio", "worst ratio");
+  for (const double seconds : lengths) {
+    const auto count = static_cast<size_t>(seconds * kRate);
+    const std::vector<float> left = Noise(count, 1), right = Noise(count, 2);
+    std::array<Result, 2> results;
+    {
+      Prismel ours(left, right);
+      results[0] = Measure(ours, seconds, pacedSeconds);
+    }
+    {
+      Zita theirs(left, right);
+      results[1] = Measure(theirs, seconds, pacedSeconds);
+    }
+    std::printf("%8.1f s  %8.3f %% %8.2f %% %6lu  %8.3f %% %8.2f %% %6lu  %10.2f %10.2f\n", seconds,
+                100.0 * results[0].cost, 100.0 * results[0].worst,
+                static_cast<unsigned long>(results[0].late), 100.0 * results[1].cost,
+                100.0 * results[1].worst, static_cast<unsigned long>(results[1].late),
+                results[0].cost / results[1].cost, results[0].worst / results[1].worst);
+    std::fflush(stdout);
+  }
+}
+
+void MeasureHead() {
+  constexpr size_t kTaps = 2048;
+  const std::vector<float> kernel = Noise(kTaps, 3);
+  DirectFIR head(kernel.data(), kTaps, kernel.data(), kTaps, kTaps, false);
+  head.Configure(1024);
+  std::vector<float> input = Noise(1024, 4), output(1024);
+  std::printf("\nhead of %zu taps, one channel:", kTaps);
+  for (const uint32_t block : {44u, 48u, 64u, 256u, 1024u}) {
+    double best = 1e9;
+    for (int round = 0; round < 20; ++round) {
+      const uint32_t blocks = 100'000 / block;
+      const double start = CpuSeconds(CLOCK_THREAD_CPUTIME_ID);
+      for (uint32_t i = 0; i < blocks; ++i)
+        head.Process({input.data(), nullptr}, {output.data(), nullptr}, block);
+      best = std::min(best,
+                      (CpuSeconds(CLOCK_THREAD_CPUTIME_ID) - start) / (static_cast<double>(blocks) * block));
+    }
+    std::printf("  block %u %.1f ns a sample", block, 1e9 * best);
+  }
+  std::printf("\n");
+}
+
+void MeasureQueueLatency() {
+  FDLThread worker;
+  worker.Start("ConvoEngine");
+  using Clock = std::chrono::steady_clock;
+  std::vector<double> micros;
+  std::atomic<int64_t> ran{0};
+  for (int i = 0; i < 5000; ++i) {
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    ran = 0;
+    const auto start = Clock::now();
+    worker.Queue().Enqueue([&ran] { ran = Clock::now().time_since_epoch().count(); }, [] {});
+    worker.Wake();
+    while (ran == 0) std::this_thread::yield();
+    micros.push_back(static_cast<double>(ran - start.time_since_epoch().count()) * 1e-3);
+  }
+  std::sort(micros.begin(), micros.end());
+  std::printf(
+      "from Enqueue to execution on a sleeping worker: median %.1f us, 99 %% %.1f us, worst %.1f us\n",
+      micros[micros.size() / 2], micros[micros.size() * 99 / 100], micros.back());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const double pacedSeconds = argc > 1 ? std::atof(argv[1]) : 10.0;
+  std::vector<double> lengths;
+  for (int i = 2; i < argc; ++i) lengths.push_back(std::atof(argv[i]));
+  if (lengths.empty()) lengths = {0.1, 1.0, 5.0, 20.0, 100.0};
+  CompareLengths(lengths, pacedSeconds);
+  MeasureHead();
+  MeasureQueueLatency();
+}
