@@ -51,6 +51,11 @@ class DelayLine {
   /// The sample written `delay` writes ago: 1 is the latest, `size` the oldest.
   float Read(uint32_t delay) const noexcept { return At(writeIndex - static_cast<int32_t>(delay)); }
 
+  /// What Read(delay) would give after `ahead` more writes; `delay` above `ahead`.
+  float ReadAhead(uint32_t delay, uint32_t ahead) const noexcept {
+    return At(writeIndex + static_cast<int32_t>(ahead) - static_cast<int32_t>(delay));
+  }
+
   /// The same by absolute index into the ring.
   float ReadAt(uint32_t index) const noexcept { return At(static_cast<int32_t>(index)); }
 

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdint>
 
+#include "basictools/math/Float4.h"
 #include "basictools/math/ParabolicSine.h"
 
 namespace Vantora::dsp {
@@ -30,17 +31,18 @@ struct GrainShape {
   }
 };
 
-/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`: a quarter of a sine up at the
-/// start, 1, the same down behind the middle, and silence until it restarts. Without branches, so that loops
-/// over it vectorise.
-inline float HeadGain(float h, float w) noexcept {
-  const float unlimited = (1.0f - 2.0f * h) * (1.0f - w) + w;
-  const float t = unlimited < 0.0f ? 0.0f : (unlimited > 1.0f ? 1.0f : unlimited);
-  const float v = t < w ? t : 1.0f - t;
-  // Inside the window the turn is at most a quarter; outside, the sine is not used.
-  const float turn = v / (4.0f * (w == 0.0f ? 1e-8f : w));
-  const float window = ParabolicSine(6.2831855f * turn);
-  return v < w ? window : 1.0f;
+/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`, four samples: a quarter of a sine
+/// up at the start, 1, the same down behind the middle, and silence until it restarts.
+inline Float4 HeadGain(Float4 h, Float4 w) noexcept {
+  const Float4 unlimited = (1.0f - 2.0f * h) * (1.0f - w) + w;
+  const Float4 zero = MakeFloat4(0.0f);
+  const Float4 one = MakeFloat4(1.0f);
+  const Float4 t = unlimited < zero ? zero : (unlimited > one ? one : unlimited);
+  const Float4 v = t < w ? t : one - t;
+  // Inside the window the turn is at most a quarter; outside, the sine is not used. A true division: the
+  // processors' fast reciprocals differ from maker to maker.
+  const Float4 turn = v / (4.0f * (w == zero ? MakeFloat4(1e-8f) : w));
+  return v < w ? ParabolicSine(6.2831855f * turn) : one;
 }
 
 }  // namespace Vantora::dsp

@@ -12,6 +12,8 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr uint32_t kFadeBlocks = 25;
+constexpr uint32_t kShortestRun = 8;  // of a comb, below which runs don't pay
+constexpr uint32_t kLongestRun = 64;
 constexpr float kHighestFrequency = 0.495f;  // of the sample rate
 
 enum Port : uint32_t { kFmPort = 2, kFreqPort = 3, kQPort = 4, kGainPort = 5, kFmAmountPort = 6 };
@@ -181,45 +183,54 @@ void MultiModeFilter::UpdateFirstOrder() {
 }
 
 void MultiModeFilter::UpdateStateVariable() {
-  const float f = std::min(frequency, kHighestFrequency * sampleRate);
-  const float k = 1.0f / q;
-  StateVariableCoefficients aim;
-  aim.Tune(std::tan(3.14159265f * f / sampleRate), k);
-  switch (mode.use) {
-    case FilterUse::LowPass:
-      aim.m2 = 1.0f;
-      break;
-    case FilterUse::HighPass:
-      aim.m0 = 1.0f;
-      aim.m1 = -k;
-      aim.m2 = -1.0f;
-      break;
-    case FilterUse::BandPass:
-      aim.m1 = 1.0f;
-      break;
-    case FilterUse::Notch:
-      aim.m0 = 1.0f;
-      aim.m1 = -k;
-      break;
-    default:
-      // ln(10) / 20: the bell's gain is an exponential of its own and keeps its own constant.
-      aim.m0 = 1.0f;
-      aim.m1 = k * (std::exp(bellGainDb * 0.115129255f) - 1.0f);
-      break;
+  const StateVariableTuning wanted = {frequency, q, bellGainDb};
+  if (snap || !(wanted == tuning)) {
+    tuning = wanted;
+    tuned = StateVariableAim();
   }
   StateVariableCoefficients& now = chain.now;
   if (snap) {
-    now = aim;
+    now = tuned;
     chain.step = {};
     return;
   }
   // From where the coefficients stand: after a short block that is part of the way.
-  chain.step.g1 = (aim.g1 - now.g1) * blockShare;
-  chain.step.g2 = (aim.g2 - now.g2) * blockShare;
-  chain.step.g3 = (aim.g3 - now.g3) * blockShare;
-  chain.step.m1 = (aim.m1 - now.m1) * blockShare;
-  now.m0 = aim.m0;
-  now.m2 = aim.m2;
+  chain.step.g1 = (tuned.g1 - now.g1) * blockShare;
+  chain.step.g2 = (tuned.g2 - now.g2) * blockShare;
+  chain.step.g3 = (tuned.g3 - now.g3) * blockShare;
+  chain.step.m1 = (tuned.m1 - now.m1) * blockShare;
+  now.m0 = tuned.m0;
+  now.m2 = tuned.m2;
+}
+
+StateVariableCoefficients MultiModeFilter::StateVariableAim() const {
+  const float f = std::min(frequency, kHighestFrequency * sampleRate);
+  const float k = 1.0f / q;
+  StateVariableCoefficients c;
+  c.Tune(std::tan(3.14159265f * f / sampleRate), k);
+  switch (mode.use) {
+    case FilterUse::LowPass:
+      c.m2 = 1.0f;
+      break;
+    case FilterUse::HighPass:
+      c.m0 = 1.0f;
+      c.m1 = -k;
+      c.m2 = -1.0f;
+      break;
+    case FilterUse::BandPass:
+      c.m1 = 1.0f;
+      break;
+    case FilterUse::Notch:
+      c.m0 = 1.0f;
+      c.m1 = -k;
+      break;
+    default:
+      // ln(10) / 20: the bell's gain is an exponential of its own and keeps its own constant.
+      c.m0 = 1.0f;
+      c.m1 = k * (std::exp(bellGainDb * 0.115129255f) - 1.0f);
+      break;
+  }
+  return c;
 }
 
 float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
@@ -234,11 +245,14 @@ void MultiModeFilter::UpdateComb(ProcessContext& context) {
 }
 
 void MultiModeFilter::UpdateCompensation(uint32_t count) {
-  float aim = 1.0f;
-  if (compensate)
-    aim = modeNumber == kModeFeedbackComb ? CombCompensation(feedback) : ResonanceCompensation(mode, q);
-  if (snap) compensationSmoother.SetValue(aim);
-  compensationSmoother.SetTarget(aim);
+  if (snap || q != compensatedQ) {
+    compensatedQ = q;
+    resonanceGain = ResonanceCompensation(mode, q);
+  }
+  float gain = 1.0f;
+  if (compensate) gain = modeNumber == kModeFeedbackComb ? CombCompensation(feedback) : resonanceGain;
+  if (snap) compensationSmoother.SetValue(gain);
+  compensationSmoother.SetTarget(gain);
   compensationSmoother.Render(compensation.data(), count);
 }
 
@@ -381,19 +395,26 @@ void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {
     const float* in = io.in[c];
     float* out = io.out[c];
     DelayLine& line = lines[c];
-    if (mode.use == FilterUse::Feedback) {
-      for (uint32_t i = 0; i < count; ++i) {
-        const float y = in[i] + f * line.Read(static_cast<uint32_t>(combDelays[i]));
-        line.Write(y);
-        out[i] = y * compensation[i];
+    const bool isFeedback = mode.use == FilterUse::Feedback;
+    for (uint32_t start = 0; start < count;) {
+      // As far as the delay stands still and reaches behind this run, its samples don't depend on each other.
+      const auto delay = static_cast<uint32_t>(combDelays[start]);
+      uint32_t run = 1;
+      const uint32_t longest = std::min({count - start, delay, kLongestRun});
+      if (delay >= kShortestRun) {
+        while (run < longest && static_cast<uint32_t>(combDelays[start + run]) == delay) ++run;
       }
-    } else {
-      for (uint32_t i = 0; i < count; ++i) {
-        const float x = in[i];
-        const float v = line.Read(static_cast<uint32_t>(combDelays[i]));
-        line.Write(x);
-        out[i] = x + f * v;
+      float y[kLongestRun];
+      for (uint32_t i = 0; i < run; ++i) y[i] = line.ReadAhead(delay, i);
+      if (isFeedback) {
+        for (uint32_t i = 0; i < run; ++i) y[i] = in[start + i] + f * y[i];
+        for (uint32_t i = 0; i < run; ++i) line.Write(y[i]);
+        for (uint32_t i = 0; i < run; ++i) out[start + i] = y[i] * compensation[start + i];
+      } else {
+        for (uint32_t i = 0; i < run; ++i) line.Write(in[start + i]);
+        for (uint32_t i = 0; i < run; ++i) out[start + i] = in[start + i] + f * y[i];
       }
+      start += run;
     }
   }
 }

@@ -67,6 +67,13 @@ class MultiModeFilter : public UnitModule {
   void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
+  /// What the coefficients of a state-variable mode are made from.
+  struct StateVariableTuning {
+    float frequency = 0.0f;
+    float q = 0.0f;
+    float bellGainDb = 0.0f;
+    bool operator==(const StateVariableTuning&) const = default;
+  };
   enum class Fade : uint8_t { None, Out, In };
   struct Channels {
     const float* in[2];
@@ -83,6 +90,7 @@ class MultiModeFilter : public UnitModule {
   void UpdateComb(ProcessContext& context);
   void UpdateFirstOrder();
   void UpdateStateVariable();
+  StateVariableCoefficients StateVariableAim() const;
   void UpdateCompensation(uint32_t count);
   void UpdateBypass(const ProcessContext& context);
   float CombDelayTarget(ProcessContext& context);
@@ -115,10 +123,14 @@ class MultiModeFilter : public UnitModule {
   bool snap = true;  // coefficients and compensation jump in this block
   uint32_t modeNumber = 0;
   FilterMode mode = kFilterModes[0];
-  float frequency = 20.0f;  // Hz, smoothed
-  float q = 0.5f;           // smoothed
-  float bellGainDb = 0.0f;  // smoothed
-  float feedback = 0.0f;    // comb, 0..0.99
+  float frequency = 20.0f;          // Hz, smoothed
+  float q = 0.5f;                   // smoothed
+  float bellGainDb = 0.0f;          // smoothed
+  float feedback = 0.0f;            // comb, 0..0.99
+  StateVariableTuning tuning;       // that `tuned` was made from
+  StateVariableCoefficients tuned;  // where the coefficients glide to
+  float compensatedQ = 0.0f;        // that `resonanceGain` was made from
+  float resonanceGain = 1.0f;
   FirstOrderCoefficients sections[2];
   SmootherLPF frequencySmoother{0.01f};
   SmootherLPF qSmoother{0.01f};

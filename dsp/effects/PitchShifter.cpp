@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "basictools/math/Float4.h"
 #include "basictools/math/WholeQuads.h"
 #include "basictools/math/Xorshift.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
@@ -28,6 +29,14 @@ std::vector<ParamRecord> Declaration() {
   return records;
 }
 
+/// Linear read `place` samples behind where the write position will be `ahead` writes from now.
+float ReadLinear(const DelayLine& line, float place, uint32_t ahead) {
+  const auto whole = static_cast<uint32_t>(place);
+  const float frac = place - static_cast<float>(whole);
+  const float x = line.ReadAhead(whole, ahead);
+  return x + (line.ReadAhead(whole + 1, ahead) - x) * frac;
+}
+
 float Fraction(float x) { return x - static_cast<float>(static_cast<int32_t>(x)); }
 
 }  // namespace
@@ -44,8 +53,8 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
     lines.preDelay.Resize(lineLength);
     lines.grain.Resize(lineLength);
   }
-  for (std::vector<float>* buffer :
-       {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases, &preDelays, &placesA, &placesB}) {
+  for (std::vector<float>* buffer : {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases,
+                                     &preDelays, &placesA, &placesB, &delayed}) {
     buffer->assign(maxBlockSize, 0.0f);
   }
   delaysA.assign(maxBlockSize, 1.0f);
@@ -150,10 +159,16 @@ void PitchShifter::RampGrain(const GrainShape& from, const GrainShape& to, uint3
 void PitchShifter::AdvancePhase(uint32_t count) {
   float p = phase;
   for (uint32_t i = 0; i < count; ++i) {
-    p = Fraction(p + rates[i] / sampleRate);
+    p += rates[i] / sampleRate;
+    // A wrap is rare: the branch keeps the truncation out of the chain from sample to sample.
+    if (p >= 1.0f || p <= -1.0f) p = Fraction(p);
     phases[i] = p;
   }
   phase = p;
+  if (!rampWritten && widthSmoother.Target() == double{grain.width} && widthSmoother.IsSettled()) {
+    std::fill_n(widths.data(), count, grain.width);
+    return;
+  }
   for (uint32_t i = 0; i < count; ++i) {
     widthSmoother.SetTarget(widthAims[i]);
     widths[i] = widthSmoother.Tick();
@@ -161,27 +176,32 @@ void PitchShifter::AdvancePhase(uint32_t count) {
 }
 
 void PitchShifter::ComputeHeads(uint32_t count) {
-  const float* __restrict p = phases.data();
-  const float* __restrict w = widths.data();
-  float* __restrict delayA = delaysA.data();
-  float* __restrict delayB = delaysB.data();
-  float* __restrict gainA = gainsA.data();
-  float* __restrict gainB = gainsB.data();
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
-    const float a = Fraction(p[i] + 1.0f);
-    const float b = Fraction(p[i] + 1.5f);
-    gainA[i] = HeadGain(a, w[i]);
-    gainB[i] = HeadGain(b, w[i]);
-    delayA[i] = std::clamp(1.0f - a, 0.0f, 1.0f);
-    delayB[i] = std::clamp(1.0f - b, 0.0f, 1.0f);
+  const auto fraction = [](Float4 x) { return x - ToFloat4(Truncate(x)); };
+  const auto limited = [](Float4 x) {
+    const Float4 zero = MakeFloat4(0.0f);
+    const Float4 one = MakeFloat4(1.0f);
+    return x < zero ? zero : (x > one ? one : x);
+  };
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
+    const Float4 phase4 = LoadFloat4(phases.data() + i);
+    const Float4 width = LoadFloat4(widths.data() + i);
+    const Float4 a = fraction(phase4 + 1.0f);
+    const Float4 b = fraction(phase4 + 1.5f);
+    StoreFloat4(HeadGain(a, width), gainsA.data() + i);
+    StoreFloat4(HeadGain(b, width), gainsB.data() + i);
+    StoreFloat4(limited(1.0f - a), delaysA.data() + i);
+    StoreFloat4(limited(1.0f - b), delaysB.data() + i);
   }
 }
 
 void PitchShifter::PlaceHeads(uint32_t count) {
+  const bool lengthMoves =
+      rampWritten || lengthSmoother.Target() != double{grain.length} || !lengthSmoother.IsSettled();
   uint32_t x = random;
   float before = previousDelayA;
   float offsetA = sprayA;
   float offsetB = sprayB;
+  float nearest = 1e9f;
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t drawA = XorshiftStep(x);
     const uint32_t drawB = XorshiftStep(drawA);
@@ -199,11 +219,16 @@ void PitchShifter::PlaceHeads(uint32_t count) {
       (restartA ? offsetA : offsetB) = offset;
     }
     before = a;
-    lengthSmoother.SetTarget(lengthAims[i]);
-    const float length = lengthSmoother.Tick();
+    float length = grain.length;
+    if (lengthMoves) {
+      lengthSmoother.SetTarget(lengthAims[i]);
+      length = lengthSmoother.Tick();
+    }
     placesA[i] = a * length + 1.0f + offsetA;
     placesB[i] = delaysB[i] * length + 1.0f + offsetB;
+    nearest = std::min(nearest, std::min(placesA[i], placesB[i]));
   }
+  nearestPlace = nearest;
   random = x;
   previousDelayA = before;
   sprayA = offsetA;
@@ -213,25 +238,31 @@ void PitchShifter::PlaceHeads(uint32_t count) {
 void PitchShifter::RunChannel(Lines& lines, const float* in, float* out, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) {
     // The input goes in first, so that a pre-delay of 0 is the sample of this moment.
-    const float x = in[i];
-    lines.preDelay.Write(x);
+    lines.preDelay.Write(in[i]);
     const auto whole = static_cast<uint32_t>(preDelays[i]);
-    float delayed;
     if (!preDelayMoves) {
-      delayed = lines.preDelay.Read(whole + 1);
+      delayed[i] = lines.preDelay.Read(whole + 1);
     } else {
       // The fifth-order read needs one sample newer than the place it reads, which below one sample of delay
       // doesn't exist yet.
       const uint32_t mode = whole == 0 ? kInterpolationLinear : kInterpolationFifthOrder;
-      delayed = lines.preDelay.ReadInterpolated(whole + 1, mode, preDelays[i] - static_cast<float>(whole));
+      delayed[i] = lines.preDelay.ReadInterpolated(whole + 1, mode, preDelays[i] - static_cast<float>(whole));
     }
-    const auto placeA = static_cast<uint32_t>(placesA[i]);
-    const auto placeB = static_cast<uint32_t>(placesB[i]);
-    const float a =
-        lines.grain.ReadInterpolated(placeA, kInterpolationLinear, placesA[i] - static_cast<float>(placeA));
-    const float b =
-        lines.grain.ReadInterpolated(placeB, kInterpolationLinear, placesB[i] - static_cast<float>(placeB));
-    lines.grain.Write(delayed);
+  }
+  if (nearestPlace > static_cast<float>(count)) {
+    // Both heads stay behind what this block writes: read all of it, then write all of it.
+    for (uint32_t i = 0; i < count; ++i) {
+      const float a = ReadLinear(lines.grain, placesA[i], i);
+      const float b = ReadLinear(lines.grain, placesB[i], i);
+      out[i] = gainsA[i] * a + gainsB[i] * b;
+    }
+    for (uint32_t i = 0; i < count; ++i) lines.grain.Write(delayed[i]);
+    return;
+  }
+  for (uint32_t i = 0; i < count; ++i) {
+    const float a = ReadLinear(lines.grain, placesA[i], 0);
+    const float b = ReadLinear(lines.grain, placesB[i], 0);
+    lines.grain.Write(delayed[i]);
     out[i] = gainsA[i] * a + gainsB[i] * b;
   }
 }

@@ -76,6 +76,7 @@ class PitchShifter : public UnitModule {
   std::vector<float> preDelays;  // samples
   std::vector<float> placesA;    // samples behind the write position
   std::vector<float> placesB;
+  std::vector<float> delayed;  // the input behind the pre-delay
 
   // Aims, written by UpdateParams.
   bool stereo = false;
@@ -95,6 +96,7 @@ class PitchShifter : public UnitModule {
   float previousDelayA = 0.0f;
   float sprayA = 0.0f;  // samples
   float sprayB = 0.0f;
+  float nearestPlace = 0.0f;  // of both heads in this block, samples
   uint32_t random;
 };
 
