@@ -133,15 +133,38 @@ TEST(MultiModeFilter, StereoIsTwoMonoFiltersBitForBitAlsoWhileGliding) {
   }
 }
 
-TEST(MultiModeFilter, AMovedCutoffGlidesWithoutAStep) {
+TEST(MultiModeFilter, CoefficientsGlideFromSampleToSampleWithinABlock) {
+  // From silence the band-pass answers an impulse with g2 at once, wherever in its glide that stands.
+  const auto answerAt = [](uint32_t sample) {
+    F filter("");
+    Apply(filter, {9, 300.0f, 0.8f, 0.0f, 0.0f});
+    ModuleRig rig(filter, 7, 2);
+    rig.Run(Samples(480, 0.0f));
+    Apply(filter, {9, 9000.0f, 0.8f, 0.0f, 0.0f});
+    Samples x(48, 0.0f);
+    x[sample] = 1.0f;
+    return double{rig.Run(x)[sample]};
+  };
+  const auto g2 = [](double hz) {
+    const double g = std::tan(std::numbers::pi * hz / 48000.0);
+    return g / (1.0 + g * (g + 1.0 / 0.8));
+  };
+  // One tick a block of 1 ms, five time constants in 10 ms.
+  const double reached = 300.0 + 8700.0 * (1.0 - std::exp(-0.5));
+  for (const uint32_t i : {0u, 1u, 23u, 47u}) {
+    EXPECT_NEAR(answerAt(i), g2(300.0) + (g2(reached) - g2(300.0)) * (i + 1) / 48.0, 1e-5) << i;
+  }
+}
+
+TEST(MultiModeFilter, AMovedBellGainMakesNoStep) {
   F filter("");
   Apply(filter, {15, 300.0f, 2.0f, 12.0f, 0.0f});
   ModuleRig rig(filter, 7, 2);
   rig.Run(Sine(4800, 300.0, 48000.0, 0.25));
-  Apply(filter, {15, 5000.0f, 12.0f, -12.0f, 0.0f});
+  Apply(filter, {15, 300.0f, 2.0f, -12.0f, 0.0f});
   const Samples y = rig.Run(Sine(4800, 300.0, 48000.0, 0.25));
-  // A sine of 300 Hz at the bell's full gain moves by at most 0.04 a sample.
-  for (size_t i = 1; i < y.size(); ++i) ASSERT_LT(std::fabs(y[i] - y[i - 1]), 0.05f) << i;
+  // The sine itself moves by at most 0.04 a sample; a gain that jumped from block to block would add 0.16.
+  for (size_t i = 1; i < y.size(); ++i) ASSERT_LT(std::fabs(y[i] - y[i - 1]), 0.045f) << i;
 }
 
 TEST(MultiModeFilter, FrequencyIsModulatedByControlAndBySignal) {
