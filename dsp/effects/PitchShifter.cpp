@@ -239,14 +239,16 @@ void PitchShifter::RunChannel(Lines& lines, const float* in, float* out, uint32_
   for (uint32_t i = 0; i < count; ++i) {
     // The input goes in first, so that a pre-delay of 0 is the sample of this moment.
     lines.preDelay.Write(in[i]);
-    const auto whole = static_cast<uint32_t>(preDelays[i]);
+    // A glide in short blocks runs past its aim, which may be 0.
+    const float delay = std::max(preDelays[i], 0.0f);
+    const auto whole = static_cast<uint32_t>(delay);
     if (!preDelayMoves) {
       delayed[i] = lines.preDelay.Read(whole + 1);
     } else {
       // The fifth-order read needs one sample newer than the place it reads, which below one sample of delay
       // doesn't exist yet.
       const uint32_t mode = whole == 0 ? kInterpolationLinear : kInterpolationFifthOrder;
-      delayed[i] = lines.preDelay.ReadInterpolated(whole + 1, mode, preDelays[i] - static_cast<float>(whole));
+      delayed[i] = lines.preDelay.ReadInterpolated(whole + 1, mode, delay - static_cast<float>(whole));
     }
   }
   if (nearestPlace > static_cast<float>(count)) {
