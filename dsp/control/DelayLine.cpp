@@ -37,4 +37,33 @@ void DelayLine::WriteAt(uint32_t delay, float value) noexcept {
   }
 }
 
+void DelayLine::WriteBlock(const float* values, uint32_t count) noexcept {
+  auto left = static_cast<int32_t>(count);
+  while (left > 0) {
+    const int32_t begin = writeIndex;
+    const int32_t end = std::min(begin + left, size);
+    std::copy_n(values, end - begin, data + begin);
+    // As sample by sample: the range shrinks once the write position has reached its lower bound.
+    if (zeroBegin >= begin && zeroBegin < end && zeroBegin < zeroEnd) zeroBegin = std::min(end, zeroEnd);
+    writeIndex = end == size ? 0 : end;
+    values += end - begin;
+    left -= end - begin;
+  }
+}
+
+void DelayLine::CopyRun(float* out, uint32_t delay, uint32_t count) const noexcept {
+  int32_t begin = Wrapped(writeIndex - static_cast<int32_t>(delay));
+  auto left = static_cast<int32_t>(count);
+  while (left > 0) {
+    const int32_t end = std::min(begin + left, size);
+    std::copy(data + begin, data + end, out);
+    const int32_t silentFrom = std::max(begin, zeroBegin);
+    const int32_t silentTo = std::min(end, zeroEnd);
+    if (silentFrom < silentTo) std::fill(out + (silentFrom - begin), out + (silentTo - begin), 0.0f);
+    out += end - begin;
+    left -= end - begin;
+    begin = 0;
+  }
+}
+
 }  // namespace Vantora::dsp

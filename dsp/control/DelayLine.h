@@ -48,6 +48,9 @@ class DelayLine {
     if (++writeIndex >= size) writeIndex -= size;
   }
 
+  /// Puts `count` samples, as that many calls of Write.
+  void WriteBlock(const float* values, uint32_t count) noexcept;
+
   /// The sample written `delay` writes ago: 1 is the latest, `size` the oldest.
   float Read(uint32_t delay) const noexcept { return At(writeIndex - static_cast<int32_t>(delay)); }
 
@@ -55,6 +58,11 @@ class DelayLine {
   float ReadAhead(uint32_t delay, uint32_t ahead) const noexcept {
     return At(writeIndex + static_cast<int32_t>(ahead) - static_cast<int32_t>(delay));
   }
+
+  /// `count` samples in the order in which they were written, the first being Read(delay): what Read(delay)
+  /// gives now and after each further write, as far as they have been written: `count` at most `delay`,
+  /// `delay` at most `size`.
+  void CopyRun(float* out, uint32_t delay, uint32_t count) const noexcept;
 
   /// The same by absolute index into the ring.
   float ReadAt(uint32_t index) const noexcept { return At(static_cast<int32_t>(index)); }
@@ -81,6 +89,18 @@ class DelayLine {
     }
   }
 
+  /// Between b and c, which lie between a and e: a fifth-order polynomial in Horner form. `frac` 0..1 from b.
+  static float FifthOrder(float a, float b, float c, float e, float frac) noexcept {
+    const float p = c - b;
+    const float q = e - a;
+    float y = 3.0f * p + a - e;
+    y = y * frac + (2.5f * q - 7.5f * p);
+    y = y * frac + (-1.5f * q + 4.5f * p);
+    y = y * frac + (0.5f * (c + a) - b);
+    y = y * frac + 0.5f * (c - a);
+    return y * frac + b;
+  }
+
   /// Length in samples.
   uint32_t Size() const noexcept { return static_cast<uint32_t>(size); }
 
@@ -102,20 +122,8 @@ class DelayLine {
     return IsInZeroRange(i) ? 0.0f : data[i];
   }
 
-  /// Four points about the gap, fifth-order polynomial in Horner form.
   float ReadFifthOrder(uint32_t delay, float frac) const noexcept {
-    const float a = Read(delay - 1);
-    const float b = Read(delay);
-    const float c = Read(delay + 1);
-    const float e = Read(delay + 2);
-    const float p = c - b;
-    const float q = e - a;
-    float y = 3.0f * p + a - e;
-    y = y * frac + (2.5f * q - 7.5f * p);
-    y = y * frac + (-1.5f * q + 4.5f * p);
-    y = y * frac + (0.5f * (c + a) - b);
-    y = y * frac + 0.5f * (c - a);
-    return y * frac + b;
+    return FifthOrder(Read(delay - 1), Read(delay), Read(delay + 1), Read(delay + 2), frac);
   }
 
   std::vector<float> buffer;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <vector>
 
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
@@ -52,6 +53,9 @@ class FeedbackPath {
   void Process(uint32_t side, const float* wetSum, const float* delaySamples, uint32_t count);
 
  private:
+  bool ReadsStandingDelay(const DelayLine& line, const float* delaySamples, uint32_t count) const;
+  void ReadRun(const DelayLine& line, float delaySample, float* out, uint32_t count);
+
   float sampleRate = 0.0f;
   uint32_t blockLength = 0;
   BiquadCoefficients highPass;
@@ -60,6 +64,7 @@ class FeedbackPath {
   std::array<DelayLine, 2> lines;
   std::array<BiquadTransposed2, 2> highPassStates;
   std::array<float*, 2> outputs{};
+  std::vector<float> scratch;  // a block and the three neighbours that a read between samples takes
 };
 
 }  // namespace Vantora::dsp

@@ -155,6 +155,8 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
 
   const float longestTap = OwnRecord(kDetune).GetMaximum() * 0.001f * rate;
   for (auto& line : tapLines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
+  tapWindow.assign(tapLines[0].Size() + WholeQuads(maxBlockSize + 3u), 0.0f);
+  tapOffsets.assign(maxBlockSize, 0);
   feedback.Configure(maxBlockSize, rate, OwnRecord(kFeedbackDelayTime).GetMaximum());
 
   lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
@@ -414,24 +416,48 @@ uint32_t Prismel::DoProcess(ProcessContext& context) {
   return 1;
 }
 
+// How far back the block's taps can reach: the greatest depth, with room for what a smoother adds beyond its
+// target.
+uint32_t Prismel::LongestTap(uint32_t count) const {
+  const float depth = *std::max_element(depthBuffer, depthBuffer + count);
+  return std::min(static_cast<uint32_t>(1.05f * depth) + 4u, tapLines[0].Size());
+}
+
 void Prismel::SweepTaps(uint32_t side, uint32_t count) {
+  if (count == 0) return;
   DelayLine& line = tapLines[side];
-  BiquadDirectForm1 state = highPassStates[side];
-  const float* in = dry[side];
-  const float* returned = feedback.Output(side);
-  for (uint32_t i = 0; i < count; ++i) {
-    float x = inputGainBuffer[i] * in[i] + feedbackGainBuffer[i] * returned[i];
-    if (highPassRuns) x = state.Tick(highPass, x);
-    for (uint32_t v = 0; v < activeVoices; ++v) {
-      const float swept = sweepRamps[side][v][i] * depthBuffer[i];
-      const float delay = swept > 1.0f ? swept : 1.0f;
-      const auto whole = static_cast<uint32_t>(delay);
-      const float first = line.Read(whole);
-      taps[side][v][i] = first + (line.Read(whole + 1) - first) * (delay - static_cast<float>(whole));
-    }
-    line.Write(x);
+  const uint32_t past = LongestTap(count);
+  line.CopyRun(tapWindow.data(), past, past);
+  float* __restrict x = tapWindow.data() + past;
+  const float* __restrict in = dry[side];
+  const float* __restrict returned = feedback.Output(side);
+  for (uint32_t i = 0; i < count; ++i)
+    x[i] = inputGainBuffer[i] * in[i] + feedbackGainBuffer[i] * returned[i];
+  if (highPassRuns) {
+    BiquadDirectForm1 state = highPassStates[side];
+    for (uint32_t i = 0; i < count; ++i) x[i] = state.Tick(highPass, x[i]);
+    highPassStates[side] = state;
   }
-  highPassStates[side] = state;
+  line.WriteBlock(x, count);
+
+  const auto furthest = static_cast<int32_t>(past) - 1;
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    const float* __restrict ramp = sweepRamps[side][v];
+    const float* __restrict depth = depthBuffer;
+    float* __restrict tap = taps[side][v];
+    int32_t* __restrict offset = tapOffsets.data();
+    for (uint32_t i = 0; i < count; ++i) {
+      const float swept = ramp[i] * depth[i];
+      const float delay = swept > 1.0f ? swept : 1.0f;
+      const auto whole = static_cast<int32_t>(delay);
+      tap[i] = delay - static_cast<float>(whole);
+      offset[i] = static_cast<int32_t>(i) - std::min(whole, furthest);
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+      const float* first = x + offset[i];
+      tap[i] = first[0] + (first[-1] - first[0]) * tap[i];
+    }
+  }
 }
 
 void Prismel::RunStageEffects(const ProcessContext& context) {

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "basictools/AlignedVector.h"
 #include "dsp/control/Biquad.h"
@@ -105,6 +106,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   void UpdateIncrements();
   void ResetStageEffects();
 
+  uint32_t LongestTap(uint32_t count) const;
   void SweepTaps(uint32_t side, uint32_t count);
   void RunStageEffects(const ProcessContext& context);
   void SumVoices(uint32_t side, uint32_t count);
@@ -139,6 +141,8 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   float sweepRateRight = 0.0f;                                       // Hz
   bool snapSweeps = false;
   std::array<DelayLine, 2> tapLines;
+  AlignedFloats tapWindow;          // a tap line's past and the block behind it, in one straight run
+  std::vector<int32_t> tapOffsets;  // of one voice's taps in the window
 
   // Filters.
   SmootherSRL highPassPosition{0.05f, 1.0f};

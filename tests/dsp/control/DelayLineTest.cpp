@@ -174,3 +174,36 @@ TEST(AllPassDelay, ModulationMovesTheTapAndNeverReadsBelowOneSample) {
 
 }  // namespace
 }  // namespace Vantora::dsp
+
+namespace Vantora::dsp {
+namespace {
+
+TEST(DelayLine, BlockWritesAndRunsAreTheSampleBySampleOnes) {
+  std::mt19937 random(4711);
+  for (const uint32_t size : {5u, 17u, 64u}) {
+    DelayLine blocks;
+    DelayLine singles;
+    blocks.Resize(size);
+    singles.Resize(size);
+    float next = 1.0f;
+    for (int round = 0; round < 3000; ++round) {
+      if (random() % 50 == 0) {
+        blocks.Clear();
+        singles.Clear();
+      }
+      std::vector<float> values(random() % (2 * size));
+      for (float& value : values) value = next++;
+      blocks.WriteBlock(values.data(), static_cast<uint32_t>(values.size()));
+      for (const float value : values) singles.Write(value);
+      const uint32_t delay = 1 + random() % size;
+      std::vector<float> run(1 + random() % delay);
+      blocks.CopyRun(run.data(), delay, static_cast<uint32_t>(run.size()));
+      for (uint32_t i = 0; i < run.size(); ++i)
+        ASSERT_EQ(run[i], singles.Read(delay - i)) << size << " " << round;
+      for (uint32_t d = 1; d <= size; ++d) ASSERT_EQ(blocks.Read(d), singles.Read(d)) << size << " " << round;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace Vantora::dsp
