@@ -32,8 +32,11 @@ class CompensationRamp {
   /// out[i] = the gain on the way to `gain`, which is reached at out[count - 1].
   void Render(float gain, float* out, uint32_t count) noexcept;
 
-  /// Without compensation the gain is 1 at once.
-  void SwitchOff() noexcept { last = 1.0f; }
+  /// Without compensation the gain is 1 at once, and 1 is where a later ramp starts.
+  void SwitchOff() noexcept {
+    last = 1.0f;
+    isSnapPending = false;
+  }
 
  private:
   float last = 1.0f;

@@ -47,7 +47,7 @@ PitchShifter::PitchShifter(std::string text, uint32_t seed)
 
 void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   sampleRate = newSampleRate;
-  blockShare = 1.0f / static_cast<float>(maxBlockSize);
+  rampLength = static_cast<float>(maxBlockSize);
   const auto lineLength = static_cast<uint32_t>(std::ceil(kLineSeconds * sampleRate));
   for (Lines& lines : channels) {
     lines.preDelay.Resize(lineLength);
@@ -145,9 +145,9 @@ void PitchShifter::UpdateGrain(uint32_t count) {
 }
 
 void PitchShifter::RampGrain(const GrainShape& from, const GrainShape& to, uint32_t count) {
-  const float widthStep = (to.width - from.width) * blockShare;
-  const float lengthStep = (to.length - from.length) * blockShare;
-  const float rateStep = (to.rate - from.rate) * blockShare;
+  const float widthStep = (to.width - from.width) / rampLength;
+  const float lengthStep = (to.length - from.length) / rampLength;
+  const float rateStep = (to.rate - from.rate) / rampLength;
   for (int32_t i = 0, end = static_cast<int32_t>(WholeQuads(count)); i < end; ++i) {
     const auto k = static_cast<float>(i + 1);
     widthAims[i] = from.width + k * widthStep;

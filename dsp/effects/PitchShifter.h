@@ -61,7 +61,7 @@ class PitchShifter : public UnitModule {
 
   // Settings, written by Configure.
   float sampleRate = 44100.0f;  // Hz
-  float blockShare = 0.25f;     // 1 / largest block
+  float rampLength = 4.0f;      // samples, the largest block
   // One block each.
   std::vector<float> semitones;
   std::vector<float> lengthAims;  // samples

@@ -70,6 +70,19 @@ TEST(MultiDist, CompensationKeepsTheLevelOfAFullScaleSineAtAnyDrive) {
   }
 }
 
+TEST(MultiDist, CompensationSwitchedOnAfterAResetRampsFromNone) {
+  Shaper shaper(0);  // off; below full scale this curve is a wire
+  shaper.Set(MultiDist::kDrive, -12.0f);
+  std::fill_n(shaper.inputs[0], 48, 0.5f);
+  shaper.Process();
+  const float plain = shaper.outputs[0][47];
+  shaper.Set(MultiDist::kAutoComp, 1.0f);
+  shaper.Process();
+  const float gain = shaper.outputs[0][47] / plain;
+  EXPECT_NEAR(gain, 3.98107f, 1e-3f);
+  EXPECT_NEAR(shaper.outputs[0][0], plain * (1.0f + (gain - 1.0f) / 48.0f), 1e-5f);
+}
+
 TEST(MultiDist, OffersTheAllowedAlgorithmsInTheirOrder) {
   MultiDist shaper("");
   shaper.SetAllowedAlgorithms({3, 4, 14});
