@@ -34,7 +34,10 @@ void AddRenderCommand(CLI::App& app, CommandContext& context);
 void AddReverbCommand(CLI::App& app, CommandContext& context);
 void AddParamsCommand(CLI::App& app, CommandContext& context);
 void AddPresetCommand(CLI::App& app, CommandContext& context);
+void AddGenerateCommand(CLI::App& app, CommandContext& context);
 void AddInfoCommand(CLI::App& app, CommandContext& context);
+void AddNoiseCommand(CLI::App& app, CommandContext& context);
+void AddPlateCommand(CLI::App& app, CommandContext& context);
 
 /// --log, --log-file and --log-config, which take effect before any subcommand runs.
 void AddLogOptions(CLI::App& app, CommandContext& context);

@@ -10,9 +10,17 @@
 #include "cli/Failure.h"
 
 namespace Vantora::cli {
+namespace {
+
+/// The whole command's help, whatever subcommand has been chosen: App::help would give that one's.
+std::string Overview(const CLI::App& app) {
+  return app.get_formatter()->make_help(&app, "prismel", CLI::AppFormatMode::Normal);
+}
+
+}  // namespace
 
 std::string HelpText(const CLI::App& app, const std::vector<CLI::App*>& chosen) {
-  if (chosen.empty()) return app.help();
+  if (chosen.empty()) return Overview(app);
   const CLI::App* inner = chosen.front();
   while (!inner->get_subcommands().empty()) inner = inner->get_subcommands().front();
   return inner->help("prismel");
@@ -32,7 +40,7 @@ void AddHelpCommand(CLI::App& app, CommandContext&) {
       if (next == nullptr) throw UsageError(fmt::format("there is no command '{}'; see prismel help", word));
       found = next;
     }
-    fmt::print("{}", found == &app ? app.help() : found->help("prismel"));
+    fmt::print("{}", found == &app ? Overview(app) : found->help("prismel"));
   });
 }
 

@@ -36,7 +36,7 @@ void List(const std::string& folder) {
 void Show(const std::string& name, bool json) {
   const host::Preset preset = LoadPreset(name);
   if (json) {
-    fmt::print("{}\n", preset.ToJson());
+    fmt::print("{}", preset.ToJson());
     return;
   }
   fmt::print("{}\n", preset.name);
@@ -57,8 +57,7 @@ void Save(const SoundOptions& sound, const std::string& path, const std::string&
     throw UsageError(fmt::format("{}: a preset's file ends in {}", path, host::Preset::kFileEnding));
   }
   host::Preset preset = sound.Sound();
-  if (!name.empty()) preset.name = name;
-  if (preset.name.empty()) preset.name = fs::path(path).stem().string();
+  preset.name = name.empty() ? fs::path(path).stem().string() : name;
   if (!description.empty()) preset.description = description;
   preset.Write(path);
 }

@@ -53,7 +53,10 @@ int Run(int argc, char** argv) {
   cli::AddParamsCommand(app, context);
   cli::AddPresetCommand(app, context);
   cli::AddInfoCommand(app, context);
+  cli::AddNoiseCommand(app, context);
+  cli::AddPlateCommand(app, context);
   cli::AddHelpCommand(app, context);
+  cli::AddGenerateCommand(app, context);
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {

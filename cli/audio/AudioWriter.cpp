@@ -32,9 +32,10 @@ AudioWriter::AudioWriter(const std::string& target, const Settings& chosen) : se
   if (path == "-") {
     OpenStream(STDOUT_FILENO);
   } else if (IsStream(path)) {
-    stream = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (stream < 0) Fail(std::strerror(errno));
-    OpenStream(stream);
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (descriptor < 0) Fail(std::strerror(errno));
+    ownsDescriptor = true;
+    OpenStream(descriptor);
   } else {
     OpenFile();
   }
@@ -42,7 +43,7 @@ AudioWriter::AudioWriter(const std::string& target, const Settings& chosen) : se
 
 AudioWriter::~AudioWriter() {
   file.reset();
-  if (stream >= 0) close(stream);
+  if (ownsDescriptor) close(stream.descriptor);
 }
 
 void AudioWriter::OpenFile() {
@@ -67,23 +68,43 @@ void AudioWriter::OpenFile() {
   }
 }
 
+SF_VIRTUAL_IO AudioWriter::StreamCalls() {
+  SF_VIRTUAL_IO calls{};
+  calls.get_filelen = [](void* user) { return static_cast<Stream*>(user)->position; };
+  calls.tell = [](void* user) { return static_cast<Stream*>(user)->position; };
+  calls.seek = [](sf_count_t, int, void* user) { return static_cast<Stream*>(user)->position; };
+  calls.read = [](void*, sf_count_t, void*) -> sf_count_t { return 0; };
+  calls.write = [](const void* bytes, sf_count_t count, void* user) {
+    auto& stream = *static_cast<Stream*>(user);
+    sf_count_t sent = 0;
+    while (sent < count) {
+      const ssize_t now = ::write(stream.descriptor, static_cast<const char*>(bytes) + sent,
+                                  static_cast<size_t>(count - sent));
+      if (now < 0 && errno == EINTR) continue;
+      if (now <= 0) break;
+      sent += now;
+    }
+    stream.position += sent;
+    return sent;
+  };
+  return calls;
+}
+
 void AudioWriter::OpenStream(int descriptor) {
   if (settings.format.type != "wav" && settings.format.type != "raw") {
     Fail("a stream can be --type wav or --type raw only");
   }
+  stream.descriptor = descriptor;
+  SF_VIRTUAL_IO calls = StreamCalls();
   if (settings.format.type == "wav") {
     const auto header = WavStreamHeader(settings.format.sample, settings.rate, settings.channels);
-    size_t sent = 0;
-    while (sent < header.size()) {
-      const ssize_t now = write(descriptor, header.data() + sent, header.size() - sent);
-      if (now < 0 && errno == EINTR) continue;
-      if (now <= 0) Fail(std::strerror(errno));
-      sent += static_cast<size_t>(now);
-    }
+    const auto size = static_cast<sf_count_t>(header.size());
+    if (calls.write(header.data(), size, &stream) != size) Fail(std::strerror(errno));
+    stream.position = 0;  // the samples begin here
   }
   const AudioFormat samples{"raw", settings.format.sample, false};
   SF_INFO info{0, settings.rate, settings.channels, samples.Code(), 0, 0};
-  file.reset(sf_open_fd(descriptor, SFM_WRITE, &info, SF_FALSE));
+  file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &stream));
   if (!file) Fail(sf_strerror(nullptr));
 }
 

@@ -48,6 +48,13 @@ class AudioWriter {
     void operator()(SNDFILE* handle) const { sf_close(handle); }
   };
 
+  /// What libsndfile sees of a stream: bytes that go out in order and can't be taken back.
+  struct Stream {
+    int descriptor = -1;
+    sf_count_t position = 0;  // bytes sent
+  };
+  static SF_VIRTUAL_IO StreamCalls();
+
   void OpenFile();
   void OpenStream(int descriptor);
   void Quantise(const float* samples, size_t count);
@@ -56,7 +63,8 @@ class AudioWriter {
   Settings settings;
   std::string path;
   std::optional<PendingFile> pending;
-  int stream = -1;  // descriptor that is ours to close
+  Stream stream;
+  bool ownsDescriptor = false;
   std::unique_ptr<SNDFILE, Close> file;
   Dither dither;
   std::vector<int> integers;

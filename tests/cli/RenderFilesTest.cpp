@@ -181,6 +181,9 @@ TEST(RenderFiles, PipesCarryWavAndRawSamples) {
                                  "| cat | $PRISMEL render -q --raw-input 48000,2,float - back.wav " + kDry);
   ASSERT_EQ(raw.status, 0) << raw.err;
   EXPECT_EQ(ReadAudio(here / "back.wav").samples, in.samples);
+  // Standard output may be a file: "> piped.wav".
+  ASSERT_EQ(here.Shell(std::string("$PRISMEL render -q in.wav - ") + kDry + "> piped.wav").status, 0);
+  EXPECT_EQ(ReadAudio(here / "piped.wav").samples, in.samples);
   EXPECT_EQ(here.Prismel("render in.wav /dev/null --type wav").status, 0);
   EXPECT_EQ(here.Shell("$PRISMEL render -q in.wav - | head -c 100 >/dev/null").status, 0);
 }

@@ -1,0 +1,161 @@
+// The commands beside render: lists, information, help, pictures, modules, log, and the README as printed.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "tests/cli/CommandRunner.h"
+
+namespace Vantora::cli::tests {
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+TEST(Params, TheTableOffersWhatAMusicianMaySetAndJsonHasAll228) {
+  const Workspace here;
+  const std::string table = here.Prismel("params").out;
+  EXPECT_THAT(table, HasSubstr("Prismel_Prismelion"));
+  for (const char* internal : {"GUI Visible", "PresetLoading", "Conf", "Panic", "ToolTip", "InputAnalyzer"}) {
+    EXPECT_THAT(table, Not(HasSubstr(internal)));
+  }
+  const auto all = nlohmann::json::parse(here.Prismel("params --all --json").out);
+  ASSERT_EQ(all.size(), 228u);
+  for (size_t i = 0; i < all.size(); ++i) EXPECT_EQ(all[i]["index"], i);
+  EXPECT_EQ(all[156]["name"], "Prismel_HPFCutoff");
+  EXPECT_EQ(all[156]["unit"], "Hz");
+  EXPECT_EQ(all[156]["startText"], "250 Hz");
+  EXPECT_EQ(all[169]["labels"].size(), 6u);
+  // Every start value is read back as it is printed.
+  WriteAudio(here / "in.wav", MakeTone(1, 480));
+  std::string sets;
+  for (const auto& entry : nlohmann::json::parse(here.Prismel("params --json").out)) {
+    sets += " -p '" + std::string(entry["name"]) + "=" + std::string(entry["startText"]) + "'";
+  }
+  const Outcome run = here.Prismel("render -q in.wav out.wav" + sets);
+  EXPECT_EQ(run.status, 0) << run.err;
+}
+
+TEST(Info, TellsTheLibraryAndItsSurroundings) {
+  const Workspace here;
+  const auto info = nlohmann::json::parse(here.Prismel("info --json").out);
+  EXPECT_EQ(info["name"], "Qfx PRISMEL");
+  EXPECT_EQ(info["interface"], 7);
+  EXPECT_EQ(info["parameters"], 228);
+  EXPECT_THAT(std::string(info["library"]), HasSubstr("libprismelProcessor.so"));
+  EXPECT_FALSE(info["searchFolders"].empty());
+  EXPECT_EQ(here.Prismel("info").status, 0);
+}
+
+TEST(Help, EveryCommandExplainsItselfAndTheManPageHasThemAll) {
+  const Workspace here;
+  const std::string overview = here.Prismel("help").out;
+  const Outcome man =
+      here.Shell("$PRISMEL generate man > p.1 && man --warnings -l p.1 2>/dev/null | cat; cat p.1");
+  for (const char* command : {"render", "params", "info", "preset", "noise", "plate", "reverb"}) {
+    EXPECT_THAT(overview, HasSubstr(command));
+    const Outcome help = here.Prismel("help " + std::string(command));
+    EXPECT_EQ(help.status, 0);
+    EXPECT_EQ(here.Prismel(std::string(command) + " --help").out, help.out);
+    EXPECT_THAT(man.out, HasSubstr(".SS prismel " + std::string(command)));
+  }
+  EXPECT_THAT(here.Prismel("help preset save").out, HasSubstr("--description"));
+  EXPECT_EQ(here.Prismel("help nonsense").status, 2);
+  EXPECT_EQ(here.Prismel("").status, 2);
+  EXPECT_EQ(here.Prismel("--version").status, 0);
+}
+
+TEST(Completion, BashCompletesCommandsOptionsNamesAndPresets) {
+  const Workspace here;
+  const auto complete = [&here](const std::string& words) {
+    return here
+        .Shell(
+            "export PRISMEL_PRESETS=$PWD PATH=\"$(dirname $PRISMEL):$PATH\"; source <($PRISMEL generate "
+            "bash); compopt() { :; }; "
+            "COMP_WORDS=(" +
+            words +
+            "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _prismel; "
+            "printf '%s\\n' \"${COMPREPLY[@]}\"")
+        .out;
+  };
+  EXPECT_EQ(complete("prismel ren"), "render\n");
+  EXPECT_EQ(complete("prismel preset sa"), "save\n");
+  EXPECT_EQ(complete("prismel render --norm"), "--normalize\n");
+  EXPECT_EQ(complete("prismel render --set Prismel_Voi"), "Prismel_Voices=\n");
+  WriteBytes(here / "glass.json", R"({"schema": 1, "name": "Glass Choir", "parameters": {}})");
+  EXPECT_THAT(complete("prismel render --preset Glass"), HasSubstr("Glass\\ Choir\n"));
+}
+
+TEST(Noise, IsTheSameForASeedAndAnotherForAnother) {
+  const Workspace here;
+  for (const char* run :
+       {"a.wav", "b.wav", "c.wav --seed 2", "d.wav --type pink", "e.wav --type Variable -p NoiseColor=0.2"}) {
+    ASSERT_EQ(here.Prismel("noise --seconds 0.5 --channels 2 " + std::string(run)).status, 0) << run;
+  }
+  const Audio a = ReadAudio(here / "a.wav");
+  ASSERT_EQ(a.Frames(), 24000u);
+  EXPECT_EQ(ReadBytes(here / "a.wav"), ReadBytes(here / "b.wav"));
+  EXPECT_NE(ReadBytes(here / "a.wav"), ReadBytes(here / "c.wav"));
+  EXPECT_NE(a.samples[1000], a.samples[1001]);  // the channels differ
+  double power = 0.0;
+  for (const float x : a.samples) power += static_cast<double>(x) * static_cast<double>(x) / 48000.0;
+  EXPECT_NEAR(power, 0.0631 / 3.0, 0.001);  // uniform noise at -12 dB
+  EXPECT_EQ(here.Prismel("noise x.wav --type blue").status, 2);
+  EXPECT_EQ(here.Prismel("noise a.wav").status, 1);
+}
+
+TEST(Plate, RingsOnBehindTheInputAndTakesItsParametersByName) {
+  const Workspace here;
+  const Audio in = MakeTone(2, 4800);
+  WriteAudio(here / "in.wav", in);
+  ASSERT_EQ(here.Prismel("plate in.wav dry.wav -p Wet=0").status, 0);
+  EXPECT_EQ(ReadAudio(here / "dry.wav").samples, in.samples);
+  ASSERT_EQ(here.Prismel("plate in.wav short.wav -p Decay=0.2").status, 0);
+  ASSERT_EQ(here.Prismel("plate in.wav long.wav --set decay=0.8 -p Predelay=20ms").status, 0);
+  EXPECT_GT(ReadAudio(here / "long.wav").Frames(), ReadAudio(here / "short.wav").Frames() + 48000);
+  const Outcome unknown = here.Prismel("plate in.wav x.wav -p Decy=0.2");
+  EXPECT_EQ(unknown.status, 2);
+  EXPECT_THAT(unknown.err, HasSubstr("Decay"));
+  EXPECT_EQ(here.Prismel("plate in.wav x.wav -p Predelay=3s").status, 2);
+  EXPECT_THAT(here.Prismel("plate --params").out, HasSubstr("MSMix"));
+}
+
+TEST(Log, GoesToStandardErrorOrAFileAndNeverIntoTheAudio) {
+  const Workspace here;
+  WriteAudio(here / "in.wav", MakeTone(1, 4800));
+  const Outcome run = here.Prismel("info --json --log debug");
+  EXPECT_TRUE(nlohmann::json::accept(run.out)) << run.out;
+  EXPECT_THAT(run.err, HasSubstr("description"));
+  EXPECT_EQ(here.Prismel("info --json --log error,description=assert").err, "");
+  ASSERT_EQ(here.Prismel("info --log debug --log-file log.txt").status, 0);
+  EXPECT_THAT(ReadBytes(here / "log.txt"), HasSubstr("description"));
+  WriteBytes(here / "log.conf", "LogInRelease 1\nLogOutputColors 0\ndescription debug\n");
+  EXPECT_THAT(here.Prismel("info --log-config log.conf").err, HasSubstr("description"));
+  EXPECT_EQ(here.Prismel("info --log loud").status, 2);
+  EXPECT_EQ(here.Prismel("info --log-config missing.conf").status, 1);
+  EXPECT_EQ(here.Prismel("info --log debug --log-file nowhere/log.txt").status, 1);
+}
+
+TEST(Readme, ItsCommandsRunAsPrinted) {
+  const Workspace here;
+  std::istringstream readme(ReadBytes(PRISMEL_SOURCE_DIR "/README.md"));
+  std::string script = "set -eu -o pipefail\nexport PATH=\"$(dirname \"$PRISMEL\"):$PATH\"\n";
+  bool inside = false;
+  size_t commands = 0;
+  for (std::string line; std::getline(readme, line);) {
+    if (line.starts_with("```")) {
+      inside = line == "```sh";
+    } else if (inside && !line.starts_with("scripts/") && !line.starts_with("export PATH")) {
+      script += line + "\n";
+      ++commands;
+    }
+  }
+  EXPECT_GE(commands, 10u);
+  const Outcome run = here.Shell(script);
+  EXPECT_EQ(run.status, 0) << run.err;
+}
+
+}  // namespace
+}  // namespace Vantora::cli::tests
