@@ -1,0 +1,99 @@
+#include "dsp/convolution/FDLThread.h"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <mutex>
+#include <thread>
+
+namespace Vantora::dsp {
+namespace {
+
+template <typename Condition>
+bool Eventually(const Condition& condition) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition() && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+  return condition();
+}
+
+TEST(FDLThread, CancellingAnEmptyRingTwiceEndsByItself) {
+  FDLThread worker;
+  worker.Start("ConvoEngine");
+  for (int i = 0; i < 1000; ++i) {
+    worker.CancelJobs();
+    worker.CancelJobs();
+    ASSERT_TRUE(Eventually([&] { return worker.CancelCounter() == 0; }));
+  }
+}
+
+TEST(FDLThread, AMarkerThatFoundNoRoomDoesNotLeaveTheWorkerCancelling) {
+  FDLThread worker;
+  std::mutex stall;
+  std::unique_lock hold(stall);
+  std::atomic<int> worked{0}, cancelled{0};
+  worker.Start("ConvoEngine");
+  std::atomic<bool> isStalled{false};
+  worker.Queue().Enqueue(
+      [&] {
+        isStalled = true;
+        const std::lock_guard wait(stall);
+      },
+      [] {});
+  worker.Wake();
+  ASSERT_TRUE(Eventually([&] { return isStalled.load(); }));
+  const auto enqueue = [&] { return worker.Queue().Enqueue([&] { ++worked; }, [&] { ++cancelled; }); };
+  while (enqueue()) {
+  }
+  worker.CancelJobs();
+  worker.CancelJobs();
+  EXPECT_EQ(worker.CancelCounter(), 2);
+  hold.unlock();
+  ASSERT_TRUE(Eventually([&] { return worker.CancelCounter() == 0; }));
+  EXPECT_EQ(worked, 0);
+  EXPECT_EQ(cancelled, 10);
+  ASSERT_TRUE(enqueue());
+  worker.Wake();
+  EXPECT_TRUE(Eventually([&] { return worked == 1; }));
+}
+
+TEST(FDLThread, NoWakeUpIsLost) {
+  FDLThread worker;
+  worker.Start("ConvoEngine");
+  std::atomic<int> worked{0};
+  for (int i = 1; i <= 50'000; ++i) {
+    worker.Queue().Enqueue([&] { worked.store(i); }, [] {});
+    worker.Wake();
+    // Only this wake-up can have the command run.
+    ASSERT_TRUE(Eventually([&] { return worked.load() == i; })) << i;
+  }
+}
+
+TEST(FDLThread, BearsItsNameAndStopsWithWorkLeft) {
+  FDLThread worker;
+  std::array<char, 16> name{};
+  std::atomic<bool> isNamed{false};
+  worker.Start("ConvoEngine");
+  worker.Queue().Enqueue(
+      [&] {
+        pthread_getname_np(pthread_self(), name.data(), name.size());
+        isNamed = true;
+      },
+      [] {});
+  worker.Wake();
+  ASSERT_TRUE(Eventually([&] { return isNamed.load(); }));
+  EXPECT_STREQ(name.data(), "ConvoEngine");
+  std::atomic<int> ran{0};
+  for (int i = 0; i < 9; ++i) worker.Queue().Enqueue([&] { ++ran; }, [&] { ++ran; });
+  worker.BeginStop();
+  worker.FinishStop();
+  EXPECT_FALSE(worker.IsRunning());
+  EXPECT_EQ(worker.CancelCounter(), 0);
+  worker.Start("ConvoEngine");
+  EXPECT_TRUE(worker.IsRunning());
+}
+
+}  // namespace
+}  // namespace Vantora::dsp
