@@ -22,7 +22,7 @@ bool Eventually(const Condition& condition) {
 TEST(FDLThread, CancellingAnEmptyRingTwiceEndsByItself) {
   FDLThread worker;
   worker.Start("ConvoEngine");
-  for (int i = 0; i < 1000; ++i) {
+  for (int i = 0; i < 200; ++i) {
     worker.CancelJobs();
     worker.CancelJobs();
     ASSERT_TRUE(Eventually([&] { return worker.CancelCounter() == 0; }));
@@ -63,7 +63,7 @@ TEST(FDLThread, NoWakeUpIsLost) {
   FDLThread worker;
   worker.Start("ConvoEngine");
   std::atomic<int> worked{0};
-  for (int i = 1; i <= 50'000; ++i) {
+  for (int i = 1; i <= 3'000; ++i) {
     worker.Queue().Enqueue([&] { worked.store(i); }, [] {});
     worker.Wake();
     // Only this wake-up can have the command run.
