@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <functional>
 
 #include "basictools/math/Xorshift.h"

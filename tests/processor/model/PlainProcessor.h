@@ -6,7 +6,7 @@
 #include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/stage/SpreadTables.h"
-#include "tests/processor/model/Effects.h"
+#include "tests/processor/model/Clone.h"
 #include "tests/processor/model/Oscillator.h"
 
 namespace Vantora::test::model {
