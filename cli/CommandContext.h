@@ -23,6 +23,7 @@ struct CommandContext {
 
   /// Where the processor library is: named by --library or found in its usual places. Throws host::HostError.
   std::filesystem::path LibraryPath() const;
+  /// The library there. Throws host::HostError.
   host::ProcessorLibrary LoadLibrary() const { return host::ProcessorLibrary(LibraryPath()); }
 
   /// Folders of presets that exist: the user's own, then the factory bank of this installation or build.

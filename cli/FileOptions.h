@@ -26,6 +26,7 @@ struct FileOptions {
   void AddTo(CLI::App& command);
   /// What the texts mean. Throws UsageError.
   RenderSettings Settings() const;
+  /// Files at a time, 1 or more.
   unsigned Jobs() const;
 };
 

@@ -16,6 +16,7 @@ struct SoundOptions {
   std::string preset;
   std::vector<std::string> assignments;
 
+  /// Adds both to a subcommand.
   void AddTo(CLI::App& command);
 
   /// The preset, or what a preset without values is, with the assignments that belong to presets in it.

@@ -13,6 +13,7 @@ enum class SampleFormat { kPcm16, kPcm24, kPcm32, kFloat };
 
 /// "16", "24", "32" or "float"; nothing for any other text.
 std::optional<SampleFormat> ParseSampleFormat(std::string_view text);
+/// The text that `ParseSampleFormat` reads back.
 std::string_view Name(SampleFormat format);
 
 /// Bits of an integer format; 0 for float.

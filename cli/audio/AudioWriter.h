@@ -41,6 +41,7 @@ class AudioWriter {
 
   /// Samples beyond full scale that an integer format had to hold.
   uint64_t ClippedSamples() const { return clipped; }
+  /// Frames taken so far.
   uint64_t FramesWritten() const { return written; }
 
  private:

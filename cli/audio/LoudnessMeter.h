@@ -12,11 +12,13 @@ namespace Vantora::cli {
 /// is constant whatever the length.
 class LoudnessMeter {
  public:
+  /// `rate` in Hz; 1 or 2 channels. Throws std::bad_alloc.
   LoudnessMeter(int rate, int channels);
   ~LoudnessMeter();
   LoudnessMeter(LoudnessMeter&&) noexcept;
   LoudnessMeter& operator=(LoudnessMeter&&) noexcept;
 
+  /// Takes `frames` frames; samples must be finite.
   void Add(const float* interleaved, uint64_t frames);
 
   /// dBFS; minus infinity for silence.

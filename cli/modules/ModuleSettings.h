@@ -32,6 +32,7 @@ class ModuleSettings {
   /// Writes "NAME=VALUE": the name in any case, the value in the parameter's unit with or without it, as one
   /// of the labels, or as "norm:0.5". Throws UsageError, with the nearest names for an unknown one.
   void Set(const std::string& assignment);
+  /// `Set` for each, in their order.
   void SetAll(const std::vector<std::string>& assignments);
 
   /// Prints name, value, range and use of every parameter.
