@@ -1,11 +1,12 @@
 # prismel_warnings(TARGET [STRICT]): warnings are errors everywhere; STRICT adds the ones that guard float against
 # double, which the signal code needs and tests don't.
-# The floating-point flags are part of the sound: formulas are rounded where they are written, never fused or
+# The floating-point flags are part of the sound (the two with -fno change no result: nobody reads errno or the exception
+# flags, and without them GCC makes selects out of branches): formulas are rounded where they are written, never fused or
 # reordered, and -ffast-math would change the host's denormal mode when the shared library is loaded.
 function(prismel_warnings target)
   cmake_parse_arguments(PARSE_ARGV 1 arg "STRICT" "" "")
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Werror
-    -fno-math-errno -ffp-contract=off)
+    -fno-math-errno -fno-trapping-math -ffp-contract=off)
   if(CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
     target_compile_options(${target} PRIVATE -Wno-restrict)  # false alarms on text + std::string, GCC bug 105651
   endif()
