@@ -36,6 +36,7 @@ void AddReverbCommand(CLI::App& app, CommandContext& context);
 void AddParamsCommand(CLI::App& app, CommandContext& context);
 void AddPresetCommand(CLI::App& app, CommandContext& context);
 void AddGenerateCommand(CLI::App& app, CommandContext& context);
+void AddPlotCommand(CLI::App& app, CommandContext& context);
 void AddInfoCommand(CLI::App& app, CommandContext& context);
 void AddNoiseCommand(CLI::App& app, CommandContext& context);
 void AddPlateCommand(CLI::App& app, CommandContext& context);

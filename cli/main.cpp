@@ -52,6 +52,7 @@ int Run(int argc, char** argv) {
   cli::AddReverbCommand(app, context);
   cli::AddParamsCommand(app, context);
   cli::AddPresetCommand(app, context);
+  cli::AddPlotCommand(app, context);
   cli::AddInfoCommand(app, context);
   cli::AddNoiseCommand(app, context);
   cli::AddPlateCommand(app, context);

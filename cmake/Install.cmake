@@ -28,6 +28,7 @@ endforeach()
 install(TARGETS prismelInterface prismelCore prismelHost prismelProcessor EXPORT PrismelTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS prismel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(DIRECTORY presets/ DESTINATION ${CMAKE_INSTALL_DATADIR}/prismel/presets FILES_MATCHING PATTERN "*.json")
 install(DIRECTORY processor/interface DESTINATION ${headers}/processor FILES_MATCHING PATTERN "*.h")
 install(DIRECTORY basictools dsp engine host tools DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})

@@ -125,7 +125,9 @@ constexpr float kSamePosition = 1e-7f;
 }  // namespace
 
 std::string Parameter::Text(float normalized) const {
-  const float value = ToValue(normalized);
+  float value = ToValue(normalized);
+  // What rounding left of a zero within a range, such as 6e-8 dB.
+  if (std::abs(value) < 1e-7f * (row.max - row.min)) value = 0.0f;
   if (!IsStepped()) return ValueText(static_cast<double>(value), row.unit, kDisplayDigits);
   const auto step = static_cast<size_t>(std::lround(value - row.min));
   return step < Labels().size() ? Labels()[step] : fmt::format("{}", std::lround(value));

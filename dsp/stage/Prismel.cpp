@@ -62,9 +62,9 @@ constexpr std::array<StageRoute, kFxTypeCount> kRoutes = {{
     {Prismel::kBandpassCutoff, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBandpassResonance, 4},
     {Prismel::kCombCutoff, 3, SpreadLaw::kRatio, 0.0f, Prismel::kCombResonance, 4},
     {Prismel::kBitCrusherDownsample, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBitCrusherBitDepth, 1},
-    {Prismel::kDistortionDrive, PrismelDistoVariant::kDriveParam, SpreadLaw::kRoot, 25.0f,
+    {Prismel::kDistortionDrive, PrismelDistoVariant::kDriveParam, SpreadLaw::kRoot, kDriveSpan,
      Prismel::kDistortionAlgorithm, PrismelDistoVariant::kDistoTypeParam},
-    {Prismel::kHarmonizerSpray, 3, SpreadLaw::kRoot, 2300.0f, Prismel::kHarmonizerChord, 2},
+    {Prismel::kHarmonizerSpray, 3, SpreadLaw::kRoot, kSpraySpan, Prismel::kHarmonizerChord, 2},
 }};
 
 constexpr uint32_t kPrimaryPort = 2;

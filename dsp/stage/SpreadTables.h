@@ -25,6 +25,10 @@ inline constexpr std::array<float, kVoiceCount> kStartPhases = {0.0f,      0.25f
 inline constexpr std::array<float, kVoiceCount> kVoiceCountGains = {
     1.0f, 0.771105409f, 0.66233778f, 0.594603539f, 0.546872735f, 0.510732293f, 0.482045710f, 0.458502024f};
 
+/// Spans of the root law: how far a whole step of the root moves the drive, in dB, and the spray, in ms.
+inline constexpr float kDriveSpan = 25.0f;
+inline constexpr float kSpraySpan = 2300.0f;
+
 /// Semitones of each voice, by "HarmonizerChord".
 inline constexpr std::array<std::array<int8_t, kVoiceCount>, 12> kChords = {{
     {0, 12, -12, 24, -24, 12, -12, 24},

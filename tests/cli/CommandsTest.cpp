@@ -54,7 +54,7 @@ TEST(Help, EveryCommandExplainsItselfAndTheManPageHasThemAll) {
   const std::string overview = here.Prismel("help").out;
   const Outcome man =
       here.Shell("$PRISMEL generate man > p.1 && man --warnings -l p.1 2>/dev/null | cat; cat p.1");
-  for (const char* command : {"render", "params", "info", "preset", "noise", "plate", "reverb"}) {
+  for (const char* command : {"render", "params", "info", "preset", "plot", "noise", "plate", "reverb"}) {
     EXPECT_THAT(overview, HasSubstr(command));
     const Outcome help = here.Prismel("help " + std::string(command));
     EXPECT_EQ(help.status, 0);

@@ -1,0 +1,164 @@
+#include "cli/plot/GnuplotScript.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <iterator>
+
+namespace Vantora::cli {
+namespace {
+
+constexpr const char* kInk = "#404040";
+constexpr const char* kGrid = "#dcdcdc";
+constexpr const char* kKey = "noenhanced samplen 2 spacing 1.15 Left reverse";
+/// Magma-like: quiet is dark, and equal steps of level look equal.
+constexpr const char* kHeatColours =
+    "set palette defined (0 '#000004', 1 '#1c1044', 2 '#4f127b', 3 '#812581', 4 '#b5367a', 5 '#e55064', "
+    "6 '#fb8761', 7 '#fec287', 8 '#fcfdbf')\n";
+
+/// Text in gnuplot's single quotes: inside double ones it would run what stands in backquotes.
+std::string Text(const std::string& text) {
+  std::string quoted = "'";
+  for (const char c : text) {
+    if (c == '\'') quoted += '\'';
+    quoted += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+  }
+  return quoted + '\'';
+}
+
+/// Draws one panel; data blocks have been written under $d<first>, $d<first + 1>, ...
+class PanelWriter {
+ public:
+  PanelWriter(fmt::memory_buffer& buffer, const Panel& source) : text(buffer), panel(source) {}
+
+  void WriteData(size_t& block) {
+    first = block;
+    for (const Series& series : panel.series) {
+      Add("$d{} << EOD\n", block++);
+      for (size_t i = 0; i < series.x.size(); ++i) {
+        Add("{:.7g} {:.6g}", series.x[i], series.y[i]);
+        if (!series.upper.empty()) Add(" {:.6g}", series.upper[i]);
+        Add("\n");
+      }
+      Add("EOD\n");
+    }
+    if (panel.map) WriteMapData(block++);
+  }
+
+  /// `isLast`: no panel below says what x counts. `isWide`: there is room for names beside the axes.
+  void Draw(bool isLast, bool isWide) {
+    WriteAxis("x", panel.x);
+    if (!isLast) Add("unset xlabel\n");
+    WriteAxis("y", panel.y);
+    Add("set title {} noenhanced offset 0,-0.5\n", Text(panel.title));
+    size_t named = 0;
+    for (const Series& series : panel.series) named += series.name.empty() ? 0 : 1;
+    Add("unset key\nunset bmargin\n");
+    if (named > 0 && isWide) Add("set key outside right top vertical {}\n", kKey);
+    if (named > 0 && !isWide) {
+      // Room for the names, in lines: gnuplot would put them over the axis' own.
+      Add("set key outside below center horizontal {}\nset bmargin {}\n", kKey, isLast ? 5.0 : 3.5);
+    }
+    Add("plot ");
+    if (panel.map) DrawMap();
+    for (size_t i = 0; i < panel.series.size(); ++i)
+      DrawSeries(panel.series[i], first + i, i > 0 || panel.map);
+    Add("\n");
+  }
+
+ private:
+  template <typename... Arguments>
+  void Add(fmt::format_string<Arguments...> form, Arguments&&... arguments) {
+    fmt::format_to(std::back_inserter(text), form, std::forward<Arguments>(arguments)...);
+  }
+
+  // A map is drawn on evenly spaced places: on a logarithmic axis these are the logarithms.
+  double Place(const Axis& axis, double value) const {
+    return panel.map && axis.isLogarithmic ? std::log10(value) : value;
+  }
+
+  void WriteAxis(const char* name, const Axis& axis) {
+    const bool isLogScale = axis.isLogarithmic && !panel.map;
+    Add("{} {}{}\n", isLogScale ? "set logscale" : "unset logscale", name, isLogScale ? " 10" : "");
+    Add("set {}range [{:.9g}:{:.9g}]\n", name, Place(axis, axis.low), Place(axis, axis.high));
+    Add("set {}label {} noenhanced\n", name, Text(axis.label));
+    if (axis.marks.empty()) {
+      Add("set {}tics autofreq\n", name);
+      return;
+    }
+    Add("set {}tics (", name);
+    for (size_t i = 0; i < axis.marks.size(); ++i) {
+      Add("{}{} {:.9g}", i > 0 ? ", " : "", Text(axis.marks[i].second), Place(axis, axis.marks[i].first));
+    }
+    Add(")\n");
+  }
+
+  void WriteMapData(size_t block) {
+    const HeatMap& map = *panel.map;
+    Add("$d{} << EOD\n", block);
+    for (size_t row = 0; row < map.y.size(); ++row) {
+      for (size_t column = 0; column < map.x.size(); ++column) {
+        Add("{:.7g} {:.6g} {:.4g}\n", Place(panel.x, map.x[column]), Place(panel.y, map.y[row]),
+            map.levels[row * map.x.size() + column]);
+      }
+    }
+    Add("EOD\n");
+  }
+
+  void DrawMap() { Add("$d{} using 1:2:3 with image notitle", first + panel.series.size()); }
+
+  void DrawSeries(const Series& series, size_t block, bool hasPrevious) {
+    if (hasPrevious) Add(", ");
+    const std::string title = series.name.empty() ? "notitle" : "title " + Text(series.name);
+    if (series.upper.empty()) {
+      Add("$d{} using 1:2 with lines lc rgb '{}' lw {} {} {}", block, series.colour, series.width,
+          series.isDashed ? "dt (7,4)" : "dt solid", title);
+    } else {
+      Add("$d{} using 1:2:3 with filledcurves lc rgb '{}' lw 1 {}", block, series.colour, title);
+    }
+  }
+
+  fmt::memory_buffer& text;
+  const Panel& panel;
+  size_t first = 0;
+};
+
+}  // namespace
+
+std::string GnuplotScript(const Figure& figure, PictureType type) {
+  fmt::memory_buffer text;
+  const auto out = std::back_inserter(text);
+  const size_t rows = (figure.panels.size() + figure.columns - 1) / figure.columns;
+  const bool isSmall = figure.panels.size() > 6;
+  fmt::format_to(out, "set encoding utf8\nset terminal {} size {},{} {} font '{},{}' linewidth 1\n",
+                 type == PictureType::kPng ? "pngcairo" : "svg", figure.width, figure.height,
+                 type == PictureType::kPng ? "background rgb 'white'" : "background rgb 'white' dynamic",
+                 "DejaVu Sans", isSmall ? 10 : 13);
+  fmt::format_to(out, "set border 3 lc rgb '{0}' lw 1\nset tics nomirror out scale 0.5 textcolor rgb '{0}'\n",
+                 kInk);
+  fmt::format_to(out, "set grid lt 1 lc rgb '{}' lw 1\nset style fill solid 1.0 noborder\n", kGrid);
+  fmt::format_to(out, "{}", kHeatColours);
+
+  std::vector<PanelWriter> writers;
+  size_t block = 0;
+  for (const Panel& panel : figure.panels) writers.emplace_back(text, panel).WriteData(block);
+
+  fmt::format_to(out,
+                 "set multiplot layout {},{} title {} noenhanced font 'DejaVu Sans Bold,{}' offset 0,-0.3\n",
+                 rows, figure.columns, Text(figure.title), isSmall ? 15 : 16);
+  for (size_t i = 0; i < writers.size(); ++i) {
+    if (figure.panels[i].map) {
+      const HeatMap& map = *figure.panels[i].map;
+      fmt::format_to(out, "set cbrange [{:.6g}:{:.6g}]\nset cblabel {} noenhanced\n", map.low, map.high,
+                     Text(map.label));
+      fmt::format_to(out, "unset grid\nset border 15\n");
+    }
+    const bool isLast = i + figure.columns >= figure.panels.size() ||
+                        figure.panels[i].x.label != figure.panels[i + figure.columns].x.label;
+    writers[i].Draw(isLast, figure.columns == 1);
+  }
+  fmt::format_to(out, "unset multiplot\n");
+  return fmt::to_string(text);
+}
+
+}  // namespace Vantora::cli

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <string>
+
+#include "cli/plot/EffectRun.h"
+
+namespace CLI {
+class App;
+}
+
+namespace Vantora::cli {
+
+/// SoundFileOptions: a file, or a part of one, that is held in memory whole.
+struct SoundFileOptions {
+  static constexpr double kLongest = 600.0;  ///< s
+
+  std::string file, start, duration;
+
+  void AddTo(CLI::App& command);
+};
+
+/// SoundFile: the samples, a mono file in both channels.
+struct SoundFile {
+  StereoSignal signal;
+  int rate = 48000;       ///< Hz
+  bool isStereo = false;  ///< as the file had it
+  double start = 0.0;     ///< s
+
+  /// Throws Failure, UsageError: unreadable, more than two channels, longer than `kLongest`.
+  explicit SoundFile(const SoundFileOptions& options);
+};
+
+}  // namespace Vantora::cli

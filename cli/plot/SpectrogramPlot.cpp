@@ -1,0 +1,110 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+
+#include "cli/CommandContext.h"
+#include "cli/Numbers.h"
+#include "cli/SoundOptions.h"
+#include "cli/plot/PlotKinds.h"
+#include "cli/plot/PlotOptions.h"
+#include "cli/plot/SoundFile.h"
+#include "cli/plot/Spectrum.h"
+
+namespace Vantora::cli {
+namespace {
+
+constexpr size_t kColumns = 480, kRows = 240;
+constexpr size_t kPiece = 4096;  // samples under one window
+constexpr double kLowHz = 40.0;  // below it the window resolves nothing
+constexpr double kFloorDb = -100.0;
+
+struct SpectrogramOptions {
+  SoundFileOptions file;
+  SoundOptions sound;
+  PlotOptions picture;
+  std::string tail = "1";
+};
+
+/// Level of the bins about a frequency: the strongest of those that share a row, so that no tone falls
+/// between rows.
+double RowLevel(const std::vector<double>& power, double binHz, double low, double high) {
+  const auto first = static_cast<size_t>(std::lround(low / binHz));
+  const auto last = std::min(static_cast<size_t>(std::lround(high / binHz)), power.size() - 1);
+  double strongest = power[std::min(first, power.size() - 1)];
+  for (size_t k = first; k <= last; ++k) strongest = std::max(strongest, power[k]);
+  return PowerDb(strongest, kFloorDb);
+}
+
+/// Both channels together.
+HeatMap Spectrogram(const StereoSignal& signal, double rate, double start, double highHz) {
+  HeatMap map;
+  map.label = "Level (dBFS)";
+  map.column = "level_dbfs";
+  map.low = kFloorDb;
+  map.high = 0.0;
+  map.y = LogSpaced(kLowHz, highHz, kRows);
+  map.levels.resize(kColumns * kRows);
+  const double step = std::sqrt(map.y[1] / map.y[0]);
+  const double binHz = rate / static_cast<double>(kPiece);
+  for (size_t column = 0; column < kColumns; ++column) {
+    const size_t centre = (2 * column + 1) * signal.Frames() / (2 * kColumns);
+    map.x.push_back(start + static_cast<double>(centre) / rate);
+    std::vector<double> power(kPiece / 2 + 1);
+    for (const std::vector<float>* channel : {&signal.left, &signal.right}) {
+      std::vector<float> piece(kPiece);
+      for (size_t i = 0; i < kPiece; ++i) {
+        const size_t at = centre + i;  // half a window ahead of the sample, so that it stays above 0
+        if (at >= kPiece / 2 && at - kPiece / 2 < channel->size()) piece[i] = (*channel)[at - kPiece / 2];
+      }
+      const std::vector<double> own = PowerSpectrum(piece, kPiece, Window::kHann);
+      for (size_t k = 0; k < power.size(); ++k) power[k] += 0.5 * own[k];
+    }
+    for (size_t row = 0; row < kRows; ++row) {
+      map.levels[row * kColumns + column] = RowLevel(power, binHz, map.y[row] / step, map.y[row] * step);
+    }
+  }
+  return map;
+}
+
+void Run(const SpectrogramOptions& options, const CommandContext& context) {
+  options.picture.Check();
+  const std::vector<host::ParameterWrite> writes = options.sound.Writes();
+  SoundFile file(options.file);
+  StereoSignal before = file.signal;
+  before.left.resize(before.Frames() + static_cast<size_t>(ParseSeconds("--tail", options.tail) * file.rate));
+  before.right.resize(before.left.size());
+  const StereoSignal after = RunEffect(context, writes, before, file.rate);
+
+  Figure figure;
+  figure.title = std::filesystem::path(options.file.file).filename().string() + ", before and after";
+  figure.height = 800;
+  const double highHz = std::min(20000.0, 0.499 * file.rate);
+  const double end = file.start + static_cast<double>(before.Frames()) / file.rate;
+  const auto add = [&](const char* title, const StereoSignal& signal) {
+    Panel panel{title, Axis::Seconds(file.start, end), Axis::Frequency(kLowHz, highHz)};
+    panel.map = Spectrogram(signal, file.rate, file.start, highHz);
+    figure.panels.push_back(std::move(panel));
+  };
+  add("Before", before);
+  add("After", after);
+  options.picture.Show(std::move(figure));
+}
+
+}  // namespace
+
+void AddSpectrogramPlot(CLI::App& plot, CommandContext& context) {
+  auto options = std::make_shared<SpectrogramOptions>();
+  CLI::App* command =
+      plot.add_subcommand("spectrogram", "The same over time and frequency, both channels together");
+  options->file.AddTo(*command);
+  command->add_option("--tail", options->tail, "seconds to go on behind the file")->capture_default_str();
+  options->sound.AddTo(*command);
+  options->picture.AddTo(*command);
+  command->callback([options, &context] { Run(*options, context); });
+}
+
+}  // namespace Vantora::cli

@@ -1,0 +1,105 @@
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "cli/CommandContext.h"
+#include "cli/Failure.h"
+#include "cli/plot/PlotKinds.h"
+#include "cli/plot/PlotOptions.h"
+#include "cli/plot/Variants.h"
+#include "dsp/stage/SpreadTables.h"
+#include "dsp/stage/StageSpread.h"
+#include "host/ParameterTable.h"
+
+namespace Vantora::cli {
+namespace {
+
+constexpr size_t kPoints = 101;
+
+struct SpreadOptions {
+  VariantOptions sound;
+  PlotOptions picture;
+};
+
+/// The knob that an effect spreads, by "FXType".
+struct SpreadKnob {
+  const char* name;
+  const char* column;
+  dsp::SpreadLaw law;
+  float span;
+};
+constexpr std::array<SpreadKnob, 6> kKnobs = {{
+    {"", "", dsp::SpreadLaw::kNone, 0.0f},
+    {"BandpassCutoff", "cutoff_hz", dsp::SpreadLaw::kRatio, 0.0f},
+    {"CombCutoff", "pitch_hz", dsp::SpreadLaw::kRatio, 0.0f},
+    {"BitCrusherDownsample", "divisor", dsp::SpreadLaw::kRatio, 0.0f},
+    {"DistortionDrive", "drive_db", dsp::SpreadLaw::kRoot, dsp::kDriveSpan},
+    {"HarmonizerSpray", "spray_ms", dsp::SpreadLaw::kRoot, dsp::kSpraySpan},
+}};
+
+void AddPanel(Figure& figure, const Variant& variant) {
+  const auto type = static_cast<size_t>(variant.Value("FXType"));
+  const SpreadKnob& knob = kKnobs[type];
+  if (knob.law == dsp::SpreadLaw::kNone) {
+    throw UsageError("there is nothing to spread while FXType is off; try --set FXType=band-pass");
+  }
+  const host::Parameter& parameter = host::ParameterTable::Get().At(knob.name);
+  const float primary = variant.Value(knob.name);
+  const auto voices = static_cast<uint32_t>(variant.Value("Voices"));
+  const std::array<dsp::StageSpread, 2> spreads{dsp::StageSpread(dsp::kLeftRatios, 1.0f),
+                                                dsp::StageSpread(dsp::kRightRatios, dsp::kRightSide)};
+  const bool isHertz = parameter.GetUnit() == host::Unit::kHertz;
+  const bool isRatio = knob.law == dsp::SpreadLaw::kRatio;
+  const std::string unit = std::string(host::UnitName(parameter.GetUnit()));
+  Panel panel;
+  panel.title = fmt::format("{} {}", knob.name, variant.Text(knob.name));
+  panel.x = {"Prismelion", "prismelion", 0.0, 1.0};
+  panel.y = isHertz ? Axis::Frequency(parameter.Minimum(), parameter.Maximum())
+                    : Axis{fmt::format("{} ({})", knob.name, unit), "", parameter.Minimum(),
+                           parameter.Maximum(), isRatio};
+  if (isHertz) panel.y.label = fmt::format("{} (Hz)", knob.name);
+  panel.y.column = knob.column;
+  const std::vector<double> amounts = Spaced(0.0, 1.0, kPoints);
+  for (uint32_t side = 0; side < 2; ++side) {
+    for (uint32_t v = 0; v < voices; ++v) {
+      Series series;
+      series.name = fmt::format("{} {}", side == 0 ? "left" : "right", v + 1);
+      series.colour = ScaleColour(voices > 1 ? static_cast<double>(v) / (voices - 1) : 0.0);
+      series.isDashed = side == 1;
+      for (const double place : amounts) {
+        const auto amount = static_cast<float>(place);
+        const float value = isRatio ? spreads[side].Ratio(v, primary, amount)
+                                    : spreads[side].Root(v, primary, amount, knob.span);
+        series.x.push_back(place);
+        series.y.push_back(static_cast<double>(std::clamp(value, parameter.Minimum(), parameter.Maximum())));
+      }
+      panel.series.push_back(std::move(series));
+    }
+  }
+  figure.panels.push_back(std::move(panel));
+}
+
+void Run(const SpreadOptions& options) {
+  options.picture.Check();
+  Figure figure;
+  figure.title = "Spread of the voices";
+  for (const Variant& variant : options.sound.Variants({"Voices=8"})) AddPanel(figure, variant);
+  figure.height = figure.panels.size() > 1 ? static_cast<int>(450 * figure.panels.size()) : 675;
+  options.picture.Show(std::move(figure));
+}
+
+}  // namespace
+
+void AddSpreadPlot(CLI::App& plot, CommandContext&) {
+  auto options = std::make_shared<SpreadOptions>();
+  CLI::App* command = plot.add_subcommand(
+      "spread", "Each voice's value of the effect's first knob over Prismelion, both sides");
+  options->sound.AddTo(*command);
+  options->picture.AddTo(*command);
+  command->callback([options] { Run(*options); });
+}
+
+}  // namespace Vantora::cli
