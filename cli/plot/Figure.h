@@ -72,8 +72,9 @@ const std::string& CategoryColour(size_t index);
 /// A colour from a scale of even steps from dark violet to green yellow; `place` 0 to 1.
 std::string ScaleColour(double place);
 
-/// `count` places from `low` to `high`, both included; evenly spaced, or in the logarithm.
+/// `count` places from `low` to `high`, both included, evenly spaced.
 std::vector<double> Spaced(double low, double high, size_t count);
+/// The same, evenly spaced in the logarithm; both ends above 0.
 std::vector<double> LogSpaced(double low, double high, size_t count);
 
 }  // namespace Vantora::cli

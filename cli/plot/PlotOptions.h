@@ -18,6 +18,7 @@ struct PlotOptions {
   std::string title;   ///< --title
   bool csv = false, overwrite = false;
 
+  /// Adds them to a kind's subcommand.
   void AddTo(CLI::App& command);
 
   /// Refuses at once what couldn't be drawn in the end: no output at all, an unknown ending, a file that

@@ -16,6 +16,7 @@ struct SoundFileOptions {
 
   std::string file, start, duration;
 
+  /// Adds them to a kind's subcommand, the file as its argument.
   void AddTo(CLI::App& command);
 };
 

@@ -27,6 +27,7 @@ std::vector<double> TransferPower(const std::vector<float>& input, const std::ve
 /// power of two.
 std::vector<double> ResponsePower(const std::vector<float>& impulseResponse);
 
+/// 10 log10 of a power, not below `floorDb`.
 double PowerDb(double power, double floorDb = -200.0);
 
 /// A spectrum as a line over `axis` (logarithmic or not) in at most 2 * `points` points: where bins lie

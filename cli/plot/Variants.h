@@ -16,8 +16,9 @@ struct Variant {
   std::string label;  ///< what is different: "CombCutoff 200 Hz"; empty where there is only one
   SoundOptions sound;
 
-  /// Position of a parameter, 0 to 1, and its value in its unit.
+  /// Position of a parameter, 0 to 1. Throws host::HostError for an unknown name, as the next two do.
   float Normalized(const std::string& name) const;
+  /// The same in its unit.
   float Value(const std::string& name) const;
   /// As people read it: "200 Hz".
   std::string Text(const std::string& name) const;
@@ -28,6 +29,7 @@ struct VariantOptions {
   SoundOptions sound;
   std::string each;
 
+  /// Adds them to a kind's subcommand.
   void AddTo(CLI::App& command);
 
   /// Assignments of `usual` come first: a --set replaces them. Throws UsageError, host::HostError.
