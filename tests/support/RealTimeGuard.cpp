@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <pthread.h>
 #include <semaphore.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <ucontext.h>
@@ -102,6 +103,8 @@ RealTimeViolations RealTimeGuard::Stop() {
   running = false;
   return watcher.seen;
 }
+
+bool RealTimeGuard::LockMemory() { return mlockall(MCL_CURRENT | MCL_FUTURE) == 0; }
 
 bool RealTimeGuard::WatchesEverything() {
 #if defined(PRISMEL_DISPATCH)

@@ -12,9 +12,10 @@ struct RealTimeViolations {
   uint64_t locks = 0;        ///< mutexes, read-write locks, conditions, semaphores
   uint64_t throws = 0;
   uint64_t systemCalls = 0;
-  uint64_t pageFaults = 0;  ///< first touches of memory; warm up before watching
+  uint64_t pageFaults = 0;  ///< first touches of memory, and the kernel's taking pages back: see `LockMemory`
 
-  bool None() const { return (allocations | releases | locks | throws | systemCalls | pageFaults) == 0; }
+  /// Nothing but page faults, which in memory that isn't locked can be the kernel's own doing.
+  bool None() const { return (allocations | releases | locks | throws | systemCalls) == 0; }
   std::string Text() const;
 };
 
@@ -33,6 +34,10 @@ class RealTimeGuard {
 
   /// Ends the watch. Counts since construction.
   RealTimeViolations Stop();
+
+  /// Locks the process's memory, present and future, so that every page fault is the watched code's. False
+  /// without the right to.
+  static bool LockMemory();
 
   /// Whether everything but page faults is watched in this build and on this kernel.
   static bool WatchesEverything();
