@@ -75,16 +75,16 @@ SF_VIRTUAL_IO AudioWriter::StreamCalls() {
   calls.seek = [](sf_count_t, int, void* user) { return static_cast<Stream*>(user)->position; };
   calls.read = [](void*, sf_count_t, void*) -> sf_count_t { return 0; };
   calls.write = [](const void* bytes, sf_count_t count, void* user) {
-    auto& stream = *static_cast<Stream*>(user);
+    auto& sink = *static_cast<Stream*>(user);
     sf_count_t sent = 0;
     while (sent < count) {
-      const ssize_t now = ::write(stream.descriptor, static_cast<const char*>(bytes) + sent,
+      const ssize_t now = ::write(sink.descriptor, static_cast<const char*>(bytes) + sent,
                                   static_cast<size_t>(count - sent));
       if (now < 0 && errno == EINTR) continue;
       if (now <= 0) break;
       sent += now;
     }
-    stream.position += sent;
+    sink.position += sent;
     return sent;
   };
   return calls;

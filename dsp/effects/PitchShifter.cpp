@@ -165,7 +165,7 @@ void PitchShifter::AdvancePhase(uint32_t count) {
     phases[i] = p;
   }
   phase = p;
-  if (!rampWritten && widthSmoother.Target() == double{grain.width} && widthSmoother.IsSettled()) {
+  if (!rampWritten && widthSmoother.Target() == static_cast<double>(grain.width) && widthSmoother.IsSettled()) {
     std::fill_n(widths.data(), count, grain.width);
     return;
   }
@@ -196,7 +196,7 @@ void PitchShifter::ComputeHeads(uint32_t count) {
 
 void PitchShifter::PlaceHeads(uint32_t count) {
   const bool lengthMoves =
-      rampWritten || lengthSmoother.Target() != double{grain.length} || !lengthSmoother.IsSettled();
+      rampWritten || lengthSmoother.Target() != static_cast<double>(grain.length) || !lengthSmoother.IsSettled();
   uint32_t x = random;
   float before = previousDelayA;
   float offsetA = sprayA;

@@ -89,7 +89,6 @@ TEST(NameBuilder, CutsWhereTheBufferEndsAndSaysSo) {
 /// Two probes of two parameters each and an own list of three; the first own one drives A of both.
 class Pair : public dsp::ModuleContainer<Probe, Probe> {
  public:
-  static constexpr uint32_t kParamCount = 7;
   explicit Pair(std::string text)
       : ModuleContainer(
             std::move(text), 2, 2, Records(), [] { return Probe("First"); }, [] { return Probe(""); }) {

@@ -15,7 +15,6 @@ using namespace Processor;
 /// A frame whose wet path is a constant.
 class Constant : public EffectProcessor<64, 8, Probe> {
  public:
-  static constexpr uint32_t kParamCount = kOwnBase + kFrameParamCount;
   Constant() : EffectProcessor("", [] { return Probe("P"); }) {
     SetParamInternal(kOwnBase + kOutputGain, 0.0f);
   }

@@ -1,8 +1,23 @@
 #include "dsp/effects/prims/SimdTarget.h"
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
+
 namespace Vantora::prims {
 
 namespace {
+
+#if defined(__x86_64__)
+// By hand: clang 14 doesn't know the names of AES and F16C.
+bool HasFeatureBit(unsigned bit) noexcept {
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  return __get_cpuid(1, &a, &b, &c, &d) != 0 && (c & bit) != 0;
+}
+#endif
 
 SimdTarget Detect() noexcept {
 #if defined(__x86_64__)
@@ -11,11 +26,11 @@ SimdTarget Detect() noexcept {
   __builtin_cpu_init();
   if (!__builtin_cpu_supports("ssse3")) return SimdTarget::Baseline;
   if (!__builtin_cpu_supports("sse4.1") || !__builtin_cpu_supports("sse4.2") ||
-      !__builtin_cpu_supports("pclmul") || !__builtin_cpu_supports("aes")) {
+      !__builtin_cpu_supports("pclmul") || !HasFeatureBit(bit_AES)) {
     return SimdTarget::Ssse3;
   }
   if (!__builtin_cpu_supports("avx2") || !__builtin_cpu_supports("fma") || !__builtin_cpu_supports("bmi") ||
-      !__builtin_cpu_supports("bmi2") || !__builtin_cpu_supports("f16c")) {
+      !__builtin_cpu_supports("bmi2") || !HasFeatureBit(bit_F16C)) {
     return SimdTarget::Sse4;
   }
   if (!__builtin_cpu_supports("avx512f") || !__builtin_cpu_supports("avx512vl") ||

@@ -47,7 +47,7 @@ TEST(BitCrusher, ValuesSitOnTheMidpointsOfTheStepsOrInTheDeadband) {
 TEST(BitCrusher, TheDeadbandSilencesWhatIsBelowIt) {
   // 2^-8 up to eight bits, 2^-bits beyond.
   for (const auto& [bits, band] : {std::pair{4.0f, 1.0f / 256.0f}, {16.0f, 1.0f / 65536.0f}}) {
-    const auto peak = [&](float amplitude) {
+    const auto peak = [&, bits = bits](float amplitude) {
       B crusher("", 1);
       Plain(crusher);
       crusher.SetParamInternal(B::kBitdepth, bits);
