@@ -69,6 +69,34 @@ TEST(Factory, SpeaksThroughItsTableAndItsTexts) {
   CallSlot<void>(processor, 15);
 }
 
+TEST(Factory, AnswersNullOrPassesTheAllocatorsExceptionAndLeaksNothing) {
+  if (!RealTimeGuard::WatchesEverything()) GTEST_SKIP() << "malloc isn't ours";
+  const LoadedLibrary library;
+  const std::unique_ptr<IProcessorFactory> factory(library.MakeFactory());
+  delete factory->CreateProcessor();  // what is built once for all is built now
+  uint64_t failed = 0;
+  IProcessor_V7* processor = nullptr;
+  for (uint64_t which = 1; processor == nullptr; which = which < 40 ? which + 1 : which + 97) {
+    bool threw = false;
+    const auto seen = Watch([&] {
+      FailMalloc(which);
+      try {
+        processor = factory->CreateProcessor();
+      } catch (const std::bad_alloc&) {
+        threw = true;
+      }
+      FailMalloc(0);
+    });
+    if (processor != nullptr) break;  // it needs no more allocations than that
+    ++failed;
+    EXPECT_EQ(threw, which > 1) << "the processor's own block gives null, everything behind it throws";
+    // The failed call was counted too.
+    EXPECT_EQ(seen.allocations - 1, seen.releases) << which;
+  }
+  delete processor;
+  EXPECT_GT(failed, 40u);
+}
+
 TEST(Processor, FrontHoldsTheDescriptionsAtTheirBytes) {
   const LoadedLibrary library;
   const std::unique_ptr<IProcessorFactory> factory(library.MakeFactory());

@@ -28,6 +28,7 @@ namespace {
 
 struct Watcher {
   bool watching = false;
+  uint64_t mallocsUntilFailure = 0;
   RealTimeViolations seen;
 };
 thread_local Watcher watcher;
@@ -104,6 +105,8 @@ RealTimeViolations RealTimeGuard::Stop() {
   return watcher.seen;
 }
 
+void FailMalloc(uint64_t which) { watcher.mallocsUntilFailure = which; }
+
 bool RealTimeGuard::LockMemory() { return mlockall(MCL_CURRENT | MCL_FUTURE) == 0; }
 
 bool RealTimeGuard::WatchesEverything() {
@@ -148,6 +151,8 @@ void __libc_free(void*);
 
 void* malloc(size_t size) {
   Count(&RealTimeViolations::allocations);
+  auto& countdown = Vantora::test::watcher.mallocsUntilFailure;
+  if (countdown != 0 && --countdown == 0) return nullptr;
   return __libc_malloc(size);
 }
 

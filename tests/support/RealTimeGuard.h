@@ -47,6 +47,10 @@ class RealTimeGuard {
   bool running = true;
 };
 
+/// Makes the calling thread's `which`-th call of malloc from now on answer null, once; 0 calls it off. Needs
+/// the interposed entry points, see `WatchesEverything`.
+void FailMalloc(uint64_t which);
+
 /// Runs `work` under a guard and returns what it did wrong. The road on which every test calls `Process`:
 ///     EXPECT_TRUE(Watch([&] { processor.Process(&data); }).None());
 template <typename Work>
