@@ -23,8 +23,10 @@ std::string Sentence(const CLI::ParseError& error) {
   return text;
 }
 
-/// The first word that isn't an option, where no subcommand has that name; empty where all is well.
+/// What to say of the first word that names no command, or no kind of one; empty where all is well.
 std::string UnknownCommand(const CLI::App& app, int argc, char** argv) {
+  const CLI::App* parent = &app;
+  std::string path;
   for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     if (word.starts_with("-")) {
@@ -32,7 +34,18 @@ std::string UnknownCommand(const CLI::App& app, int argc, char** argv) {
       continue;
     }
     const auto isIt = [&word](const CLI::App* command) { return command->get_name() == word; };
-    return app.get_subcommands(isIt).empty() ? word : "";
+    const auto found = parent->get_subcommands(isIt);
+    if (found.empty()) {
+      if (parent == &app) return fmt::format("there is no command '{}'", word);
+      std::string kinds;
+      for (const CLI::App* kind : parent->get_subcommands([](const CLI::App*) { return true; })) {
+        kinds += (kinds.empty() ? "" : ", ") + kind->get_name();
+      }
+      return fmt::format("'{}' has no '{}'; it has {}", path, word, kinds);
+    }
+    parent = found.front();
+    path += (path.empty() ? "" : " ") + word;
+    if (parent->get_require_subcommand_min() == 0) return "";
   }
   return "";
 }
@@ -69,8 +82,8 @@ int Run(int argc, char** argv) {
   } catch (const CLI::ParseError& error) {
     if (argc < 2) {
       fmt::print(stderr, "{}", app.help());
-    } else if (const std::string word = UnknownCommand(app, argc, argv); !word.empty()) {
-      Complain(fmt::format("there is no command '{}'; see prismel help", word));
+    } else if (const std::string unknown = UnknownCommand(app, argc, argv); !unknown.empty()) {
+      Complain(unknown + "; see prismel help");
     } else {
       Complain(Sentence(error) + "; see prismel help");
     }
