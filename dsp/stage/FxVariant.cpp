@@ -91,7 +91,6 @@ FxVariant::FxVariant(std::string text, uint32_t seed)
 
 void FxVariant::SetLaneBank(LaneBank* bank) {
   Child<kFxBandPass>().SetBank(bank);
-  Child<kFxComb>().SetBank(bank);
   Child<kFxBitCrusher>().SetBank(bank);
 }
 

@@ -461,7 +461,7 @@ void Prismel::SweepTaps(uint32_t side, uint32_t count) {
 }
 
 void Prismel::RunStageEffects(const ProcessContext& context) {
-  // All clones run the same alternative: filters, combs and crushers leave their blocks to the bank, side by
+  // All clones run the same alternative: band-passes and crushers leave their blocks to the bank, side by
   // side.
   bool plain = true;
   for (uint32_t v = 0; v < activeVoices; ++v)
