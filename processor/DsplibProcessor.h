@@ -235,7 +235,7 @@ class DsplibProcessor final : public DescribedProcessor {
     if (whole.inputCount > inputs.size() || whole.outputCount > outputs.size())
       return;  // more ports than there are
     const double beatsPerSample = static_cast<double>(whole.tempo) / 60.0 / static_cast<double>(sampleRate);
-    for (uint32_t done = 0; done < whole.sampleCount; done += maxBlockSize) {
+    for (uint32_t done = 0; done < whole.sampleCount;) {
       ProcessContext piece = whole;
       for (uint32_t c = 0; c < whole.inputCount; ++c) inputs[c] = whole.inputs[c] + done;
       for (uint32_t c = 0; c < whole.outputCount; ++c) outputs[c] = whole.outputs[c] + done;
@@ -244,10 +244,19 @@ class DsplibProcessor final : public DescribedProcessor {
       piece.inputs = inputs.data();
       piece.outputs = outputs.data();
       piece.auxOutputs = aux.data();
-      piece.sampleCount = std::min(whole.sampleCount - done, maxBlockSize);
+      piece.sampleCount = PieceLength(whole.sampleCount - done);
       if (whole.isPlaying != 0) piece.songPosition += static_cast<float>(done * beatsPerSample);
       product.Process(piece);
+      done += piece.sampleCount;
     }
+  }
+
+  /// Of `rest` samples, as many as the next piece takes: a whole block, but a group of four less where one to
+  /// three would remain, which no vector loop runs and in which a glide that is under way falls to 0.
+  uint32_t PieceLength(uint32_t rest) const {
+    if (rest <= maxBlockSize) return rest;
+    const bool isShortRest = rest - maxBlockSize < 4 && maxBlockSize >= 8;
+    return isShortRest ? maxBlockSize - 4 : maxBlockSize;
   }
 
   static uint32_t Convert(const EventList& from, HostEvents& to) {

@@ -119,7 +119,9 @@ uint32_t EnvFollower::DoProcess(ProcessContext& context) {
       {{&EnvFollower::Follow<false, false, true>, &EnvFollower::Follow<false, true, true>},
        {&EnvFollower::Follow<true, false, true>, &EnvFollower::Follow<true, true, true>}}};
   const bool stereo = stereoIn && right != nullptr;
-  (this->*kLoops[rmsOn][stereo][thresholdOn])(left, right, out, context.sampleCount);
+  // Into a local first: GCC's undefined-behaviour sanitizer crashes on an index within the call.
+  const Loop loop = kLoops[rmsOn][stereo][thresholdOn];
+  (this->*loop)(left, right, out, context.sampleCount);
   return 1;
 }
 

@@ -40,6 +40,7 @@ void SmootherInterpLPF::SetRamp(float from, float to) noexcept {
 }
 
 void SmootherInterpLPF::Render(float* out, uint32_t count) noexcept {
+  if (count == 0) return;
   if (current == target) {
     std::fill_n(out, WholeQuads(count), static_cast<float>(target));
     return;

@@ -24,6 +24,7 @@ void SmootherLPF::UpdateCoefficients() noexcept {
 }
 
 void SmootherLPF::Render(float* out, uint32_t count) noexcept {
+  if (count == 0) return;
   if (current == target) {
     std::fill_n(out, WholeQuads(count), static_cast<float>(target));
     return;

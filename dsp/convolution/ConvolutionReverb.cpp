@@ -104,8 +104,9 @@ void ConvolutionReverb::Configure(uint32_t newMaxBlockSize, float newSampleRate)
   ++generation;
   while (producing.test_and_set(std::memory_order_acquire)) std::this_thread::yield();
   path.assign(requestedPath.begin(), requestedPath.end());
-  producing.clear(std::memory_order_release);
+  // The mark belongs to `producing`: cleared behind it, the mark of a request that came in between would go.
   isReloadDue.store(false, std::memory_order_relaxed);
+  producing.clear(std::memory_order_release);
   isReloadPending = false;
 
   RunAudioQueue();
@@ -169,12 +170,13 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
   if (isDue) {
     // One attempt: while another thread is at the queue, or when it is full, the reload stays due for the
     // next block.
-    bool isAsked = false;
     if (!producing.test_and_set(std::memory_order_acquire)) {
-      isAsked = EnqueueImport(true, true);
+      // Stored before `producing` is let go: a path that then meets the full ring sets the mark again.
+      isReloadDue.store(!EnqueueImport(true, true), std::memory_order_relaxed);
       producing.clear(std::memory_order_release);
+    } else {
+      isReloadDue.store(true, std::memory_order_relaxed);
     }
-    isReloadDue.store(!isAsked, std::memory_order_relaxed);
   }
 
   if (IsDirty(kEngineCrossfadeDuration)) ramp.SetTime(Value(kEngineCrossfadeDuration));
@@ -255,7 +257,7 @@ uint32_t ConvolutionReverb::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
   const std::array<float*, 2> outputs{context.Output(0), context.Output(1)};
   std::array<float*, 2> inputs{context.Input(0), context.Input(1)};
-  if (count > scratchStride || outputs[0] == nullptr || inputs[0] == nullptr) return 0;
+  if (count > maxBlockSize.load(std::memory_order_relaxed) || outputs[0] == nullptr || inputs[0] == nullptr) return 0;
   // One output is one channel; one input may feed two.
   if (outputs[1] == nullptr) inputs[1] = nullptr;
   const size_t inputChannels = inputs[1] != nullptr ? 2 : 1, outputChannels = outputs[1] != nullptr ? 2 : 1;

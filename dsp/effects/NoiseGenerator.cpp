@@ -13,6 +13,8 @@
 namespace Vantora::dsp {
 namespace {
 
+constexpr double kTwoPi = 6.28318548;
+constexpr double kHighestCorner = 0.495;  // of the rate: above 0.5 a corner has no meaning and the filter runs away
 constexpr double kDbToOctaves = 0.166096404;  // log2(10) / 20, at this module's own digits
 
 std::vector<ParamRecord> Records() {
@@ -60,7 +62,7 @@ void NoiseGenerator::Configure(uint32_t maxBlockSize, float sampleRate) {
   hpGain = static_cast<float>(k / (k + 1.0));
   hpPole = static_cast<float>((1.0 - k) / (1.0 + k));
 
-  const double w = 125663.711 / rate;  // 20 kHz, Q 0.7071
+  const double w = std::min(125663.711 / rate, kHighestCorner * kTwoPi);  // 20 kHz, Q 0.7071
   const double a = std::sin(w) * 0.707106769;
   const double n = 1.0 / (1.0 + a);
   const double c = std::cos(w);
@@ -141,8 +143,8 @@ uint32_t NoiseGenerator::DoProcess(ProcessContext& context) {
       break;
   }
   for (uint32_t i = 0; i < count; ++i) {
-    const float low = out[i] < -1.0f ? -1.0f : out[i];
-    out[i] = low > 1.0f ? 1.0f : low;
+    const float low = out[i] > -1.0f ? out[i] : -1.0f;  // also for what is no number
+    out[i] = low < 1.0f ? low : 1.0f;
   }
   return 1;
 }

@@ -113,28 +113,31 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
 }
 
 void Wavefolder::DoReset(bool) {
+  for (Channel& channel : channels) channel.previous = 0.0f;
+  ClearSamplers();
+  compensation.Snap();
+}
+
+void Wavefolder::ClearSamplers() {
   for (Channel& channel : channels) {
-    channel.previous = 0.0f;
     channel.up.Clear();
     channel.down.Clear();
   }
-  compensation.Snap();
 }
 
 void Wavefolder::ReadSwitches() {
   if (IsDirty(kType)) isTriangle = Value(kType) >= 0.5f;
-  if (IsDirty(kUpsmp)) isUpsampling = Value(kUpsmp) > 0.5f;
+  if (IsDirty(kUpsmp)) {
+    const bool wanted = Value(kUpsmp) > 0.5f;
+    if (wanted && !isUpsampling) ClearSamplers();
+    isUpsampling = wanted;
+  }
   if (IsDirty(kAntiAl)) isAntiAliasing = Value(kAntiAl) > 0.5f;
   if (IsDirty(kAutoComp)) isCompensating = Value(kAutoComp) > 0.5f;
   if (IsDirty(kFeedbackOn)) isFeedbackOn = Value(kFeedbackOn) > 0.5f;
   if (IsDirty(kStereo)) {
     const uint32_t wanted = Value(kStereo) >= 1.0f ? 2 : 1;
-    if (wanted != channelCount) {
-      for (Channel& channel : channels) {
-        channel.up.Clear();
-        channel.down.Clear();
-      }
-    }
+    if (wanted != channelCount) ClearSamplers();
     channelCount = wanted;
   }
 }

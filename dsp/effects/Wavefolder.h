@@ -66,6 +66,7 @@ class Wavefolder : public UnitModule {
   };
 
   void ReadSwitches();
+  void ClearSamplers();
   void RenderGains(uint32_t count);
   float ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count);
   void Fold(Channel& channel, float* data, uint32_t count, float peak);

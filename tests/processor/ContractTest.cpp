@@ -269,6 +269,34 @@ TEST(Process, ABlockAboveTheLimitSoundsLikeItsPieces) {
   }
 }
 
+TEST(Process, AnOverLongBlockIsCutIntoNoPieceBelowAGroupOfFour) {
+  for (const uint32_t length : {97u, 98u, 99u, 145u}) {
+    LoadedProcessor whole, pieces;
+    HostBlock big(length), small(48);
+    for (uint32_t i = 0; i < length; ++i) big.left[i] = big.right[i] = 0.5f;
+    for (LoadedProcessor* p : {&whole, &pieces}) {
+      uint32_t gain = 0;
+      while (p->NameOf(gain) != "OutputGain") ++gain;
+      (*p)->SetParamValue(gain, 0.75f);
+    }
+    whole->Process(&big.data);
+    for (uint32_t start = 0; start < length;) {
+      const uint32_t rest = length - start;
+      const uint32_t count = rest > 51 ? 48 : rest > 48 ? 44 : rest;
+      small.data.sampleCount = count;
+      std::copy_n(big.left.begin() + start, count, small.left.begin());
+      std::copy_n(big.right.begin() + start, count, small.right.begin());
+      pieces->Process(&small.data);
+      for (uint32_t i = 0; i < count; ++i) ASSERT_EQ(small.outLeft[i], big.outLeft[start + i]) << length;
+      start += count;
+    }
+    // The gain that was under way is where it was, not at 0.
+    small.data.sampleCount = 4;
+    whole->Process(&small.data);
+    EXPECT_GT(std::fabs(small.outLeft[0]), 0.1f) << length;
+  }
+}
+
 TEST(Life, InitAfterTerminateWorksAndAnEmptyBlockTouchesNothing) {
   LoadedProcessor p;
   EXPECT_TRUE(p->Terminate());

@@ -369,6 +369,27 @@ TEST(Smoothers, AnEmptyBlockTouchesNoMemory) {
   }
   EXPECT_EQ(srl.Current(), 0.0f);
   EXPECT_EQ(interp.Current(), 0.0f);
+
+  // A glide goes on behind it as if it had not been.
+  std::vector<float> plain(8), interrupted(8);
+  for (std::vector<float>* out : {&plain, &interrupted}) {
+    SmootherLPF lpf(0.1f);
+    SmootherInterpLPF interpLpf(0.1f);
+    lpf.Setup(1, 48000.0f);
+    interpLpf.Setup(1, 64, 48000.0f);
+    for (SmootherLPF* smoother : {&lpf, static_cast<SmootherLPF*>(&interpLpf)}) {
+      smoother->SetValue(1.0f);
+      smoother->SetTarget(0.5f);
+    }
+    if (out == &interrupted) {
+      lpf.Render(nullptr, 0);
+      interpLpf.Render(nullptr, 0);
+    }
+    lpf.Render(out->data(), 4);
+    interpLpf.Render(out->data() + 4, 4);
+  }
+  EXPECT_EQ(plain, interrupted);
+  EXPECT_GT(plain[0], 0.9f);
 }
 
 }  // namespace

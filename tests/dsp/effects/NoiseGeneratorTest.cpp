@@ -202,6 +202,21 @@ TEST(NoiseGenerator, TheVariableColourPassesThroughItsNeighbours) {
   }
 }
 
+TEST(NoiseGenerator, VioletAndVariableStayNoiseBelowTwiceTheirCorner) {
+  for (const float rate : {8000.0f, 11025.0f, 22050.0f, 32000.0f, 40000.0f}) {
+    for (const uint32_t type : {uint32_t{NoiseGenerator::kViolet}, uint32_t{NoiseGenerator::kVariable}}) {
+      Noise noise(type, rate);
+      noise.Set(NoiseGenerator::kNoiseColor, 1.0f);
+      noise.Run(48000);
+      double power = 0.0;
+      const std::vector<float> late = noise.Run(4800);
+      for (const float y : late) power += static_cast<double>(y * y) / static_cast<double>(late.size());
+      EXPECT_GT(power, 0.05) << rate << " Hz, type " << type;
+      EXPECT_LT(power, 0.5) << rate << " Hz, type " << type;
+    }
+  }
+}
+
 TEST(NoiseGenerator, PinkIsSilentWhereItsBankIsEmptyAndEveryColourIsBoundedAnywhere) {
   for (const float rate : {1.0f, 16.0f, 100.0f, 8000.0f, 768000.0f}) {
     for (uint32_t type = 0; type < NoiseGenerator::kTypeCount; ++type) {

@@ -112,6 +112,17 @@ TEST(Wavefolder, OversamplingIsTransparentForSmallSignalsInTheBand) {
   }
 }
 
+TEST(Wavefolder, SwitchingOversamplingOnStartsWithEmptySamplers) {
+  Folder fresh, used;
+  used.Set(Wavefolder::kUpsmp, 1.0f);
+  used.Run(480, [](uint32_t i) { return Sine(i, 1000.0); });
+  used.Set(Wavefolder::kUpsmp, 0.0f);
+  used.Run(480, [](uint32_t i) { return Sine(i, 1000.0); });
+  for (Folder* folder : {&fresh, &used}) folder->Set(Wavefolder::kUpsmp, 1.0f);
+  const auto silence = [](uint32_t) { return 0.0; };
+  EXPECT_EQ(used.Run(96, silence), fresh.Run(96, silence));
+}
+
 TEST(Wavefolder, FeedbackPortsCarryTheFoldOnlyWhileSwitchedOn) {
   Folder folder;
   std::fill_n(folder.inputs[4], 48, 0.25f);
