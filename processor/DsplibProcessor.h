@@ -29,7 +29,7 @@ namespace Vantora::Processor {
 /// An object lies in an aligned `malloc` block: `new` answers null when that can't be had.
 template <class Product, bool ToolTips>
 class DsplibProcessor final : public DescribedProcessor {
-  static_assert(ToolTips, "the only form that is specified");
+  static_assert(ToolTips, "a processor of this interface always answers tool tips");
 
  public:
   static constexpr uint32_t kToolTipUpdate = Product::kParamCount;
