@@ -1,6 +1,6 @@
-// How does the real transform compare with FFTW, a library that plans by measuring? Both run in turns on the
-// same data, out of place forward and in place back as the convolution uses them; the best of many rounds
-// counts.
+// How does the real transform compare with FFTW, a library that plans by
+// measuring? Both run in turns on the same data, out of place forward and in
+// place back as the convolution uses them; the best of many rounds counts.
 //
 //     bench_fft [slowest instruction set to try: 0 baseline ... 4 AVX-512; default: the best one only]
 

@@ -1,6 +1,6 @@
-// How near do the vector kernels come to what the machine can do? The measure is a loop of independent
-// multiply-adds in registers, on the same instruction set; it runs in turns with the kernels, and the best of
-// many rounds counts.
+// How near do the vector kernels come to what the machine can do? The measure
+// is a loop of independent multiply-adds in registers, on the same instruction
+// set; it runs in turns with the kernels, and the best of many rounds counts.
 
 #include <algorithm>
 #include <chrono>

@@ -11,8 +11,8 @@ class App;
 
 namespace Vantora::cli {
 
-/// FileOptions: the options about audio files and streams that all commands share that turn inputs to
-/// outputs.
+/// FileOptions: the options about audio files and streams
+/// that all commands share that turn inputs to outputs.
 struct FileOptions {
   std::vector<std::string> files;  ///< IN... OUT
   std::string folder;              ///< -o

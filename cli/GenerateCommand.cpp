@@ -53,8 +53,7 @@ std::string Replace(std::string text, const std::string& from, const std::string
   return text;
 }
 
-// ---- Man page, in the macros of man(7)
-// ----------------------------------------------------------------------------
+// ---- Man page, in the macros of man(7) --------------------------------------------------------------------
 
 std::string Roff(const std::string& text) {
   std::string escaped = Replace(Replace(text, "\\", "\\e"), "-", "\\-");
@@ -95,8 +94,7 @@ void PrintMan(const CLI::App& app) {
       "prismel render takes \\-o wet \\-\\-normalize \\-14LUFS \\-\\-jobs 4\n.fi\n");
 }
 
-// ---- bash
-// ---------------------------------------------------------------------------------------------------------
+// ---- bash -------------------------------------------------------------------------------------------------
 
 void PrintBash(const CLI::App& app) {
   fmt::print(
@@ -147,8 +145,7 @@ void PrintBash(const CLI::App& app) {
       "complete -F _prismel prismel\n");
 }
 
-// ---- zsh
-// ----------------------------------------------------------------------------------------------------------
+// ---- zsh --------------------------------------------------------------------------------------------------
 
 std::string ZshText(const std::string& text) {
   std::string escaped = Replace(text, "'", "'\\''");

@@ -37,9 +37,9 @@ void Run(const RenderOptions& options, CommandContext& context) {
   const std::vector<FilePair> pairs =
       PairFiles(options.files.files, options.files.folder, options.files.type);
 
-  // One processor for all: every worker starts as a copy of this process and goes on with its own copy of a
-  // processor that hasn't run yet. So its random seeds are the same for each file, whatever the number of
-  // jobs.
+  // One processor for all: every worker starts as a copy of this process and
+  // goes on with its own copy of a processor that hasn't run yet. So its
+  // random seeds are the same for each file, whatever the number of jobs.
   const host::ProcessorLibrary library = context.LoadLibrary();
   host::HostedProcessor processor(library);
   host::ParameterTable::Get().Check(processor);

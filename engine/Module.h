@@ -11,10 +11,13 @@ namespace Vantora::dsp {
 /// Module: a signal block. It is constructed once, gets `Init` before any block and again for a new rate or
 /// block size, is fed parameter values between blocks and runs with `Process`.
 ///
-///     Init -> Configure, DoReset(true)         off the audio thread, may allocate and throw
-///     Process -> UpdateParams, DoProcess       on the audio thread; no allocation, lock, system call or
-///     exception ResetState -> DoReset                    between two blocks Shutdown once, before
-///     destruction; may come again
+///     Init -> Configure, DoReset(true)      off the audio thread, may allocate and throw
+///     Process -> UpdateParams, DoProcess    on the audio thread; no allocation, lock, system call, exception
+///     ResetState -> DoReset                 between two blocks
+///     Shutdown                              once, before destruction; `Init` may come again
+///
+/// Threads: [process] is the one thread that runs blocks, between them, and real-time safe; [any thread] is
+/// safe beside a block as well; [apart] never overlaps a block and may allocate, throw and wait.
 ///
 /// The order of the virtual operations is part of the family's habit; the thirteen below come first in every
 /// module's table, and modules with a parameter store add `SetParamInternal` as the fourteenth.
@@ -28,38 +31,38 @@ class Module {
 
   virtual ~Module() = default;
 
-  /// `Configure`, then `DoReset(true)`, then marks the module changed. `maxBlockSize` in samples,
-  /// `sampleRate` in Hz.
+  /// [apart] `Configure`, then `DoReset(true)`, then marks the module
+  /// changed. `maxBlockSize` in samples, `sampleRate` in Hz.
   virtual void Init(uint32_t maxBlockSize, float sampleRate);
-  /// Stops whatever runs beside the audio thread. No `Process` follows.
+  /// [apart] Stops whatever runs beside the audio thread. No `Process` follows.
   virtual void Shutdown();
-  /// `DoReset`, then marks the module changed. A hard reset also has all parameters read again.
+  /// [process] `DoReset`, then marks the module changed. A hard reset also has all parameters read again.
   virtual void ResetState(bool hard);
-  /// Write from outside, as a position 0 to 1. The index isn't checked.
+  /// [process] Write from outside, as a position 0 to 1. The index isn't checked.
   virtual bool SetParam(uint32_t index, float normalized) = 0;
-  /// Position 0 to 1 of a parameter. The index isn't checked.
+  /// [any thread] Position 0 to 1 of a parameter. The index isn't checked.
   virtual float GetParam(uint32_t index) = 0;
-  /// Appends a parameter's name with the module's in front, joined by "_".
+  /// [any thread] Appends a parameter's name with the module's in front, joined by "_".
   virtual void AppendParamName(uint32_t index, NameBuilder& builder) = 0;
-  /// Builds everything that depends on rate and block size.
+  /// [apart] Builds everything that depends on rate and block size.
   virtual void Configure(uint32_t maxBlockSize, float sampleRate) = 0;
-  /// Clears delay lines and filter states.
+  /// [process] Clears delay lines and filter states.
   virtual void DoReset(bool hard) = 0;
-  /// Reads dirty parameters and recomputes coefficients. False: this block must not run.
+  /// [process] Reads dirty parameters and recomputes coefficients. False: this block must not run.
   virtual bool UpdateParams(ProcessContext& context) = 0;
-  /// Sets or clears all dirty flags.
+  /// [process] Sets or clears all dirty flags.
   virtual void SetDirty(bool flag) = 0;
-  /// The block itself. The result is 1, or 0 when the block was skipped.
+  /// [process] The block itself. The result is 1, or 0 when the block was skipped.
   virtual uint32_t DoProcess(ProcessContext& context) = 0;
 
-  /// One block, as a parent runs it: parameters, port counts, signal, then marks and flags down. Returns 0
-  /// for a skipped block, which keeps its flags and its changed mark for the next one.
+  /// [process] One block, as a parent runs it: parameters, port counts, signal, then marks and flags down.
+  /// Returns 0 for a skipped block, which keeps its flags and its changed mark for the next one.
   uint32_t Process(ProcessContext& context);
 
   const std::string& GetName() const { return name; }
   uint32_t GetInputPortCount() const { return inputPortCount; }
   uint32_t GetOutputPortCount() const { return outputPortCount; }
-  /// True from construction and every reset until the first block has run.
+  /// [process] True from construction and every reset until the first block has run.
   bool IsChanged() const { return changed != 0; }
   void MarkChanged() { changed = 1; }
 

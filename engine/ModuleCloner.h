@@ -99,8 +99,8 @@ class ModuleCloner : public dsp::Module {
     return all;
   }
 
-  /// Write from inside the tree, in the parameter's own unit. Not virtual: a cloner's table ends with
-  /// `DoProcess`.
+  /// Write from inside the tree, in the parameter's own unit.
+  /// Not virtual: a cloner's table ends with `DoProcess`.
   bool SetParamInternal(uint32_t index, float value) {
     if (index >= store.Count()) return false;
     for (T& clone : clones) clone.SetParamInternal(index, value);

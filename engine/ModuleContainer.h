@@ -62,8 +62,8 @@ constexpr std::array<uint32_t, sizeof...(Ts) + 1> ChildBases() {
 /// the own ones. An index is routed by a chain of comparisons against constants. What happens in a block is
 /// the derived class's affair: it calls `Process` of the children it wants.
 ///
-/// A forward list names, in the flat space, the parameters that follow an own one: one knob can drive
-/// several.
+/// A forward list names, in the flat space, the parameters
+/// that follow an own one: one knob can drive several.
 template <typename... Ts>
 class ModuleContainer : public Module {
  public:
@@ -84,8 +84,8 @@ class ModuleContainer : public Module {
   }
   ~ModuleContainer() override = 0;
 
-  /// Children in list order with the pair of `AdjustConfig`, then the container itself with the unadjusted
-  /// one.
+  /// Children in list order with the pair of `AdjustConfig`,
+  /// then the container itself with the unadjusted one.
   void Init(uint32_t maxBlockSize, float sampleRate) override {
     const BlockConfig config = AdjustConfig(maxBlockSize, sampleRate);
     ForEachChild([&](auto& child) { child.Init(config.maxBlockSize, config.sampleRate); });

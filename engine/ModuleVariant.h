@@ -25,8 +25,7 @@ namespace Vantora::engine {
 ///       CopyOnBypass        above 0.5: bypassed, the input replaces the output; else silence does
 ///       CrossfadeOnBypass   above 0.5: bypass fades in 50 ms, and the alternative runs during the fade
 ///       FadeOnModuleChange  above 0.5: the old alternative fades out in 25 ms, at silence the new one takes
-///       over and
-///                           fades in; else the switch is immediate
+///                           over and fades in; else the switch is immediate
 ///
 /// An alternative states the ports that it wants here as `kInputCount`. Only the selected one costs time or
 /// is reset; the coming one is reset at the moment of the request, before the fade-out, and starts clean.
@@ -129,8 +128,8 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   /// The alternative that is running now.
   uint64_t Selected() const { return selected; }
 
-  /// True when the next block is the selected alternative's alone: no bypass and no fade works on its
-  /// outputs.
+  /// True when the next block is the selected alternative's
+  /// alone: no bypass and no fade works on its outputs.
   bool RunsPlain() {
     return !IsOn(kBypass) && !IsOn(kCrossfadeOnBypass) && !IsOn(kFadeOnModuleChange) &&
            bypassFade.IsSettled();

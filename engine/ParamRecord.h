@@ -12,9 +12,9 @@ namespace Vantora::dsp {
 
 /// ParamRecord: one parameter, with its curve and range, its name, and its value in two forms.
 ///
-/// One form is canonical, the other a cache: a writer stores one float and a state word, and the conversion
-/// through the curve waits until somebody reads the other form, which on the audio thread is once per changed
-/// block.
+/// One form is canonical, the other a cache: a writer stores one float and a
+/// state word, and the conversion through the curve waits until somebody
+/// reads the other form, which on the audio thread is once per changed block.
 ///
 /// Threads: `normalized`, `value` and `state` may be written on one thread and read on another; the rest is
 /// fixed once the owner has finished its construction.
@@ -30,9 +30,9 @@ class ParamRecord {
   /// value and at position 0, whatever the sign of the step.
   ParamRecord(std::string name, uint32_t count, float first, float step);
 
-  /// A curve of `MappingTools::MappingKind` over `min` to `max`, in the parameter's unit. Starts at `min` and
-  /// position 0 even where the curve doesn't join the two. Throws `CException` for an unknown kind or an
-  /// impossible curve.
+  /// A curve of `MappingTools::MappingKind` over `min` to `max`, in the
+  /// parameter's unit. Starts at `min` and position 0 even where the curve doesn't
+  /// join the two. Throws `CException` for an unknown kind or an impossible curve.
   ParamRecord(std::string name, uint32_t kind, bool reversed, float min, float max, float curveArg1 = 1.0f,
               float curveArg2 = 0.5f);
 
@@ -60,8 +60,8 @@ class ParamRecord {
   /// The inverse curve, without touching the record's own value.
   float ToNormalized(float plain) const;
 
-  /// `GetNormalized` plus the first sample of control port `port`, held in 0 to 1; plain when the port isn't
-  /// live.
+  /// `GetNormalized` plus the first sample of control port
+  /// `port`, held in 0 to 1; plain when the port isn't live.
   float ReadNormalizedModulated(const ProcessContext& context, uint32_t port);
 
   /// The same in the parameter's unit.

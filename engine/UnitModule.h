@@ -8,12 +8,12 @@
 
 namespace Vantora::dsp {
 
-/// UnitModule: a module with a parameter store and no children. A derived class writes `Configure`,
-/// `DoReset`, `UpdateParams` and `DoProcess`, and states its sizes as `kInputCount`, `kOutputCount` and
-/// `kParamCount`.
+/// UnitModule: a module with a parameter store and no children. A derived
+/// class writes `Configure`, `DoReset`, `UpdateParams` and `DoProcess`, and
+/// states its sizes as `kInputCount`, `kOutputCount` and `kParamCount`.
 ///
-/// A parameter write is cheap and may come from another thread than the block's, with the caveat told in
-/// `Relaxed`.
+/// A parameter write is cheap and may come from another thread
+/// than the block's, with the caveat told in `Relaxed`.
 class UnitModule : public Module {
  public:
   /// One plain record, a position 0 to 1, for each name.

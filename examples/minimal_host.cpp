@@ -28,8 +28,8 @@ int main(int argc, char** argv) try {
   processor.Set(cutoff.Index(), cutoff.Parse("120 Hz"));
   std::printf("%s = %s\n", cutoff.Name().c_str(), cutoff.Text(*processor.Get(cutoff.Index())).c_str());
 
-  // The collector takes pieces of any length, in place too, and costs one block of delay: report it to the
-  // host.
+  // The collector takes pieces of any length, in place too,
+  // and costs one block of delay: report it to the host.
   LiveCollector collector(processor, 2, 2);
   std::printf("blocks of %u samples, latency %u samples\n", collector.BlockSize(), collector.Latency());
   processor.GetTransport().tempo = 100.0;
@@ -43,8 +43,8 @@ int main(int argc, char** argv) try {
   float peak = 0.0f;
   for (size_t at = 0, piece = 1; at < left.size(); at += piece, piece = piece * 7 % 1021) {
     piece = std::min(piece, left.size() - at);
-    // Any other thread, the user's or the host's automation, writes through the queue, for any sample to
-    // come.
+    // Any other thread, the user's or the host's automation,
+    // writes through the queue, for any sample to come.
     if (at == 0) collector.Queue(table.At("Prismelion").Index(), 0.5f, 24000);
     float* channels[] = {left.data() + at, right.data() + at};
     collector.Process(channels, channels, piece);

@@ -41,8 +41,8 @@ class Automation {
 
   Automation() = default;
 
-  /// Reads a file. Throws `HostError` with file and line for whatever isn't understood: automation is all or
-  /// nothing.
+  /// Reads a file. Throws `HostError` with file and line for
+  /// whatever isn't understood: automation is all or nothing.
   static Automation Read(const std::filesystem::path& path, TimeUnit defaultUnit = TimeUnit::kSeconds,
                          bool rampsByDefault = false);
   static Automation Read(std::istream& stream, const std::string& name,

@@ -77,8 +77,8 @@ class BlockCollector {
   BlockCollector(HostedProcessor& processor, uint32_t inputChannels, uint32_t outputChannels);
   ~BlockCollector() = default;
 
-  /// Copies `count` samples from `offset` of `source` (null, or a null channel: silence) to the block at
-  /// `fill`.
+  /// Copies `count` samples from `offset` of `source` (null,
+  /// or a null channel: silence) to the block at `fill`.
   void Take(const float* const* source, size_t offset, uint32_t count);
   /// Runs the processor over the whole block.
   void RunBlock();
@@ -106,9 +106,9 @@ class LiveCollector final : public BlockCollector {
   /// [process] `sampleCount` may be 0 or anything else. Input and output buffers may be the same.
   void Process(const float* const* inputs, float* const* outputs, size_t sampleCount);
 
-  /// [process] What the host says of the first sample of the next `Process`: tempo in beats per minute,
-  /// position in quarter notes. Carried back to the beginning of the block under way, which is what the
-  /// processor wants to know.
+  /// [process] What the host says of the first sample of the next `Process`:
+  /// tempo in beats per minute, position in quarter notes. Carried back to the
+  /// beginning of the block under way, which is what the processor wants to know.
   void SetTransport(double tempo, bool isPlaying, double songPosition);
 
   /// Samples from an input to its own dry output, as measured: one block. Report this to the host, not the
@@ -119,9 +119,9 @@ class LiveCollector final : public BlockCollector {
   void Flush();
 };
 
-/// FileCollector: no delay. Output comes in whole blocks as soon as they are full; the last one is padded
-/// with silence and trimmed, so that in the end as many samples have come out as went in, each at its own
-/// place.
+/// FileCollector: no delay. Output comes in whole blocks as soon as they
+/// are full; the last one is padded with silence and trimmed, so that in
+/// the end as many samples have come out as went in, each at its own place.
 class FileCollector final : public BlockCollector {
  public:
   /// Takes `count` finished samples of each output channel; the memory is the collector's.

@@ -7,8 +7,8 @@
 
 namespace Vantora::host {
 
-/// BoundedQueue: small values from any number of writers to one reader. Never waits, allocates at
-/// construction only.
+/// BoundedQueue: small values from any number of writers to
+/// one reader. Never waits, allocates at construction only.
 ///
 /// A ring in which every slot carries the number of the turn it is ready for, after Dmitry Vyukov's bounded
 /// queue: slot i waits for the writer of turn i, then for the reader of the same turn, then for the writer of

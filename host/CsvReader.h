@@ -15,8 +15,8 @@ class CsvReader {
   /// Reads from `stream`, which must live on; `name` stands in messages.
   CsvReader(std::istream& stream, std::string name);
 
-  /// Takes the next row. False at the end. Throws `HostError` for a quote that isn't closed, or a failed
-  /// read.
+  /// Takes the next row. False at the end. Throws `HostError`
+  /// for a quote that isn't closed, or a failed read.
   bool Next(std::vector<std::string>& fields);
 
   /// "file.csv, line 3: ", for a message about the row taken last.

@@ -17,12 +17,10 @@ namespace Vantora::host {
 /// knows how a `ProcessData` is filled.
 ///
 /// Order    constructor (create, attach), `Init`, any number of `Process`, `Init` again for another rate,
-/// ...,
-///          destructor (terminate, delete; the library stays loaded until then)
+///          ..., destructor (terminate, delete; the library stays loaded until then)
 /// Threads  One thread at a time. Constructor, `Init`, `Terminate` and destructor allocate or end things:
-/// never
-///          beside `Process`. Everything marked [process] is real-time safe. Hand parameter writes of other
-///          threads over through a `BlockCollector`: a plain write beside a running block can be lost.
+///          never beside `Process`. Everything marked [process] is real-time safe. Hand parameter writes of
+///          other threads over through a `BlockCollector`: a plain write beside a running block can be lost.
 class HostedProcessor {
  public:
   /// Creates a processor of `library` and attaches it. `logSink` may be null, then `Messages` collects what
@@ -32,9 +30,9 @@ class HostedProcessor {
   HostedProcessor(const HostedProcessor&) = delete;
   HostedProcessor& operator=(const HostedProcessor&) = delete;
 
-  /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what sounded is gone. Song position 0.
-  /// Throws `HostError` when the rate isn't finite and above 0, when the processor refuses, or for lack of
-  /// memory.
+  /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what
+  /// sounded is gone. Song position 0. Throws `HostError` when the rate isn't
+  /// finite and above 0, when the processor refuses, or for lack of memory.
   void Init(float sampleRate);
 
   /// Ends what runs beside the audio thread. `Init` may follow; the destructor does it by itself.

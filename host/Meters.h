@@ -8,8 +8,8 @@ namespace Vantora::host {
 
 class HostedProcessor;
 
-/// Meters: the processor's levels and read-outs, copied after every block so that any thread can look at
-/// them.
+/// Meters: the processor's levels and read-outs, copied
+/// after every block so that any thread can look at them.
 class Meters {
  public:
   static constexpr float kFloorDb = -80.0f;  ///< what silence reads

@@ -32,9 +32,9 @@ class ParameterQueue {
   /// [any thread, real-time safe] False when full: the write is dropped and the caller knows.
   bool Push(const ParameterWrite& write);
 
-  /// [any thread; allocates] Writes that take effect together before one block, in their order; their own
-  /// positions are ignored, `position` holds for all. They count as one entry. False when full: none is
-  /// taken.
+  /// [any thread; allocates] Writes that take effect together before one
+  /// block, in their order; their own positions are ignored, `position`
+  /// holds for all. They count as one entry. False when full: none is taken.
   bool PushTogether(std::vector<ParameterWrite> writes, uint64_t position = 0);
 
   /// [process] Takes out what is due in the block of samples `begin` to `end` (exclusive) and calls

@@ -17,8 +17,7 @@ using enum MappingTools::MappingKind;
 using enum Unit;
 using enum Role;
 
-// ---- Names of values
-// ---------------------------------------------------------------------------------------------
+// ---- Names of values --------------------------------------------------------------------------------------
 
 const Labels kSwitch = {"off", "on"};
 const Labels kEffects = {"off", "band-pass", "comb", "crusher", "distortion", "harmonizer"};
@@ -68,8 +67,7 @@ Labels MakeAllNoteLengths() {
 }
 const Labels kAllNoteLengths = MakeAllNoteLengths();
 
-// ---- The knobs: name, curve, min, max, bend, start, unit, role, note, labels, preferred
-// -----------------------------
+// ---- The knobs: name, curve, min, max, bend, start, unit, role, note, labels, preferred -------------------
 
 // What each of the sixteen clones of a stage holds, as configured for this effect. The effect writes the ones
 // that it spreads over the voices at every block, so that whatever a host writes there is lost.
@@ -270,8 +268,7 @@ const Row kCommands[] = {
     {"ToolTipText", Normalized, 0, 1, 1, 0, kNone, kCommand, "the tool tip, a text"},
 };
 
-// ---- The tree
-// ----------------------------------------------------------------------------------------------------
+// ---- The tree ---------------------------------------------------------------------------------------------
 
 class Builder {
  public:

@@ -22,9 +22,9 @@ class ParameterTable {
   auto begin() const { return parameters.begin(); }
   auto end() const { return parameters.end(); }
 
-  /// The parameter that `text` means, or null when there is none or more than one. Understood, in this order:
-  /// a unique or full name, an index ("156" or "#156"), a name in another case, and a name without its
-  /// "Prismel_" or "LFO_".
+  /// The parameter that `text` means, or null when there is none or more than one.
+  /// Understood, in this order: a unique or full name, an index ("156" or "#156"),
+  /// a name in another case, and a name without its "Prismel_" or "LFO_".
   const Parameter* Find(std::string_view text) const;
   /// The same. Throws `HostError` with the nearest names, or with the names among which to choose.
   const Parameter& At(std::string_view text) const;

@@ -31,8 +31,8 @@ std::string Key(std::string_view text) {
   return key;
 }
 
-/// Other ways to write a note length: "4 bars" for "4/1", "1/4T" and "1/4D" (or "1/4.") for triplet and
-/// dotted.
+/// Other ways to write a note length: "4 bars" for "4/1",
+/// "1/4T" and "1/4D" (or "1/4.") for triplet and dotted.
 std::string NoteLengthKey(std::string_view text) {
   std::string key = Key(text);
   for (const std::string_view bars : {"bars", "bar"}) {
@@ -45,8 +45,8 @@ std::string NoteLengthKey(std::string_view text) {
   return key;
 }
 
-/// How many of `unit` one of the written suffix is; nothing for a suffix that doesn't fit. No suffix is the
-/// unit.
+/// How many of `unit` one of the written suffix is; nothing
+/// for a suffix that doesn't fit. No suffix is the unit.
 std::optional<double> Scale(Unit unit, std::string_view suffix) {
   struct Spelling {
     Unit unit;

@@ -31,9 +31,9 @@ class Preset {
   std::string description;           ///< one line
   std::map<uint32_t, float> values;  ///< normalised, by index; only parameters that are part of a preset
 
-  /// Reads a file. Names that aren't known, or aren't part of a preset, go to `warnings` (may be null), one
-  /// sentence each; a value that isn't one, a newer schema or broken JSON throw `HostError`, and nothing is
-  /// loaded.
+  /// Reads a file. Names that aren't known, or aren't part of a preset, go
+  /// to `warnings` (may be null), one sentence each; a value that isn't one,
+  /// a newer schema or broken JSON throw `HostError`, and nothing is loaded.
   static Preset Read(const std::filesystem::path& path, std::vector<std::string>* warnings = nullptr);
   /// The same from a text; `origin` stands in messages, and its stem is the name if the text has none.
   static Preset Parse(std::string_view json, const std::filesystem::path& origin,
@@ -73,8 +73,8 @@ struct PresetEntry {
   std::string error;  ///< why it can't be loaded; empty for a good one
 };
 
-/// The presets of a folder, in the order of their file names. Throws `HostError` when the folder can't be
-/// read.
+/// The presets of a folder, in the order of their file
+/// names. Throws `HostError` when the folder can't be read.
 std::vector<PresetEntry> ListPresets(const std::filesystem::path& folder);
 
 /// The file that `text` means: a path to one, or, in one of `folders`, a file of that name (its ending may be

@@ -7,8 +7,8 @@
 
 namespace Vantora::Processor {
 
-/// DescribedProcessor: a processor's front, filled in before the product behind it is built and released
-/// after it.
+/// DescribedProcessor: a processor's front, filled in before
+/// the product behind it is built and released after it.
 class DescribedProcessor : public IProcessor_V7 {
  protected:
   DescribedProcessor() {

@@ -226,8 +226,8 @@ class DsplibProcessor final : public DescribedProcessor {
     return context;
   }
 
-  // A shell must not pass more than a block. If one does, cutting costs a loop, and overrunning a buffer
-  // costs the host.
+  // A shell must not pass more than a block. If one does, cutting
+  // costs a loop, and overrunning a buffer costs the host.
   void ProcessInPieces(const ProcessContext& whole) {
     std::array<float*, 2> inputs{};
     std::array<float*, 2> outputs{};

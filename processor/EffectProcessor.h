@@ -46,22 +46,23 @@ class FXConstructionHelper : public dsp::ModuleContainer<Ts...> {
 
 }  // namespace details
 
-/// EffectProcessor: the frame that every effect of this family sits in. Around the product's wet path it puts
-/// an output gain, a click-free bypass with a dry path that can be delayed, and the resets behind "Panic" and
-/// "PresetLoading".
+/// EffectProcessor: the frame that every effect of this family sits in. Around
+/// the product's wet path it puts an output gain, a click-free bypass with a dry
+/// path that can be delayed, and the resets behind "Panic" and "PresetLoading".
 ///
 ///     inputs --> ProcessWet --(* OutputGain)--+
 ///        |                                    (crossfade, 10 ms)--> outputs
 ///        +------------(delay)-----------------+
 ///
 /// Bypass         0 wet, above 0 dry. The wet path runs on every block, bypassed or not, so that it needs no
-/// warm-up Panic          at 0.5 or above: hard reset, as often as it is written PresetLoading  at 0.5 or
-/// above: a load begins; below: it has ended, soft reset OutputGain     dB, -12..12, wet signal only, glides
-/// with 0.1 s
+///                warm-up
+/// Panic          at 0.5 or above: hard reset, as often as it is written
+/// PresetLoading  at 0.5 or above: a load begins; below: it has ended, soft reset
+/// OutputGain     dB, -12..12, wet signal only, glides with 0.1 s
 ///
-/// The two numbers are capacities of the lists of changed values and blobs. One call is one block of at most
-/// the configured size, a multiple of four: arithmetic runs in whole groups of four, copies take every
-/// sample.
+/// The two numbers are capacities of the lists of changed values and blobs.
+/// One call is one block of at most the configured size, a multiple of
+/// four: arithmetic runs in whole groups of four, copies take every sample.
 template <uint32_t ValueCapacity, uint32_t BlobCapacity, typename... Ts>
 class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, BlobCapacity, Ts...> {
   using Helper = details::FXConstructionHelper<ValueCapacity, BlobCapacity, Ts...>;

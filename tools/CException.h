@@ -7,15 +7,15 @@
 
 namespace Vantora {
 
-/// CException: the library's own exception, thrown for faults of construction and loading, never while audio
-/// runs.
+/// CException: the library's own exception, thrown for faults
+/// of construction and loading, never while audio runs.
 ///
 /// The text names the place of the throw: message(file:line). The string is shared between copies, so that
 /// copying doesn't throw: an exception that throws while it is being caught ends the host.
 class CException : public std::exception {
  public:
-  /// `message` is the whole sentence, `file` the source file of the throw (null: empty), `line` its number
-  /// there.
+  /// `message` is the whole sentence, `file` the source file
+  /// of the throw (null: empty), `line` its number there.
   CException(const std::string& message, const char* file, uint64_t line)
       : text(std::make_shared<const std::string>(message + "(" + (file ? file : "") + ":" +
                                                  std::to_string(line) + ")")) {}

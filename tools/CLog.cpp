@@ -159,8 +159,8 @@ void CLog::Log(std::string_view category, int32_t level, const char* text) {
 std::string CLog::FormatLine(std::string_view category, int32_t level, std::string_view message) const {
   using namespace std::chrono;
   const auto elapsed = duration_cast<microseconds>(system_clock::now() - startTime);
-  // A stream of our own, and in the classic locale: what the host does to its streams must not change the
-  // columns.
+  // A stream of our own, and in the classic locale: what the
+  // host does to its streams must not change the columns.
   std::ostringstream line;
   line.imbue(std::locale::classic());
   line << std::left << "| " << std::setw(kTimeWidth) << elapsed.count() / 1000  //

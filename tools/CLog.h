@@ -24,9 +24,8 @@ namespace Vantora {
 ///       the start
 ///
 /// Threads  every operation may be called from any thread; none belongs on the audio thread, for writing
-/// allocates,
-///          locks and calls the system. While the log is silent IsEnabled reads two flags and does nothing
-///          else.
+///          allocates, locks and calls the system. While the log is silent IsEnabled reads two flags and does
+///          nothing else.
 /// Errors   none reaches the caller: what can't be opened or read is told on standard output.
 ///
 /// A program that wants the log configures it by a file (LoadConfiguration) or by values
@@ -86,8 +85,8 @@ class CLog : public CSingleton<CLog> {
   std::atomic<bool> logInRelease{false};
   std::atomic<bool> redirected{false};
 
-  // Everything below, and standard output's buffer as far as this log changes it, belongs to who holds
-  // `output`.
+  // Everything below, and standard output's buffer as far
+  // as this log changes it, belongs to who holds `output`.
   std::mutex output;
   LogConfiguration configuration;
   std::filebuf* file = nullptr;  // made at first use; standard output may keep it for good, see ~CLog

@@ -6,16 +6,16 @@
 
 namespace Vantora {
 
-/// CSingleton: the one T of this library, built at first use and destroyed at process exit or when the
-/// library is unloaded. Instances go in the reverse order of their completion: one whose constructor uses
-/// another goes first.
+/// CSingleton: the one T of this library, built at first use and destroyed at
+/// process exit or when the library is unloaded. Instances go in the reverse
+/// order of their completion: one whose constructor uses another goes first.
 ///
 /// A T that throws while it is built leaves nothing behind; the next use tries again.
 template <typename T>
 class CSingleton {
  public:
-  /// The instance. Safe from any thread; allocates at first use only. T's constructor must not ask for
-  /// itself.
+  /// The instance. Safe from any thread; allocates at first
+  /// use only. T's constructor must not ask for itself.
   static T& Instance() {
     if (!ready.load(std::memory_order_acquire)) {  // pairs with the release below: sees the whole object
       const std::lock_guard lock(building);

@@ -11,8 +11,8 @@ struct SearchedPlace {
   bool exists = false;
 };
 
-/// LibraryInfo: what the library finds around itself, for people who want to know why a file is or isn't
-/// found.
+/// LibraryInfo: what the library finds around itself, for
+/// people who want to know why a file is or isn't found.
 struct LibraryInfo {
   std::string libraryPath;                   ///< the library's own file, from which the rest follows
   std::string productName;                   ///< its stem, which names the product's data folder

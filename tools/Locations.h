@@ -21,8 +21,7 @@ enum SpecialFolder : uint32_t {
 bool GetSpecialFolder(uint32_t index, std::string& result);
 
 /// The path that a file is known by: itself if it begins with '/', otherwise what it resolves to, where it
-/// does; every
-/// "/./" in it becomes "/".
+/// does; every "/./" in it becomes "/".
 std::string AbsoluteFilePath(std::string path);
 
 /// The absolute path of the file this code was loaded from: the library where it is linked into one,
@@ -30,8 +29,8 @@ std::string AbsoluteFilePath(std::string path);
 /// current folder has changed. Empty, with a line on standard error, where the system can't tell.
 const std::string& GetDyLibFullPath();
 
-/// What stands before the last '/' of `path`, trailing '/' and '\' dropped first; empty where there is no
-/// '/'.
+/// What stands before the last '/' of `path`, trailing '/'
+/// and '\' dropped first; empty where there is no '/'.
 std::string GetParentFolder(std::string_view path);
 
 }  // namespace Vantora

@@ -16,8 +16,8 @@ struct LogConfiguration {
   std::map<std::string, int32_t, std::less<>> categories{};
   /// The same for a category that isn't in the map. No file can change it; a program can.
   int32_t defaultLevel = kLogWarning;
-  /// The file that takes the place of standard output; empty for none. Without '/' and '\' it goes to the
-  /// Desktop.
+  /// The file that takes the place of standard output; empty
+  /// for none. Without '/' and '\' it goes to the Desktop.
   std::string outputFile{};
   /// Append the time of the start to the file's name.
   bool extendedFilename = true;

@@ -4,8 +4,8 @@
 
 namespace Vantora {
 
-/// LogListener: hears every line that the log writes, on the thread that writes it, several at once if need
-/// be.
+/// LogListener: hears every line that the log writes, on
+/// the thread that writes it, several at once if need be.
 class LogListener {
  public:
   virtual ~LogListener() = default;

@@ -28,12 +28,12 @@ FileKind KindOfFile(const std::string& path);
 /// Whether `stat` finds anything at all under this path.
 inline bool Exists(const std::string& path) { return KindOfFile(path) != FileKind::Missing; }
 
-/// The absolute path without links, dots and double separators. False, and `resolved` as it was, if there is
-/// none.
+/// The absolute path without links, dots and double separators.
+/// False, and `resolved` as it was, if there is none.
 bool ResolvePath(const std::string& path, std::string& resolved);
 
-/// The file that the code or data at `address` was loaded from. False, and `file` as it was, if there is
-/// none.
+/// The file that the code or data at `address` was loaded
+/// from. False, and `file` as it was, if there is none.
 bool FileOfAddress(const void* address, std::string& file);
 
 /// Opens a shared library, its symbols bound at first call and kept out of the process's own. Null on

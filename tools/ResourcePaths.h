@@ -15,8 +15,8 @@ struct SearchFolder {
   std::string_view logText;  ///< what the log says before the path; empty: nothing
 };
 
-/// The folders of a search for files, in their order. `libraryPath` is the library's file, `programDataPath`
-/// has no trailing separator.
+/// The folders of a search for files, in their order. `libraryPath` is
+/// the library's file, `programDataPath` has no trailing separator.
 std::vector<SearchFolder> MakeSearchFolders(std::string_view libraryPath, const std::string& programDataPath,
                                             const std::string& productName);
 

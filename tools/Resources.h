@@ -12,9 +12,9 @@
 
 namespace Vantora {
 
-/// Resources: where on this machine a file of ours lies. The library can stand in a plug-in bundle, in an
-/// installed tree or in a developer's working copy; it finds its surroundings from its own location, and
-/// nothing is configured.
+/// Resources: where on this machine a file of ours lies. The library can stand
+/// in a plug-in bundle, in an installed tree or in a developer's working copy;
+/// it finds its surroundings from its own location, and nothing is configured.
 ///
 /// Log      every step, in the category "description"
 /// Threads  all operations may run on any thread, but SetResourcesFolder beside any other
@@ -41,8 +41,8 @@ class Resources : public CSingleton<Resources> {
   /// The root of the tree that surrounds the library.
   std::string GetWorkingCopyRoot() const { return WorkingCopyRootOf(libraryPath); }
 
-  /// The folders of FindFile, in their order, each with its trailing separator, one empty; built at first
-  /// use.
+  /// The folders of FindFile, in their order, each with its
+  /// trailing separator, one empty; built at first use.
   const std::vector<std::string>& SearchFolders();
 
   /// Whether the file exists; `path` is then its full path, otherwise empty. A name that begins with '/' or
@@ -54,8 +54,8 @@ class Resources : public CSingleton<Resources> {
   std::array<SharedPlace, 5> SharedPlaces(const std::string& libraryName) const;
 
   /// The folder of a shared library of the family; `libraryName` has no ending. Throws
-  /// std::runtime_error("ERROR : unable to find " + libraryName + " folder") if none of the five places has
-  /// it.
+  /// std::runtime_error("ERROR : unable to find " + libraryName + " folder")
+  /// if none of the five places has it.
   std::string FindSharedFolder(const std::string& libraryName) const;
 
   /// FindSharedFolder, "/" and the library's file name.

@@ -13,12 +13,12 @@ class Resources;
 
 /// SndFileLibrary: libsndfile, opened at run time, so that we start on machines that have none.
 ///
-/// The copy that the product family shares comes first ("libsndfile-2" in the five places of Resources), then
-/// the one that the distribution installs. A shared copy that is there but broken is an error and not passed
-/// over.
+/// The copy that the product family shares comes first ("libsndfile-2" in the
+/// five places of Resources), then the one that the distribution installs. A
+/// shared copy that is there but broken is an error and not passed over.
 ///
 /// Threads  the constructor and the entry points off the audio thread; the members don't change after
-/// construction
+///          construction
 class SndFileLibrary {
  public:
   /// Opens the library found from this library's own place. Throws std::runtime_error, with one of:

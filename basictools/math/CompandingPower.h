@@ -9,8 +9,8 @@ namespace Vantora {
 // rational forms of FastPower.h because a curve that is opened with them keeps their small error: the order
 // of the terms is fixed, single precision throughout, nothing fused.
 
-/// Base-2 logarithm of a positive, normal number: within 1e-6 at whole powers of two, absolute error below
-/// 5.3e-3 between them.
+/// Base-2 logarithm of a positive, normal number: within 1e-6 at
+/// whole powers of two, absolute error below 5.3e-3 between them.
 inline float CubicLog2(float x) noexcept {
   const auto bits = std::bit_cast<uint32_t>(x);
   const auto exponent = static_cast<float>(bits >> 23);

@@ -5,9 +5,9 @@
 
 namespace Vantora {
 
-// Fast logarithm and power to base 2, as one division and a line each. Their errors, up
-// to 1e-4 of the result, belong to the values that the engine computes with them: the order of the terms is
-// fixed, single precision throughout, nothing fused.
+// Fast logarithm and power to base 2, as one division and a line each. Their errors, up to 1e-4 of the
+// result, belong to the values that the engine computes with them: the order of the terms is fixed, single
+// precision throughout, nothing fused.
 
 /// Base-2 logarithm of a positive, normal number; absolute error below 1e-4. FastLog2(1) is not exactly 0.
 inline float FastLog2(float x) noexcept {

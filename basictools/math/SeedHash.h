@@ -4,8 +4,8 @@
 
 namespace Vantora {
 
-/// Seed of the element at `place` under a parent's seed: neighbours share no pattern, and the result is never 0, which
-/// would mean the clock. The mixing is the finaliser of A. Appleby's MurmurHash3.
+/// Seed of the element at `place` under a parent's seed: neighbours share no pattern, and the result
+/// is never 0, which would mean the clock. The mixing is the finaliser of A. Appleby's MurmurHash3.
 constexpr uint32_t SeedHash(uint32_t parent, uint32_t place) noexcept {
   uint32_t h = parent + 0x9E3779B9u * (place + 1u);
   h ^= h >> 16;

@@ -11,10 +11,10 @@ struct SinCosPair {
   float cos;
 };
 
-/// Sine and cosine of `angle` in radians, within 1.5e-6 for up to three turns: the octants of the circle fold
-/// onto -pi/4..pi/4, where one polynomial serves as sine and one as cosine (the single-precision pair of the
-/// Cephes library). Written without branches, so that loops over it vectorise; exact at 0 and at the float
-/// nearest pi/2.
+/// Sine and cosine of `angle` in radians, within 1.5e-6 for up to three turns: the
+/// octants of the circle fold onto -pi/4..pi/4, where one polynomial serves as sine and
+/// one as cosine (the single-precision pair of the Cephes library). Written without
+/// branches, so that loops over it vectorise; exact at 0 and at the float nearest pi/2.
 inline SinCosPair SinCos(float angle) noexcept {
   const float x = std::fabs(angle);
   const int32_t octant = (static_cast<int32_t>(x * 1.27323954f) + 1) & ~1;
@@ -26,8 +26,8 @@ inline SinCosPair SinCos(float angle) noexcept {
   const bool swapped = (octant & 2) != 0;
   const float s = swapped ? cosinePart : sinePart;
   const float c = swapped ? sinePart : cosinePart;
-  // Signs as bits: the sine's flips in the lower half of the circle and with the angle, the cosine's in the
-  // left half.
+  // Signs as bits: the sine's flips in the lower half of the
+  // circle and with the angle, the cosine's in the left half.
   const auto quarter = static_cast<uint32_t>(octant);
   const uint32_t sineSign = ((quarter & 4u) << 29) ^ (std::bit_cast<uint32_t>(angle) & 0x80000000u);
   const uint32_t cosineSign = ((quarter + 2u) & 4u) << 29;

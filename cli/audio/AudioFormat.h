@@ -25,8 +25,8 @@ struct AudioFormat {
   SampleFormat sample = SampleFormat::kPcm24;  ///< meaningless for a lossy type
   bool lossy = false;                          ///< Ogg Vorbis, Opus, MP3
 
-  /// libsndfile's format word for `frames` frames of `channels` channels: WAV has a 64-bit form for 4 GB and
-  /// more.
+  /// libsndfile's format word for `frames` frames of `channels`
+  /// channels: WAV has a 64-bit form for 4 GB and more.
   int Code(uint64_t frames = 0, int channels = 1) const;
 };
 

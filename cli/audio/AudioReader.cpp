@@ -69,8 +69,8 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
     throw Failure(
         fmt::format("{}: not an audio file I can read: {}{}", name, LowerFirst(sf_strerror(nullptr)), hint));
   }
-  // Float files may go beyond full scale; integers are divided by their full scale, so they come back
-  // exactly.
+  // Float files may go beyond full scale; integers are
+  // divided by their full scale, so they come back exactly.
   sf_command(file.get(), SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
   if (info.samplerate < kMinRate || info.samplerate > kMaxRate) {
     throw Failure(fmt::format("{}: its rate of {} Hz lies outside {} to {} Hz", name, info.samplerate,

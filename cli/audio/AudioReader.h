@@ -24,9 +24,9 @@ RawLayout ParseRawLayout(const std::string& text);
 
 /// AudioReader: one audio file or standard input as a stream of interleaved floats, full scale 1.
 ///
-/// Takes what libsndfile reads; from a pipe WAV, AU and raw. Memory is constant whatever the length.
-/// Every refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty, or has a
-/// rate outside 8 to 384 kHz.
+/// Takes what libsndfile reads; from a pipe WAV, AU and raw. Memory is constant
+/// whatever the length. Every refusal is one sentence in a Failure: a file that
+/// is unreadable, isn't audio, is empty, or has a rate outside 8 to 384 kHz.
 class AudioReader {
  public:
   static constexpr int kMinRate = 8000;    ///< Hz
@@ -46,8 +46,8 @@ class AudioReader {
   /// Moves on to `frame`, counted from the start. Past the end is the end. On a pipe it reads its way there.
   void SkipTo(uint64_t frame);
 
-  /// Up to `frames` frames into `interleaved`; fewer only at the end. Throws Failure where the file is
-  /// damaged.
+  /// Up to `frames` frames into `interleaved`; fewer only
+  /// at the end. Throws Failure where the file is damaged.
   uint64_t Read(float* interleaved, uint64_t frames);
 
  private:

@@ -78,8 +78,8 @@ SF_VIRTUAL_IO AudioWriter::StreamCalls() {
     auto& sink = *static_cast<Stream*>(user);
     sf_count_t sent = 0;
     while (sent < count) {
-      const ssize_t now = ::write(sink.descriptor, static_cast<const char*>(bytes) + sent,
-                                  static_cast<size_t>(count - sent));
+      const ssize_t now =
+          ::write(sink.descriptor, static_cast<const char*>(bytes) + sent, static_cast<size_t>(count - sent));
       if (now < 0 && errno == EINTR) continue;
       if (now <= 0) break;
       sent += now;

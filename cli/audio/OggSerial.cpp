@@ -13,9 +13,9 @@
 namespace Vantora::cli {
 namespace {
 
-// RFC 3533: a page is a header of 27 bytes, a table of segment lengths and the segments. The checksum is a
-// CRC with polynomial 0x04c11db7, nothing reflected, start and end 0, over the page with the checksum set to
-// 0.
+// RFC 3533: a page is a header of 27 bytes, a table of segment lengths and
+// the segments. The checksum is a CRC with polynomial 0x04c11db7, nothing
+// reflected, start and end 0, over the page with the checksum set to 0.
 constexpr size_t kHeaderBytes = 27;
 constexpr size_t kSerialAt = 14;
 constexpr size_t kChecksumAt = 22;

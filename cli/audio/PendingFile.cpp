@@ -18,8 +18,8 @@
 namespace Vantora::cli {
 namespace {
 
-// What a signal handler may touch: plain memory and lock-free flags. A slot's text is written before its
-// flag.
+// What a signal handler may touch: plain memory and
+// lock-free flags. A slot's text is written before its flag.
 struct Slot {
   std::atomic<bool> taken{false};
   std::array<char, PATH_MAX> path{};

@@ -7,8 +7,8 @@
 
 namespace Vantora::cli {
 
-/// PendingFile: a file that grows under a hidden name beside its place and gets its own name when it is
-/// whole.
+/// PendingFile: a file that grows under a hidden name
+/// beside its place and gets its own name when it is whole.
 ///
 /// Whoever looks at the folder sees the old file, no file, or the finished one. Destroyed before `Commit`, or
 /// interrupted by a signal, it leaves nothing behind.

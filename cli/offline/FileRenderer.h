@@ -30,9 +30,9 @@ struct RenderSettings {
   uint64_t pieceFrames = 4096;  ///< frames that are read and fed at a time; never heard
 };
 
-/// Runs `input` through `effect` into `output` ("-": the standard streams), in constant memory, and fills
-/// `report`. The output has the input's rate and is lined up with it to the sample; it is there whole or not
-/// at all. Throws Failure.
+/// Runs `input` through `effect` into `output` ("-": the standard streams), in
+/// constant memory, and fills `report`. The output has the input's rate and is
+/// lined up with it to the sample; it is there whole or not at all. Throws Failure.
 void RenderFile(const RenderSettings& settings, const std::string& input, const std::string& output,
                 Effect& effect, JobReport& report);
 

@@ -13,9 +13,9 @@ namespace Vantora::cli {
 /// HostedEffect: the processor library's effect, as a host drives it, from song position 0.
 class HostedEffect final : public Effect {
  public:
-  /// `processor` must outlive this object and be the first of its process, whose random seeds are always the
-  /// same. `startValues` are written before it is initialised, so that nothing glides to them; their
-  /// positions don't count.
+  /// `processor` must outlive this object and be the first of its process, whose
+  /// random seeds are always the same. `startValues` are written before it is
+  /// initialised, so that nothing glides to them; their positions don't count.
   HostedEffect(host::HostedProcessor& processor, std::vector<host::ParameterWrite> startValues,
                const host::Automation& automation, const host::TempoMap& tempo);
 

@@ -7,8 +7,8 @@ namespace Vantora::cli {
 
 class JobPool;
 
-/// ProgressLine: one line on standard error for all jobs, only on a terminal and only where there is
-/// something to wait for.
+/// ProgressLine: one line on standard error for all jobs, only
+/// on a terminal and only where there is something to wait for.
 class ProgressLine {
  public:
   explicit ProgressLine(bool quiet);

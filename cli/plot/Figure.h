@@ -36,8 +36,8 @@ struct Series {
   bool isGuide = false;  ///< helps the eye; not in a table of the data
 };
 
-/// HeatMap: levels over a grid of points, drawn as an image. On a logarithmic axis the points are spaced
-/// evenly in the logarithm.
+/// HeatMap: levels over a grid of points, drawn as an image. On a
+/// logarithmic axis the points are spaced evenly in the logarithm.
 struct HeatMap {
   std::vector<double> x, y;    ///< places of the columns and rows
   std::vector<double> levels;  ///< row by row, x.size() * y.size()
@@ -66,8 +66,8 @@ struct Figure {
   std::string Csv() const;
 };
 
-/// Colours that people with any colour vision tell apart (Okabe and Ito, "Color Universal Design", 2008);
-/// repeats after eight.
+/// Colours that people with any colour vision tell apart (Okabe
+/// and Ito, "Color Universal Design", 2008); repeats after eight.
 const std::string& CategoryColour(size_t index);
 /// A colour from a scale of even steps from dark violet to green yellow; `place` 0 to 1.
 std::string ScaleColour(double place);

@@ -38,8 +38,8 @@ class Descriptor {
   int number;
 };
 
-/// Memory that a child can read and write like a file. In place of pipes: neither side ever waits for the
-/// other.
+/// Memory that a child can read and write like a file. In
+/// place of pipes: neither side ever waits for the other.
 int MemoryFile(const char* name) {
   const int file = memfd_create(name, MFD_CLOEXEC);
   if (file < 0) throw Failure(fmt::format("can't prepare a drawing: {}", std::strerror(errno)));

@@ -25,8 +25,8 @@ struct PlotOptions {
   /// exists, no gnuplot. Throws UsageError or Failure.
   void Check() const;
 
-  /// Draws the figure to the file and prints its data, whatever was asked for. Throws Failure; a file is
-  /// there whole or not at all.
+  /// Draws the figure to the file and prints its data, whatever was
+  /// asked for. Throws Failure; a file is there whole or not at all.
   void Show(Figure figure) const;
 
  private:

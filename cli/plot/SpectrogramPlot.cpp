@@ -29,8 +29,8 @@ struct SpectrogramOptions {
   std::string tail = "1";
 };
 
-/// Level of the bins about a frequency: the strongest of those that share a row, so that no tone falls
-/// between rows.
+/// Level of the bins about a frequency: the strongest of those
+/// that share a row, so that no tone falls between rows.
 double RowLevel(const std::vector<double>& power, double binHz, double low, double high) {
   const auto first = static_cast<size_t>(std::lround(low / binHz));
   const auto last = std::min(static_cast<size_t>(std::lround(high / binHz)), power.size() - 1);

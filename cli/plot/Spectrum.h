@@ -23,8 +23,8 @@ std::vector<double> PowerSpectrum(const std::vector<float>& signal, size_t size,
 std::vector<double> TransferPower(const std::vector<float>& input, const std::vector<float>& output,
                                   size_t size);
 
-/// Power of a filter at the bins 0 to size / 2, from its impulse response; size is that of the response, a
-/// power of two.
+/// Power of a filter at the bins 0 to size / 2, from its impulse
+/// response; size is that of the response, a power of two.
 std::vector<double> ResponsePower(const std::vector<float>& impulseResponse);
 
 /// 10 log10 of a power, not below `floorDb`.

@@ -15,16 +15,16 @@ enum InterpolationMode : uint32_t {
 
 /// DelayLine: a ring of samples that every delaying module shares.
 ///
-/// Clearing is lazy: the line knows a range of indices that hold no data, so a reset costs a few stores and
-/// no pass over the buffer, and stale samples are never heard. The range shrinks from below as the write
-/// position walks through it.
+/// Clearing is lazy: the line knows a range of indices that hold no data, so a reset
+/// costs a few stores and no pass over the buffer, and stale samples are never
+/// heard. The range shrinks from below as the write position walks through it.
 ///
 ///     buffer    | written | zeroBegin .. zeroEnd: reads as zero, whatever is there | written |
 ///                          ^ writeIndex, after a Clear
 ///
 /// Threads  Resize allocates and belongs into Configure; everything else is for the audio thread
 /// Limits   a line of size 0 must not be read or written. Delays fit an int; below `size` wrapping takes one
-/// step
+///          step
 class DelayLine {
  public:
   DelayLine() = default;
@@ -59,16 +59,16 @@ class DelayLine {
     return At(writeIndex + static_cast<int32_t>(ahead) - static_cast<int32_t>(delay));
   }
 
-  /// `count` samples in the order in which they were written, the first being Read(delay): what Read(delay)
-  /// gives now and after each further write, as far as they have been written: `count` at most `delay`,
-  /// `delay` at most `size`.
+  /// `count` samples in the order in which they were written, the first being
+  /// Read(delay): what Read(delay) gives now and after each further write, as far
+  /// as they have been written: `count` at most `delay`, `delay` at most `size`.
   void CopyRun(float* out, uint32_t delay, uint32_t count) const noexcept;
 
   /// The same by absolute index into the ring.
   float ReadAt(uint32_t index) const noexcept { return At(static_cast<int32_t>(index)); }
 
-  /// Overwrites the sample that Read(delay) reads. Inside the cleared range the smaller side of it is made
-  /// real.
+  /// Overwrites the sample that Read(delay) reads. Inside
+  /// the cleared range the smaller side of it is made real.
   void WriteAt(uint32_t delay, float value) noexcept;
 
   /// Reads between `delay` and `delay` + 1.

@@ -2,9 +2,9 @@
 
 namespace Vantora::dsp {
 
-/// Two doubles that are computed side by side, each lane exactly as a scalar would be. The compiler's vector
-/// types rather than a loop over an array: with a select in the loop GCC 12 falls back to a branch per
-/// sample.
+/// Two doubles that are computed side by side, each lane exactly as a scalar
+/// would be. The compiler's vector types rather than a loop over an array:
+/// with a select in the loop GCC 12 falls back to a branch per sample.
 using DoublePair = double __attribute__((vector_size(16)));
 
 /// Both lanes `x`.

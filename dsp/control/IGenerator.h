@@ -8,8 +8,8 @@
 
 namespace Vantora::dsp {
 
-/// IGenerator: everything about a low-frequency generator that is not its shape: rate, tempo sync, phase,
-/// restart and swing.
+/// IGenerator: everything about a low-frequency generator that
+/// is not its shape: rate, tempo sync, phase, restart and swing.
 ///
 ///     song position, tempo --> position on the time line --> rates, phases, triggers, cycles --> RenderShape
 ///

@@ -22,9 +22,9 @@ uint32_t SeedOrClock(uint32_t seed) {
 /// Of one cycle, 0..1.
 float Fraction(float x) noexcept { return x - std::floor(x); }
 
-/// 2 to the power f, to 1e-4 or so, and exactly 1 at 0 for the fade-in to start from silence. The bits of the
-/// result are a linear function of f but for a correction within each octave. Source: the well-known form by
-/// P. Mineiro.
+/// 2 to the power f, to 1e-4 or so, and exactly 1 at 0 for the fade-in to start
+/// from silence. The bits of the result are a linear function of f but for a
+/// correction within each octave. Source: the well-known form by P. Mineiro.
 float FastExp2(float f) noexcept {
   const float held = std::min(std::max(f, -126.0f), 127.0f);
   const float z = held - std::trunc(held) + (held < 0.0f ? 1.0f : 0.0f);
@@ -217,8 +217,8 @@ float LFO::Finish(const Shape& shape, uint32_t channel, uint32_t step, float v) 
     y = smoothers[channel].Tick();
   }
   if (shape.fading) {
-    // y * (exp(10 t) - 1) / (exp(10) - 1). Intended: t may run past 1 within the block in which the fade
-    // ends.
+    // y * (exp(10 t) - 1) / (exp(10) - 1). Intended: t may
+    // run past 1 within the block in which the fade ends.
     const float f = (fadePosition + fadeStep * static_cast<float>(step)) * 14.42695f;
     y = (FastExp2(f) * y - y) / fadeScale;
   }

@@ -11,15 +11,18 @@ namespace Vantora::dsp {
 
 /// LFO: a low-frequency generator with six waveforms, one or two channels.
 ///
-///     phases (+ offset of the second channel, + port 2) --> waveform --> unipolar --> Amp (+ port 1) -->
-///     smooth
-///       --> fade in --> out 0, 1
+///     phases (+ offset of the second channel, + port 2) --> waveform --> unipolar
+///       --> Amp (+ port 1) --> smooth --> fade in --> out 0, 1
 ///
-/// Port 0 modulates the rate, port 1 "Amp", port 2 "PhaseInit"; all are read once a block
+/// Port 0 modulates the rate, port 1 "Amp", port 2 "PhaseInit"; all are read once a block.
+///
 /// Waveform       0 sine, 1 triangle, 2 falling saw, 3 rising saw, 4 square, 5 sample and hold; others are
-/// silent Amp            0..1, without a glide of its own Smooth         seconds of a low-pass, or periods of
-/// the LFO with "SmoothRateLinked" Fade           seconds of an exponential fade-in after a restart Stereo a
-/// second channel, "StereoSpread" degrees ahead. Sample and hold lags by that instead, or is mirrored
+///                silent
+/// Amp            0..1, without a glide of its own
+/// Smooth         seconds of a low-pass, or periods of the LFO with "SmoothRateLinked"
+/// Fade           seconds of an exponential fade-in after a restart
+/// Stereo         a second channel, "StereoSpread" degrees ahead. Sample and hold lags by that instead, or is
+///                mirrored
 /// Feedback       the phase at the block's start and the first output sample, to be read as parameters
 /// Control rate   one output sample a block
 class LFO : public IGenerator {

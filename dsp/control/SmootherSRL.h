@@ -39,8 +39,8 @@ class SmootherSRL : public Smoother<float> {
     return current;
   }
 
-  /// step = decimation * range / (time * sampleRate). Without a sample rate it is infinite: the next tick
-  /// lands.
+  /// step = decimation * range / (time * sampleRate). Without
+  /// a sample rate it is infinite: the next tick lands.
   void UpdateCoefficients() noexcept override;
 
   /// Writes the next values into the whole groups of four of out[0..count) and continues from out[count - 1].

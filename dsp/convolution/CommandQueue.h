@@ -52,10 +52,10 @@ struct WorkOrCancel {
 /// CommandQueue: calls on their way from exactly one thread, the producer, to exactly one other, the
 /// consumer, through a ring that never waits and never allocates.
 ///
-/// `Size` is what a command may capture, in bytes, its table pointer of 8 included; a command that doesn't
-/// fit is an error of the build. `Capacity` commands fit: one slot more exists, which stays free, so that
-/// equal indexes mean an empty ring. Commands must be copyable. One that throws on the consumer's side ends
-/// the process.
+/// `Size` is what a command may capture, in bytes, its table pointer of 8 included; a
+/// command that doesn't fit is an error of the build. `Capacity` commands fit: one
+/// slot more exists, which stays free, so that equal indexes mean an empty ring.
+/// Commands must be copyable. One that throws on the consumer's side ends the process.
 ///
 /// The producer owns `writeIndex`, the consumer owns `readIndex`; each only looks at the other's. `Atomic` is
 /// a seam for the test that tries every order of these loads and stores.

@@ -2,9 +2,9 @@
 
 #include <stdexcept>
 
-// Boost.Container asks for these when BOOST_CONTAINER_USER_DEFINED_THROW_CALLBACKS is defined, as this
-// library does. Only the first differs from Boost's own: plain std::bad_alloc doesn't say which container was
-// too small.
+// Boost.Container asks for these when BOOST_CONTAINER_USER_DEFINED_THROW_CALLBACKS
+// is defined, as this library does. Only the first differs from Boost's own: plain
+// std::bad_alloc doesn't say which container was too small.
 namespace boost::container {
 
 [[noreturn]] void throw_bad_alloc();

@@ -14,8 +14,8 @@
 namespace Vantora::dsp {
 namespace {
 
-/// Requests for one line: twice as many as blocks fit into the time from a block's first sample to its first
-/// use.
+/// Requests for one line: twice as many as blocks fit into
+/// the time from a block's first sample to its first use.
 uint64_t PoolSize(uint64_t maxBlockSize, uint64_t tapOffset, uint64_t size) {
   const float blocks = static_cast<float>(maxBlockSize + tapOffset) / static_cast<float>(size);
   return std::max(2 * static_cast<uint64_t>(std::ceil(blocks)), uint64_t{4});
@@ -54,8 +54,7 @@ ConvolutionEngine::~ConvolutionEngine() { StopWorkers(); }
 
 void ConvolutionEngine::Shutdown() { StopWorkers(); }
 
-// Configure
-// ---------------------------------------------------------------------------------------------------------------------
+// Configure -------------------------------------------------------------------------------------------------
 
 void ConvolutionEngine::Configure(uint32_t newMaxBlockSize, float) {
   maxBlockSize = newMaxBlockSize;
@@ -105,8 +104,7 @@ void ConvolutionEngine::BuildRequests() {
   }
 }
 
-// Reset
-// ---------------------------------------------------------------------------------------------------------------------
+// Reset -----------------------------------------------------------------------------------------------------
 
 void ConvolutionEngine::DoReset(bool) {
   if (justConfigured) {
@@ -137,8 +135,8 @@ void ConvolutionEngine::DoReset(bool) {
 }
 
 void ConvolutionEngine::ResetLine(Line& line) noexcept {
-  // A line of the audio thread's own goes on across a reset; its results find their place in the new stream
-  // time.
+  // A line of the audio thread's own goes on across a reset;
+  // its results find their place in the new stream time.
   if (line.worker == kNoWorker) return;
   StereoFDL& stereo = line.stereo;
   if (stereo.commandsHeld.load(std::memory_order_acquire) == 0) {
@@ -162,8 +160,7 @@ void ConvolutionEngine::ResetLine(Line& line) noexcept {
   }
 }
 
-// Signal
-// ---------------------------------------------------------------------------------------------------------------------
+// Signal ----------------------------------------------------------------------------------------------------
 
 uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
   const FlushDenormals flushDenormals;

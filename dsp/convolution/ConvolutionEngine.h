@@ -36,9 +36,9 @@ class ConvolutionEngine final : public Module {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
 
-  /// Cuts the impulse as `schedule` says; no pointer into it is kept. Every size must be a power of two and
-  /// the worker ids 0, 1, 2, ... without a gap, or std::runtime_error is thrown. `threadStartHook` is given
-  /// to every second worker.
+  /// Cuts the impulse as `schedule` says; no pointer into it is kept. Every size must
+  /// be a power of two and the worker ids 0, 1, 2, ... without a gap, or
+  /// std::runtime_error is thrown. `threadStartHook` is given to every second worker.
   ConvolutionEngine(const float* left, uint64_t leftCount, const float* right, uint64_t rightCount,
                     const PartitionSchedule& schedule, std::function<void(uint64_t)> threadStartHook = {});
   ~ConvolutionEngine() override;
@@ -53,8 +53,8 @@ class ConvolutionEngine final : public Module {
   bool UpdateParams(ProcessContext&) override { return true; }
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// [audio thread] Whether workers compute what the schedule gives them; true at first. False for offline
-  /// renders.
+  /// [audio thread] Whether workers compute what the schedule
+  /// gives them; true at first. False for offline renders.
   void SetUseWorkers(bool use) noexcept { useWorkers = use; }
 
   /// What was late or lost, counted from construction.

@@ -138,8 +138,7 @@ void ConvolutionReverb::DoReset(bool) {
   Land(wetGain);
 }
 
-// Parameters
-// ---------------------------------------------------------------------------------------------------------------------
+// Parameters ------------------------------------------------------------------------------------------------
 
 bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
   const float rate = sampleRate.load(std::memory_order_relaxed);
@@ -168,8 +167,8 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
     if (std::exchange(isReloadPending, false)) isDue = true;
   }
   if (isDue) {
-    // One attempt: while another thread is at the queue, or when it is full, the reload stays due for the
-    // next block.
+    // One attempt: while another thread is at the queue, or
+    // when it is full, the reload stays due for the next block.
     if (!producing.test_and_set(std::memory_order_acquire)) {
       // Stored before `producing` is let go: a path that then meets the full ring sets the mark again.
       isReloadDue.store(!EnqueueImport(true, true), std::memory_order_relaxed);
@@ -189,8 +188,7 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
   return true;
 }
 
-// Engines
-// ---------------------------------------------------------------------------------------------------------------------
+// Engines ---------------------------------------------------------------------------------------------------
 
 void ConvolutionReverb::RunAudioQueue() noexcept {
   while (manager.AudioQueue().ExecuteOne(false)) {
@@ -249,8 +247,7 @@ void ConvolutionReverb::Crossfade(const std::array<float*, 2>& inputs, const std
   if (next) ramp.SetRamp(0.0f, 1.0f);
 }
 
-// Signal
-// ---------------------------------------------------------------------------------------------------------------------
+// Signal ----------------------------------------------------------------------------------------------------
 
 uint32_t ConvolutionReverb::DoProcess(ProcessContext& context) {
   RunAudioQueue();

@@ -115,8 +115,8 @@ class ConvolutionReverb : public UnitModule {
     reducedRateLimit = limit;
   }
 
-  /// The function that cuts an impulse by `config`. Throws std::runtime_error "Partition size must be a power
-  /// of two".
+  /// The function that cuts an impulse by `config`. Throws
+  /// std::runtime_error "Partition size must be a power of two".
   static PartitionScheduleFunction MakeConvoEngineConfig(ConvoEngineConfig config);
 
  private:

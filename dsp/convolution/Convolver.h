@@ -11,14 +11,14 @@
 
 namespace Vantora::dsp {
 
-/// Convolver: one impulse ready to sound, the engine and, when it runs at a reduced rate, the samplers around
-/// it.
+/// Convolver: one impulse ready to sound, the engine and,
+/// when it runs at a reduced rate, the samplers around it.
 ///
 ///     in --> carry --> down by M --> engine --> up by M --> queue --> out
 ///
-/// The samplers work on whole groups of M samples. What doesn't fill a group is carried into the next block;
-/// on the way out a queue, primed with as many zeros as blocks of multiples of four can ever fall short of,
-/// evens that out.
+/// The samplers work on whole groups of M samples. What doesn't fill a group is
+/// carried into the next block; on the way out a queue, primed with as many
+/// zeros as blocks of multiples of four can ever fall short of, evens that out.
 ///
 /// Built and configured on the loading thread, then it belongs to the audio thread, which never destroys it.
 class Convolver {

@@ -11,10 +11,10 @@ namespace Vantora::dsp {
 
 /// DirectFIR: the head of a partitioned convolution, the first taps of a stereo impulse without any latency.
 ///
-/// Up to 255 taps run as they are. A longer kernel runs its first 128 taps directly and the rest as a uniform
-/// line of 128-tap partitions: the line's result for a block of 128 is due when the next one begins, so it is
-/// computed within the call that completes the block. For 2048 taps that takes a fifth of the time of the
-/// direct form.
+/// Up to 255 taps run as they are. A longer kernel runs its first 128 taps directly and
+/// the rest as a uniform line of 128-tap partitions: the line's result for a block of
+/// 128 is due when the next one begins, so it is computed within the call that completes
+/// the block. For 2048 taps that takes a fifth of the time of the direct form.
 ///
 /// Precision  within 1e-5 of the RMS of a double-precision result
 /// Threads    construction and Configure allocate, the rest doesn't
@@ -31,9 +31,9 @@ class DirectFIR {
   /// Forgets the input so far.
   void Reset() noexcept;
 
-  /// Writes `count` filtered samples to outputs[0] and, if there is one, outputs[1]. A null inputs[1] means
-  /// that the first input feeds both channels, a null inputs[0] is silence. Inputs and outputs may be the
-  /// same arrays.
+  /// Writes `count` filtered samples to outputs[0] and, if there is one,
+  /// outputs[1]. A null inputs[1] means that the first input feeds both channels,
+  /// a null inputs[0] is silence. Inputs and outputs may be the same arrays.
   void Process(const std::array<const float*, 2>& inputs, const std::array<float*, 2>& outputs,
                uint32_t count) noexcept;
 

@@ -12,17 +12,17 @@ namespace Vantora::dsp {
 
 /// FDL: frequency-domain delay line, one channel's convolution with a run of equal partitions of an impulse.
 ///
-/// Overlap-save with half-overlapping windows of 2N samples: when N new samples are complete, the window's
-/// spectrum enters a ring, each spectrum of the ring is multiplied with the partition that lies as many
-/// blocks back, and the sum is transformed back. Its upper half is the result, N samples that begin at
-/// OutputTime().
+/// Overlap-save with half-overlapping windows of 2N samples: when N new samples are
+/// complete, the window's spectrum enters a ring, each spectrum of the ring is
+/// multiplied with the partition that lies as many blocks back, and the sum is
+/// transformed back. Its upper half is the result, N samples that begin at OutputTime().
 ///
 ///     slot head + i holds the input of i blocks ago;  head moves down
 ///     result = sum over i of slot[head + i] * filter[i]
 ///
-/// Threads: Prepare allocates; the rest is for one thread at a time, the audio thread or a worker.
-/// Source: G. Garcia, Optimal filter partition for efficient convolution with short input/output delay, AES
-/// 2002.
+/// Threads  Prepare allocates; the rest is for one thread at a time, the audio thread or a worker
+/// Source   G. Garcia, Optimal filter partition for efficient convolution with short input/output delay,
+///          AES 2002
 class FDL {
  public:
   /// Cuts `count` partitions of `size` taps from `impulse`, of `length` samples, from `tapOffset` on. What
@@ -74,8 +74,8 @@ class FDL {
   uint64_t timeAdjust = 0;                          // from samplesIn to stream time
 };
 
-/// The delay lines of both channels for one entry of the schedule, and what the threads need to hand them to
-/// and fro.
+/// The delay lines of both channels for one entry of the
+/// schedule, and what the threads need to hand them to and fro.
 struct StereoFDL {
   std::array<FDL, 2> channels;
 

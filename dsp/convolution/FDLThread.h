@@ -12,8 +12,8 @@ class FDLThread final : public WorkerThread<FDLThread> {
 
   ~FDLThread() override;
 
-  /// [producer] Cancels everything queued so far, the running command included. What is enqueued later runs
-  /// normally.
+  /// [producer] Cancels everything queued so far, the running
+  /// command included. What is enqueued later runs normally.
   void CancelJobs() noexcept;
 
   /// Runs what is queued as cancelled, on the calling thread. Only while the worker isn't running.

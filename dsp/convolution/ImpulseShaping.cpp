@@ -20,8 +20,8 @@ void ScaleLength(std::vector<float>& samples, float factor) {
   samples.resize(std::max<size_t>(length, 1));
 }
 
-/// Five time constants in the hint's time, stretched by 1 / decay, from the hint's start on; at the file's
-/// rate.
+/// Five time constants in the hint's time, stretched by
+/// 1 / decay, from the hint's start on; at the file's rate.
 void ApplyHintedFade(std::vector<float>& samples, const FadeHint& hint, float decay, float fileRate) {
   constexpr float kLongestMs = 20000.0f;
   const float timeMs = std::min(hint.timeMs / decay, kLongestMs);

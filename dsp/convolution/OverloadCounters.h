@@ -6,8 +6,8 @@
 
 namespace Vantora::dsp {
 
-/// What an overloaded convolution has left out so far; all 0 while everything came in time. The audio thread
-/// counts, anybody may read.
+/// What an overloaded convolution has left out so far; all 0 while
+/// everything came in time. The audio thread counts, anybody may read.
 struct OverloadCounters {
   Relaxed<uint64_t> lateResults;   ///< results whose first part had passed when they came
   Relaxed<uint64_t> lostResults;   ///< results that had passed as a whole

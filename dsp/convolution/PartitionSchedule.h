@@ -38,9 +38,9 @@ using PartitionScheduleFunction = std::function<PartitionSchedule(uint64_t, uint
 /// leaves the first partitions a block of slack. Without any entry the head is all there is.
 PartitionSchedule MakePartitionSchedule(const ConvoEngineConfig& config, uint64_t length, uint64_t blockSize);
 
-/// The entries that a reverb starts with. Growing by four keeps the cost within 1.2 of the best list for
-/// every length from 0.5 to 100 s, and leaves the workers 20 ms, 84 ms, 0.7 s and 1.7 s from dispatch to
-/// first use at 48 kHz.
+/// The entries that a reverb starts with. Growing by four keeps the cost within
+/// 1.2 of the best list for every length from 0.5 to 100 s, and leaves the
+/// workers 20 ms, 84 ms, 0.7 s and 1.7 s from dispatch to first use at 48 kHz.
 std::vector<PartitionEntry> DefaultPartitions();
 
 }  // namespace Vantora::dsp

@@ -12,8 +12,8 @@ void ResourceList::Add(std::unique_ptr<ResourceBase> resource) {
 
 void ResourceList::Collect() {
   const std::lock_guard lock(mutex);
-  // Below 2 the manager is the only holder left, and nobody can become another one: copies are made from
-  // copies.
+  // Below 2 the manager is the only holder left, and nobody
+  // can become another one: copies are made from copies.
   std::erase_if(resources, [](const auto& resource) { return !resource || resource->UseCount() < 2; });
 }
 

@@ -56,8 +56,8 @@ void SleepMilliseconds(int64_t milliseconds);
 /// owner is the manager and the destructor runs here. `Queue()` carries work to the manager's thread,
 /// `AudioQueue()` carries its results to the audio thread.
 ///
-/// Threads: the audio thread produces for Queue and consumes AudioQueue; the manager's thread does the
-/// reverse.
+/// Threads: the audio thread produces for Queue and consumes
+/// AudioQueue; the manager's thread does the reverse.
 template <size_t Size, uint64_t Capacity>
 class ResourceManager {
  public:
@@ -80,8 +80,8 @@ class ResourceManager {
   /// True from the moment the thread has been asked to end: long commands look here between their steps.
   bool IsStopRequested() const noexcept { return stopRequested.load(std::memory_order_acquire); }
 
-  /// [not the audio thread] Keeps `object` alive until nobody else holds it, and destroys it on the manager's
-  /// thread.
+  /// [not the audio thread] Keeps `object` alive until nobody
+  /// else holds it, and destroys it on the manager's thread.
   template <typename T>
   void Manage(std::shared_ptr<T> object) {
     resources.Add(std::make_unique<Resource<T>>(std::move(object)));
@@ -102,8 +102,8 @@ class ResourceManager {
     }
   }
 
-  // Destroyed from the last to the first: commands in the queues refer to resources, so the resources go
-  // last.
+  // Destroyed from the last to the first: commands in the
+  // queues refer to resources, so the resources go last.
   ResourceList resources;
   CommandQueue queue;
   CommandQueue audioQueue;

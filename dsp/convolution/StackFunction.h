@@ -15,8 +15,8 @@ class stack_function_base {
   virtual Result operator()(Arguments... arguments) = 0;
   /// Constructs a copy at `destination`, which is raw storage of a stack_function.
   virtual void CopyTo(void* destination) const = 0;
-  /// Constructs this call's successor at `destination`; what stays here is moved from and still to be
-  /// destroyed.
+  /// Constructs this call's successor at `destination`; what
+  /// stays here is moved from and still to be destroyed.
   virtual void MoveTo(void* destination) noexcept = 0;
   virtual ~stack_function_base() = default;
 };

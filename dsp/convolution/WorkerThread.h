@@ -29,8 +29,8 @@ class WorkerThread {
 
   virtual ~WorkerThread() = default;
 
-  /// Starts the thread under `name`, at most 15 characters. Throws std::system_error when there is none to be
-  /// had.
+  /// Starts the thread under `name`, at most 15 characters.
+  /// Throws std::system_error when there is none to be had.
   void Start(const char* name) {
     stop.store(false, std::memory_order_relaxed);
     try {

@@ -99,7 +99,7 @@ void BitCrusher::DoReset(bool) {
   jitterOffset = 0.0f;
 }
 
-// Parameters -----
+// Parameters ------------------------------------------------------------------------------------------------
 
 bool BitCrusher::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
@@ -155,7 +155,7 @@ void BitCrusher::UpdateAntiAlias() {
   settings.antiAlias.Tune(std::tan(cutoff * 1.5671835f / sampleRate), 1.4142071f);
 }
 
-// Signal -----
+// Signal ----------------------------------------------------------------------------------------------------
 
 float BitCrusher::DrawAsFloat() {
   random = XorshiftStep(random);

@@ -30,12 +30,11 @@ namespace Vantora::dsp {
 /// Inputs   0, 1 audio; without input 1, input 0 alone
 /// Outputs  0, 1 audio
 /// Moves    "Predelay" and "E_Excursion" glide within "E_Smoothing"; coefficients go to a new value in a line
-/// over
-///          one block; lengths ("E_Size", "EarlySize") jump, they are for setting up
+///          over one block; lengths ("E_Size", "EarlySize") jump, they are for setting up
 /// Reset    empty lines, settled values: what follows is repeatable
 /// Threads  Configure off the audio thread, the rest on it; allocates in Configure only
-/// Source   J. Dattorro, "Effect Design Part 1: Reverberator and Other Filters", J. Audio Eng. Soc. 45(9),
-/// 1997
+/// Source   J. Dattorro, "Effect Design Part 1: Reverberator and Other Filters", J. Audio Eng. Soc.
+///          45(9), 1997
 class DattorroCore : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 14;
@@ -80,8 +79,8 @@ class DattorroCore : public UnitModule {
     void Add(const Coefficients& step);
   };
 
-  /// A sine and its quadrature, turned by a fixed angle each sample. Double precision, so that the angle of a
-  /// slow one doesn't drown.
+  /// A sine and its quadrature, turned by a fixed angle each sample.
+  /// Double precision, so that the angle of a slow one doesn't drown.
   struct Phasor {
     double sine = 0.0;
     double cosine = 1.0;

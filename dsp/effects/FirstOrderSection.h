@@ -17,8 +17,8 @@ struct FirstOrderCoefficients {
     return {b, b, b * (1.0f - c)};
   }
 
-  /// Bilinear high-pass. Intended: no prewarp, unlike the low-pass; its corner sinks as it nears half the
-  /// rate.
+  /// Bilinear high-pass. Intended: no prewarp, unlike the
+  /// low-pass; its corner sinks as it nears half the rate.
   static FirstOrderCoefficients HighPass(float frequency, float sampleRate) noexcept {
     const float c = sampleRate / (3.14159265f * frequency);
     const float b = c / (c + 1.0f);

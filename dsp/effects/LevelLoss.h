@@ -44,9 +44,9 @@ inline std::array<double, kCompensationCount> MeasureShaperCompensation(uint32_t
   return table;
 }
 
-/// The table of a fold, whose chain is in * g * r, fold, * 1/r with r = g^0.25. Its first four entries are
-/// set by hand, as drives that low would otherwise lift nothing but noise; the others never rise above the
-/// one before.
+/// The table of a fold, whose chain is in * g * r, fold, * 1/r with r = g^0.25.
+/// Its first four entries are set by hand, as drives that low would otherwise
+/// lift nothing but noise; the others never rise above the one before.
 template <typename Fold>
 std::array<double, kCompensationCount> MeasureFoldCompensation(const std::array<double, 4>& first,
                                                                Fold&& fold) {

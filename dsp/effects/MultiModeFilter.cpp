@@ -85,7 +85,7 @@ void MultiModeFilter::DoReset(bool) {
   fadeBlocks = 0;
 }
 
-// Parameters -----
+// Parameters ------------------------------------------------------------------------------------------------
 
 bool MultiModeFilter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
@@ -267,7 +267,7 @@ void MultiModeFilter::UpdateBypass(const ProcessContext& context) {
   bypassed = open;
 }
 
-// Signal -----
+// Signal ----------------------------------------------------------------------------------------------------
 
 uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;

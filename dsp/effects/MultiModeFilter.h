@@ -21,7 +21,8 @@ namespace Vantora::dsp {
 ///
 ///     modes 0, 4, 8     first order: low-pass, high-pass, both in series
 ///     modes 1 to 17     state variable, one to three equal stages: low-pass, high-pass, band-pass, notch,
-///     bell modes 18, 19      comb, fed back and fed forward
+///                       bell
+///     modes 18, 19      comb, fed back and fed forward
 ///
 ///     in 0,1 -->[ mode ]-->(* compensation)--> out 0,1
 ///
@@ -31,7 +32,8 @@ namespace Vantora::dsp {
 /// Q        resonance; in the combs its position times 0.99 is the feedback
 /// Glides   frequency, Q, bell gain and comb delay within 10 ms (five time constants, or the whole range)
 /// Reset    keeps the memory; the next block starts clean and landed, because a reset marks the module
-/// changed Limits   the minimum of "Freq" and "CombFreq" must stay above 0
+///          changed
+/// Limits   the minimum of "Freq" and "CombFreq" must stay above 0
 class MultiModeFilter : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 7, kOutputCount = 2, kParamCount = 10;

@@ -24,8 +24,8 @@ std::vector<ParamRecord> Records() {
   return records;
 }
 
-/// The clock, stirred with an address so that two modules of one tick differ. Never 0, where xorshift would
-/// stay.
+/// The clock, stirred with an address so that two modules
+/// of one tick differ. Never 0, where xorshift would stay.
 uint32_t SeedFromClock(const void* owner) {
   const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
   const uint64_t mixed =
@@ -191,8 +191,8 @@ void NoiseGenerator::Pink(float* data, uint32_t count) {
   }
 }
 
-/// Poles side by side in lanes, as the samples hang on each other through the states, which stay in
-/// registers.
+/// Poles side by side in lanes, as the samples hang on
+/// each other through the states, which stay in registers.
 template <std::size_t groups>
 void NoiseGenerator::RunBank(float* data, uint32_t count) {
   Float4 states[groups], coefs[groups], weights[groups];

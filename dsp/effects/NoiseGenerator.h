@@ -23,8 +23,7 @@ namespace Vantora::dsp {
 /// Inputs   0 control, added to "NoiseColor"; acts on the variable colour
 /// Outputs  0 audio, -1..1
 /// Reset    pink and brown clear; the sequence goes on. A change of "NoiseType" does the same, so that no old
-/// level
-///          jumps into the new colour
+///          level jumps into the new colour
 /// Threads  Configure off the audio thread, the rest on it; allocates in Configure only
 /// Source   xorshift: G. Marsaglia, "Xorshift RNGs", 2003; the low-pass: R. Bristow-Johnson's cookbook
 class NoiseGenerator : public UnitModule {

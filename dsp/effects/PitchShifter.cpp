@@ -77,7 +77,7 @@ void PitchShifter::DoReset(bool) {
   sprayA = sprayB = 0.0f;
 }
 
-// Parameters -----
+// Parameters ------------------------------------------------------------------------------------------------
 
 bool PitchShifter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
@@ -107,7 +107,7 @@ void PitchShifter::SnapInterval(float semitonesNow) {
   rampWritten = true;
 }
 
-// Signal -----
+// Signal ----------------------------------------------------------------------------------------------------
 
 uint32_t PitchShifter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
@@ -165,7 +165,8 @@ void PitchShifter::AdvancePhase(uint32_t count) {
     phases[i] = p;
   }
   phase = p;
-  if (!rampWritten && widthSmoother.Target() == static_cast<double>(grain.width) && widthSmoother.IsSettled()) {
+  if (!rampWritten && widthSmoother.Target() == static_cast<double>(grain.width) &&
+      widthSmoother.IsSettled()) {
     std::fill_n(widths.data(), count, grain.width);
     return;
   }
@@ -195,8 +196,8 @@ void PitchShifter::ComputeHeads(uint32_t count) {
 }
 
 void PitchShifter::PlaceHeads(uint32_t count) {
-  const bool lengthMoves =
-      rampWritten || lengthSmoother.Target() != static_cast<double>(grain.length) || !lengthSmoother.IsSettled();
+  const bool lengthMoves = rampWritten || lengthSmoother.Target() != static_cast<double>(grain.length) ||
+                           !lengthSmoother.IsSettled();
   uint32_t x = random;
   float before = previousDelayA;
   float offsetA = sprayA;
@@ -245,8 +246,8 @@ void PitchShifter::RunChannel(Lines& lines, const float* in, float* out, uint32_
     if (!preDelayMoves) {
       delayed[i] = lines.preDelay.Read(whole + 1);
     } else {
-      // The fifth-order read needs one sample newer than the place it reads, which below one sample of delay
-      // doesn't exist yet.
+      // The fifth-order read needs one sample newer than the place
+      // it reads, which below one sample of delay doesn't exist yet.
       const uint32_t mode = whole == 0 ? kInterpolationLinear : kInterpolationFifthOrder;
       delayed[i] = lines.preDelay.ReadInterpolated(whole + 1, mode, delay - static_cast<float>(whole));
     }

@@ -5,8 +5,8 @@
 
 namespace Vantora::dsp {
 
-/// The endless triangle that the wavefolder folds with: x between -1 and 1, back at each odd number,
-/// period 4.
+/// The endless triangle that the wavefolder folds with: x
+/// between -1 and 1, back at each odd number, period 4.
 inline double FoldTriangle(double x) noexcept {
   const double u = std::floor(0.5 * x + 0.5);
   const bool isOdd = u - 2.0 * std::floor(0.5 * u) != 0.0;

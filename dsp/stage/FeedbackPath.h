@@ -10,11 +10,11 @@
 
 namespace Vantora::dsp {
 
-/// FeedbackPath: the wet sum, high-passed at 20 Hz, through a long delay and back to the voice input, one
-/// block later.
+/// FeedbackPath: the wet sum, high-passed at 20 Hz, through a
+/// long delay and back to the voice input, one block later.
 ///
-///     wet sum --> 20 Hz high-pass --> delay line --(fifth-order read)--> output buffer --x gain--> next
-///     block's input
+///     wet sum --> 20 Hz high-pass --> delay line --(fifth-order read)--> output buffer
+///       --x gain--> next block's input
 ///
 /// The path always runs, so that it is ready when the harmonizer comes on; its gain is above 0 only then. The
 /// gain never exceeds 0.3535 and nothing limits the signal. The loop's time is the delay plus one block, so a

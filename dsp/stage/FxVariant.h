@@ -39,8 +39,8 @@ class FxVariant
   /// Lets band-pass and crusher leave their blocks to a bank that runs all clones side by side.
   void SetLaneBank(LaneBank* bank);
 
-  /// Clean start of every alternative but the pass-through, whichever is selected, each with its changed mark
-  /// up.
+  /// Clean start of every alternative but the pass-through,
+  /// whichever is selected, each with its changed mark up.
   void ResetEffect(uint32_t step);
   static constexpr uint32_t kResetSteps =
       5;  ///< of `ResetEffect`: filter, comb, crusher, distortion, harmonizer

@@ -274,8 +274,8 @@ void Prismel::UpdateHighPass() {
   const float position = OwnNormalized(kHpfCutoff);
   highPassPosition.SetTarget(position);
   highPassHz = OwnRecord(kHpfCutoff).ToValue(highPassPosition.Tick());
-  // Intended: compared with the other filter's frequency, so a meeting of the two holds the coefficients for
-  // a block.
+  // Intended: compared with the other filter's frequency, so
+  // a meeting of the two holds the coefficients for a block.
   if (highPassHz != lowPassHz) ComputeHighPass();
   const bool runs = position > 0.0f;
   if (runs && !highPassRuns) highPassStates = {};
@@ -288,8 +288,8 @@ void Prismel::ComputeLowPass() {
 }
 
 void Prismel::ComputeHighPass() {
-  // Held below half the rate, where it would turn unstable; from 44.1 kHz up the knob's top stays below that
-  // anyway.
+  // Held below half the rate, where it would turn unstable;
+  // from 44.1 kHz up the knob's top stays below that anyway.
   const float w = std::min(highPassHz, 0.495f * sampleRate) * radiansPerHz;
   highPass = BiquadCoefficients::HighPass(w, std::sin(w) * 0.5f * kButterworthInverseQ);
 }
@@ -416,8 +416,8 @@ uint32_t Prismel::DoProcess(ProcessContext& context) {
   return 1;
 }
 
-// How far back the block's taps can reach: the greatest depth, with room for what a smoother adds beyond its
-// target.
+// How far back the block's taps can reach: the greatest depth,
+// with room for what a smoother adds beyond its target.
 uint32_t Prismel::LongestTap(uint32_t count) const {
   const float depth = *std::max_element(depthBuffer, depthBuffer + count);
   return std::min(static_cast<uint32_t>(1.05f * depth) + 4u, tapLines[0].Size());
@@ -461,8 +461,8 @@ void Prismel::SweepTaps(uint32_t side, uint32_t count) {
 }
 
 void Prismel::RunStageEffects(const ProcessContext& context) {
-  // All clones run the same alternative: band-passes and crushers leave their blocks to the bank, side by
-  // side.
+  // All clones run the same alternative: band-passes and
+  // crushers leave their blocks to the bank, side by side.
   bool plain = true;
   for (uint32_t v = 0; v < activeVoices; ++v)
     plain = plain && Bank(0).Clone(v).RunsPlain() && Bank(1).Clone(v).RunsPlain();

@@ -23,22 +23,20 @@ namespace Vantora::dsp {
 
 using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0}, 0>;
 
-/// Prismel: the audio heart of the effect. It splits a stereo signal into up to eight voices, each a pair of
-/// slowly swept delay taps, runs every tap through its own clone of the selected stage effect, and sums the
-/// clones.
+/// Prismel: the audio heart of the effect. It splits a stereo signal into up
+/// to eight voices, each a pair of slowly swept delay taps, runs every tap
+/// through its own clone of the selected stage effect, and sums the clones.
 ///
-///     in --(InputGain)--(+)--(high-pass)--> tap line --+--> tap of voice v --> FXL/FXR clone v --(x voice
-///     gain)--+
-///                        ^                             +--> ... | | (+)
-///                        +--(gain)<-- feedback delay <-- 20 Hz high-pass
-///                        <---------------------------------------+
-///                                                                                                                |
-///     out <--(wet/dry, equal
-///     power)<--(OutputGain)<--(low-pass)<-------------------------------------------------+
+///     in --(InputGain)--(+)--(high-pass)--> tap line --+--> tap of voice v --> clone v --(x voice gain)--+
+///                        ^                             +--> ...                                          |
+///                        |                                                                              (+)
+///                        +--(gain)<-- feedback delay <-- 20 Hz high-pass <-------------------------------+
+///                                                                                                        |
+///     out <--(wet/dry, equal power)<--(OutputGain)<--(low-pass)<-----------------------------------------+
 ///
-/// Inputs 0 and 1 are left and right, 2 modulates the primary parameter of the stage effect, 3 modulates
-/// "Prismelion"; of the last two only the first sample of a block is read. A null right input means mono: the
-/// left serves for both.
+/// Inputs 0 and 1 are left and right, 2 modulates the primary parameter of the
+/// stage effect, 3 modulates "Prismelion"; of the last two only the first sample
+/// of a block is read. A null right input means mono: the left serves for both.
 ///
 /// Parameters: 0..75 reach all eight clones of "FXL", 76..151 those of "FXR", 152..174 are the enumeration
 /// below. Allocates in `Configure` only.

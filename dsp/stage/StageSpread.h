@@ -16,8 +16,8 @@ enum class SpreadLaw : uint8_t {
 
 /// The values of one side's voices around a knob.
 ///
-/// R  amount, 0..1      P  the knob's value in its own unit
-/// t  the voice's ratio S  span of the root law, in the knob's unit
+/// R  amount, 0..1         P  the knob's value in its own unit
+/// t  the voice's ratio    S  span of the root law, in the knob's unit
 class StageSpread {
  public:
   explicit StageSpread(const std::array<float, kVoiceCount>& ratios, float sideFactor);

@@ -13,8 +13,8 @@ class IProcessorFactory {
  public:
   /// [1] 7: the highest generation that created processors implement.
   virtual uint32_t GetInterfaceVersion() = 0;
-  /// [2] A new processor, ended with `delete`; null when its memory couldn't be had. `std::bad_alloc` passes
-  /// through.
+  /// [2] A new processor, ended with `delete`; null when its
+  /// memory couldn't be had. `std::bad_alloc` passes through.
   virtual IProcessor_V7* CreateProcessor() = 0;
   /// [3], [4] Destructor and deleting destructor.
   virtual ~IProcessorFactory() = default;
@@ -26,6 +26,6 @@ class IProcessorFactory {
 
 }  // namespace Vantora::Processor
 
-/// The library's one exported function. Every call makes a new factory; allocation failure leaves as the
-/// allocator's exception.
+/// The library's one exported function. Every call makes a new
+/// factory; allocation failure leaves as the allocator's exception.
 extern "C" Vantora::Processor::IProcessorFactory* GetProcessorFactory();

@@ -7,9 +7,9 @@
 
 namespace Vantora::Processor {
 
-/// ProcessData: the record of one audio call. The offsets are binary contract. All memory is the shell's,
-/// except where noted. Inputs and outputs must not share a buffer: the outputs are zeroed before the inputs
-/// are read.
+/// ProcessData: the record of one audio call. The offsets are binary contract.
+/// All memory is the shell's, except where noted. Inputs and outputs must not
+/// share a buffer: the outputs are zeroed before the inputs are read.
 struct ProcessData {
   uint8_t reserved0[16];
   float** outputs;       ///< `outputCount` channels of `sampleCount` floats; zeroed, then written

@@ -1,5 +1,5 @@
-// Files in, files out: what a render promises about formats, lengths, bytes and places, whatever the effect
-// does.
+// Files in, files out: what a render promises about formats,
+// lengths, bytes and places, whatever the effect does.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

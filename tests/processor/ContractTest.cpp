@@ -1,5 +1,5 @@
-// The binary contract, seen from a shell: through raw memory and the virtual tables of the library opened
-// with dlopen.
+// The binary contract, seen from a shell: through raw memory
+// and the virtual tables of the library opened with dlopen.
 #include <elf.h>
 #include <gtest/gtest.h>
 

@@ -289,8 +289,8 @@ TEST(Robustness, APanicBringsTheSoundBackAfterNotANumber) {
   }
 }
 
-/// Every musician's knob moves at random in every block; PRISMEL_LONG_TESTS in the environment makes it a
-/// million blocks.
+/// Every musician's knob moves at random in every block;
+/// PRISMEL_LONG_TESTS in the environment makes it a million blocks.
 TEST(RealTime, HoldsForEveryEffectWhileAllKnobsMove) {
   const int blocks = std::getenv("PRISMEL_LONG_TESTS") != nullptr ? 1000000 : 4000;
   for (int type = 0; type < 6; ++type) {

@@ -50,8 +50,8 @@ enum HostParam : uint32_t {
 /// Position of value `index` of a stepped parameter with `count` values.
 inline float Step(int index, int count) { return static_cast<float>(index) / static_cast<float>(count - 1); }
 
-/// The loaded effect with a stream through it, at 48 kHz unless said: still (no LFO depth), wet, one clean
-/// voice.
+/// The loaded effect with a stream through it, at 48 kHz
+/// unless said: still (no LFO depth), wet, one clean voice.
 class EffectRig {
  public:
   explicit EffectRig(float sampleRate = 48000.0f, bool plain = true)

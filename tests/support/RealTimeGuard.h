@@ -21,10 +21,10 @@ struct RealTimeViolations {
 
 /// RealTimeGuard: watches the calling thread from construction to `Stop`.
 ///
-/// Allocation, lock and throw entry points are interposed in the test's executable, so that libraries opened
-/// with dlopen are caught too; system calls are caught by the kernel's Syscall User Dispatch, so that inlined
-/// ones are. In builds with a sanitizer, which interposes the same entry points, it watches page faults only.
-/// Guards don't nest.
+/// Allocation, lock and throw entry points are interposed in the test's executable, so
+/// that libraries opened with dlopen are caught too; system calls are caught by the
+/// kernel's Syscall User Dispatch, so that inlined ones are. In builds with a sanitizer,
+/// which interposes the same entry points, it watches page faults only. Guards don't nest.
 class RealTimeGuard {
  public:
   RealTimeGuard();
@@ -35,8 +35,8 @@ class RealTimeGuard {
   /// Ends the watch. Counts since construction.
   RealTimeViolations Stop();
 
-  /// Locks the process's memory, present and future, so that every page fault is the watched code's. False
-  /// without the right to.
+  /// Locks the process's memory, present and future, so that every
+  /// page fault is the watched code's. False without the right to.
   static bool LockMemory();
 
   /// Whether everything but page faults is watched in this build and on this kernel.

@@ -123,7 +123,7 @@ TEST_F(CLogTest, SendsStandardOutputToTheFileAndBackWithoutOne) {
               MatchesRegex("#### Stdout redirected to file .*/out.txt\n\\|.*\\| into the file\nand this\n"));
 
   log->LoadConfiguration("", false, false);  // the file stays, and what it stands in for is still known
-  Configure("c info\n");  // takes the place of all of it
+  Configure("c info\n");                     // takes the place of all of it
   EXPECT_TRUE(output.IsInPlace());
   EXPECT_FALSE(log->IsEnabled("c", kLogAssert));
   std::cout << "here again";

@@ -4,8 +4,8 @@
 
 namespace Vantora::MappingTools {
 
-/// The times of an envelope: 20 straight segments, fine at the short end. The block form takes every element,
-/// one by one.
+/// The times of an envelope: 20 straight segments, fine at the
+/// short end. The block form takes every element, one by one.
 class EnveloppeTimeMapping : public IPotardMapping {
  public:
   float ToValue(float position) const noexcept override;

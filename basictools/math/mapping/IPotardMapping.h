@@ -6,11 +6,11 @@ namespace Vantora::MappingTools {
 
 /// IPotardMapping: the curve of a knob ("potard"). It turns a position, 0..1, into a value, and back.
 ///
-/// A mapping knows nothing of units: unless it is absolute it yields a shaped position in 0..1, and the
-/// parameter scales that into its range. Mappings don't change after construction, and all operations are
-/// pure functions: any thread may use one, they neither lock nor allocate. Only one curve checks its
-/// arguments; a nonsensical one yields infinities or NaN, which pass through. All arithmetic is single
-/// precision.
+/// A mapping knows nothing of units: unless it is absolute it yields a shaped position
+/// in 0..1, and the parameter scales that into its range. Mappings don't change after
+/// construction, and all operations are pure functions: any thread may use one, they
+/// neither lock nor allocate. Only one curve checks its arguments; a nonsensical one
+/// yields infinities or NaN, which pass through. All arithmetic is single precision.
 class IPotardMapping {
  public:
   virtual ~IPotardMapping() = default;

@@ -5,8 +5,8 @@
 namespace Vantora::MappingTools {
 namespace {
 
-// The places that the messages name are part of them: logs are searched for them, so they stay when lines
-// move.
+// The places that the messages name are part of them: logs
+// are searched for them, so they stay when lines move.
 constexpr const char* kSource = "basictools/math/mapping/InversePotardMapping";
 
 }  // namespace

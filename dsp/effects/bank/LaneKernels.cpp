@@ -27,7 +27,7 @@ constexpr uint32_t kFrames = 16;  // samples turned from rows into frames at a t
 
 HWY_INLINE V Constant(float x) { return hn::Set(D(), x); }
 
-// Rows and frames -----
+// Rows and frames -------------------------------------------------------------------------------------------
 
 // Four samples of four lanes: rows with a lane each become frames with a sample each, or the other way round.
 template <typename Load, typename Store>
@@ -100,7 +100,7 @@ HWY_INLINE void FillRows(uint32_t laneCount, uint32_t start, float* spare, Row r
   for (uint32_t lane = 0; lane < kLanes; ++lane) rows[lane] = lane < laneCount ? row(lane) + start : spare;
 }
 
-// Stages -----
+// Stages ----------------------------------------------------------------------------------------------------
 
 struct LaneCoefficients {
   V g1, g2, g3, m0, m1, m2;
@@ -196,7 +196,7 @@ void Stages(const StageLane* lanes, uint32_t laneCount, uint32_t count) {
   }
 }
 
-// Crusher -----
+// Crusher ---------------------------------------------------------------------------------------------------
 
 struct LaneSettings {
   V dcGain, dcPole, deadband, halfScale, step, doubleStep, scale, logDivisor, expFactor;

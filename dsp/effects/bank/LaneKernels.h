@@ -23,9 +23,9 @@ struct CrusherLane {
   float* data;
 };
 
-/// Kernels that run clones of one effect side by side in the lanes of a vector. Each lane computes the scalar
-/// module's sequence of single roundings, nothing fused or reordered: results are the same bit for bit on
-/// every machine.
+/// Kernels that run clones of one effect side by side in the lanes of a vector.
+/// Each lane computes the scalar module's sequence of single roundings, nothing
+/// fused or reordered: results are the same bit for bit on every machine.
 struct LaneKernelTable {
   void (*stages)(const StageLane* lanes, uint32_t laneCount, uint32_t count);
   /// Index: filtered * 4 + glide * 2 + companding, which all lanes share.

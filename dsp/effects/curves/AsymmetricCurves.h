@@ -2,8 +2,8 @@
 
 #include "dsp/effects/curves/CurveMath.h"
 
-/// Curves whose two sides differ: even harmonics and, on a loud note, a shifted middle. Forms as in
-/// ClipCurves.h.
+/// Curves whose two sides differ: even harmonics and, on a
+/// loud note, a shifted middle. Forms as in ClipCurves.h.
 namespace Vantora::dsp::curves {
 
 /// An exponential rounding that is cut flat at full scale on the positive side alone; the negative side

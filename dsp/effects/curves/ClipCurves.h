@@ -6,8 +6,8 @@
 /// CurveMath and an antiderivative in double precision, with Integral(0) = 0 unless said.
 namespace Vantora::dsp::curves {
 
-/// Straight up to full scale, then flat. The loudest way to be square: all odd harmonics, edgy from the first
-/// clipped peak.
+/// Straight up to full scale, then flat. The loudest way to be
+/// square: all odd harmonics, edgy from the first clipped peak.
 struct HardClip {
   static constexpr const char* kName = "Hard Clip";
 

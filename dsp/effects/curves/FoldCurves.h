@@ -2,12 +2,12 @@
 
 #include "dsp/effects/curves/CurveMath.h"
 
-/// Curves that turn back: louder means brighter, not flatter. Each holds its last value outside the folds.
-/// Forms as in ClipCurves.h.
+/// Curves that turn back: louder means brighter, not flatter. Each
+/// holds its last value outside the folds. Forms as in ClipCurves.h.
 namespace Vantora::dsp::curves {
 
-/// Straight up to full scale, straight down through zero to the other side, then held. The brightest of the
-/// folds.
+/// Straight up to full scale, straight down through zero to
+/// the other side, then held. The brightest of the folds.
 struct TriangleFold {
   static constexpr const char* kName = "Triangle Fold";
 
@@ -46,8 +46,8 @@ struct RoundFold {
   }
 };
 
-/// One and a half periods of a sine, then held. Bell-like: a full-scale sine becomes a frequency-modulated
-/// one.
+/// One and a half periods of a sine, then held. Bell-like:
+/// a full-scale sine becomes a frequency-modulated one.
 struct SineFold {
   static constexpr const char* kName = "Sine Fold";
   static constexpr double kTwoPi = 2.0 * std::numbers::pi;

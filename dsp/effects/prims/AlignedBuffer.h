@@ -8,8 +8,8 @@
 
 namespace Vantora::prims {
 
-/// AlignedBuffer: an array of floats that starts on a cache line (64 bytes), so that no wide load is ever
-/// split.
+/// AlignedBuffer: an array of floats that starts on a cache
+/// line (64 bytes), so that no wide load is ever split.
 ///
 /// Contents   zero after construction and after every change of size; a copy copies them
 /// Threads    construction, Resize and copying allocate (std::bad_alloc); the rest doesn't

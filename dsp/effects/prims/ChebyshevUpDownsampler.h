@@ -9,8 +9,9 @@ namespace Vantora::prims {
 /// to no latency, at the price of a phase that isn't linear.
 ///
 /// The filter is an inverse Chebyshev low-pass (flat pass band, equal ripple in the stop band), a cascade of
-/// biquads at the high rate, unity at DC. States are double. Source   A. Antoniou, Digital Filters: the
-/// inverse-Chebyshev approximation and the bilinear transformation
+/// biquads at the high rate, unity at DC. States are double.
+///
+/// Source   A. Antoniou, Digital Filters: the inverse-Chebyshev approximation and the bilinear transformation
 class ChebyshevUpDownsampler {
  public:
   /// An even `order`, `stopBandDb` down from `stopBandEdge` (of the base rate, above 0.5) on.

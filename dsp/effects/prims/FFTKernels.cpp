@@ -16,7 +16,7 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Complex numbers with their parts in vectors of their own -----
+// Complex numbers with their parts in vectors of their own --------------------------------------------------
 
 template <class V>
 struct Complex {
@@ -54,7 +54,7 @@ HWY_INLINE Complex<V> ConjugateProduct(Complex<V> a, Complex<V> b) {  // a conj(
   return {hn::MulAdd(a.im, b.im, hn::Mul(a.re, b.re)), hn::NegMulAdd(a.re, b.im, hn::Mul(a.im, b.re))};
 }
 
-// Butterflies: a becomes its own discrete Fourier transform, in natural order -----
+// Butterflies: a becomes its own discrete Fourier transform, in natural order -------------------------------
 
 template <class V>
 HWY_INLINE void Butterfly(Complex<V> (&a)[2]) {
@@ -93,15 +93,15 @@ HWY_INLINE void Butterfly(Complex<V> (&a)[8]) {
   a[7] = {hn::NegMulAdd(root, three.re, even[3].re), hn::MulAdd(root, three.im, even[3].im)};
 }
 
-// Passes -----
+// Passes ----------------------------------------------------------------------------------------------------
 
 struct Rows {
   float* re;
   float* im;
 };
 
-// Stores four vectors so that their first 4-float blocks follow one another, then their second ones, and so
-// on.
+// Stores four vectors so that their first 4-float blocks
+// follow one another, then their second ones, and so on.
 template <class D, class V>
 HWY_INLINE void StoreBlocksInTurn(D d, V a, V b, V c, V e, float* out) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
@@ -258,8 +258,8 @@ HWY_INLINE void LastPass(D d, const FFTPass& pass, Rows from, Rows to, float* pa
   }
 }
 
-// Everything between the first pass, whose result is in `from`, and the last one. Returns where the result
-// is.
+// Everything between the first pass, whose result is in
+// `from`, and the last one. Returns where the result is.
 template <class D>
 HWY_INLINE Rows InnerPasses(D d, const FFTTables& tables, Rows from, Rows to) {
   SecondPass(d, tables, from, to);
@@ -275,12 +275,18 @@ HWY_INLINE Rows InnerPasses(D d, const FFTTables& tables, Rows from, Rows to) {
   return to;
 }
 
-// Between the spectrum Z of the pairs and the spectrum X of the real signal -----
+// Between the spectrum Z of the pairs and the spectrum X of the real signal ---------------------------------
 //
-// Z holds the even samples' spectrum E plus i times the odd ones' O, and X[k] = E[k] + exp(-pi i k / half)
-// O[k]. With the mirror image M = conj(Z[half - k]), E = (Z + M) / 2 and O = -i (Z - M) / 2; so for T = -i /
-// 2 exp(-pi i k / half) X[k] = (Z + M) / 2 + T (Z - M) and conj(X[half - k]) = (Z + M) / 2 - T (Z - M). The
-// way back has the same form with conj(T).
+// Z holds the even samples' spectrum E plus i times the odd ones' O, and
+//
+//     X[k] = E[k] + exp(-pi i k / half) O[k].
+//
+// With the mirror image M = conj(Z[half - k]), E = (Z + M) / 2 and O = -i (Z - M) / 2; so for
+//
+//     T = -i / 2 exp(-pi i k / half):    X[k] = (Z + M) / 2 + T (Z - M),
+//                         conj(X[half - k]) = (Z + M) / 2 - T (Z - M).
+//
+// The way back has the same form with conj(T).
 
 // `row` ends with a copy of its element 0 at `half`, the mirror image of bin 0.
 template <class D>
@@ -346,7 +352,7 @@ HWY_INLINE void ReadSpectrum(D d, const FFTTables& tables, const float* spectrum
   rows.im[0] = 0.5f * scaling * (spectrum[0] - spectrum[2 * half]);
 }
 
-// Whole transforms -----
+// Whole transforms ------------------------------------------------------------------------------------------
 
 template <class D>
 HWY_INLINE void Forward(D d, const FFTTables& tables, const float* input, float* spectrum, float* work) {
@@ -359,8 +365,8 @@ HWY_INLINE void Forward(D d, const FFTTables& tables, const float* input, float*
   WriteSpectrum(d, tables, to, spectrum);
 }
 
-// The inverse transform is the forward one with real and imaginary parts exchanged on the way in and on the
-// way out.
+// The inverse transform is the forward one with real and
+// imaginary parts exchanged on the way in and on the way out.
 template <class D>
 HWY_INLINE void Inverse(D d, const FFTTables& tables, const float* spectrum, float* output, float* work) {
   const Rows one = {work, work + tables.rowStride};

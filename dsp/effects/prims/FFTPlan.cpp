@@ -16,8 +16,8 @@ Complex Multiply(Complex a, Complex b) {
   return {a.real() * b.real() - a.imag() * b.imag(), a.real() * b.imag() + a.imag() * b.real()};
 }
 
-// Stockham transform of `half` complex points; `roots` holds exp(-2 pi i k / (2 half)). Returns where the
-// result is.
+// Stockham transform of `half` complex points; `roots` holds
+// exp(-2 pi i k / (2 half)). Returns where the result is.
 Complex* Transform(Complex* from, Complex* to, const Complex* roots, std::size_t half) {
   for (std::size_t length = half, stride = 1; length > 1; length /= 2, stride *= 2) {
     const std::size_t middle = length / 2;
@@ -35,8 +35,8 @@ Complex* Transform(Complex* from, Complex* to, const Complex* roots, std::size_t
   return from;
 }
 
-// Transforms of 2 to 32 points, too short for vectors; otherwise they do what the kernels do. `work` has 2 x
-// points.
+// Transforms of 2 to 32 points, too short for vectors;
+// otherwise they do what the kernels do. `work` has 2 x points.
 void ForwardFewPoints(const float* input, float* output, std::size_t points, const float* rootValues,
                       float* work) {
   const std::size_t half = points / 2;

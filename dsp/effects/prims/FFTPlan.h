@@ -18,8 +18,7 @@ namespace Vantora::prims {
 /// Sizes      0 is an empty plan that does nothing; any other size transforms 2^floor(log2(size)) points
 /// Accuracy   error below 3e-7 * log2(size) * RMS of the spectrum
 /// Threads    the constructor and SetSize allocate, transforms don't; the plan owns a work buffer, so it
-/// serves one
-///            thread at a time. A copy is a plan of its own.
+///            serves one thread at a time. A copy is a plan of its own.
 class FFTPlan {
  public:
   FFTPlan() = default;
@@ -39,8 +38,8 @@ class FFTPlan {
   /// size samples become size + 2 floats of spectrum.
   void ForwardInPlace(float* buffer) noexcept { Forward(buffer, buffer); }
 
-  /// size + 2 floats of spectrum become size samples, divided by size. The last two floats keep what they
-  /// held.
+  /// size + 2 floats of spectrum become size samples, divided
+  /// by size. The last two floats keep what they held.
   void InverseInPlace(float* buffer) noexcept;
 
   /// The size that was asked for.

@@ -7,8 +7,8 @@
 
 namespace Vantora::prims {
 
-/// One pass of the transform behind the first two: `count` butterflies of `radix` points, `stride` transforms
-/// at once.
+/// One pass of the transform behind the first two: `count`
+/// butterflies of `radix` points, `stride` transforms at once.
 struct FFTPass {
   std::size_t radix;     // 2, 4 or 8
   std::size_t count;     // butterflies, 1 in the last pass

@@ -4,8 +4,8 @@
 
 namespace Vantora::prims {
 
-/// IFIRUpDownsampler: changes the sample rate by a whole factor through a FIR low-pass, up before a nonlinear
-/// stage and down after it.
+/// IFIRUpDownsampler: changes the sample rate by a whole factor through
+/// a FIR low-pass, up before a nonlinear stage and down after it.
 ///
 ///     Upsample     in x factor --> factor - 1 zeros after each sample --> taps --> out
 ///     Downsample   in --> taps --> the first of every `factor` samples --> out
@@ -15,8 +15,8 @@ class IFIRUpDownsampler {
  public:
   virtual ~IFIRUpDownsampler() = default;
 
-  /// Takes the factor and a copy of the taps (at the high rate), prepares both filters and clears their
-  /// state.
+  /// Takes the factor and a copy of the taps (at the high
+  /// rate), prepares both filters and clears their state.
   ///
   /// `latencyOption` only chooses what GetLatency reports: with its low two bits equal to 1 the exact
   /// (tapCount - 1) / factor of symmetric taps, else tapCount rounded up to fours, over the factor. Blocks

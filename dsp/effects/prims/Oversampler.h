@@ -16,9 +16,9 @@ namespace Vantora::prims {
 ///     kind 3   the same taps on the vector kernels: the fast one
 ///     kind 4   as kind 2
 ///
-/// The factor is 2, 4, 6, 8, 16 or 32, with latencies of 47, 51, 46, 48, 46 and 44 base samples for kinds 2
-/// to 4, up and down together. Any other factor or kind gives zeros and no latency; factor 0 writes nothing
-/// at all.
+/// The factor is 2, 4, 6, 8, 16 or 32, with latencies of 47, 51, 46, 48, 46
+/// and 44 base samples for kinds 2 to 4, up and down together. Any other
+/// factor or kind gives zeros and no latency; factor 0 writes nothing at all.
 ///
 /// Threads  constructor and Init allocate, the rest doesn't
 class Oversampler {
@@ -26,8 +26,8 @@ class Oversampler {
   /// Designs the filters. `option` is there for owners that keep it in a table: no kind has a choice to make.
   Oversampler(std::uint32_t newFactor, std::uint32_t newKind, std::uint32_t option = 1);
 
-  /// Prepares for blocks of up to `maxBlockSize` base samples (longer ones are processed in pieces), state
-  /// cleared.
+  /// Prepares for blocks of up to `maxBlockSize` base samples
+  /// (longer ones are processed in pieces), state cleared.
   void Init(std::uint32_t maxBlockSize);
 
   /// n samples of `in` become n x factor samples of `out`, at unity gain. The two don't overlap.

@@ -7,8 +7,8 @@ namespace Vantora::prims {
 
 namespace {
 
-// What fits a delay of about 1 ms at 48 kHz: the counts grow with the factor, the transition width in Hz
-// stays.
+// What fits a delay of about 1 ms at 48 kHz: the counts
+// grow with the factor, the transition width in Hz stays.
 std::size_t TapCount(std::uint32_t factor) {
   switch (factor) {
     case 2:

@@ -4,18 +4,18 @@
 
 #include "dsp/effects/prims/SimdTarget.h"
 
-// Included before hwy/highway.h by every source file with vector kernels: which instruction sets a kernel is
-// compiled for, and how one is picked at run time. Highway's own run-time choice sits in its shared library;
-// picking from its compile-time list ourselves leaves the processor's library without that dependency at
-// load.
+// Included before hwy/highway.h by every source file with vector kernels: which
+// instruction sets a kernel is compiled for, and how one is picked at run time. Highway's
+// own run-time choice sits in its shared library; picking from its compile-time list
+// ourselves leaves the processor's library without that dependency at load.
 
 // Vectors of unknown length can't be members or array elements, which the kernels rely on.
 #define HWY_DISABLED_TARGETS (HWY_SVE | HWY_SVE2 | HWY_SVE_256 | HWY_SVE2_128)
 // The debug checks inside Highway's operations would call into its shared library.
 #define HWY_IS_DEBUG_BUILD 0
-// The baseline of four lanes in plain C++ is off by default for GCC 12.2 because of a compiler bug with the
-// high halves of integer products (GCC 106322). Kernels compute in floats, and the alternative has a single
-// lane.
+// The baseline of four lanes in plain C++ is off by default for GCC 12.2
+// because of a compiler bug with the high halves of integer products (GCC
+// 106322). Kernels compute in floats, and the alternative has a single lane.
 #define HWY_BROKEN_EMU128 0
 
 namespace Vantora::prims {
@@ -36,9 +36,9 @@ constexpr const Kernel* ChooseKernel(SimdTarget target, std::type_identity_t<con
 
 }  // namespace Vantora::prims
 
-/// PRISMEL_KERNELS(target, table): pointer to the object `table` of the namespace that was compiled for
-/// `target`. Used in the HWY_ONCE part of a source file, where `table` is a constant defined inside
-/// HWY_NAMESPACE.
+/// PRISMEL_KERNELS(target, table): pointer to the object `table` of the
+/// namespace that was compiled for `target`. Used in the HWY_ONCE part of a
+/// source file, where `table` is a constant defined inside HWY_NAMESPACE.
 #define PRISMEL_KERNELS(target, table)                                                   \
   ::Vantora::prims::ChooseKernel(target, HWY_CHOOSE_AVX3(table), HWY_CHOOSE_AVX2(table), \
                                  HWY_CHOOSE_SSE4(table), HWY_CHOOSE_SSSE3(table),        \

@@ -21,7 +21,7 @@ namespace hn = hwy::HWY_NAMESPACE;
 template <class D>
 using Vector = hn::Vec<D>;
 
-// Spectra -----
+// Spectra ---------------------------------------------------------------------------------------------------
 
 // (re a re b - im a im b, re a im b + im a re b) + sum, in interleaved order.
 template <class D>
@@ -61,7 +61,7 @@ void MulAddSpectrumKernel(const float* a, const float* b, float* destination, st
   Spectrum<true>(a, b, destination, count);
 }
 
-// Buffers -----
+// Buffers ---------------------------------------------------------------------------------------------------
 
 void AddKernel(const float* source, float* destination, std::size_t count) {
   const hn::ScalableTag<float> d;
@@ -130,7 +130,7 @@ void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std:
   }
 }
 
-// FIR -----
+// FIR -------------------------------------------------------------------------------------------------------
 
 // The outputs are the lanes. For few taps: `kVectors` vectors of outputs share each tap, and `kTaps` taps at
 // a time have sums of their own, which hides the latency of the multiply-add.

@@ -50,11 +50,11 @@ void Deinterleave(const float* in, std::size_t rowCount, float* rows, std::size_
 
 // Direct FIR over a block, as a correlation: out[i] = sum over k of reversedTaps[k] * samples[i + k].
 //
-// For an impulse h of `tapCount` taps, reversedTaps[k] is h[tapCount - 1 - k], and `samples` holds the last
-// tapCount - 1 input samples, then the `count` samples of the block. `out` overlaps neither. Any count and
-// any alignment; nothing is read outside the tapCount - 1 + count samples. An output is the sum of at least
-// eight partial sums wherever there are 64 taps or more, which keeps single precision within 1e-5 of the RMS
-// of the exact result.
+// For an impulse h of `tapCount` taps, reversedTaps[k] is h[tapCount - 1 - k], and `samples`
+// holds the last tapCount - 1 input samples, then the `count` samples of the block. `out`
+// overlaps neither. Any count and any alignment; nothing is read outside the tapCount - 1 +
+// count samples. An output is the sum of at least eight partial sums wherever there are 64
+// taps or more, which keeps single precision within 1e-5 of the RMS of the exact result.
 
 /// out = the filtered block.
 void Fir(const float* reversedTaps, std::size_t tapCount, const float* samples, float* out,

@@ -125,7 +125,7 @@ TEST(CommandQueue, TwoThreadsPassAMillionCommandsInOrder) {
   EXPECT_EQ(wrong, 0u);
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------------
 // Every order of the ring's loads and stores.
 
 struct AsWritten {
@@ -205,8 +205,8 @@ struct Explored {
   }
 };
 
-// ThreadSanitizer doesn't follow a change of stacks, and there is nothing for it here: all runs on one
-// thread.
+// ThreadSanitizer doesn't follow a change of stacks, and
+// there is nothing for it here: all runs on one thread.
 #if !defined(__SANITIZE_THREAD__)
 TEST(CommandQueueOrders, NoOrderOfLoadsAndStoresLosesOrTearsACommand) {
   for (const Exploration& explored : {Explored<AsWritten, 1>::Run(3, 3), Explored<AsWritten, 2>::Run(4, 3)}) {

@@ -186,7 +186,7 @@ TEST(ConvolutionEngine, StartHookGoesToEverySecondWorker) {
   EXPECT_EQ(started, (std::vector<uint64_t>{0, 2}));
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------------
 // Resets, switches and overload.
 
 TEST(ConvolutionEngine, AfterAResetSoundsLikeANewOneWithWorkersAndWithout) {

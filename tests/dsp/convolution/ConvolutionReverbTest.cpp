@@ -171,7 +171,7 @@ TEST(ConvolutionReverb, ReducedRateDelaysTheWetSignalByWhatItSaysAndNoMore) {
   }
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------------
 // Changes while it sounds.
 
 TEST(ConvolutionReverb, AChangeOfTheImpulseFadesWithTheCrossfadesSlopeAndNoStep) {

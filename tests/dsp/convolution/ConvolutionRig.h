@@ -34,8 +34,8 @@ inline double ConvolvedAt(const Signal& input, const Signal& impulse, size_t ind
   return sum;
 }
 
-/// Level of the error against the exact convolution, in dB relative to the exact signal. Looks at `probes`
-/// random samples.
+/// Level of the error against the exact convolution, in dB
+/// relative to the exact signal. Looks at `probes` random samples.
 inline double ErrorDb(const Signal& output, const Signal& input, const Signal& impulse, size_t probes = 300,
                       uint32_t seed = 1) {
   std::mt19937 generator(seed);

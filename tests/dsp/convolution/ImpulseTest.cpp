@@ -84,8 +84,8 @@ TEST_F(ImpulseFile, SaysWhyItRefusesAFile) {
 }
 
 TEST_F(ImpulseFile, BelievesTheDataAndNotTheHeader) {
-  // A header of a billion frames over a thousand: whichever way libsndfile takes it, no more than those is
-  // used.
+  // A header of a billion frames over a thousand: whichever
+  // way libsndfile takes it, no more than those is used.
   const bool isRead = Read(folder.Write("liar.wav", WavBytes(Noise(1000, 4), 1, 48000, 1'000'000'000)));
   EXPECT_EQ(isRead ? impulse.left.size() : 1000u, 1000u);
   EXPECT_LT(impulse.left.capacity(), 200'000u);
@@ -107,7 +107,7 @@ TEST_F(ImpulseFile, BelievesTheDataAndNotTheHeader) {
   EXPECT_NE(reason.find("of 50000 frames"), std::string::npos) << reason;
 }
 
-// ---------------------------------------------------------------------------------------------------------------------
+// -----------------------------------------------------------------------------------------------------------
 
 TEST(ImpulseShaping, ChoosesTheFirstDivisorThatIsEnough) {
   struct Case {

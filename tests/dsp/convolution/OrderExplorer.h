@@ -133,8 +133,8 @@ class OrderExplorer {
   uint64_t races = 0;
 };
 
-/// An atomic under the explorer. `Weaken` turns a memory order into a weaker one, to prove that the explorer
-/// notices.
+/// An atomic under the explorer. `Weaken` turns a memory order
+/// into a weaker one, to prove that the explorer notices.
 template <typename T, typename Weaken>
 class ExploredAtomic {
  public:
@@ -143,8 +143,8 @@ class ExploredAtomic {
   T load(std::memory_order order) const {
     auto& explorer = *OrderExplorer::Active();
     order = Weaken::Load(order);
-    // A relaxed load needs no switch in front of it: what another order could show it, it may read as a stale
-    // store.
+    // A relaxed load needs no switch in front of it: what
+    // another order could show it, it may read as a stale store.
     if (order != std::memory_order_relaxed) explorer.SchedulingPoint();
     if (!explorer.IsRunning()) return stores.back().value;
     const int self = OrderExplorer::Self();

@@ -1,5 +1,5 @@
-// What every stage effect owes a host: finite output, no cost for silence, no stale state, nothing that
-// blocks.
+// What every stage effect owes a host: finite output, no
+// cost for silence, no stale state, nothing that blocks.
 
 #include <gtest/gtest.h>
 

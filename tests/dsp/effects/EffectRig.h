@@ -13,8 +13,8 @@
 
 namespace Vantora::dsp::test {
 
-/// A module with a buffer on every port, run block by block. Ports can be taken away and controls be made
-/// live.
+/// A module with a buffer on every port, run block by block.
+/// Ports can be taken away and controls be made live.
 template <typename Effect>
 class EffectRig {
  public:

@@ -35,8 +35,8 @@ Samples ImpulseResponse(const FilterSetting& s, double rate, size_t length = 1 <
   return rig.Run(Impulse(length));
 }
 
-// The bilinear transform maps the digital frequency w to the analogue one tan(w / 2), which prewarping counts
-// in units of the cutoff's.
+// The bilinear transform maps the digital frequency w to the analogue
+// one tan(w / 2), which prewarping counts in units of the cutoff's.
 Complex Prototype(const FilterSetting& s, double hz, double rate) {
   const Complex p(0.0, std::tan(std::numbers::pi * hz / rate));
   const double g = std::tan(std::numbers::pi * double{s.frequency} / rate);

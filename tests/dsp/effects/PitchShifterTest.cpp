@@ -98,9 +98,9 @@ TEST(PitchShifter, ARestartMakesNoClick) {
   for (const float semitones : {-24.0f, -12.0f, -5.0f, -0.3f, 0.3f, 4.0f, 7.0f, 12.0f, 24.0f}) {
     constexpr double kHz = 200.0;
     const Samples y = Shifted({semitones, 200.0f, 3}, Sine(96000, kHz, kRate));
-    // Two heads, each a sine of the shifted frequency under a gain that moves slowly against it. The bend of
-    // the curve shows a click long before its height does. A linear read bends at every sample that it
-    // passes.
+    // Two heads, each a sine of the shifted frequency under a gain that moves
+    // slowly against it. The bend of the curve shows a click long before its
+    // height does. A linear read bends at every sample that it passes.
     const double w = 2.0 * std::numbers::pi * kHz / kRate;
     const double bound = 2.0 * std::max(std::exp2(double{semitones} / 6.0), 1.0) * w * w * 1.6 + 2e-4;
     for (size_t i = 26000; i < y.size(); ++i) {

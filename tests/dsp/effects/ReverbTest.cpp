@@ -164,8 +164,8 @@ TEST(DattorroCore, FillsUpWithEchoesAndKeepsTheSidesApart) {
   Tank tank(48000.0f, 480);
   tank.Set(Core::kDecay, 0.7f);
   const Stereo out = ImpulseResponse(tank, 48000);
-  // Echo density (Abel, Huang, 2006): the share of samples beyond one deviation, 1 when the tail is as dense
-  // as Gaussian noise.
+  // Echo density (Abel, Huang, 2006): the share of samples beyond
+  // one deviation, 1 when the tail is as dense as Gaussian noise.
   const auto density = [&](uint32_t from) {
     const std::vector<float> part(out.left.begin() + from, out.left.begin() + from + 2400);
     const double deviation = std::sqrt(test::MeanSquare(part));

@@ -9,8 +9,8 @@
 
 namespace Vantora::test::model {
 
-/// The LFO as the product fits it. Only the first sample of a block is computed for others to read, but every
-/// step is walked.
+/// The LFO as the product fits it. Only the first sample of a
+/// block is computed for others to read, but every step is walked.
 struct Oscillator {
   enum {
     kMode,

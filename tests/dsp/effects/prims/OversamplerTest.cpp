@@ -82,8 +82,8 @@ struct Limits {
   double passDb, passHz, stopDb, stopHz;
 };
 
-// Both ways at once: what the filter lets through, and what is left of images (up) and of what would alias
-// (down).
+// Both ways at once: what the filter lets through, and what
+// is left of images (up) and of what would alias (down).
 void ExpectLowPass(std::uint32_t factor, std::uint32_t kind, std::size_t length, const Limits& limits) {
   SCOPED_TRACE(testing::Message() << "factor " << factor << ", kind " << kind);
   const double rate = kBaseRate * factor;

@@ -180,8 +180,8 @@ TEST_P(Kernels, FilterToTheExactSumForAnyTapAndSampleCountAndWritesNothingElse) 
 }
 
 TEST(Fir, SumsALongRunOfEqualTermsInPartsNotInOneRow) {
-  // A single running sum of 2^14 terms near 1 is off by more than this: each step rounds to the size of the
-  // sum.
+  // A single running sum of 2^14 terms near 1 is off by more
+  // than this: each step rounds to the size of the sum.
   constexpr std::size_t kTaps = 1 << 14;
   const std::vector<float> taps(kTaps, 1.1f);
   const std::vector<float> samples(kTaps + 15, 0.9f);
