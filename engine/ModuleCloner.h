@@ -23,7 +23,8 @@ enum class ClonerMode : uint32_t { kOwnPortsSharedParams = 0 };
 /// clones with the new value, the next block sees them all.
 template <typename T, uint32_t N, ClonerMode Mode, uint32_t K>
 class ModuleCloner : public dsp::Module {
-  static_assert(Mode == ClonerMode::kOwnPortsSharedParams && K == 0, "clones have ports of their own and share their parameters; no other form is written");
+  static_assert(Mode == ClonerMode::kOwnPortsSharedParams && K == 0,
+                "clones have ports of their own and share their parameters; no other form is written");
 
  public:
   static constexpr uint32_t kCloneCount = N;

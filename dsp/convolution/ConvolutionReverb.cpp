@@ -254,7 +254,8 @@ uint32_t ConvolutionReverb::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
   const std::array<float*, 2> outputs{context.Output(0), context.Output(1)};
   std::array<float*, 2> inputs{context.Input(0), context.Input(1)};
-  if (count > maxBlockSize.load(std::memory_order_relaxed) || outputs[0] == nullptr || inputs[0] == nullptr) return 0;
+  if (count > maxBlockSize.load(std::memory_order_relaxed) || outputs[0] == nullptr || inputs[0] == nullptr)
+    return 0;
   // One output is one channel; one input may feed two.
   if (outputs[1] == nullptr) inputs[1] = nullptr;
   const size_t inputChannels = inputs[1] != nullptr ? 2 : 1, outputChannels = outputs[1] != nullptr ? 2 : 1;

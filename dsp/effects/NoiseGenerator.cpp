@@ -14,7 +14,8 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr double kTwoPi = 6.28318548;
-constexpr double kHighestCorner = 0.495;  // of the rate: above 0.5 a corner has no meaning and the filter runs away
+constexpr double kHighestCorner =
+    0.495;  // of the rate: above 0.5 a corner has no meaning and the filter runs away
 constexpr double kDbToOctaves = 0.166096404;  // log2(10) / 20, at this module's own digits
 
 std::vector<ParamRecord> Records() {

@@ -4,10 +4,11 @@
 
 namespace Vantora::plugin {
 
-/// HostLink: what a shell core tells its host, whatever the format. An adapter (or the standalone) implements it.
+/// HostLink: what a shell core tells its host, whatever the format. An adapter (or the standalone) implements
+/// it.
 ///
-/// Threads  [main thread], inside the call of the window or of the host that caused it. An adapter that mustn't
-///          call its host from inside a host's call puts it aside for the next process call or timer.
+/// Threads  [main thread], inside the call of the window or of the host that caused it. An adapter that
+///          mustn't call its host from inside a host's call puts it aside for the next process call or timer.
 class HostLink {
  public:
   /// A hand took or let go of a knob of the window.

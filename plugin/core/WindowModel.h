@@ -11,7 +11,8 @@ namespace Vantora::plugin {
 
 /// LiveView: what moves by itself while sound runs, as the last block left it.
 ///
-/// Voices 0 to 7 of side 0 (left) and 1 (right); those from `activeVoices` on are off and keep their last value.
+/// Voices 0 to 7 of side 0 (left) and 1 (right); those from `activeVoices` on are off and keep their last
+/// value.
 struct LiveView {
   static constexpr uint32_t kSides = 2, kVoices = 8;
 
@@ -43,8 +44,8 @@ enum class Slot { kA, kB };
 
 /// WindowModel: everything that a window may see and do, whatever host and format lie behind it.
 ///
-/// Parameters are named by their flat index in `host::ParameterTable` (0 to 227), values are positions 0 to 1 on
-/// the parameter's own curve; titles, units, ranges, labels and texts are the table's. Whoever draws asks
+/// Parameters are named by their flat index in `host::ParameterTable` (0 to 227), values are positions 0 to 1
+/// on the parameter's own curve; titles, units, ranges, labels and texts are the table's. Whoever draws asks
 /// `Revision` and `LiveRevision` first: where neither moved there is nothing to draw.
 ///
 /// Threads  [main thread] throughout: the one on which the host runs the window. Nothing blocks on the audio
@@ -59,8 +60,8 @@ class WindowModel {
 
   // ---- What changed
 
-  /// Grows whenever a value, the preset's name, the list of presets, A/B, the undo history or the message changed,
-  /// whoever changed it: this window, the host's automation, a loaded song.
+  /// Grows whenever a value, the preset's name, the list of presets, A/B, the undo history or the message
+  /// changed, whoever changed it: this window, the host's automation, a loaded song.
   virtual uint64_t Revision() const = 0;
   /// Grows whenever something in `Live` changed.
   virtual uint64_t LiveRevision() const = 0;
@@ -130,8 +131,8 @@ class WindowModel {
   virtual double SampleRate() const = 0;
   /// Beats per minute, as the host told last; 120 without one.
   virtual double Tempo() const = 0;
-  /// What the user should know (a processor library that couldn't be loaded, a song written by a newer version);
-  /// empty when all is well.
+  /// What the user should know (a processor library that couldn't be loaded, a song written by a newer
+  /// version); empty when all is well.
   virtual std::string Message() const = 0;
   /// Which of the repeatable random sequences this instance plays, 0 to 4095; kept with the song.
   virtual uint32_t Variation() const = 0;
