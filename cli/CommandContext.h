@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ProcessorLibrary.h"
+#include "host/loading/ProcessorLibrary.h"
 
 namespace CLI {
 class App;

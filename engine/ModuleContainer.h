@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <boost/container/small_vector.hpp>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -194,8 +193,6 @@ class ModuleContainer : public Module {
   }
 
  private:
-  using ForwardList = boost::container::small_vector<uint32_t, 4>;
-
   bool RouteParam(uint32_t index, float normalized) {
     if (AtChild(index, [&](auto& child, uint32_t inner) { child.SetParam(inner, normalized); })) return true;
     const uint32_t own = index - kOwnBase;
@@ -231,7 +228,7 @@ class ModuleContainer : public Module {
 
   details::ChildList<Ts...> children;
   ParamStore store;
-  std::vector<ForwardList> forwardLists;  // as long as the own list
+  std::vector<std::vector<uint32_t>> forwardLists;  // as long as the own list
 };
 
 template <typename... Ts>

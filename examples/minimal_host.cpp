@@ -9,6 +9,7 @@
 #include "host/BlockCollector.h"
 #include "host/ParameterTable.h"
 #include "host/Preset.h"
+#include "host/loading/ProcessorLibrary.h"
 
 using namespace Vantora::host;
 

@@ -15,8 +15,8 @@ class HostedProcessor::MessageList final : public Processor::LogSink {
   std::vector<std::string> texts;
 };
 
-HostedProcessor::HostedProcessor(const ProcessorLibrary& origin, Processor::LogSink* logSink)
-    : library(origin), messages(std::make_unique<MessageList>()), processor(library.CreateProcessor()) {
+HostedProcessor::HostedProcessor(const ProcessorSource& origin, Processor::LogSink* logSink)
+    : source(origin), messages(std::make_unique<MessageList>()), processor(source.CreateProcessor()) {
   if (!processor->Attach(logSink != nullptr ? logSink : messages.get())) {
     delete processor;
     throw HostError("The processor refused to be attached.");

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "host/ProcessorLibrary.h"
+#include "host/ProcessorSource.h"
 #include "host/Transport.h"
 #include "processor/interface/LogSink.h"
 
@@ -17,15 +17,15 @@ namespace Vantora::host {
 /// knows how a `ProcessData` is filled.
 ///
 /// Order    constructor (create, attach), `Init`, any number of `Process`, `Init` again for another rate,
-///          ..., destructor (terminate, delete; the library stays loaded until then)
+///          ..., destructor (terminate, delete; the source keeps its library loaded until then)
 /// Threads  One thread at a time. Constructor, `Init`, `Terminate` and destructor allocate or end things:
 ///          never beside `Process`. Everything marked [process] is real-time safe. Hand parameter writes of
 ///          other threads over through a `BlockCollector`: a plain write beside a running block can be lost.
 class HostedProcessor {
  public:
-  /// Creates a processor of `library` and attaches it. `logSink` may be null, then `Messages` collects what
+  /// Creates a processor of `source` and attaches it. `logSink` may be null, then `Messages` collects what
   /// the processor reports; otherwise it must outlive this object. Throws `HostError`.
-  explicit HostedProcessor(const ProcessorLibrary& library, Processor::LogSink* logSink = nullptr);
+  explicit HostedProcessor(const ProcessorSource& source, Processor::LogSink* logSink = nullptr);
   ~HostedProcessor();
   HostedProcessor(const HostedProcessor&) = delete;
   HostedProcessor& operator=(const HostedProcessor&) = delete;
@@ -44,7 +44,7 @@ class HostedProcessor {
     return blockSize;
   }                                  ///< largest block of `Process`, in samples; 0 before `Init`
   uint32_t ReportedLatency() const;  ///< the interface's own constant figure, in samples
-  const ProcessorLibrary& Library() const { return library; }
+  const ProcessorSource& Source() const { return source; }
   const std::vector<std::string>& Messages() const;  ///< reported by the processor, when no sink was given
 
   uint32_t ParameterCount() const { return parameterCount; }
@@ -77,7 +77,7 @@ class HostedProcessor {
  private:
   class MessageList;
 
-  ProcessorLibrary library;  // first in, last out: the processor's code lives in it
+  ProcessorSource source;  // first in, last out: the processor's code lives in it
   std::unique_ptr<MessageList> messages;
   Processor::IProcessor_V7* processor = nullptr;
   uint32_t parameterCount = 0;

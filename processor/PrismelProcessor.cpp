@@ -30,7 +30,7 @@ constexpr std::size_t kPortHeader = 4;  // floats in front of a control port's d
 
 uint32_t NextProcessorSeed() {
   static std::atomic<uint32_t> processors{0};
-  return SeedHash(0x5051534Du, processors.fetch_add(1, std::memory_order_relaxed));
+  return PrismelProcessor::SeedOf(processors.fetch_add(1, std::memory_order_relaxed));
 }
 
 std::vector<ParamRecord> OwnRecords() {
@@ -46,6 +46,8 @@ std::vector<ParamRecord> OwnRecords() {
 }
 
 }  // namespace
+
+uint32_t PrismelProcessor::SeedOf(uint32_t number) { return SeedHash(0x5051534Du, number); }
 
 PrismelProcessor::PrismelProcessor() : PrismelProcessor(NextProcessorSeed()) {}
 

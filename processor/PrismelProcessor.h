@@ -44,6 +44,8 @@ class PrismelProcessor
   PrismelProcessor();
   /// With a seed of the caller's.
   explicit PrismelProcessor(uint32_t seed);
+  /// Seed of the process's processor with this number, counted from 0.
+  static uint32_t SeedOf(uint32_t number);
 
   void ConfigureProduct(uint32_t maxBlockSize, float sampleRate) override;
   void ResetProduct(bool hard) override;

@@ -7,11 +7,13 @@
 
 namespace Vantora::Processor {
 
-PrismelVst3ProcessorFactory::PrismelVst3ProcessorFactory() {
-  std::strcpy(version, "1.0.0.5002");
-  std::strcpy(vendor, "Vantora");
-  std::strcpy(name, "Qfx PRISMEL");
+void WriteFactoryTexts(IProcessorFactory& factory) {
+  std::strcpy(factory.version, "1.0.0.5002");
+  std::strcpy(factory.vendor, "Vantora");
+  std::strcpy(factory.name, "Qfx PRISMEL");
 }
+
+PrismelVst3ProcessorFactory::PrismelVst3ProcessorFactory() { WriteFactoryTexts(*this); }
 
 uint32_t PrismelVst3ProcessorFactory::GetInterfaceVersion() { return 7; }
 

@@ -4,6 +4,9 @@
 
 namespace Vantora::Processor {
 
+/// Writes what every factory of the effect says of itself: version, maker and name.
+void WriteFactoryTexts(IProcessorFactory& factory);
+
 /// PrismelVst3ProcessorFactory: makes the effect's processors. It has no state beyond its three texts.
 class PrismelVst3ProcessorFactory final : public IProcessorFactory {
  public:

@@ -12,7 +12,7 @@ HostedEffect::HostedEffect(host::HostedProcessor& hosted, std::vector<host::Para
 
 void HostedEffect::Start(int rate, int inputChannels, int outputChannels) {
   collector.reset();
-  latency = MeasureLatency(processor.Library(), rate);
+  latency = MeasureLatency(processor.Source(), rate);
   for (const host::ParameterWrite& write : startValues) processor.Set(write.index, write.normalized);
   processor.Init(static_cast<float>(rate));
   collector.emplace(processor, static_cast<uint32_t>(inputChannels), static_cast<uint32_t>(outputChannels));

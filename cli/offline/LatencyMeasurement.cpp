@@ -11,8 +11,8 @@
 
 namespace Vantora::cli {
 
-uint64_t MeasureLatency(const host::ProcessorLibrary& library, int rate) {
-  host::HostedProcessor processor(library);
+uint64_t MeasureLatency(const host::ProcessorSource& source, int rate) {
+  host::HostedProcessor processor(source);
   processor.Set(host::ParameterTable::Get().At("Bypass").Index(), 1.0f);
   processor.Init(static_cast<float>(rate));
   host::FileCollector collector(processor, 1, 1);

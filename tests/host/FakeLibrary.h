@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "host/ProcessorLibrary.h"
+#include "host/loading/ProcessorLibrary.h"
 #include "tests/host/FakeProcessor.h"
 
 namespace Vantora::host {

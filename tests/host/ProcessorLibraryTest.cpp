@@ -1,9 +1,10 @@
-#include "host/ProcessorLibrary.h"
+#include "host/loading/ProcessorLibrary.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <memory>
 #include <optional>
 
 #include "host/HostError.h"
@@ -76,6 +77,14 @@ TEST(ProcessorLibrary, APrivateImageCountsItsProcessorsAnew) {
     const ProcessorLibrary own(FakePath("good"), ProcessorLibrary::Image::kPrivate);
     const HostedProcessor processor(own);
     EXPECT_EQ(numberOf(processor), 1.0f);
+  }
+  // Also while others live, and where one that has gone left its place to the next.
+  std::vector<std::unique_ptr<HostedProcessor>> living;
+  for (int image = 0; image < 4; ++image) {
+    living.push_back(std::make_unique<HostedProcessor>(
+        ProcessorLibrary(FakePath("good"), ProcessorLibrary::Image::kPrivate)));
+    EXPECT_EQ(numberOf(*living.back()), 1.0f) << image;
+    if (image == 1) living.erase(living.begin());
   }
   EXPECT_THROW(ProcessorLibrary("/nowhere.so", ProcessorLibrary::Image::kPrivate), HostError);
 }

@@ -13,6 +13,8 @@
 #include "host/BlockCollector.h"
 #include "host/ParameterTable.h"
 #include "host/Preset.h"
+#include "host/loading/ProcessorLibrary.h"
+#include "processor/LinkedFactory.h"
 #include "processor/PrismelProcessor.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -137,10 +139,13 @@ TEST_F(ProductTest, DryAndBypassedSignalsComeOutExactlyTheReportedLatencyLater) 
   }
 }
 
-/// Two seconds of noise through a private image with a random LFO, in pieces drawn from `seed`.
-std::vector<float> RenderRandomLfo(uint32_t seed) {
-  const ProcessorLibrary library(PRODUCT_LIBRARY, ProcessorLibrary::Image::kPrivate);
-  HostedProcessor processor(library);
+ProcessorSource PrivateImage() {
+  return ProcessorLibrary(PRODUCT_LIBRARY, ProcessorLibrary::Image::kPrivate).Source();
+}
+
+/// Two seconds of noise through a processor of `source` with a random LFO, in pieces drawn from `seed`.
+std::vector<float> RenderRandomLfo(const ProcessorSource& source, uint32_t seed) {
+  HostedProcessor processor(source);
   processor.Init(kRate);
   Preset::Parse(
       R"({"schema": 1, "parameters": {"FXType": "crusher", "BitCrusherDownsample": "9x", "Prismelion": 0.4,
@@ -166,11 +171,17 @@ std::vector<float> RenderRandomLfo(uint32_t seed) {
 }
 
 TEST(ProductRepeat, APrivateImageRendersTheSameBytesHoweverTheStreamIsCut) {
-  const auto first = RenderRandomLfo(1);
+  const auto first = RenderRandomLfo(PrivateImage(), 1);
   ASSERT_EQ(first.size(), 96000u);
   EXPECT_GT(*std::max_element(first.begin(), first.end()), 0.01f);
-  EXPECT_EQ(RenderRandomLfo(1), first);
-  EXPECT_EQ(RenderRandomLfo(99), first);
+  EXPECT_EQ(RenderRandomLfo(PrivateImage(), 1), first);
+  EXPECT_EQ(RenderRandomLfo(PrivateImage(), 99), first);
+  // The linked effect too, from the number on that the caller names.
+  const ProcessorSource linked(Processor::MakeLinkedFactory()), fromOne(Processor::MakeLinkedFactory(1));
+  EXPECT_EQ(RenderRandomLfo(linked, 7), first);
+  const auto second = RenderRandomLfo(linked, 7);
+  EXPECT_NE(second, first);
+  EXPECT_EQ(RenderRandomLfo(fromOne, 7), second);
 }
 
 TEST(ProductRepeat, TheLibraryLeavesTheProcessWhenItIsNoLongerUsed) {
