@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <charconv>
 #include <cmath>
 #include <optional>
 
 #include <fmt/format.h>
 
+#include "host/DecimalNumber.h"
 #include "host/HostError.h"
 #include "host/Parameter.h"
 
@@ -111,11 +111,10 @@ std::string ValueText(double value, Unit unit, int digits) {
 std::optional<double> CutNumber(std::string_view& text) {
   std::string_view rest = text;
   if (rest.starts_with('+')) rest.remove_prefix(1);
-  double value = 0.0;
-  const auto [end, error] = std::from_chars(rest.data(), rest.data() + rest.size(), value);
-  if (error != std::errc() || !std::isfinite(value)) return std::nullopt;
-  text = Trimmed(rest.substr(static_cast<size_t>(end - rest.data())));
-  return value;
+  const std::optional<DecimalNumber> number = ReadDecimal(rest);
+  if (!number || !std::isfinite(number->value)) return std::nullopt;
+  text = Trimmed(rest.substr(number->length));
+  return number->value;
 }
 
 constexpr int kDisplayDigits = 4;

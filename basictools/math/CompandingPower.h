@@ -1,7 +1,8 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora {
 
@@ -12,9 +13,9 @@ namespace Vantora {
 /// Base-2 logarithm of a positive, normal number: within 1e-6 at
 /// whole powers of two, absolute error below 5.3e-3 between them.
 inline float CubicLog2(float x) noexcept {
-  const auto bits = std::bit_cast<uint32_t>(x);
+  const auto bits = BitCast<uint32_t>(x);
   const auto exponent = static_cast<float>(bits >> 23);
-  const float f = std::bit_cast<float>((bits & 0x007FFFFFu) | 0x3F800000u);  // 1..2
+  const float f = BitCast<float>((bits & 0x007FFFFFu) | 0x3F800000u);  // 1..2
   return exponent - 127.0f - 2.2134752f + f * (3.148298f + f * (-1.0988653f + f * 0.16404256f));
 }
 
@@ -24,7 +25,7 @@ inline float CubicPow2(float e) noexcept {
   if (static_cast<float>(p) > e) --p;
   const float r = e - static_cast<float>(p);
   const float mantissa = 1.0f + r * (0.6931472f + r * (0.22741129f + r * 0.07944154f));
-  return std::bit_cast<float>(std::bit_cast<uint32_t>(mantissa) + (static_cast<uint32_t>(p) << 23));
+  return BitCast<float>(BitCast<uint32_t>(mantissa) + (static_cast<uint32_t>(p) << 23));
 }
 
 }  // namespace Vantora

@@ -1,7 +1,8 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora {
 
@@ -11,8 +12,8 @@ namespace Vantora {
 
 /// Base-2 logarithm of a positive, normal number; absolute error below 1e-4. FastLog2(1) is not exactly 0.
 inline float FastLog2(float x) noexcept {
-  const auto bits = std::bit_cast<uint32_t>(x);
-  const float mantissa = std::bit_cast<float>((bits & 0x007FFFFFu) | 0x3F000000u);  // 0.5..1
+  const auto bits = BitCast<uint32_t>(x);
+  const float mantissa = BitCast<float>((bits & 0x007FFFFFu) | 0x3F000000u);  // 0.5..1
   return static_cast<float>(bits) * 1.1920929e-07f - 124.22552f - 1.4980303f * mantissa -
          1.72588f / (mantissa + 0.35208872f);
 }
@@ -23,7 +24,7 @@ inline float FastPow2(float p) noexcept {
   const float whole = static_cast<float>(static_cast<int32_t>(held));
   const float z = held - whole + (held < 0.0f ? 1.0f : 0.0f);
   const float scaled = 8388608.0f * (held + 121.274055f - 1.49012911f * z + 27.7280235f / (4.8425255f - z));
-  return std::bit_cast<float>(static_cast<uint32_t>(scaled));
+  return BitCast<float>(static_cast<uint32_t>(scaled));
 }
 
 }  // namespace Vantora

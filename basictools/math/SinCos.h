@@ -1,8 +1,9 @@
 #pragma once
 
-#include <bit>
 #include <cmath>
 #include <cstdint>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora {
 
@@ -29,10 +30,10 @@ inline SinCosPair SinCos(float angle) noexcept {
   // Signs as bits: the sine's flips in the lower half of the
   // circle and with the angle, the cosine's in the left half.
   const auto quarter = static_cast<uint32_t>(octant);
-  const uint32_t sineSign = ((quarter & 4u) << 29) ^ (std::bit_cast<uint32_t>(angle) & 0x80000000u);
+  const uint32_t sineSign = ((quarter & 4u) << 29) ^ (BitCast<uint32_t>(angle) & 0x80000000u);
   const uint32_t cosineSign = ((quarter + 2u) & 4u) << 29;
-  return {std::bit_cast<float>(std::bit_cast<uint32_t>(s) ^ sineSign),
-          std::bit_cast<float>(std::bit_cast<uint32_t>(c) ^ cosineSign)};
+  return {BitCast<float>(BitCast<uint32_t>(s) ^ sineSign),
+          BitCast<float>(BitCast<uint32_t>(c) ^ cosineSign)};
 }
 
 }  // namespace Vantora

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <bit>
 #include <cstdint>
 
+#include "basictools/BitCast.h"
 #include "basictools/math/Float4.h"
 
 namespace Vantora {
@@ -15,17 +15,17 @@ struct ExpParts {
   Float4 scale;
 };
 inline ExpParts SplitExp(Float4 x) noexcept {
-  constexpr float kLimit = std::bit_cast<float>(0x42B0C0A5u);
+  constexpr float kLimit = BitCast<float>(0x42B0C0A5u);
   const Float4 high = MakeFloat4(kLimit);
   const Float4 low = MakeFloat4(-kLimit);
   x = x < high ? x : high;
   x = x > low ? x : low;
 
   // x = n * ln 2 + r, n the nearest whole number: the floor of the half-shifted quotient.
-  const Float4 quotient = x * std::bit_cast<float>(0x3FB8AA3Bu) + 0.5f;
+  const Float4 quotient = x * BitCast<float>(0x3FB8AA3Bu) + 0.5f;
   const Float4 truncated = ToFloat4(Truncate(quotient));
   const Float4 n = truncated > quotient ? truncated - 1.0f : truncated;
-  const Float4 r = x - n * std::bit_cast<float>(0x3F317218u);
+  const Float4 r = x - n * BitCast<float>(0x3F317218u);
 
   Float4 y = r * 0.000198756912f + 0.00139819994f;
   y = y * r + 0.00833345205f;
@@ -61,22 +61,22 @@ inline Float4 LogFloat4(Float4 x) noexcept {
   const Int4 bits = BitsOf(x);
   Float4 e = ToFloat4((bits >> 23) - 126);
   Float4 m = FromBits((bits & 0x007FFFFF) | 0x3F000000);
-  const Int4 isSmall = m < std::bit_cast<float>(0x3F3504F3u);
+  const Int4 isSmall = m < BitCast<float>(0x3F3504F3u);
   m = isSmall ? m + m : m;
   e = isSmall ? e - 1.0f : e;
   const Float4 z = m - 1.0f;
   const Float4 z2 = z * z;
 
-  Float4 y = z * 0.0703768358f + std::bit_cast<float>(0xBDEBD1B8u);
-  y = y * z + std::bit_cast<float>(0x3DEF251Au);
-  y = y * z + std::bit_cast<float>(0xBDFE5D4Fu);
-  y = y * z + std::bit_cast<float>(0x3E11E9BFu);
-  y = y * z + std::bit_cast<float>(0xBE2AAE50u);
-  y = y * z + std::bit_cast<float>(0x3E4CCEACu);
-  y = y * z + std::bit_cast<float>(0xBE7FFFFCu);
-  y = y * z + std::bit_cast<float>(0x3EAAAAAAu);
+  Float4 y = z * 0.0703768358f + BitCast<float>(0xBDEBD1B8u);
+  y = y * z + BitCast<float>(0x3DEF251Au);
+  y = y * z + BitCast<float>(0xBDFE5D4Fu);
+  y = y * z + BitCast<float>(0x3E11E9BFu);
+  y = y * z + BitCast<float>(0xBE2AAE50u);
+  y = y * z + BitCast<float>(0x3E4CCEACu);
+  y = y * z + BitCast<float>(0xBE7FFFFCu);
+  y = y * z + BitCast<float>(0x3EAAAAAAu);
   y = y * z * z2 - 0.5f * z2;
-  return z + y + e * std::bit_cast<float>(0x3F317218u);
+  return z + y + e * BitCast<float>(0x3F317218u);
 }
 
 /// base to the power `exponent`, four lanes, as exp(exponent * log(base)). A base below 0 counts as 0, and 0

@@ -66,7 +66,6 @@ void IGenerator::Configure(uint32_t maxBlockSize, float newSampleRate) {
   beatsPerSampleAt1Bpm = 1.0 / 60.0 / static_cast<double>(sampleRate);
   beatsPerSample = beatsPerSampleAt1Bpm * static_cast<double>(tempo);
 
-  static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ >= 16, "the arrays start on a whole vector");
   const size_t length = WholeQuads(maxBlock + 3);
   arrays.assign(4 * length, 0.0f);
   rates = arrays.data();

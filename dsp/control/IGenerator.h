@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/AlignedVector.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -139,7 +140,7 @@ class IGenerator : public UnitModule {
   void RunSyncedSteps(const Block& block);
   void RunFreeSteps(const Block& block);
 
-  std::vector<float> arrays;
+  AlignedFloats arrays;
 
   double position = 0.0;  // quarter notes
   double syncPhase = 0.0;

@@ -1,11 +1,11 @@
 #include "dsp/control/LFO.h"
 
 #include <algorithm>
-#include <bit>
 #include <chrono>
 #include <cmath>
 #include <utility>
 
+#include "basictools/BitCast.h"
 #include "basictools/math/Xorshift.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 
@@ -29,7 +29,7 @@ float FastExp2(float f) noexcept {
   const float held = std::min(std::max(f, -126.0f), 127.0f);
   const float z = held - std::trunc(held) + (held < 0.0f ? 1.0f : 0.0f);
   const float bits = 8388608.0f * (held + 121.274055f + 27.728024f / (4.8425255f - z) - 1.4901291f * z);
-  return std::bit_cast<float>(static_cast<uint32_t>(bits));
+  return BitCast<float>(static_cast<uint32_t>(bits));
 }
 
 float Sine(float x) noexcept { return std::sin(x * 6.2831855f); }

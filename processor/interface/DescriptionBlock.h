@@ -16,7 +16,9 @@ struct DescriptionBlock {
   uint32_t referenceBlockSize;  ///< samples; the block size at 44.1 kHz
   uint32_t interfaceVersion;    ///< generation of this record
 };
+#if UINTPTR_MAX == UINT64_MAX  // the binary contract is one of 64-bit machines
 static_assert(sizeof(DescriptionBlock) == 24);
+#endif
 
 /// Generation 3: with the shell's error callback, null until `Attach`.
 struct DescriptionBlock_V3 : DescriptionBlock {
@@ -33,7 +35,9 @@ struct DescriptionBlock_V5 : DescriptionBlock {
   uint32_t reservedWord;
   uint8_t reservedByte;
 };
+#if UINTPTR_MAX == UINT64_MAX  // the binary contract is one of 64-bit machines
 static_assert(sizeof(DescriptionBlock_V3) == 32 && sizeof(DescriptionBlock_V4) == 28);
 static_assert(sizeof(DescriptionBlock_V5) == 32);
+#endif
 
 }  // namespace Vantora::Processor

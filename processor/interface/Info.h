@@ -38,6 +38,8 @@ class Info_V5 : public Info_V4 {
  public:
   uint32_t trailingWord = 0;
 };
+#if UINTPTR_MAX == UINT64_MAX  // the binary contract is one of 64-bit machines
 static_assert(sizeof(Info_V5) == 48);
+#endif
 
 }  // namespace Vantora::Processor

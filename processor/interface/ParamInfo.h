@@ -12,7 +12,9 @@ struct ParamInfo {
   uint64_t blobKind;   ///< 0; written for a blob parameter only
   uint64_t blobSize;   ///< bytes; written for a blob parameter only
 };
+#if UINTPTR_MAX == UINT64_MAX  // the binary contract is one of 64-bit machines
 static_assert(offsetof(ParamInfo, blobKind) == 272 && offsetof(ParamInfo, blobSize) == 280);
 static_assert(sizeof(ParamInfo) == 288);
+#endif
 
 }  // namespace Vantora::Processor

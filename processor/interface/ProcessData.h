@@ -32,6 +32,7 @@ struct ProcessData {
   BusOutput** busOutputs;  ///< one record for each event bus
   uint32_t busCount;
 };
+#if UINTPTR_MAX == UINT64_MAX  // the binary contract is one of 64-bit machines
 static_assert(offsetof(ProcessData, outputs) == 16 && offsetof(ProcessData, inputs) == 24);
 static_assert(offsetof(ProcessData, inputCount) == 32 && offsetof(ProcessData, outputCount) == 36);
 static_assert(offsetof(ProcessData, sampleCount) == 40 && offsetof(ProcessData, outputEventCount) == 128);
@@ -41,5 +42,6 @@ static_assert(offsetof(ProcessData, tempo) == 164 && offsetof(ProcessData, isPla
 static_assert(offsetof(ProcessData, songPosition) == 172 && offsetof(ProcessData, passThrough0) == 176);
 static_assert(offsetof(ProcessData, passThrough1) == 184 && offsetof(ProcessData, busOutputs) == 192);
 static_assert(offsetof(ProcessData, busCount) == 200);
+#endif
 
 }  // namespace Vantora::Processor
