@@ -48,6 +48,7 @@ ConvolutionEngine::ConvolutionEngine(const float* left, uint64_t leftCount, cons
     workers.push_back(std::make_unique<FDLThread>());
     if (id % 2 == 0) workers.back()->SetStartHook(threadStartHook, id);
   }
+  hasNewWork.assign(workers.size(), 0);
 }
 
 ConvolutionEngine::~ConvolutionEngine() { StopWorkers(); }
@@ -94,6 +95,7 @@ void ConvolutionEngine::BuildRequests() {
   for (Line& line : lines) {
     line.firstRequest = total;
     line.requestCount = PoolSize(maxBlockSize, line.tapOffset, line.size);
+    line.latest = total;
     total += line.requestCount;
   }
   requests = std::vector<FDLRequest>(total);
@@ -172,6 +174,7 @@ uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
   // The lines take their input before the head writes the output, which may be the same memory.
   const uint64_t outputChannels = outputs[1] != nullptr ? 2 : 1;
   for (Line& line : lines) Deal(line, inputs, outputChannels, count);
+  WakeWorkers();
   head.Process(inputs, outputs, count);
   for (FDLRequest& request : requests) {
     if (request.GetState() == FDLRequest::Ready) Mix(request, outputs, count);
@@ -211,11 +214,16 @@ void ConvolutionEngine::Deal(Line& line, const std::array<const float*, 2>& inpu
 }
 
 FDLRequest* ConvolutionEngine::FindRequest(Line& line) noexcept {
+  if (line.requestCount > 0 && requests[line.latest].GetState() == FDLRequest::Filling) {
+    return &requests[line.latest];
+  }
   FDLRequest* idle = nullptr;
   for (size_t i = line.firstRequest, end = i + line.requestCount; i < end; ++i) {
     const FDLRequest::State state = requests[i].GetState();
-    if (state == FDLRequest::Filling) return &requests[i];
-    if (state == FDLRequest::Idle && idle == nullptr) idle = &requests[i];
+    if (state == FDLRequest::Idle && idle == nullptr) {
+      idle = &requests[i];
+      line.latest = i;
+    }
   }
   return idle;
 }
@@ -228,7 +236,21 @@ void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outpu
     request.ComputeHere(line.stereo, kInputChannels, outputChannels);
   } else if (!request.Compute(line.stereo, kInputChannels, outputChannels, *workers[line.worker])) {
     overloads->lostCommands = overloads->lostCommands + 1;
+  } else {
+    hasNewWork[line.worker] = 1;
   }
+}
+
+void ConvolutionEngine::WakeWorkers() noexcept {
+  // From the last to the first: the first, which has the shortest deadlines, is woken by this thread and
+  // wakes the next one, so that a block enters the kernel once at most.
+  FDLThread* next = nullptr;
+  for (size_t id = workers.size(); id-- > 0;) {
+    if (std::exchange(hasNewWork[id], uint8_t{0}) == 0) continue;
+    if (next != nullptr) next->WakeThrough(*workers[id]);
+    next = workers[id].get();
+  }
+  if (next != nullptr) next->Wake();
 }
 
 void ConvolutionEngine::Mix(FDLRequest& request, const std::array<float*, 2>& outputs,

@@ -25,7 +25,7 @@ namespace Vantora::dsp {
 ///                                          samples after dispatch
 ///
 /// A result carries the stream time of its first sample and is added where it belongs. The audio thread never
-/// waits for a worker: a result that is late loses what has passed, and is counted. In an offline render
+/// waits for a worker and wakes at most one a block, which wakes the others: a result that is late loses what has passed, and is counted. In an offline render
 /// (`useWorkers` false) everything is computed on the calling thread, which first waits for what workers
 /// still hold; the output is the same, bit for bit, as long as nothing was late.
 ///
@@ -79,6 +79,7 @@ class ConvolutionEngine final : public Module {
     uint64_t tapOffset = 0;
     uint64_t worker = kNoWorker;
     size_t firstRequest = 0, requestCount = 0;  // its pool within `requests`
+    size_t latest = 0;                          // the request that the last block went to
     bool isResetLost = false;                   // the worker's ring had no room for the reset
   };
 
@@ -90,6 +91,7 @@ class ConvolutionEngine final : public Module {
             uint32_t count) noexcept;
   FDLRequest* FindRequest(Line& line) noexcept;
   void Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept;
+  void WakeWorkers() noexcept;
   void Mix(FDLRequest& request, const std::array<float*, 2>& outputs, uint32_t count) noexcept;
   void ResetLine(Line& line) noexcept;
 
@@ -100,6 +102,7 @@ class ConvolutionEngine final : public Module {
   uint64_t streamTime = 0;                              // samples since the last reset
   std::unordered_map<uint64_t, uint64_t> workerOfSize;  // the first entry of a size decides
   std::vector<std::unique_ptr<FDLThread>> workers;
+  std::vector<uint8_t> hasNewWork;  // of each worker, within a block
   bool useWorkers = true;
   bool justConfigured = false;
   OverloadCounters ownOverloads;

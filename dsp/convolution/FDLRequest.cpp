@@ -35,7 +35,9 @@ void FDLRequest::Append(const std::array<const float*, 2>& sources, uint64_t cou
     }
   }
   fill += count;
-  SetState(fill == size ? Full : Filling);
+  // An exchange locks the bus, and most blocks change nothing.
+  const State next = fill == size ? Full : Filling;
+  if (next != state.load(std::memory_order_relaxed)) SetState(next);
 }
 
 bool FDLRequest::Compute(StereoFDL& stereo, uint64_t inputChannels, uint64_t outputChannels,
@@ -53,10 +55,7 @@ bool FDLRequest::Compute(StereoFDL& stereo, uint64_t inputChannels, uint64_t out
     Clear();
     stereo.commandsHeld.fetch_sub(1, std::memory_order_release);
   };
-  if (thread.Queue().Enqueue(work, cancel)) {
-    thread.Wake();
-    return true;
-  }
+  if (thread.Queue().Enqueue(work, cancel)) return true;
   stereo.commandsHeld.fetch_sub(1, std::memory_order_relaxed);
   Clear();
   return false;

@@ -15,7 +15,7 @@ namespace Vantora::dsp {
 
 /// WorkerThread: a thread that runs the commands of its queue and sleeps when there are none.
 ///
-/// Whoever enqueues calls Wake. A count of wake-ups stands in for a flag under a mutex: the thread reads it
+/// Whoever enqueues calls Wake, once for all that it enqueued. A count of wake-ups stands in for a flag under a mutex: the thread reads it
 /// before it empties the queue and sleeps only while it is still the same, so no wake-up can fall between its
 /// last look at the queue and its sleep, and nobody ever waits for a lock that it holds while it works.
 ///
@@ -44,8 +44,18 @@ class WorkerThread {
 
   /// [producer] There is something to do.
   void Wake() noexcept {
-    wake.fetch_add(1, std::memory_order_seq_cst);
+    Announce();
     wake.notify_one();
+  }
+
+  /// [producer] There is something to do here, and `first` is to end this thread's sleep: a producer that has
+  /// work for several threads enters the kernel once, for the first of them. `Wake` of `first` must follow.
+  /// Both must live as long as either runs.
+  void WakeThrough(WorkerThread& first) noexcept {
+    Announce();
+    WorkerThread* const earlier = first.relayTo.exchange(this, std::memory_order_acq_rel);
+    // Not passed on yet, as `first` is at work: that thread must not wait for another's turn.
+    if (earlier != nullptr && earlier != this) earlier->wake.notify_one();
   }
 
   /// Asks the thread to end once its queue is empty.
@@ -74,6 +84,16 @@ class WorkerThread {
   CommandQueue queue;
 
  private:
+  // seq_cst: the count and the thread's own "I sleep now" in `wait` must be seen in one order, or each side
+  // could miss the other.
+  void Announce() noexcept { wake.fetch_add(1, std::memory_order_seq_cst); }
+
+  void PassOn() noexcept {
+    if (relayTo.load(std::memory_order_relaxed) == nullptr) return;
+    if (WorkerThread* const other = relayTo.exchange(nullptr, std::memory_order_acq_rel))
+      other->wake.notify_one();
+  }
+
   void Run(const char* name) {
     pthread_setname_np(pthread_self(), name);
     const typename Derived::ThreadScope scope;
@@ -88,6 +108,7 @@ class WorkerThread {
 
   void EmptyQueue() noexcept {
     for (;;) {
+      PassOn();
       if (cancelCounter.load(std::memory_order_acquire) > 0) {
         // A marker may have found the ring full; without it an empty ring ends the cancelling.
         if (!queue.ExecuteOne(true)) cancelCounter.store(0, std::memory_order_release);
@@ -100,6 +121,7 @@ class WorkerThread {
   std::thread thread;
   std::atomic<bool> stop{false};
   std::atomic<uint32_t> wake{0};
+  std::atomic<WorkerThread*> relayTo{nullptr};  // whose sleep this thread is to end
   std::function<void(uint64_t)> startHook;
   uint64_t index = 0;
 };

@@ -71,6 +71,24 @@ TEST(FDLThread, NoWakeUpIsLost) {
   }
 }
 
+TEST(FDLThread, OneWakeUpReachesEveryThreadThatHasWork) {
+  std::array<FDLThread, 3> threads;
+  std::array<std::atomic<int>, 3> worked{};
+  for (FDLThread& thread : threads) thread.Start("ConvoEngine");
+  for (int i = 1; i <= 2'000; ++i) {
+    // Chains of two and three, so that a relay which has not been passed on yet meets another.
+    const size_t middle = i % 3 == 0 ? 2 : 1;
+    const auto give = [&](size_t t) { threads[t].Queue().Enqueue([&worked, t, i] { worked[t] = i; }, [] {}); };
+    for (const size_t t : {size_t{0}, size_t{1}, size_t{2}}) {
+      if (t <= middle) give(t);
+    }
+    if (middle == 2) threads[2].WakeThrough(threads[1]);
+    threads[1].WakeThrough(threads[0]);
+    threads[0].Wake();
+    for (size_t t = 0; t <= middle; ++t) ASSERT_TRUE(Eventually([&] { return worked[t] == i; })) << i;
+  }
+}
+
 TEST(FDLThread, BearsItsNameAndStopsWithWorkLeft) {
   FDLThread worker;
   std::array<char, 16> name{};
