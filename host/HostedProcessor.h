@@ -43,6 +43,8 @@ class HostedProcessor {
   uint32_t BlockSize() const {
     return blockSize;
   }                                  ///< largest block of `Process`, in samples; 0 before `Init`
+  /// Largest block at `rate` Hz, in samples, before `Init` too: what a shell tells its host as latency.
+  uint32_t BlockSizeAt(float rate) const { return processor->GetBlockSize(rate); }
   uint32_t ReportedLatency() const;  ///< the interface's own constant figure, in samples
   const ProcessorSource& Source() const { return source; }
   const std::vector<std::string>& Messages() const;  ///< reported by the processor, when no sink was given

@@ -18,8 +18,6 @@ class HostLink {
   virtual void OnGestureEnd(uint32_t index) = 0;
   /// Any number of values changed together and not by the host's automation: a preset, a song, A/B, undo.
   virtual void OnSoundChanged() = 0;
-  /// The tail is another now: an effect that rings for ever came or went.
-  virtual void OnTailChanged() = 0;
   /// Something changed that only the state holds (preset's name, window's size): the song wants saving.
   virtual void OnStateDirty() = 0;
 

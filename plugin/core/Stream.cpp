@@ -1,0 +1,198 @@
+#include "plugin/core/Stream.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "host/ParameterTable.h"
+#include "plugin/core/ShellCore.h"
+
+namespace Vantora::plugin {
+namespace {
+
+/// The parameters that this file writes or reads by name.
+struct Indices {
+  uint32_t bypass, panic, presetLoading, bitDepth, effect, voices, knob, prismelion, primary;
+  static const Indices& Get() {
+    static const Indices indices = [] {
+      const auto at = [](const char* name) { return host::ParameterTable::Get().At(name).Index(); };
+      return Indices{at("Bypass"),
+                     at("Panic"),
+                     at("PresetLoading"),
+                     at("Prismel_BitCrusherBitDepth"),
+                     at("Prismel_FXType"),
+                     at("Prismel_Voices"),
+                     at("Prismel_Prismelion"),
+                     at("Prismel_FeedbackPrismel"),
+                     at("Prismel_FeedbackPrimary")};
+    }();
+    return indices;
+  }
+};
+
+constexpr double kWatchSeconds = 1.0;
+
+}  // namespace
+
+Stream::Stream(Values& shared) : values(shared) {
+  for (const host::Parameter& parameter : host::ParameterTable::Get()) {
+    if (parameter.IsInPresets()) soundIndices.push_back(parameter.Index());
+    if (parameter.GetRole() == host::Role::kReadOut) readOutIndices.push_back(parameter.Index());
+  }
+}
+
+void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs,
+                   uint32_t outputs) {
+  Stop();
+  auto fresh = std::make_unique<host::HostedProcessor>(source);
+  values.DropWaiting();
+  WriteSound(*fresh, values.All());
+  fresh->Init(static_cast<float>(sampleRate));
+  auto blocks = std::make_unique<host::LiveCollector>(*fresh, inputs, outputs);
+  blocks->SetListener(this);
+  picture.Configure(sampleRate, fresh->BlockSize());
+  // The effect's read-out begins where the knob stands.
+  values.Note(Indices::Get().prismelion, values.Get(Indices::Get().knob));
+  timeline.Clear();
+  panic.store(false, std::memory_order_relaxed);
+  isAtStart = true;
+  startHasMoved = false;
+  processor = std::move(fresh);
+  collector = std::move(blocks);
+}
+
+void Stream::Stop() {
+  collector.reset();
+  processor.reset();
+}
+
+void Stream::SetTime(const HostTime& time) {
+  if (time.tempo && std::isfinite(*time.tempo) && *time.tempo > 0.0) {
+    tempo.store(*time.tempo, std::memory_order_relaxed);
+  }
+  const bool isPlaying = time.isPlaying.value_or(true);
+  if (time.songPosition && std::isfinite(*time.songPosition)) {
+    collector->SetTransport(Tempo(), isPlaying, *time.songPosition);
+  } else {
+    processor->GetTransport().tempo = Tempo();
+    processor->GetTransport().isPlaying = isPlaying;
+  }
+}
+
+void Stream::SetOffline(bool isOffline) { processor->GetTransport().isOffline = isOffline; }
+
+void Stream::StepTo(uint32_t index, float position, uint32_t offset) {
+  position = std::clamp(position, 0.0f, 1.0f);
+  if (isAtStart && offset == 0) {
+    startHasMoved = startHasMoved || position != values.Get(index);
+    values.Note(index, position);
+    return;
+  }
+  if (offset == 0) values.Note(index, position);  // due now, even if no block follows for a while
+  timeline.StepTo(index, position, collector->NextSample() + offset);
+}
+
+void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset) {
+  if (offset <= fromOffset || host::ParameterTable::Get()[index].IsStepped()) {
+    StepTo(index, position, offset);
+    return;
+  }
+  const uint64_t next = collector->NextSample();
+  timeline.RampTo(index, std::clamp(position, 0.0f, 1.0f), next + fromOffset, next + offset,
+                  values.Get(index));
+}
+
+void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
+  if (frames == 0) return;
+  if (isAtStart) BeginFromStart();
+  collector->Process(inputs, outputs, frames);
+}
+
+void Stream::Reset() {
+  processor->Set(Indices::Get().panic, 1.0f);
+  collector->Flush();
+  picture.Restart();
+  isAtStart = true;
+  startHasMoved = false;
+}
+
+void Stream::BeginFromStart() {
+  isAtStart = false;
+  if (!startHasMoved) return;
+  startHasMoved = false;
+  WriteSound(*processor, values.All());
+  processor->Set(Indices::Get().panic, 1.0f);
+  picture.Restart();
+  valueRevision.fetch_add(1, std::memory_order_release);
+}
+
+void Stream::Store(LiveView& view) const {
+  isWatched.store(true, std::memory_order_relaxed);
+  picture.Store(view);
+}
+
+void Stream::Write(host::HostedProcessor& hosted, uint32_t index, float position) {
+  written[index] = position;
+  hosted.Set(index, position);
+}
+
+void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
+  const Indices& at = Indices::Get();
+  hosted.Set(at.presetLoading, 1.0f);
+  for (const uint32_t index : soundIndices) {
+    const float position = sound[index];
+    // A fresh crusher sounds as at the other end of its word length until a write differs from the position that it
+    // answers: make one that differs.
+    if (index == at.bitDepth) hosted.Set(index, position < 0.5f ? position + 0.5f : position - 0.5f);
+    Write(hosted, index, position);
+  }
+  hosted.Set(at.presetLoading, 0.0f);
+  Write(hosted, at.bypass, sound[at.bypass]);
+}
+
+void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
+  values.TakeUp(
+      [&](const Positions& sound) {
+        WriteSound(hosted, sound);
+        picture.Restart();
+      },
+      [&](uint32_t index, float value) { Write(hosted, index, value); });
+  if (panic.exchange(false, std::memory_order_relaxed)) {
+    hosted.Set(Indices::Get().panic, 1.0f);
+    picture.Restart();
+  }
+  bool hasMoved = false;
+  timeline.Play(position, position + count, [&](uint32_t index, float value) {
+    if (value == written[index]) return;
+    values.Note(index, value);
+    Write(hosted, index, value);
+    hasMoved = true;
+  });
+  if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
+  TakeReadOuts(hosted);
+
+  if (isWatched.exchange(false, std::memory_order_relaxed)) {
+    blocksToWatch = static_cast<uint32_t>(kWatchSeconds * static_cast<double>(hosted.SampleRate()) / count);
+  }
+  const Indices& at = Indices::Get();
+  const auto step = [&](uint32_t index) {
+    const host::Parameter& parameter = host::ParameterTable::Get()[index];
+    return static_cast<uint32_t>(std::lround(parameter.ToValue(values.Get(index))));
+  };
+  const TapPicture::Reading reading{step(at.effect), step(at.voices), values.Get(at.prismelion),
+                                    values.Get(at.primary)};
+  if (picture.Advance(reading, blocksToWatch > 0)) liveRevision.fetch_add(1, std::memory_order_release);
+  if (blocksToWatch > 0) --blocksToWatch;
+}
+
+void Stream::TakeReadOuts(const host::HostedProcessor& hosted) {
+  bool hasMoved = false;
+  for (const uint32_t index : readOutIndices) {
+    const auto value = hosted.Get(index);
+    if (!value || *value == values.Get(index)) continue;
+    values.Note(index, *value);
+    hasMoved = true;
+  }
+  if (hasMoved) liveRevision.fetch_add(1, std::memory_order_release);
+}
+
+}  // namespace Vantora::plugin

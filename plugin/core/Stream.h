@@ -1,0 +1,79 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "host/BlockCollector.h"
+#include "host/HostedProcessor.h"
+#include "host/ProcessorSource.h"
+#include "plugin/core/TapPicture.h"
+#include "plugin/core/Timeline.h"
+#include "plugin/core/Values.h"
+
+namespace Vantora::plugin {
+
+struct HostTime;
+
+/// Stream: the sounding half of a shell core: one processor from activation to deactivation, fed in whole blocks, with
+/// the changes of both threads brought to it on its own grid.
+///
+/// Before each block come, in this order: a sound or single values of the main thread, a panic, what the host timed.
+/// Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on the audio thread.
+class Stream final : public host::BlockListener {
+ public:
+  explicit Stream(Values& values);
+
+  /// A new stream of a new processor, which begins with what `values` hold. Throws `host::HostError`; allocates.
+  void Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs, uint32_t outputs);
+  void Stop();
+  bool IsRunning() const { return collector != nullptr; }
+
+  void SetTime(const HostTime& time);                                                 ///< [process]
+  void SetOffline(bool isOffline);                                                    ///< [process]
+  void StepTo(uint32_t index, float position, uint32_t offset);                       ///< [process]
+  void RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset);  ///< [process]
+  void Process(const float* const* inputs, float* const* outputs, uint32_t frames);   ///< [process]
+  void Reset();                                                                       ///< [process]
+
+  /// [any thread] Everything starts anew before the next block.
+  void Panic() { panic.store(true, std::memory_order_relaxed); }
+
+  uint64_t ValueRevision() const { return valueRevision.load(std::memory_order_acquire); }  ///< [any thread]
+  uint64_t LiveRevision() const { return liveRevision.load(std::memory_order_acquire); }    ///< [any thread]
+  double Tempo() const { return tempo.load(std::memory_order_relaxed); }  ///< [any thread] BPM
+  /// [any thread] Fills in what only this side knows: taps, spread, number of voices. Asking keeps the taps' picture
+  /// going for another second.
+  void Store(LiveView& view) const;
+
+  /// [process] See `BlockListener`.
+  void BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) override;
+
+ private:
+  void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
+  void Write(host::HostedProcessor& hosted, uint32_t index, float position);
+  void BeginFromStart();
+  void TakeReadOuts(const host::HostedProcessor& hosted);
+
+  Values& values;
+  Timeline timeline;
+  TapPicture picture;
+  std::vector<uint32_t> soundIndices;    // what a preset holds, in the order of its writing
+  std::vector<uint32_t> readOutIndices;  // what the effect writes
+  std::unique_ptr<host::HostedProcessor> processor;
+  std::unique_ptr<host::LiveCollector> collector;
+
+  // Audio thread's.
+  Positions written{};         // what the processor was told last
+  bool isAtStart = true;       // nothing processed since Start or Reset
+  bool startHasMoved = false;  // a value was given for that start
+  uint32_t blocksToWatch = 0;  // until the picture of the taps may rest
+
+  std::atomic<bool> panic{false};
+  mutable std::atomic<bool> isWatched{false};  // somebody looks: set by `Store`, taken by the audio thread
+  std::atomic<uint64_t> valueRevision{0}, liveRevision{0};
+  std::atomic<double> tempo{120.0};
+};
+
+}  // namespace Vantora::plugin

@@ -1,0 +1,105 @@
+#include "plugin/core/TapPicture.h"
+
+#include <algorithm>
+
+#include "host/ParameterTable.h"
+
+namespace Vantora::plugin {
+namespace {
+
+constexpr uint32_t kDistortion = 4, kHarmonizer = 5;  // values of "FXType" whose spread follows the root law
+
+float Span(uint32_t effect) {
+  if (effect == kDistortion) return dsp::kDriveSpan;
+  return effect == kHarmonizer ? dsp::kSpraySpan : 0.0f;
+}
+
+}  // namespace
+
+TapPicture::TapPicture()
+    : depth(host::ParameterTable::Get().At("Prismel_Detune")),
+      rate(host::ParameterTable::Get().At("Prismel_Rate")),
+      spreads{
+          {dsp::StageSpread(dsp::kLeftRatios, 1.0f), dsp::StageSpread(dsp::kRightRatios, dsp::kRightSide)}} {
+  const host::ParameterTable& table = host::ParameterTable::Get();
+  primary = {nullptr,
+             &table.At("Prismel_BandpassCutoff"),
+             &table.At("Prismel_CombCutoff"),
+             &table.At("Prismel_BitCrusherDownsample"),
+             &table.At("Prismel_DistortionDrive"),
+             &table.At("Prismel_HarmonizerSpray")};
+}
+
+void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
+  blockSeconds = blockSize / sampleRate;
+  sampleMs = static_cast<float>(1e3 / sampleRate);
+  sweepRate = -1.0f;
+  sweep = {};
+}
+
+bool TapPicture::Advance(const Reading& reading, bool isWatched) {
+  const float hertz = rate.ToValue(reading.prismelion);
+  const uint32_t voices = std::clamp(reading.voices, 1u, LiveView::kVoices);
+  if (hertz != sweepRate || voices != sweepVoices) {
+    sweepRate = hertz;
+    sweepVoices = voices;
+    const auto increment = [&](float cyclesPerSecond) {
+      return std::clamp(cyclesPerSecond, 0.5f * rate.Minimum(), 2.0f * rate.Maximum()) *
+             static_cast<float>(blockSeconds);
+    };
+    for (uint32_t v = 0; v < voices; ++v) {
+      sweep.SetIncrement(v, 0, increment(dsp::kLeftRatios[v] * hertz));
+      sweep.SetIncrement(v, 1, increment(dsp::kRightRatios[v] * hertz * dsp::kRightSide));
+    }
+  }
+  sweep.Advance(voices % 2 + voices / 2);
+  if (!isWatched) return false;
+  const bool tapsMoved = PublishTaps(voices, depth.ToValue(reading.prismelion));
+  return PublishSpread(reading) || tapsMoved;
+}
+
+bool TapPicture::PublishTaps(uint32_t voices, float depthMs) {
+  bool hasMoved = false;
+  for (uint32_t side = 0; side < LiveView::kSides; ++side) {
+    for (uint32_t v = 0; v < voices; ++v) {
+      const float delay = std::max(sweep.Output(v, side) * depthMs, sampleMs);
+      hasMoved = hasMoved || delay != taps[side][v].load(std::memory_order_relaxed);
+      taps[side][v].store(delay, std::memory_order_relaxed);
+    }
+  }
+  return hasMoved;
+}
+
+bool TapPicture::PublishSpread(const Reading& reading) {
+  if (reading.effect == spreadReading.effect && reading.voices == spreadReading.voices &&
+      reading.prismelion == spreadReading.prismelion && reading.primary == spreadReading.primary) {
+    return false;
+  }
+  spreadReading = reading;
+  const host::Parameter* knob = reading.effect < primary.size() ? primary[reading.effect] : nullptr;
+  const float span = Span(reading.effect);
+  for (uint32_t side = 0; side < LiveView::kSides; ++side) {
+    for (uint32_t v = 0; v < LiveView::kVoices; ++v) {
+      float position = 0.0f;
+      if (knob != nullptr) {
+        const float value = knob->ToValue(reading.primary);
+        const float spreadValue = span != 0.0f ? spreads[side].Root(v, value, reading.prismelion, span)
+                                               : spreads[side].Ratio(v, value, reading.prismelion);
+        position = knob->ToNormalized(std::clamp(spreadValue, knob->Minimum(), knob->Maximum()));
+      }
+      spread[side][v].store(position, std::memory_order_relaxed);
+    }
+  }
+  return true;
+}
+
+void TapPicture::Store(LiveView& view) const {
+  for (uint32_t side = 0; side < LiveView::kSides; ++side) {
+    for (uint32_t v = 0; v < LiveView::kVoices; ++v) {
+      view.tapMs[side][v] = taps[side][v].load(std::memory_order_relaxed);
+      view.spread[side][v] = spread[side][v].load(std::memory_order_relaxed);
+    }
+  }
+}
+
+}  // namespace Vantora::plugin

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <cstdint>
+
+#include "dsp/stage/StageSpread.h"
+#include "dsp/stage/SweepLfo.h"
+#include "host/Parameter.h"
+#include "plugin/core/WindowModel.h"
+
+namespace Vantora::plugin {
+
+/// TapPicture: where the sixteen taps stand and how the voices' values spread, run along with the effect by the
+/// effect's own formulas, because it doesn't tell them.
+///
+/// Follows "Prismelion" as the effect reads it out, which is smoothed for the eye: while it moves fast the picture
+/// trails the sound by a few tenths of a second.
+///
+/// Threads  `Configure` off the audio thread; `Restart` and `Advance` on it; `Store` anywhere.
+class TapPicture {
+ public:
+  TapPicture();
+
+  /// For blocks of `blockSize` samples at `sampleRate` Hz.
+  void Configure(double sampleRate, uint32_t blockSize);
+  /// [process] The sweep begins anew, as after a preset or a panic.
+  void Restart() { sweep.Restart(); }
+
+  /// What `Advance` follows.
+  struct Reading {
+    uint32_t effect = 0;      ///< value of "FXType"
+    uint32_t voices = 1;      ///< on each side, 1 to 8
+    float prismelion = 0.0f;  ///< modulated, position
+    float primary = 0.0f;     ///< modulated position of the effect's first knob
+  };
+  /// [process] One block. `isWatched`: also publish the positions; the sweep itself runs in any case. True when what
+  /// is published moved.
+  bool Advance(const Reading& reading, bool isWatched);
+
+  /// [any thread] Fills in taps and spread.
+  void Store(LiveView& view) const;
+
+ private:
+  using Published = std::array<std::array<std::atomic<float>, LiveView::kVoices>, LiveView::kSides>;
+  bool PublishTaps(uint32_t voices, float depthMs);
+  bool PublishSpread(const Reading& reading);
+
+  const host::Parameter& depth;                     // "Detune": "Prismelion" to ms
+  const host::Parameter& rate;                      // "Rate": "Prismelion" to Hz
+  std::array<const host::Parameter*, 6> primary{};  // the effects' first knobs
+  dsp::SweepLfo sweep;
+  std::array<dsp::StageSpread, 2> spreads;
+  double blockSeconds = 0.001;
+  float sampleMs = 1.0f / 48.0f;  // the shortest delay
+  float sweepRate = -1.0f;        // Hz, of the increments
+  uint32_t sweepVoices = 0;
+  Reading spreadReading{~0u, 0, 0.0f, 0.0f};
+  Published taps{}, spread{};
+};
+
+}  // namespace Vantora::plugin
