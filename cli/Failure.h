@@ -2,6 +2,9 @@
 
 #include <stdexcept>
 #include <string>
+#include <utility>
+
+#include "host/HostError.h"
 
 namespace Vantora::cli {
 
@@ -25,5 +28,15 @@ class UsageError : public Failure {
  public:
   explicit UsageError(const std::string& text) : Failure(text, kUsage) {}
 };
+
+/// The result of `ask()`; what it finds wrong is the command line's fault.
+template <typename Ask>
+auto AsUsage(Ask&& ask) {
+  try {
+    return std::forward<Ask>(ask)();
+  } catch (const host::HostError& error) {
+    throw UsageError(error.what());
+  }
+}
 
 }  // namespace Vantora::cli

@@ -78,7 +78,7 @@ RenderSettings FileOptions::Settings() const {
     settings.durationSeconds = ParseSeconds("--duration", duration);
     if (*settings.durationSeconds <= 0.0) throw UsageError("--duration: nothing would be left");
   }
-  settings.tail = TailLength::Parse(tail);
+  if (tail != "auto") settings.tail = {false, ParseSeconds("--tail", tail)};
   if (!channels.empty()) settings.channels = ParseChannels(channels);
   settings.stereo = stereo;
   if (!rawInput.empty()) settings.rawInput = ParseRawLayout(rawInput);

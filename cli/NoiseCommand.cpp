@@ -2,19 +2,16 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <memory>
 
-#include "basictools/FlushDenormals.h"
+#include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/audio/AudioReader.h"
 #include "cli/audio/AudioWriter.h"
-#include "cli/modules/ModuleEffect.h"
-#include "cli/modules/ModuleSettings.h"
-#include "dsp/effects/NoiseGenerator.h"
+#include "offline/NoiseStream.h"
 
 namespace Vantora::cli {
 namespace {
@@ -28,33 +25,25 @@ struct NoiseOptions {
   bool overwrite = false;
 };
 
-std::vector<std::string> Colours() {
-  std::vector<std::string> names;
-  for (const std::string_view name : dsp::NoiseGenerator::kTypeNames) {
-    names.emplace_back(name);
-    names.back()[0] = static_cast<char>(names.back()[0] + ('a' - 'A'));
+offline::NoiseStream MakeNoise(const NoiseOptions& options) {
+  offline::NoiseSettings settings;
+  settings.color = options.kind;
+  settings.seed = options.seed;
+  settings.rate = options.rate;
+  settings.channels = options.channels;
+  settings.gainDb = options.gainDb;
+  for (const std::string& text : options.assignments) {
+    const Assignment assignment = Assignment::Parse(text);
+    settings.knobs.emplace_back(assignment.name, assignment.value);
   }
-  return names;
-}
-
-std::unique_ptr<dsp::NoiseGenerator> MakeGenerator(const NoiseOptions& options, int channel) {
-  // 0 would take the clock; another channel is another generator.
-  const uint32_t seed = std::max(1u, options.seed + static_cast<uint32_t>(channel));
-  auto generator = std::make_unique<dsp::NoiseGenerator>("", seed);
-  ModuleSettings settings = ModuleSettings::Of(
-      *generator, {{"", "colour", Colours()}, {"", "of the variable colour: 0 brown to 1 violet"}});
-  settings.Set("NoiseType=" + options.kind);
-  settings.SetAll(options.assignments);
-  generator->Init(ModuleBlockSize(options.rate), static_cast<float>(options.rate));
-  return generator;
+  return AsUsage([&settings] { return offline::NoiseStream(settings); });
 }
 
 void Run(const NoiseOptions& options) {
   const double seconds = ParseSeconds("--seconds", options.seconds);
   const auto sample = ParseSampleFormat(options.format);
   if (!sample) throw UsageError(fmt::format("--format: '{}' isn't one of 16, 24, 32, float", options.format));
-  std::vector<std::unique_ptr<dsp::NoiseGenerator>> generators;
-  for (int c = 0; c < options.channels; ++c) generators.push_back(MakeGenerator(options, c));
+  offline::NoiseStream noise = MakeNoise(options);
 
   const auto frames = static_cast<uint64_t>(std::llround(seconds * options.rate));
   AudioWriter::Settings settings;
@@ -68,22 +57,13 @@ void Run(const NoiseOptions& options) {
   PendingFile::CleanUpOnSignals();
   AudioWriter writer(options.path, settings);
 
-  const auto gain = static_cast<float>(std::pow(10.0, options.gainDb / 20.0));
-  const uint32_t blockSize = ModuleBlockSize(options.rate);
-  std::vector<float> block(blockSize);
-  std::vector<float> interleaved(blockSize * generators.size());
-  const FlushDenormals guard;
+  const uint32_t blockSize = noise.BlockSize();
+  const auto channels = static_cast<size_t>(options.channels);
+  std::vector<float> interleaved(blockSize * channels);
   for (uint64_t at = 0; at < frames; at += blockSize) {
-    for (size_t c = 0; c < generators.size(); ++c) {
-      std::array<float*, 1> inputs{nullptr}, outputs{block.data()};
-      dsp::ProcessContext context;
-      context.inputs = inputs.data();
-      context.inputCount = 1;
-      context.outputs = outputs.data();
-      context.outputCount = 1;
-      context.sampleCount = blockSize;
-      generators[c]->Process(context);
-      for (uint32_t i = 0; i < blockSize; ++i) interleaved[i * generators.size() + c] = gain * block[i];
+    const float* const* block = noise.Next();
+    for (size_t c = 0; c < channels; ++c) {
+      for (uint32_t i = 0; i < blockSize; ++i) interleaved[i * channels + c] = block[c][i];
     }
     writer.Write(interleaved.data(), std::min<uint64_t>(blockSize, frames - at));
   }
@@ -97,7 +77,7 @@ void AddNoiseCommand(CLI::App& app, CommandContext&) {
   CLI::App* command = app.add_subcommand("noise", "Write noise of one of six colours to a file");
   command->add_option("OUT", options->path, "the file to write; - is standard output")->required();
   command->add_option("--type", options->kind, "violet, white, pink, brown, dark or variable")
-      ->check(CLI::IsMember(Colours(), CLI::ignore_case))
+      ->check(CLI::IsMember(offline::NoiseStream::Colors(), CLI::ignore_case))
       ->capture_default_str();
   command->add_option("--seconds", options->seconds, "length: seconds or minutes:seconds")
       ->capture_default_str();

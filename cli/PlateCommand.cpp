@@ -1,12 +1,15 @@
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
 #include <memory>
+#include <utility>
 
+#include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/Failure.h"
 #include "cli/FileOptions.h"
-#include "cli/modules/ModuleEffect.h"
-#include "cli/modules/ModuleSettings.h"
 #include "cli/offline/RenderJobs.h"
-#include "dsp/effects/Reverb.h"
+#include "offline/Plate.h"
 
 namespace Vantora::cli {
 namespace {
@@ -17,45 +20,33 @@ struct PlateOptions {
   bool list = false;
 };
 
-/// In the order of the plate's parameters: the tank's, then the band limits and the mix.
-std::vector<ModuleKnob> Knobs() {
-  return {{"ms", "delay in front of the tank"},
-          {"", "first input diffusion"},
-          {"", "second input diffusion"},
-          {"", "how much comes back each time round"},
-          {"", "first tank diffusion"},
-          {"", "second tank diffusion"},
-          {"", "dulling of what comes back; 0: none"},
-          {"ms", "depth of the tank's wander"},
-          {"Hz", "rate of the tank's wander"},
-          {"", "how far the second wander is slower"},
-          {"", "size of the plate"},
-          {"s", "glide of delay and depth"},
-          {"", "turns the first reflections", {"off", "on"}},
-          {"", "distance of the first reflections"},
-          {"Hz", "upper band limit of what enters; off at its upper end"},
-          {"Hz", "lower band limit; off at its lower end"},
-          {"", "dry to wet, at equal power"},
-          {"dB", "gain of the wet signal"},
-          {"", "0 middle only, 0.5 as it comes, 1 sides only"}};
+std::unique_ptr<offline::ModuleEffect> MakePlate(const PlateOptions& options) {
+  std::vector<std::pair<std::string, std::string>> knobs;
+  for (const std::string& text : options.assignments) {
+    const Assignment assignment = Assignment::Parse(text);
+    knobs.emplace_back(assignment.name, assignment.value);
+  }
+  return AsUsage([&knobs] { return offline::MakePlate(knobs); });
 }
 
-std::unique_ptr<dsp::Reverb> MakePlate(const PlateOptions& options) {
-  auto plate = std::make_unique<dsp::Reverb>("");
-  ModuleSettings::Of(*plate, Knobs()).SetAll(options.assignments);
-  return plate;
+void PrintKnobs() {
+  const offline::ModuleKnobs knobs = offline::PlateKnobs();
+  for (size_t i = 0; i < knobs.Size(); ++i) {
+    fmt::print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)),
+               knobs.RangeText(i), knobs.Note(i).use);
+  }
 }
 
 void Run(const PlateOptions& options, CommandContext& context) {
-  const auto checked = MakePlate(options);  // a bad setting is told once, before any file
+  MakePlate(options);  // a bad setting is told once, before any file
   if (options.list) {
-    ModuleSettings::Of(*checked, Knobs()).Print();
+    PrintKnobs();
     return;
   }
   const RenderSettings settings = options.files.Settings();
   const auto pairs = PairFiles(options.files.files, options.files.folder, options.files.type);
   context.status = RunRenderJobs(pairs, settings, options.files.Jobs(), options.files.quiet,
-                                 [&] { return std::make_unique<ModuleEffect>(MakePlate(options)); });
+                                 [&] { return MakePlate(options); });
 }
 
 }  // namespace

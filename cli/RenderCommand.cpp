@@ -5,11 +5,11 @@
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/SoundOptions.h"
-#include "cli/offline/HostedEffect.h"
 #include "cli/offline/RenderJobs.h"
 #include "host/Automation.h"
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
+#include "offline/HostedEffect.h"
 
 namespace Vantora::cli {
 namespace {
@@ -43,8 +43,9 @@ void Run(const RenderOptions& options, CommandContext& context) {
   const host::ProcessorLibrary library = context.LoadLibrary();
   host::HostedProcessor processor(library);
   host::ParameterTable::Get().Check(processor);
+  offline::LatencyMeasurement latency(processor.Source());
   context.status = RunRenderJobs(pairs, settings, options.files.Jobs(), options.files.quiet, [&] {
-    return std::make_unique<HostedEffect>(processor, values, automation, tempo);
+    return std::make_unique<offline::HostedEffect>(processor, latency, values, automation, tempo);
   });
 }
 

@@ -1,17 +1,14 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cctype>
 #include <memory>
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
-#include "cli/Numbers.h"
+#include "cli/offline/PacedReverb.h"
 #include "cli/offline/RenderJobs.h"
-#include "cli/offline/ReverbEffect.h"
 
 namespace Vantora::cli {
 namespace {
@@ -23,36 +20,23 @@ struct ReverbOptions {
   bool isRealTime = false;
 };
 
-bool IsSameName(const std::string& a, const std::string& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                    [](unsigned char x, unsigned char y) { return std::tolower(x) == std::tolower(y); });
-}
-
-/// "Wet (0 to 1), IRGain (-40 to 40), ...".
+/// "Wet (0 to 1), IRGain (-40 dB to 40 dB), ...".
 std::string ListKnobs() {
+  const offline::ModuleKnobs knobs = offline::ReverbKnobs();
   std::string text;
-  for (const dsp::ParamRecord& knob : dsp::ConvolutionReverb::DeclareParams()) {
-    text += fmt::format("{}{} ({:g} to {:g})", text.empty() ? "" : ", ", knob.GetName(), knob.GetMinimum(),
-                        knob.GetMaximum());
+  for (size_t i = 0; i < knobs.Size(); ++i) {
+    text += fmt::format("{}{} ({})", i == 0 ? "" : ", ", knobs.Name(i), knobs.RangeText(i));
   }
   return text;
 }
 
-ReverbSettings::Value ParseKnob(const std::string& text) {
+offline::ReverbSettings::Value ParseKnob(const std::string& text) {
   const Assignment assignment = Assignment::Parse(text);
-  const std::vector<dsp::ParamRecord> knobs = dsp::ConvolutionReverb::DeclareParams();
-  const auto knob = std::find_if(knobs.begin(), knobs.end(), [&](const dsp::ParamRecord& record) {
-    return IsSameName(record.GetName(), assignment.name);
+  return AsUsage([&assignment]() -> offline::ReverbSettings::Value {
+    const offline::ModuleKnobs knobs = offline::ReverbKnobs();
+    const size_t index = knobs.Find(assignment.name);
+    return {static_cast<uint32_t>(index), knobs.Parse(index, assignment.value)};
   });
-  if (knob == knobs.end()) {
-    throw UsageError(fmt::format("--set: there is no '{}'; the reverb has {}", assignment.name, ListKnobs()));
-  }
-  const auto value = static_cast<float>(ParseNumber("--set " + knob->GetName(), assignment.value));
-  if (value < knob->GetMinimum() || value > knob->GetMaximum()) {
-    throw UsageError(fmt::format("--set: {} goes from {:g} to {:g}", knob->GetName(), knob->GetMinimum(),
-                                 knob->GetMaximum()));
-  }
-  return {static_cast<uint32_t>(knob - knobs.begin()), value};
 }
 
 void Run(const ReverbOptions& options, CommandContext& context) {
@@ -61,16 +45,17 @@ void Run(const ReverbOptions& options, CommandContext& context) {
   constexpr double kLongerThanAnyImpulse = 1e6;  // seconds
   if (settings.tail.automatic) settings.tail.seconds = kLongerThanAnyImpulse;
 
-  ReverbSettings reverb;
+  offline::ReverbSettings reverb;
   reverb.impulse = options.impulse;
-  reverb.isRealTime = options.isRealTime;
-  reverb.values.push_back({dsp::ConvolutionReverb::kWet, 0.5f});
   for (const std::string& text : options.assignments) reverb.values.push_back(ParseKnob(text));
 
   const std::vector<FilePair> pairs =
       PairFiles(options.files.files, options.files.folder, options.files.type);
   context.status = RunRenderJobs(pairs, settings, options.files.Jobs(), options.files.quiet,
-                                 [&] { return std::make_unique<ReverbEffect>(reverb); });
+                                 [&]() -> std::unique_ptr<offline::Effect> {
+                                   if (options.isRealTime) return std::make_unique<PacedReverb>(reverb);
+                                   return std::make_unique<offline::ReverbEffect>(reverb);
+                                 });
 }
 
 }  // namespace

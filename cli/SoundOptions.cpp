@@ -8,7 +8,6 @@
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/Failure.h"
-#include "host/HostError.h"
 
 namespace Vantora::cli {
 
@@ -39,12 +38,10 @@ std::vector<SoundOptions::Value> SoundOptions::ParseAssignments() const {
   std::vector<Value> values;
   for (const std::string& text : assignments) {
     const Assignment assignment = Assignment::Parse(text);
-    try {
+    values.push_back(AsUsage([&assignment]() -> Value {
       const host::Parameter& parameter = host::ParameterTable::Get().At(assignment.name);
-      values.push_back({&parameter, parameter.Parse(assignment.value)});
-    } catch (const host::HostError& error) {
-      throw UsageError(error.what());
-    }
+      return {&parameter, parameter.Parse(assignment.value)};
+    }));
   }
   return values;
 }

@@ -14,11 +14,11 @@ target_include_directories(prismelInterface INTERFACE
   $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}> $<INSTALL_INTERFACE:${headers}>)
 
 install(TARGETS prismelInterface prismelCurves prismelEffect prismelTools prismelConvolution prismelHost prismelFiles
-  prismelLoading prismelProcessor EXPORT PrismelTargets
+  prismelLoading prismelOffline prismelOfflineModules prismelProcessor EXPORT PrismelTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(TARGETS prismel RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(DIRECTORY presets/ DESTINATION ${CMAKE_INSTALL_DATADIR}/prismel/presets FILES_MATCHING PATTERN "*.json")
-install(DIRECTORY basictools dsp engine host processor tools DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY basictools dsp engine host offline processor tools DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
 install(FILES LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 set(package ${CMAKE_INSTALL_LIBDIR}/cmake/Prismel)

@@ -9,6 +9,8 @@
 #   Prismel::host         the shell's side of the interface: parameters, texts, blocks, presets as text, automation, tempo
 #   Prismel::files        presets, automation and tempo maps as files
 #   Prismel::loading      processors out of the shared library
+#   Prismel::offline      offline renders of the effect: streams with tail, lined up to the sample
+#   Prismel::offlineModules  the same for the plate, the noise and the convolution reverb
 #
 # What a library doesn't need it doesn't link; scripts/layers holds the same for includes.
 function(prismel_library name)

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <array>
-#include <atomic>
 #include <cstdint>
-#include <functional>
 #include <vector>
 
+#include "host/BlockBuffer.h"
 #include "host/HostedProcessor.h"
 #include "host/Meters.h"
 #include "host/ParameterQueue.h"
@@ -38,9 +36,9 @@ class BlockCollector {
   BlockCollector(const BlockCollector&) = delete;
   BlockCollector& operator=(const BlockCollector&) = delete;
 
-  uint32_t InputChannels() const { return inputCount; }
+  uint32_t InputChannels() const { return buffer.InputChannels(); }
   uint32_t OutputChannels() const { return outputCount; }
-  uint32_t BlockSize() const { return blockSize; }  ///< samples
+  uint32_t BlockSize() const { return buffer.BlockSize(); }  ///< samples
 
   /// [any thread, real-time safe] A normalised value for the block that holds sample `position` of the
   /// stream, or for the next one if that has passed. False when the queue is full: the write is dropped.
@@ -58,14 +56,14 @@ class BlockCollector {
   const Meters& Levels() const { return meters; }
 
   /// [any thread] Input samples that weren't finite and were replaced by 0.
-  uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
+  uint64_t NonFiniteCount() const { return buffer.NonFiniteCount(); }
 
   /// [process] Samples handed to the processor so far, a whole number of blocks.
   uint64_t Position() const { return position; }
 
   /// [process] Number of the next sample that will be taken: a change at sample i of the coming piece is
   /// queued for `NextSample() + i`.
-  uint64_t NextSample() const { return position + fill; }
+  uint64_t NextSample() const { return position + buffer.Fill(); }
 
   /// [process] The listener, or null. It must live as long as it is set.
   void SetListener(BlockListener* newListener) { listener = newListener; }
@@ -77,24 +75,18 @@ class BlockCollector {
   BlockCollector(HostedProcessor& processor, uint32_t inputChannels, uint32_t outputChannels);
   ~BlockCollector() = default;
 
-  /// Copies `count` samples from `offset` of `source` (null,
-  /// or a null channel: silence) to the block at `fill`.
-  void Take(const float* const* source, size_t offset, uint32_t count);
-  /// Runs the processor over the whole block.
+  /// Runs the processor over the full buffer.
   void RunBlock();
 
   HostedProcessor& processor;
-  const uint32_t inputCount, outputCount, blockSize;
-  uint32_t fill = 0;                        // samples of the block that have been taken
-  std::array<float*, 2> input{}, output{};  // one block each, into `storage`
+  const uint32_t outputCount;
+  BlockBuffer buffer;
 
  private:
-  std::vector<float> storage;
   ParameterQueue queue{kQueueCapacity};
   Meters meters;
   BlockListener* listener = nullptr;
   uint64_t position = 0;
-  std::atomic<uint64_t> nonFiniteCount{0};
 };
 
 /// LiveCollector: as many samples out as in, at every call, one block late.
@@ -113,7 +105,7 @@ class LiveCollector final : public BlockCollector {
 
   /// Samples from an input to its own dry output, as measured: one block. Report this to the host, not the
   /// processor's constant figure.
-  uint32_t Latency() const { return blockSize; }
+  uint32_t Latency() const { return BlockSize(); }
 
   /// [process] Forgets the samples under way. The processor's own state stays.
   void Flush();
@@ -125,7 +117,7 @@ class LiveCollector final : public BlockCollector {
 class FileCollector final : public BlockCollector {
  public:
   /// Takes `count` finished samples of each output channel; the memory is the collector's.
-  using Sink = std::function<void(const float* const* outputs, uint32_t count)>;
+  using Sink = BlockBuffer::Sink;
 
   /// See `BlockCollector`. Tells the processor that this is an offline render.
   explicit FileCollector(HostedProcessor& processor, uint32_t inputChannels = 2, uint32_t outputChannels = 2);

@@ -12,6 +12,7 @@
 #include "cli/audio/AudioWriter.h"
 #include "cli/audio/LoudnessMeter.h"
 #include "cli/offline/SampleStash.h"
+#include "offline/StreamRender.h"
 
 namespace Vantora::cli {
 namespace {
@@ -37,44 +38,29 @@ std::vector<int> SelectChannels(const RenderSettings& settings, const AudioReade
   return selected;
 }
 
-/// OutputChain: what lies behind the effect. Takes its channels, drops the latency, keeps input and tail
-/// apart, measures, puts aside or writes.
+/// OutputChain: what lies behind the effect. Measures, puts aside or writes.
 class OutputChain {
  public:
   OutputChain(const RenderSettings& renderSettings, const std::string& path, const AudioReader& reader,
-              int outputChannels, const Effect& effect)
+              int outputChannels)
       : settings(renderSettings),
         channels(static_cast<uint64_t>(outputChannels)),
         rate(reader.Rate()),
         writer(path, WriterSettings(renderSettings, path, reader, outputChannels)),
-        meter(rate, outputChannels),
-        tail(settings.tail, rate, outputChannels, effect.LongestGap()),
-        skip(effect.Latency()) {
+        meter(rate, outputChannels) {
     if (settings.normalize) {
       const fs::path folder = fs::path(path).parent_path();
       stash.emplace(path == "-" ? fs::temp_directory_path() : folder.empty() ? fs::path(".") : folder);
     }
   }
 
-  /// As many frames as this belong to the input; what comes behind is tail.
-  void SetInputEnd(uint64_t frames) { inputEnd = frames; }
-  bool IsTailDone() const { return tail.IsDone(); }
-  /// Frames of the input's own length that haven't come out yet.
-  uint64_t Missing() const { return inputEnd > seen ? inputEnd - seen + skip : 0; }
-
-  void Take(const float* const* outputs, uint32_t frames) {
-    const auto dropped = static_cast<uint32_t>(std::min<uint64_t>(skip, frames));
-    skip -= dropped;
-    const uint64_t count = frames - dropped;
-    interleaved.resize(count * channels);
-    for (uint64_t c = 0; c < channels; ++c) {
-      for (uint64_t i = 0; i < count; ++i) interleaved[i * channels + c] = outputs[c][dropped + i];
+  void Keep(const float* samples, uint64_t frames) {
+    if (settings.measure || stash) meter.Add(samples, frames);
+    if (stash) {
+      stash->Add(samples, frames * channels);
+    } else {
+      writer.Write(samples, frames);
     }
-    const uint64_t body = std::min(count, inputEnd - std::min(seen, inputEnd));
-    seen += count;
-    Keep(interleaved.data(), body);
-    tail.Add(interleaved.data() + body * channels, count - body,
-             [this](const float* samples, uint64_t kept) { Keep(samples, kept); });
   }
 
   void Finish(JobReport& report) {
@@ -93,7 +79,6 @@ class OutputChain {
       report.outputLufs = meter.IntegratedLufs();
     }
     report.clipped = writer.ClippedSamples();
-    report.tailCut = tail.WasCut();
     writer.Finish();
   }
 
@@ -112,33 +97,18 @@ class OutputChain {
     return writer;
   }
 
-  void Keep(const float* samples, uint64_t frames) {
-    if (frames == 0) return;
-    if (settings.measure || stash) meter.Add(samples, frames);
-    if (stash) {
-      stash->Add(samples, frames * channels);
-    } else {
-      writer.Write(samples, frames);
-    }
-  }
-
   const RenderSettings& settings;
   uint64_t channels;
   int rate;
   AudioWriter writer;
   LoudnessMeter meter;
   std::optional<SampleStash> stash;
-  Tail tail;
-  uint64_t skip;  // frames of latency still to drop
-  uint64_t inputEnd = std::numeric_limits<uint64_t>::max();
-  uint64_t seen = 0;
-  std::vector<float> interleaved;
 };
 
 }  // namespace
 
 void RenderFile(const RenderSettings& settings, const std::string& input, const std::string& output,
-                Effect& effect, JobReport& report) {
+                offline::Effect& effect, JobReport& report) {
   std::error_code ignored;
   if (input != "-" && output != "-" && fs::equivalent(input, output, ignored)) {
     throw UsageError(fmt::format("{}: input and output are the same file", output));
@@ -161,8 +131,11 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
     report.total.store(left);
   }
 
-  effect.Start(reader.Rate(), static_cast<int>(selected.size()), outputChannels);
-  OutputChain chain(settings, output, reader, outputChannels, effect);
+  std::optional<OutputChain> chain;
+  offline::StreamRender render(
+      effect, settings.tail, reader.Rate(), static_cast<int>(selected.size()), outputChannels,
+      [&chain](const float* samples, uint64_t count) { chain->Keep(samples, count); });
+  chain.emplace(settings, output, reader, outputChannels);
   if (start > 0) reader.SkipTo(start);
 
   LoudnessMeter inputMeter(reader.Rate(), static_cast<int>(selected.size()));
@@ -172,11 +145,7 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
   std::vector<float> taken(piece * selected.size());  // interleaved, for the meter
   std::array<std::vector<float>, 2> planes{std::vector<float>(piece), std::vector<float>(piece)};
   const std::array<const float*, 2> inputs{planes[0].data(), planes[1].data()};
-  const Effect::Sink sink = [&chain](const float* const* outputs, uint32_t count) {
-    chain.Take(outputs, count);
-  };
 
-  uint64_t fed = 0;
   while (left > 0) {
     const uint64_t count = reader.Read(interleaved.data(), std::min(piece, left));
     if (count == 0) break;
@@ -188,18 +157,16 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
       }
     }
     if (settings.measure) inputMeter.Add(taken.data(), count);
-    effect.Feed(inputs.data(), count, sink);
-    fed += count;
+    render.Feed(inputs.data(), count);
     left -= count;
-    report.done.store(fed, std::memory_order_relaxed);
+    report.done.store(render.FramesFed(), std::memory_order_relaxed);
   }
+  const uint64_t fed = render.FramesFed();
   if (fed == 0) throw Failure(fmt::format("{}: it holds no audio", input == "-" ? "standard input" : input));
 
-  chain.SetInputEnd(fed);
-  // Samples of the last block are still inside the effect: what comes out behind the input's end is tail.
-  while (!chain.IsTailDone()) effect.Feed(nullptr, piece, sink);
-  if (const uint64_t missing = chain.Missing()) effect.Feed(nullptr, missing, sink);
-  effect.Finish(sink);
+  render.EndInput();
+  while (!render.RunTail(piece)) {
+  }
 
   report.inputSeconds = static_cast<double>(fed) / rate;
   report.nonFinite = effect.NonFiniteCount();
@@ -208,7 +175,8 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
     report.inputPeak = inputMeter.PeakDb();
     report.inputLufs = inputMeter.IntegratedLufs();
   }
-  chain.Finish(report);
+  report.tailCut = render.WasTailCut();
+  chain->Finish(report);
   report.finished = true;
 }
 

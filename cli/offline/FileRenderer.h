@@ -6,10 +6,10 @@
 
 #include "cli/audio/AudioFormat.h"
 #include "cli/audio/AudioReader.h"
-#include "cli/offline/Effect.h"
 #include "cli/offline/JobReport.h"
 #include "cli/offline/Normalize.h"
-#include "cli/offline/Tail.h"
+#include "offline/Effect.h"
+#include "offline/Tail.h"
 
 namespace Vantora::cli {
 
@@ -17,7 +17,7 @@ namespace Vantora::cli {
 struct RenderSettings {
   std::optional<double> startSeconds;     ///< where in the input to begin
   std::optional<double> durationSeconds;  ///< how much of the input to take
-  TailLength tail;
+  offline::TailLength tail;
   std::vector<int> channels;  ///< input channels to take, counted from 1; empty: all of one or two
   bool stereo = false;        ///< two channels out of a mono input
   std::optional<RawLayout> rawInput;
@@ -34,6 +34,6 @@ struct RenderSettings {
 /// constant memory, and fills `report`. The output has the input's rate and is
 /// lined up with it to the sample; it is there whole or not at all. Throws Failure.
 void RenderFile(const RenderSettings& settings, const std::string& input, const std::string& output,
-                Effect& effect, JobReport& report);
+                offline::Effect& effect, JobReport& report);
 
 }  // namespace Vantora::cli

@@ -57,7 +57,7 @@ void PrintWarnings(const FilePair& pair, const JobReport& report) {
 }  // namespace
 
 int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& settings, unsigned parallel,
-                  bool quiet, const std::function<std::unique_ptr<Effect>()>& makeEffect) {
+                  bool quiet, const std::function<std::unique_ptr<offline::Effect>()>& makeEffect) {
   const auto begin = std::chrono::steady_clock::now();
   std::vector<Job> jobs;
   for (const FilePair& pair : pairs) {

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/offline/Effect.h"
 #include "cli/offline/FileRenderer.h"
+#include "offline/Effect.h"
 
 namespace Vantora::cli {
 
@@ -29,6 +29,6 @@ std::vector<FilePair> PairFiles(std::vector<std::string> names, const std::strin
 /// Runs all pairs, each with an effect of its own made by `makeEffect` in the worker, prints one line each
 /// and for several a summary to standard error, and returns the exit status: 0, or that of the worst failure.
 int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& settings, unsigned parallel,
-                  bool quiet, const std::function<std::unique_ptr<Effect>()>& makeEffect);
+                  bool quiet, const std::function<std::unique_ptr<offline::Effect>()>& makeEffect);
 
 }  // namespace Vantora::cli

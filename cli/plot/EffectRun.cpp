@@ -1,13 +1,13 @@
 #include "cli/plot/EffectRun.h"
 
-#include <algorithm>
 #include <array>
 
 #include "cli/CommandContext.h"
-#include "cli/offline/HostedEffect.h"
 #include "host/Automation.h"
 #include "host/HostedProcessor.h"
 #include "host/TempoMap.h"
+#include "offline/HostedEffect.h"
+#include "offline/StreamRender.h"
 
 namespace Vantora::cli {
 
@@ -18,24 +18,21 @@ StereoSignal RunEffect(const CommandContext& context, const std::vector<host::Pa
   host::HostedProcessor processor(library);
   const host::Automation automation;
   const host::TempoMap tempo(bpm);
-  HostedEffect effect(processor, writes, automation, tempo);
-  effect.Start(rate, 2, 2);
+  offline::LatencyMeasurement latency(processor.Source());
+  offline::HostedEffect effect(processor, latency, writes, automation, tempo);
 
   StereoSignal output(input.Frames());
-  uint64_t skip = effect.Latency();
   size_t at = 0;
-  const Effect::Sink sink = [&](const float* const* channels, uint32_t frames) {
-    const auto dropped = static_cast<uint32_t>(std::min<uint64_t>(skip, frames));
-    skip -= dropped;
-    const size_t count = std::min<size_t>(frames - dropped, output.Frames() - at);
-    std::copy_n(channels[0] + dropped, count, output.left.begin() + static_cast<std::ptrdiff_t>(at));
-    std::copy_n(channels[1] + dropped, count, output.right.begin() + static_cast<std::ptrdiff_t>(at));
-    at += count;
-  };
+  offline::StreamRender render(effect, {false, 0.0}, rate, 2, 2, [&](const float* samples, uint64_t frames) {
+    for (uint64_t i = 0; i < frames; ++i, ++at) {
+      output.left[at] = samples[2 * i];
+      output.right[at] = samples[2 * i + 1];
+    }
+  });
   const std::array<const float*, 2> inputs{input.left.data(), input.right.data()};
-  effect.Feed(inputs.data(), input.Frames(), sink);
-  effect.Feed(nullptr, skip, sink);
-  effect.Finish(sink);
+  render.Feed(inputs.data(), input.Frames());
+  render.EndInput();
+  render.RunTail(1);
   return output;
 }
 

@@ -96,7 +96,7 @@ TEST(Reverb, SaysWhichImpulseItCannotUseAndWhy) {
   }
   const Outcome unknown = here.Prismel("reverb in.wav out.wav -i three.wav -p Size=3");
   EXPECT_EQ(unknown.status, 2);
-  EXPECT_THAT(unknown.err, HasSubstr("there is no 'Size'; the reverb has Wet (0 to 1), IRGain (-40 to 40)"));
+  EXPECT_THAT(unknown.err, HasSubstr("There is no parameter \"Size\"; the nearest is "));
   EXPECT_EQ(here.Prismel("reverb in.wav out.wav -i three.wav -p Wet=1.5").status, 2);
 }
 

@@ -2,18 +2,14 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <vector>
 
-namespace Vantora::cli {
+namespace Vantora::offline {
 
 /// TailLength: how long an effect rings on behind the end of its input.
 struct TailLength {
   bool automatic = true;
   double seconds = 60.0;  ///< the length, or with `automatic` the most it may be
-
-  /// "auto" or seconds. Throws UsageError.
-  static TailLength Parse(const std::string& text);
 };
 
 /// Tail: decides how much of what comes out behind the input's end is kept.
@@ -26,7 +22,7 @@ class Tail {
   static constexpr float kQuiet = 3.1622777e-5f;  ///< -90 dBFS
   using Sink = std::function<void(const float* interleaved, uint64_t frames)>;
 
-  /// `gapSeconds` of quiet end an automatic tail.
+  /// `rate` in Hz, 1 or 2 `channels`; `gapSeconds` of quiet end an automatic tail.
   Tail(const TailLength& length, int rate, int channels, double gapSeconds);
 
   /// Takes `frames` frames of the tail, in place. What is kept goes to `sink`, perhaps at a later call.
@@ -50,4 +46,4 @@ class Tail {
   bool wasCut = false;
 };
 
-}  // namespace Vantora::cli
+}  // namespace Vantora::offline

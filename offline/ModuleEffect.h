@@ -1,17 +1,14 @@
 #pragma once
 
-#include <array>
-#include <functional>
 #include <memory>
-#include <vector>
 
-#include "cli/offline/Effect.h"
 #include "engine/Module.h"
+#include "offline/Effect.h"
 
-namespace Vantora::cli {
+namespace Vantora::offline {
 
-/// ModuleEffect: one module of the library as an effect over files. Its inputs and outputs 0 and 1 are the
-/// audio; other ports stay unconnected. Blocks have about a millisecond, as in the processor; the context
+/// ModuleEffect: one module of the library as an effect over recordings. Its inputs and outputs 0 and 1 are
+/// the audio; other ports stay unconnected. Blocks have about a millisecond, as in the processor; the context
 /// says that this is an offline render.
 class ModuleEffect final : public Effect {
  public:
@@ -23,22 +20,17 @@ class ModuleEffect final : public Effect {
   void Feed(const float* const* inputs, size_t frames, const Sink& sink) override;
   void Finish(const Sink& sink) override;
   double LongestGap() const override { return longestGap; }
-  uint64_t NonFiniteCount() const override { return nonFinite; }
+  uint64_t NonFiniteCount() const override { return buffer.NonFiniteCount(); }
 
  private:
   void RunBlock();
 
   std::unique_ptr<dsp::Module> module;
   double longestGap;
-  uint32_t blockSize = 0;
-  uint32_t inputCount = 0, outputCount = 0;
-  std::vector<float> storage;
-  std::array<float*, 2> input{}, output{};  // one block each
-  uint32_t fill = 0;                        // samples of the block that have been taken
-  uint64_t nonFinite = 0;
+  host::BlockBuffer buffer;
 };
 
 /// Block of about a millisecond at `rate` Hz, a multiple of four.
 uint32_t ModuleBlockSize(int rate);
 
-}  // namespace Vantora::cli
+}  // namespace Vantora::offline

@@ -1,17 +1,9 @@
-#include "cli/offline/Tail.h"
+#include "offline/Tail.h"
 
 #include <algorithm>
 #include <cmath>
 
-#include "cli/Failure.h"
-#include "cli/Numbers.h"
-
-namespace Vantora::cli {
-
-TailLength TailLength::Parse(const std::string& text) {
-  if (text == "auto") return {};
-  return {false, ParseSeconds("--tail", text)};
-}
+namespace Vantora::offline {
 
 Tail::Tail(const TailLength& length, int rate, int channelCount, double gapSeconds)
     : automatic(length.automatic),
@@ -54,4 +46,4 @@ void Tail::Add(float* interleaved, uint64_t frames, const Sink& sink) {
   done = held.size() / channels >= gap || seen == limit;
 }
 
-}  // namespace Vantora::cli
+}  // namespace Vantora::offline

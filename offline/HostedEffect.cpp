@@ -1,18 +1,21 @@
-#include "cli/offline/HostedEffect.h"
+#include "offline/HostedEffect.h"
 
 #include <utility>
 
-#include "cli/offline/LatencyMeasurement.h"
+namespace Vantora::offline {
 
-namespace Vantora::cli {
-
-HostedEffect::HostedEffect(host::HostedProcessor& hosted, std::vector<host::ParameterWrite> values,
-                           const host::Automation& moves, const host::TempoMap& tempoMap)
-    : processor(hosted), startValues(std::move(values)), automation(moves), tempo(tempoMap) {}
+HostedEffect::HostedEffect(host::HostedProcessor& hosted, LatencyMeasurement& measurement,
+                           std::vector<host::ParameterWrite> values, const host::Automation& moves,
+                           const host::TempoMap& tempoMap)
+    : processor(hosted),
+      latency(measurement),
+      startValues(std::move(values)),
+      automation(moves),
+      tempo(tempoMap) {}
 
 void HostedEffect::Start(int rate, int inputChannels, int outputChannels) {
   collector.reset();
-  latency = MeasureLatency(processor.Source(), rate);
+  latencyFrames = latency.At(rate);
   for (const host::ParameterWrite& write : startValues) processor.Set(write.index, write.normalized);
   processor.Init(static_cast<float>(rate));
   collector.emplace(processor, static_cast<uint32_t>(inputChannels), static_cast<uint32_t>(outputChannels));
@@ -26,4 +29,4 @@ void HostedEffect::Feed(const float* const* inputs, size_t frames, const Sink& s
 
 void HostedEffect::Finish(const Sink& sink) { collector->Finish(sink); }
 
-}  // namespace Vantora::cli
+}  // namespace Vantora::offline

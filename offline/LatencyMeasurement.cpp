@@ -1,17 +1,22 @@
-#include "cli/offline/LatencyMeasurement.h"
+#include "offline/LatencyMeasurement.h"
 
 #include <cmath>
 #include <optional>
-#include <vector>
 
-#include "cli/Failure.h"
 #include "host/BlockCollector.h"
+#include "host/HostError.h"
 #include "host/HostedProcessor.h"
 #include "host/ParameterTable.h"
 
-namespace Vantora::cli {
+namespace Vantora::offline {
 
-uint64_t MeasureLatency(const host::ProcessorSource& source, int rate) {
+uint64_t LatencyMeasurement::At(int rate) {
+  const std::lock_guard lock(mutex);
+  const auto found = known.find(rate);
+  return found != known.end() ? found->second : known.emplace(rate, Measure(rate)).first->second;
+}
+
+uint64_t LatencyMeasurement::Measure(int rate) const {
   host::HostedProcessor processor(source);
   processor.Set(host::ParameterTable::Get().At("Bypass").Index(), 1.0f);
   processor.Init(static_cast<float>(rate));
@@ -29,8 +34,8 @@ uint64_t MeasureLatency(const host::ProcessorSource& source, int rate) {
   const float* const input = &impulse;
   collector.Feed(&input, 1, look);
   while (!found && seen < static_cast<uint64_t>(rate)) collector.Feed(nullptr, collector.BlockSize(), look);
-  if (!found) throw Failure("the processor library's dry signal doesn't come out within a second");
+  if (!found) throw host::HostError("The processor's dry signal doesn't come out within a second.");
   return *found;
 }
 
-}  // namespace Vantora::cli
+}  // namespace Vantora::offline

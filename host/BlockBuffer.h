@@ -1,0 +1,84 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <vector>
+
+namespace Vantora::host {
+
+/// BlockBuffer: gathers a stream that comes in pieces of any length into whole blocks, so that what runs the
+/// blocks never sees the pieces.
+///
+///     source --> Take --> Input() | one block | run | Output() --> sink
+///
+/// Inputs are copied. Samples that aren't finite become 0 and are counted, because one NaN in a recursive
+/// filter is silence until the next reset. Two channels on either side are always there; an input channel
+/// that isn't fed stays silent.
+///
+/// Threads  one; `NonFiniteCount` may be read on any other. Allocates in `Resize` only.
+class BlockBuffer {
+ public:
+  /// Takes `count` finished samples of each output channel; the memory is the buffer's.
+  using Sink = std::function<void(const float* const* outputs, uint32_t count)>;
+
+  /// Blocks of `blockSize` samples, 1 or more, of which `inputChannels`, 1 or 2, are fed. All samples are 0
+  /// and the count begins anew.
+  void Resize(uint32_t inputChannels, uint32_t blockSize);
+
+  uint32_t BlockSize() const { return size; }  ///< samples
+  uint32_t Fill() const { return fill; }       ///< samples of the block that have been taken
+  bool IsFull() const { return fill == size; }
+  uint32_t Room() const { return size - fill; }
+  /// The block's channels: two pointers each.
+  float* const* Input() { return input.data(); }
+  float* const* Output() { return output.data(); }
+  uint32_t InputChannels() const { return inputCount; }
+
+  /// Copies `count` samples, at most `Room`, from `offset` of `source` (null, or a null channel: silence).
+  void Take(const float* const* source, size_t offset, uint32_t count);
+  /// Lets go of what has been taken: the next sample begins a block.
+  void Restart() { fill = 0; }
+  /// Silence on both outputs.
+  void ClearOutput();
+
+  /// Takes `count` samples, 0 or more. Every block that becomes full is run by `run()`, and its output
+  /// handed to `sink`.
+  template <typename Run>
+  void Feed(const float* const* source, size_t count, const Sink& sink, Run&& run) {
+    for (size_t done = 0; done < count;) {
+      const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
+      Take(source, done, piece);
+      done += piece;
+      if (!IsFull()) continue;
+      run();
+      Restart();
+      sink(output.data(), size);
+    }
+  }
+
+  /// Completes the last block with silence and hands over as much as was taken of it.
+  template <typename Run>
+  void Finish(const Sink& sink, Run&& run) {
+    const uint32_t wanted = fill;
+    if (wanted == 0) return;
+    Take(nullptr, 0, Room());
+    run();
+    Restart();
+    sink(output.data(), wanted);
+  }
+
+  /// [any thread] Input samples that weren't finite and were replaced by 0.
+  uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
+
+ private:
+  uint32_t inputCount = 0, size = 0, fill = 0;
+  std::vector<float> storage;               // four blocks
+  std::array<float*, 2> input{}, output{};  // into `storage`
+  std::atomic<uint64_t> nonFiniteCount{0};  // relaxed: stands alone
+};
+
+}  // namespace Vantora::host

@@ -1,0 +1,57 @@
+#include "offline/NoiseStream.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string_view>
+
+#include "basictools/FlushDenormals.h"
+#include "offline/ModuleEffect.h"
+#include "offline/ModuleKnobs.h"
+
+namespace Vantora::offline {
+
+std::vector<std::string> NoiseStream::Colors() {
+  std::vector<std::string> names;
+  for (const std::string_view name : dsp::NoiseGenerator::kTypeNames) {
+    names.emplace_back(name);
+    names.back()[0] = static_cast<char>(names.back()[0] + ('a' - 'A'));
+  }
+  return names;
+}
+
+NoiseStream::NoiseStream(const NoiseSettings& settings)
+    : blockSize(ModuleBlockSize(settings.rate)),
+      gain(static_cast<float>(std::pow(10.0, settings.gainDb / 20.0))) {
+  for (int channel = 0; channel < settings.channels; ++channel) {
+    // 0 would take the clock; another channel is another generator.
+    const uint32_t seed = std::max(1u, settings.seed + static_cast<uint32_t>(channel));
+    auto generator = std::make_unique<dsp::NoiseGenerator>("", seed);
+    const ModuleKnobs knobs = ModuleKnobs::Of(
+        *generator, {{"", "colour", Colors()}, {"", "of the variable colour: 0 brown to 1 violet"}});
+    knobs.Set(*generator, "NoiseType", settings.color);
+    for (const auto& [name, value] : settings.knobs) knobs.Set(*generator, name, value);
+    generator->Init(blockSize, static_cast<float>(settings.rate));
+    generators.push_back(std::move(generator));
+    blocks.emplace_back(blockSize);
+  }
+  for (const std::vector<float>& block : blocks) channels.push_back(block.data());
+}
+
+const float* const* NoiseStream::Next() {
+  const FlushDenormals guard;
+  for (size_t c = 0; c < generators.size(); ++c) {
+    std::array<float*, 1> inputs{nullptr}, outputs{blocks[c].data()};
+    dsp::ProcessContext context;
+    context.inputs = inputs.data();
+    context.inputCount = 1;
+    context.outputs = outputs.data();
+    context.outputCount = 1;
+    context.sampleCount = blockSize;
+    generators[c]->Process(context);
+    for (float& sample : blocks[c]) sample = gain * sample;
+  }
+  return channels.data();
+}
+
+}  // namespace Vantora::offline

@@ -1,0 +1,109 @@
+#include "offline/ReverbEffect.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "basictools/FlushDenormals.h"
+#include "host/HostError.h"
+
+namespace Vantora::offline {
+namespace {
+
+constexpr uint32_t kRealTimeBlock = 64, kOfflineBlock = 512;  // frames
+
+/// The same as a file must be.
+void Check(const dsp::Impulse& impulse) {
+  const auto isFinite = [](float sample) { return std::isfinite(sample); };
+  if (impulse.left.empty()) throw host::HostError("The impulse has no samples; give one or more.");
+  if (!std::all_of(impulse.left.begin(), impulse.left.end(), isFinite) ||
+      !std::all_of(impulse.right.begin(), impulse.right.end(), isFinite)) {
+    throw host::HostError("The impulse has a sample that isn't finite; only finite ones can be used.");
+  }
+  if (impulse.fileRate > 0.0f && (impulse.fileRate < 1000.0f || impulse.fileRate > 768000.0f)) {
+    throw host::HostError(
+        fmt::format("The impulse's rate lies from 1 kHz to 768 kHz, not at {:g} Hz.", impulse.fileRate));
+  }
+  const auto length = static_cast<double>(impulse.left.size());
+  if (impulse.fileRate > 0.0f &&
+      length > dsp::kLongestImpulseSeconds * static_cast<double>(impulse.fileRate)) {
+    throw host::HostError(fmt::format("The impulse has {:.1f} s; {} s are the most.",
+                                      length / static_cast<double>(impulse.fileRate),
+                                      dsp::kLongestImpulseSeconds));
+  }
+}
+
+}  // namespace
+
+ModuleKnobs ReverbKnobs() {
+  return ModuleKnobs(dsp::ConvolutionReverb::DeclareParams(),
+                     {{"", "dry to wet, at equal power"},
+                      {"dB", "gain of the impulse"},
+                      {"ms", "delay in front of the impulse"},
+                      {"", "1 leaves the impulse alone, less lets it fall sooner"},
+                      {"", "resampling factor of the impulse"},
+                      {"", "length factor of the impulse"},
+                      {"s", "of a change from one impulse to the next"},
+                      {"", "0: a change of the impulse acts at once, 1: on the next poll"},
+                      {"ms", "between two polls"},
+                      {"", "0: crossfade of two impulses, 1: fade out, then in"}});
+}
+
+void ReverbEffect::Start(int newRate, int inputChannels, int outputChannels) {
+  rate = newRate;
+  outputCount = static_cast<uint32_t>(outputChannels);
+  buffer.Resize(static_cast<uint32_t>(inputChannels), settings.isRealTime ? kRealTimeBlock : kOfflineBlock);
+  framesRun = 0;
+
+  reverb = std::make_unique<dsp::ConvolutionReverb>("Reverb");
+  if (settings.samples != nullptr) {
+    Check(*settings.samples);
+    reverb->SetLoader([samples = settings.samples](const std::string&, dsp::Impulse& impulse, std::string&) {
+      impulse = *samples;
+      return true;
+    });
+  }
+  reverb->SetParamInternal(dsp::ConvolutionReverb::kWet, 0.5f);
+  for (const auto& [index, value] : settings.values) reverb->SetParamInternal(index, value);
+  if (!reverb->SetImpulseFile(settings.impulse)) {
+    throw host::HostError(fmt::format("{}: can't be used as an impulse: {}", settings.impulse,
+                                      settings.impulse.size() > dsp::ConvolutionReverb::kLongestPath
+                                          ? "its path is longer than 256 bytes"
+                                          : "libsndfile is missing"));
+  }
+  reverb->Init(buffer.BlockSize(), static_cast<float>(newRate));
+  if (const std::string problem = reverb->ImpulseProblem(); !problem.empty()) throw host::HostError(problem);
+  const double preDelayMs =
+      static_cast<double>(reverb->Param(dsp::ConvolutionReverb::kPreDelayMs).GetValue());
+  constexpr double kMargin = 0.02;  // the samplers' delay at a reduced rate
+  tailSeconds = static_cast<double>(reverb->ImpulseLength()) / rate + preDelayMs * 0.001 + kMargin;
+}
+
+void ReverbEffect::RunBlock() {
+  const uint32_t blockSize = buffer.BlockSize();
+  if (settings.beforeBlock) settings.beforeBlock(static_cast<double>(framesRun + blockSize) / rate);
+  std::array<float*, 2> in{buffer.Input()[0], buffer.Input()[1]};
+  std::array<float*, 2> out{buffer.Output()[0], buffer.Output()[1]};
+  dsp::ProcessContext context;
+  context.inputs = in.data();
+  context.inputCount = buffer.InputChannels();
+  context.outputs = out.data();
+  context.outputCount = outputCount;
+  context.sampleCount = blockSize;
+  context.modeIsOne = settings.isRealTime ? 0 : 1;
+  const FlushDenormals flushDenormals;
+  reverb->Process(context);
+  framesRun += blockSize;
+}
+
+void ReverbEffect::Feed(const float* const* inputs, size_t frames, const Sink& sink) {
+  buffer.Feed(inputs, frames, sink, [this] { RunBlock(); });
+}
+
+void ReverbEffect::Finish(const Sink& sink) {
+  buffer.Finish(sink, [this] { RunBlock(); });
+}
+
+}  // namespace Vantora::offline

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "dsp/convolution/ConvolutionReverb.h"
+#include "offline/Effect.h"
+#include "offline/ModuleKnobs.h"
+
+namespace Vantora::offline {
+
+/// ReverbSettings: the sound of the convolution reverb, and how it is run.
+struct ReverbSettings {
+  struct Value {
+    uint32_t index;  ///< of the module's parameter
+    float value;     ///< in the parameter's unit
+  };
+  std::string impulse;  ///< path; with `samples` only a name for messages
+  /// An impulse in memory in place of a file: 1 sample or more, all finite, at 1 kHz to 768 kHz or unknown.
+  std::shared_ptr<const dsp::Impulse> samples;
+  std::vector<Value> values;  ///< the last one for a parameter counts; "Wet" is 0.5 unless named
+  bool isRealTime = false;    ///< blocks of 64, and workers compute; otherwise the caller's thread does all
+  /// Called before each block with the time, in seconds of the stream, at which a live host would have it
+  /// ready: the place to wait in. May be empty.
+  std::function<void(double seconds)> beforeBlock;
+};
+
+/// The reverb's parameters as they are named to users.
+ModuleKnobs ReverbKnobs();
+
+/// ReverbEffect: the convolution reverb over a recording. Offline everything is computed on the calling
+/// thread and is the same on each run.
+class ReverbEffect final : public Effect {
+ public:
+  explicit ReverbEffect(ReverbSettings reverbSettings) : settings(std::move(reverbSettings)) {}
+
+  void Start(int rate, int inputChannels, int outputChannels) override;
+  void Feed(const float* const* inputs, size_t frames, const Sink& sink) override;
+  void Finish(const Sink& sink) override;
+  /// The whole tail: an impulse may be silent for as long as it likes before its last echo.
+  double LongestGap() const override { return tailSeconds; }
+  uint64_t NonFiniteCount() const override { return buffer.NonFiniteCount(); }
+
+  /// What came late or was lost since the start; all zero offline. After `Start`.
+  const dsp::OverloadCounters& Overloads() const { return reverb->Overloads(); }
+
+ private:
+  void RunBlock();
+
+  ReverbSettings settings;
+  std::unique_ptr<dsp::ConvolutionReverb> reverb;
+  uint32_t outputCount = 0;
+  host::BlockBuffer buffer;
+  double rate = 0.0;  // Hz
+  double tailSeconds = 0.0;
+  uint64_t framesRun = 0;
+};
+
+}  // namespace Vantora::offline
