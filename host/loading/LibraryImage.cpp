@@ -83,8 +83,9 @@ LibraryImage::LibraryImage(const std::filesystem::path& path, bool isPrivate) {
 LibraryImage::~LibraryImage() {
   dlclose(handle);
   if (copy < 0) return;
-  // The loader takes a name it knows for the image it knows, before it looks at the file. So the descriptor, whose
-  // number is the name, stays open as long as the image does: for good, if something in it keeps it loaded.
+  // The loader takes a name it knows for the image it knows, before it looks at the file. So the descriptor,
+  // whose number is the name, stays open as long as the image does: for good, if something in it keeps it
+  // loaded.
   if (void* remains = dlopen(NameOf(copy).c_str(), RTLD_NOW | RTLD_NOLOAD); remains != nullptr) {
     dlclose(remains);
     return;

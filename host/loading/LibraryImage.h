@@ -9,7 +9,8 @@ namespace Vantora::host {
 /// Threads: any; loading and unloading allocate and wait for the dynamic loader's lock.
 class LibraryImage {
  public:
-  /// Loads the file. A private image is a copy with code and data of its own, whatever else of that file is loaded.
+  /// Loads the file. A private image is a copy with code and data of its own, whatever else of that file is
+  /// loaded.
   /// Throws `HostError` when the file is missing, a folder, or can't be loaded.
   LibraryImage(const std::filesystem::path& path, bool isPrivate);
   ~LibraryImage();

@@ -26,7 +26,8 @@ ProcessorSource Load(const std::filesystem::path& path, bool isPrivate) {
   const auto image = std::make_shared<const LibraryImage>(path, isPrivate);
   const auto entryPoint = reinterpret_cast<EntryPoint>(image->Symbol(kEntryPoint));
   if (entryPoint == nullptr) {
-    throw HostError('"' + path.string() + "\" is not a processor library: it has no entry point " + kEntryPoint + '.');
+    throw HostError('"' + path.string() + "\" is not a processor library: it has no entry point " +
+                    kEntryPoint + '.');
   }
   try {
     return ProcessorSource(std::shared_ptr<Processor::IProcessorFactory>(entryPoint()), image, Subject(path));
@@ -59,10 +60,12 @@ std::filesystem::path ProcessorLibrary::Find() {
   std::vector<fs::path> folders;
   // This code is linked statically, so its own address lies in the module that asks.
   if (Dl_info module{}; dladdr(reinterpret_cast<const void*>(&AddFolders), &module) != 0) {
-    if (const fs::path file = fs::canonical(module.dli_fname, error); !error) AddFolders(folders, file.parent_path());
+    if (const fs::path file = fs::canonical(module.dli_fname, error); !error)
+      AddFolders(folders, file.parent_path());
   }
   if (const fs::path program = fs::read_symlink("/proc/self/exe", error); !error) {
-    if (folders.empty() || folders.front() != program.parent_path()) AddFolders(folders, program.parent_path());
+    if (folders.empty() || folders.front() != program.parent_path())
+      AddFolders(folders, program.parent_path());
   }
 #ifdef PRISMEL_INSTALL_FULL_LIBDIR
   folders.emplace_back(PRISMEL_INSTALL_FULL_LIBDIR);

@@ -8,8 +8,8 @@
 
 namespace Vantora::host {
 
-/// ProcessorLibrary: a processor library, loaded by path and known through its binary interface only. Wherever a
-/// `ProcessorSource` is asked for, a library can stand.
+/// ProcessorLibrary: a processor library, loaded by path and known through its binary interface only.
+/// Wherever a `ProcessorSource` is asked for, a library can stand.
 ///
 /// A copy shares the loaded library; it is unloaded when the last copy and the last `HostedProcessor` made
 /// from it have ended. Loading and creating allocate and may take milliseconds: never on the audio thread.
@@ -27,18 +27,18 @@ class ProcessorLibrary {
   explicit ProcessorLibrary(const std::filesystem::path& path, Image image = Image::kShared);
 
   /// Where the effect's library is: the environment variable PRISMEL_LIBRARY if it is set, otherwise
-  /// `libprismelProcessor.so` beside the module that holds this code (the program, or a plug-in that another program
-  /// has loaded) or beside the running program, in the lib folders next to the folder of either, or where it was
-  /// installed. Throws `HostError` when it is in none of them.
+  /// `libprismelProcessor.so` beside the module that holds this code (the program, or a plug-in that another
+  /// program has loaded) or beside the running program, in the lib folders next to the folder of either, or
+  /// where it was installed. Throws `HostError` when it is in none of them.
   static std::filesystem::path Find();
 
   const std::filesystem::path& Path() const { return path; }  ///< absolute
   const ProcessorSource& Source() const { return source; }
   operator const ProcessorSource&() const { return source; }
 
-  const std::string& Name() const { return source.Name(); }        ///< the factory's display name
-  const std::string& Vendor() const { return source.Vendor(); }    ///< the factory's maker
-  const std::string& Version() const { return source.Version(); }  ///< the factory's version text
+  const std::string& Name() const { return source.Name(); }                ///< the factory's display name
+  const std::string& Vendor() const { return source.Vendor(); }            ///< the factory's maker
+  const std::string& Version() const { return source.Version(); }          ///< the factory's version text
   uint32_t InterfaceVersion() const { return source.InterfaceVersion(); }  ///< what the factory answered
 
  private:
