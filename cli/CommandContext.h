@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <string>
-#include <vector>
 
 #include "host/loading/ProcessorLibrary.h"
 
@@ -25,9 +24,6 @@ struct CommandContext {
   std::filesystem::path LibraryPath() const;
   /// The library there. Throws host::HostError.
   host::ProcessorLibrary LoadLibrary() const { return host::ProcessorLibrary(LibraryPath()); }
-
-  /// Folders of presets that exist: the user's own, then the factory bank of this installation or build.
-  static std::vector<std::filesystem::path> PresetFolders();
 };
 
 // Each adds one subcommand, with its options and its callback, to `app`. `context` outlives `app`.

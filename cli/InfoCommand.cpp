@@ -7,6 +7,7 @@
 #include "cli/CommandContext.h"
 #include "dsp/effects/prims/SimdTarget.h"
 #include "host/HostedProcessor.h"
+#include "host/files/PresetFolder.h"
 #include "tools/LibraryInfo.h"
 
 namespace Vantora::cli {
@@ -20,7 +21,7 @@ void PrintJson(const host::ProcessorLibrary& library, const host::HostedProcesso
     return array;
   };
   nlohmann::ordered_json presets = nlohmann::ordered_json::array();
-  for (const auto& folder : CommandContext::PresetFolders()) presets.push_back(folder.string());
+  for (const auto& folder : host::PresetFolders()) presets.push_back(folder.string());
   const nlohmann::ordered_json json = {
       {"name", library.Name()},
       {"vendor", library.Vendor()},
@@ -58,8 +59,7 @@ void Print(const host::ProcessorLibrary& library, const host::HostedProcessor& p
   } else {
     fmt::print("libsndfile           {} ({})\n", info.sndFilePath, info.sndFileVersion);
   }
-  for (const auto& folder : CommandContext::PresetFolders())
-    fmt::print("presets              {}\n", folder.string());
+  for (const auto& folder : host::PresetFolders()) fmt::print("presets              {}\n", folder.string());
   PrintPlaces("folders the library searches for files (+ exists):", info.searchFolders);
   PrintPlaces("places of a shared libsndfile (+ exists):", info.sndFilePlaces);
 }

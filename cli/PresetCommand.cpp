@@ -8,7 +8,8 @@
 #include "cli/CommandContext.h"
 #include "cli/Failure.h"
 #include "cli/SoundOptions.h"
-#include "host/Preset.h"
+#include "host/files/PresetFile.h"
+#include "host/files/PresetFolder.h"
 
 namespace Vantora::cli {
 namespace {
@@ -17,7 +18,7 @@ namespace fs = std::filesystem;
 
 void List(const std::string& folder) {
   const std::vector<fs::path> folders =
-      folder.empty() ? CommandContext::PresetFolders() : std::vector<fs::path>{folder};
+      folder.empty() ? host::PresetFolders() : std::vector<fs::path>{folder};
   std::vector<host::PresetEntry> entries;
   for (const fs::path& path : folders) {
     for (host::PresetEntry& entry : host::ListPresets(path)) entries.push_back(std::move(entry));
@@ -59,7 +60,7 @@ void Save(const SoundOptions& sound, const std::string& path, const std::string&
   host::Preset preset = sound.Sound();
   preset.name = name.empty() ? fs::path(path).stem().string() : name;
   if (!description.empty()) preset.description = description;
-  preset.Write(path);
+  host::WritePreset(preset, path);
 }
 
 void Diff(const std::string& first, const std::string& second) {

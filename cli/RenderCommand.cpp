@@ -6,9 +6,10 @@
 #include "cli/FileOptions.h"
 #include "cli/SoundOptions.h"
 #include "cli/offline/RenderJobs.h"
-#include "host/Automation.h"
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
+#include "host/files/AutomationFile.h"
+#include "host/files/TempoMapFile.h"
 #include "offline/HostedEffect.h"
 
 namespace Vantora::cli {
@@ -28,11 +29,11 @@ void Run(const RenderOptions& options, CommandContext& context) {
   const RenderSettings settings = options.files.Settings();
   const std::vector<host::ParameterWrite> values = options.sound.Writes();
   const host::TempoMap tempo =
-      options.tempoMap.empty() ? host::TempoMap(options.bpm) : host::TempoMap::Read(options.tempoMap);
+      options.tempoMap.empty() ? host::TempoMap(options.bpm) : host::ReadTempoMap(options.tempoMap);
   host::Automation automation;
   if (!options.automation.empty()) {
-    automation = host::Automation::Read(options.automation,
-                                        host::Automation::ParseUnit(options.automationUnit), options.ramps);
+    automation = host::ReadAutomation(options.automation, host::Automation::ParseUnit(options.automationUnit),
+                                      options.ramps);
   }
   const std::vector<FilePair> pairs =
       PairFiles(options.files.files, options.files.folder, options.files.type);

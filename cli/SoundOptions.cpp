@@ -8,13 +8,14 @@
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/Failure.h"
+#include "host/files/PresetFile.h"
+#include "host/files/PresetFolder.h"
 
 namespace Vantora::cli {
 
 host::Preset LoadPreset(const std::string& text) {
   std::vector<std::string> warnings;
-  const host::Preset preset =
-      host::Preset::Read(host::FindPreset(text, CommandContext::PresetFolders()), &warnings);
+  const host::Preset preset = host::ReadPreset(host::FindPreset(text, host::PresetFolders()), &warnings);
   for (const std::string& warning : warnings) fmt::print(stderr, "prismel: {}\n", warning);
   return preset;
 }

@@ -8,7 +8,7 @@
 
 #include "host/BlockCollector.h"
 #include "host/ParameterTable.h"
-#include "host/Preset.h"
+#include "host/files/PresetFile.h"
 #include "host/loading/ProcessorLibrary.h"
 
 using namespace Vantora::host;
@@ -22,7 +22,7 @@ int main(int argc, char** argv) try {
   std::printf("%s %s by %s\n", library.Name().c_str(), library.Version().c_str(), library.Vendor().c_str());
 
   // A preset sets everything; single parameters are found by name and written in musical units.
-  const Preset preset = argc > 2 ? Preset::Read(argv[2]) : Preset();
+  const Preset preset = argc > 2 ? ReadPreset(argv[2]) : Preset();
   preset.Apply(processor);
   const ParameterTable& table = ParameterTable::Get();
   const Parameter& cutoff = table.At("HPFCutoff");

@@ -1,10 +1,9 @@
 #include "host/Automation.h"
 
 #include <algorithm>
-#include <fstream>
-#include <map>
+#include <cmath>
+#include <utility>
 
-#include "host/CsvReader.h"
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
 
@@ -17,54 +16,31 @@ TimeUnit Automation::ParseUnit(std::string_view text) {
   throw HostError("Times are counted in seconds, frames or beats, not in \"" + std::string(text) + "\".");
 }
 
-Automation Automation::Read(const std::filesystem::path& path, TimeUnit defaultUnit, bool rampsByDefault) {
-  std::ifstream file(path);
-  if (!file) throw HostError("The automation \"" + path.string() + "\" can't be opened.");
-  return Read(file, path.string(), defaultUnit, rampsByDefault);
-}
-
-Automation Automation::Read(std::istream& stream, const std::string& name, TimeUnit defaultUnit,
-                            bool rampsByDefault) {
-  CsvReader reader(stream, name);
-  Automation automation;
-  automation.unit = defaultUnit;
-  std::map<uint32_t, std::vector<Point>> points;
-  bool isFirst = true;
-  for (std::vector<std::string> fields; reader.Next(fields); isFirst = false) {
-    if (fields.size() != 3 && fields.size() != 4) {
-      throw HostError(reader.Place() +
-                      "a row has a time, a parameter and a value, and perhaps \"step\" or \"ramp\".");
+Automation::Automation(TimeUnit timeUnit, std::vector<Track> given)
+    : unit(timeUnit), tracks(std::move(given)) {
+  std::sort(tracks.begin(), tracks.end(), [](const Track& a, const Track& b) { return a.index < b.index; });
+  const ParameterTable& table = ParameterTable::Get();
+  for (Track& track : tracks) {
+    if (track.index >= table.Size()) {
+      throw HostError("There is no parameter number " + std::to_string(track.index) + '.');
     }
-    try {
-      if (isFirst && fields[1] == "parameter") {
-        if (fields[0] != "time") automation.unit = ParseUnit(fields[0]);
-        continue;
-      }
-      const double time = reader.Number(fields[0], "the time");
-      if (time < 0.0) throw HostError("a time can't be negative.");
-      const Parameter& parameter = ParameterTable::Get().At(fields[1]);
-      if (!parameter.IsAutomatable()) throw HostError(parameter.UniqueName() + " can't be automated.");
-      bool isRamp = rampsByDefault;
-      if (fields.size() == 4) {
-        if (fields[3] != "step" && fields[3] != "ramp" && !fields[3].empty()) {
-          throw HostError("\"" + fields[3] + "\" is neither \"step\" nor \"ramp\".");
-        }
-        if (!fields[3].empty()) isRamp = fields[3] == "ramp";
-      }
-      points[parameter.Index()].push_back(
-          {time, parameter.Parse(fields[2]), isRamp && !parameter.IsStepped()});
-    } catch (const HostError& error) {
-      const std::string_view message = error.what();
-      if (message.starts_with(name)) throw;
-      throw HostError(reader.Place() + std::string(message));
+    const Parameter& parameter = table[track.index];
+    if (!parameter.IsAutomatable()) throw HostError(parameter.UniqueName() + " can't be automated.");
+    if (&track != tracks.data() && (&track)[-1].index == track.index) {
+      throw HostError(parameter.UniqueName() + " has two tracks.");
     }
-  }
-  for (auto& [index, track] : points) {
-    std::stable_sort(track.begin(), track.end(),
+    for (Point& point : track.points) {
+      if (!(point.time >= 0.0) || !std::isfinite(point.time)) {
+        throw HostError("The times of " + parameter.UniqueName() + " must be numbers from 0 on.");
+      }
+      if (!(point.normalized >= 0.0f && point.normalized <= 1.0f)) {
+        throw HostError("The positions of " + parameter.UniqueName() + " lie from 0 to 1.");
+      }
+      if (parameter.IsStepped()) point.isRamp = false;
+    }
+    std::stable_sort(track.points.begin(), track.points.end(),
                      [](const Point& a, const Point& b) { return a.time < b.time; });
-    automation.tracks.push_back({index, std::move(track)});
   }
-  return automation;
 }
 
 AutomationPlayer::AutomationPlayer(const Automation& automation, const TempoMap& tempoMap, double rate,

@@ -1,9 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
-#include <iosfwd>
-#include <string>
 #include <string_view>
 #include <vector>
 
@@ -15,18 +12,7 @@ namespace Vantora::host {
 /// What the times of an automation count.
 enum class TimeUnit { kSeconds, kFrames, kBeats };
 
-/// Automation: parameter values over time, as written in a CSV file of `time,parameter,value`.
-///
-///     seconds,parameter,value
-///     0,FXType,comb
-///     0,CombCutoff,200Hz
-///     4.5,CombCutoff,2kHz,ramp
-///
-/// The first line may name the columns; its first name, "seconds", "frames" or "beats", then says what the
-/// times count ("time" leaves it to the reader's default). A fourth column, "step" or "ramp", overrides the
-/// default for its row. A ramp leads in a straight line of knob travel from the parameter's row before to
-/// this one; a first row and a parameter with steps have nothing to lead from and jump. Rows may stand in any
-/// order; of rows at the same time the later one counts.
+/// Automation: parameter values over time. host/files/AutomationFile.h reads one from a CSV file.
 class Automation {
  public:
   struct Point {
@@ -39,14 +25,14 @@ class Automation {
     std::vector<Point> points;  ///< in the order of their times
   };
 
+  /// Nothing moves.
   Automation() = default;
 
-  /// Reads a file. Throws `HostError` with file and line for
-  /// whatever isn't understood: automation is all or nothing.
-  static Automation Read(const std::filesystem::path& path, TimeUnit defaultUnit = TimeUnit::kSeconds,
-                         bool rampsByDefault = false);
-  static Automation Read(std::istream& stream, const std::string& name,
-                         TimeUnit defaultUnit = TimeUnit::kSeconds, bool rampsByDefault = false);
+  /// One track for each parameter that moves, in any order, its points in any order; of points at the same
+  /// time the later one counts. A parameter with steps jumps where a ramp is asked for. Throws `HostError`
+  /// for a parameter that there isn't, that can't be automated or has two tracks, and for times or positions
+  /// out of range.
+  Automation(TimeUnit unit, std::vector<Track> tracks);
 
   /// "seconds", "frames" or "beats". Throws `HostError` for anything else.
   static TimeUnit ParseUnit(std::string_view text);

@@ -26,9 +26,9 @@ void BlockBuffer::Take(const float* const* source, size_t offset, uint32_t count
     }
     const float* from = source[channel] + offset;
     for (uint32_t i = 0; i < count; ++i) {
-      const bool isFinite = std::isfinite(from[i]);
-      to[i] = isFinite ? from[i] : 0.0f;
-      replaced += isFinite ? 0 : 1;
+      const bool isSound = std::fabs(from[i]) <= kLoudest;  // neither NaN nor infinite nor huge
+      to[i] = isSound ? from[i] : std::isfinite(from[i]) ? std::copysign(kLoudest, from[i]) : 0.0f;
+      replaced += isSound ? 0 : 1;
     }
   }
   if (replaced != 0) nonFiniteCount.fetch_add(replaced, std::memory_order_relaxed);

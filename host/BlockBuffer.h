@@ -16,12 +16,16 @@ namespace Vantora::host {
 ///     source --> Take --> Input() | one block | run | Output() --> sink
 ///
 /// Inputs are copied. Samples that aren't finite become 0 and are counted, because one NaN in a recursive
-/// filter is silence until the next reset. Two channels on either side are always there; an input channel
+/// filter is silence until the next reset; samples beyond `kLoudest` are held there and counted, too. Two channels on either side are always there; an input channel
 /// that isn't fed stays silent.
 ///
 /// Threads  one; `NonFiniteCount` may be read on any other. Allocates in `Resize` only.
 class BlockBuffer {
  public:
+  /// Largest magnitude of a sample, full scale being 1: far above music, and far below where squares and
+  /// recursive filters leave the range of single precision for good.
+  static constexpr float kLoudest = 1e6f;
+
   /// Takes `count` finished samples of each output channel; the memory is the buffer's.
   using Sink = std::function<void(const float* const* outputs, uint32_t count)>;
 
@@ -71,7 +75,7 @@ class BlockBuffer {
     sink(output.data(), wanted);
   }
 
-  /// [any thread] Input samples that weren't finite and were replaced by 0.
+  /// [any thread] Input samples that weren't finite or lay beyond `kLoudest`.
   uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
 
  private:

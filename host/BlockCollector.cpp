@@ -1,13 +1,14 @@
 #include "host/BlockCollector.h"
 
 #include <algorithm>
+#include <limits>
 
 #include "host/HostError.h"
 
 namespace Vantora::host {
 
 BlockCollector::BlockCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
-    : processor(hosted), outputCount(outputChannels), meters(hosted) {
+    : processor(hosted), outputCount(outputChannels), latest(hosted.ParameterCount()), meters(hosted) {
   if (!processor.IsInitialised())
     throw HostError("The processor must be initialised before a stream can begin.");
   if (inputChannels < 1 || inputChannels > 2 || outputCount < 1 || outputCount > 2) {
@@ -20,17 +21,22 @@ BlockCollector::BlockCollector(HostedProcessor& hosted, uint32_t inputChannels, 
 void BlockCollector::RunBlock() {
   const uint32_t blockSize = buffer.BlockSize();
   if (listener != nullptr) listener->BeforeBlock(processor, position, blockSize);
-  queue.TakeDue(position, position + blockSize,
-                [this](uint32_t index, float normalized) { processor.Set(index, normalized); });
+  const auto write = [this](uint32_t index, float normalized) { processor.Set(index, normalized); };
+  latest.Take(write);
+  queue.TakeDue(position, position + blockSize, write);
   processor.Process(buffer.Input(), buffer.InputChannels(), buffer.Output(), outputCount, blockSize);
   meters.Update(processor);
   position += blockSize;
 }
 
-LiveCollector::LiveCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
-    : BlockCollector(hosted, inputChannels, outputChannels) {
-  processor.GetTransport().isOffline = false;
+void BlockCollector::WriteAllWaiting() {
+  const auto write = [this](uint32_t index, float normalized) { processor.Set(index, normalized); };
+  latest.Take(write);
+  queue.TakeDue(0, std::numeric_limits<uint64_t>::max(), write);
 }
+
+LiveCollector::LiveCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
+    : BlockCollector(hosted, inputChannels, outputChannels) {}
 
 void LiveCollector::Process(const float* const* inputs, float* const* outputs, size_t sampleCount) {
   for (size_t done = 0; done < sampleCount;) {
@@ -51,10 +57,10 @@ void LiveCollector::Process(const float* const* inputs, float* const* outputs, s
 }
 
 void LiveCollector::SetTransport(double tempo, bool isPlaying, double songPosition) {
-  const double quartersPerSample =
-      isPlaying ? tempo / (60.0 * static_cast<double>(processor.SampleRate())) : 0.0;
   Transport& transport = processor.GetTransport();
   transport.tempo = tempo;
+  const double quartersPerSample =
+      isPlaying ? processor.Tempo() / (60.0 * static_cast<double>(processor.SampleRate())) : 0.0;
   transport.isPlaying = isPlaying;
   transport.songPosition = songPosition - buffer.Fill() * quartersPerSample;
 }
@@ -64,10 +70,15 @@ void LiveCollector::Flush() {
   buffer.ClearOutput();
 }
 
-FileCollector::FileCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
-    : BlockCollector(hosted, inputChannels, outputChannels) {
-  processor.GetTransport().isOffline = true;
+void LiveCollector::Reset() {
+  WriteAllWaiting();
+  processor.Panic();
+  Flush();
+  position = 0;
 }
+
+FileCollector::FileCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
+    : BlockCollector(hosted, inputChannels, outputChannels) {}
 
 void FileCollector::Feed(const float* const* inputs, size_t sampleCount, const Sink& sink) {
   buffer.Feed(inputs, sampleCount, sink, [this] { RunBlock(); });

@@ -5,6 +5,7 @@
 
 #include "host/BlockBuffer.h"
 #include "host/HostedProcessor.h"
+#include "host/LatestValues.h"
 #include "host/Meters.h"
 #include "host/ParameterQueue.h"
 
@@ -25,7 +26,8 @@ class BlockListener {
 /// size, so that the sound never depends on the caller's buffer size. `LiveCollector` and `FileCollector` say
 /// what becomes of the output.
 ///
-/// Before each block come, in this order: the listener, then the queued parameter writes that are due in it.
+/// Before each block come, in this order: the listener, the latest values of other threads' hands, then the
+/// queued parameter writes that are due in it.
 /// Inputs are copied, so a caller may use one buffer for input and output; samples that aren't finite become
 /// 0 and are counted, because one NaN in a recursive filter is silence until the next reset.
 class BlockCollector {
@@ -52,10 +54,16 @@ class BlockCollector {
     return queue.PushTogether(std::move(writes), at);
   }
 
+  /// [any thread, real-time safe] A normalised value for the next block, whenever that comes: what a knob's
+  /// movement is. Of several values the last one wins, and any number of them fills nothing; writes for
+  /// moments of the stream go through `Queue`. False: no such parameter.
+  bool SetLatest(uint32_t index, float normalized) { return latest.Write(index, normalized); }
+
   /// [any thread] Levels and read-outs after the last block.
   const Meters& Levels() const { return meters; }
 
-  /// [any thread] Input samples that weren't finite and were replaced by 0.
+  /// [any thread] Input samples that weren't finite and were replaced by 0, or that lay beyond
+  /// `BlockBuffer::kLoudest` and were held there.
   uint64_t NonFiniteCount() const { return buffer.NonFiniteCount(); }
 
   /// [process] Samples handed to the processor so far, a whole number of blocks.
@@ -77,16 +85,19 @@ class BlockCollector {
 
   /// Runs the processor over the full buffer.
   void RunBlock();
+  /// Writes whatever waits, due or not.
+  void WriteAllWaiting();
 
   HostedProcessor& processor;
   const uint32_t outputCount;
   BlockBuffer buffer;
+  uint64_t position = 0;  // samples handed to the processor
 
  private:
   ParameterQueue queue{kQueueCapacity};
+  LatestValues latest;
   Meters meters;
   BlockListener* listener = nullptr;
-  uint64_t position = 0;
 };
 
 /// LiveCollector: as many samples out as in, at every call, one block late.
@@ -109,6 +120,11 @@ class LiveCollector final : public BlockCollector {
 
   /// [process] Forgets the samples under way. The processor's own state stays.
   void Flush();
+
+  /// [process, real-time safe] The stream begins anew: samples under way are forgotten, everything that
+  /// sounds stops at once, `Position` is 0. Writes that wait are all written now, so that every parameter
+  /// stands where it was last put; counts and transport stay.
+  void Reset();
 };
 
 /// FileCollector: no delay. Output comes in whole blocks as soon as they
@@ -119,7 +135,7 @@ class FileCollector final : public BlockCollector {
   /// Takes `count` finished samples of each output channel; the memory is the collector's.
   using Sink = BlockBuffer::Sink;
 
-  /// See `BlockCollector`. Tells the processor that this is an offline render.
+  /// See `BlockCollector`. Whether the processor is told of an offline render is the transport's `isOffline`.
   explicit FileCollector(HostedProcessor& processor, uint32_t inputChannels = 2, uint32_t outputChannels = 2);
 
   /// Takes `sampleCount` samples, 0 or more. `inputs` may be null: silence, as behind the end of a file.

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "host/HostError.h"
 
@@ -16,12 +17,37 @@ class HostedProcessor::MessageList final : public Processor::LogSink {
 };
 
 HostedProcessor::HostedProcessor(const ProcessorSource& origin, Processor::LogSink* logSink)
-    : source(origin), messages(std::make_unique<MessageList>()), processor(source.CreateProcessor()) {
-  if (!processor->Attach(logSink != nullptr ? logSink : messages.get())) {
-    delete processor;
+    : source(origin), messages(std::make_unique<MessageList>()), sink(logSink) {
+  processor = MakeAttached(*messages);
+  Learn();
+}
+
+Processor::IProcessor_V7* HostedProcessor::MakeAttached(MessageList& list) const {
+  Processor::IProcessor_V7* made = source.CreateProcessor();
+  if (!made->Attach(sink != nullptr ? sink : &list)) {
+    delete made;
     throw HostError("The processor refused to be attached.");
   }
+  return made;
+}
+
+void HostedProcessor::Learn() {
   parameterCount = processor->GetParameterCount();
+  panicIndex = FindParameter("Panic");
+}
+
+void HostedProcessor::Recreate() {
+  auto list = std::make_unique<MessageList>();
+  Processor::IProcessor_V7* fresh = MakeAttached(*list);
+  processor->Terminate();
+  delete std::exchange(processor, fresh);
+  messages = std::move(list);
+  blockSize = 0;
+  sampleRate = 0.0f;
+  transport = {};
+  lastTempo = Transport{}.tempo;
+  outputEvents = {};
+  Learn();
 }
 
 HostedProcessor::~HostedProcessor() {
@@ -54,6 +80,14 @@ void HostedProcessor::Init(float rate) {
 void HostedProcessor::Terminate() {
   blockSize = 0;
   processor->Terminate();
+}
+
+double HostedProcessor::Tempo() const {
+  return std::isfinite(transport.tempo) && transport.tempo > 0.0 ? transport.tempo : lastTempo;
+}
+
+void HostedProcessor::Panic() {
+  if (panicIndex) processor->SetParamValue(*panicIndex, 1.0f);
 }
 
 uint32_t HostedProcessor::ReportedLatency() const { return processor->GetLatency(); }
@@ -94,15 +128,17 @@ void HostedProcessor::Process(const float* const* inputs, uint32_t inputCount, f
   data.outputCount = outputCount;
   data.sampleCount = sampleCount;
   data.modeWord = transport.isOffline ? 1 : 0;
-  data.tempo = static_cast<float>(transport.tempo);
+  lastTempo = Tempo();
+  data.tempo = static_cast<float>(lastTempo);
   data.isPlaying = transport.isPlaying ? 1 : 0;
+  if (!std::isfinite(transport.songPosition)) transport.songPosition = 0.0;
   data.songPosition = static_cast<float>(transport.songPosition);
   processor->Process(&data);
 
   outputEvents = {data.outputEventData, data.outputEventData != nullptr ? data.outputEventCount : 0};
   processor->ClearEvents();  // the processor keeps its lists otherwise, and would repeat them
   if (transport.isPlaying) {
-    transport.songPosition += sampleCount * transport.tempo / (60.0 * static_cast<double>(sampleRate));
+    transport.songPosition += sampleCount * lastTempo / (60.0 * static_cast<double>(sampleRate));
   }
 }
 

@@ -30,10 +30,17 @@ class HostedProcessor {
   HostedProcessor(const HostedProcessor&) = delete;
   HostedProcessor& operator=(const HostedProcessor&) = delete;
 
-  /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what
-  /// sounded is gone. Song position 0. Throws `HostError` when the rate isn't
-  /// finite and above 0, when the processor refuses, or for lack of memory.
+  /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what sounded is gone. Song position 0.
+  /// A second time this is not a fresh processor: parameters stay, random sequences go on, and what glides or
+  /// is latched at the first `Init` only stays where it was. `Recreate` gives a fresh one.
+  /// Throws `HostError` when the rate isn't finite and above 0, when the processor refuses, or for lack of
+  /// memory.
   void Init(float sampleRate);
+
+  /// A new processor of the source in the place of this one, attached to the same sink: all parameters at
+  /// their start, not initialised, no messages. It draws its random numbers as the source's next processor.
+  /// Collectors of the old one must have ended. Throws `HostError`; the old processor then stays.
+  void Recreate();
 
   /// Ends what runs beside the audio thread. `Init` may follow; the destructor does it by itself.
   void Terminate();
@@ -59,6 +66,13 @@ class HostedProcessor {
   /// [process] Writes a normalised value, clamped to 0 to 1, for the next block. False: no such parameter.
   bool Set(uint32_t index, float normalized);
 
+  /// [process] Tempo in beats per minute that the next block gets: the transport's, or where that is not a
+  /// number above 0 (a host that knows none says 0 or nothing) the last one that was; 120 before any.
+  double Tempo() const;
+
+  /// [process] Everything that sounds stops, at once: "Panic", where the processor has it. Parameters stay.
+  void Panic();
+
   /// [process] Tempo and song position of the next block.
   Transport& GetTransport() { return transport; }
   const Transport& GetTransport() const { return transport; }
@@ -78,6 +92,8 @@ class HostedProcessor {
 
  private:
   class MessageList;
+  Processor::IProcessor_V7* MakeAttached(MessageList& list) const;
+  void Learn();
 
   ProcessorSource source;  // first in, last out: the processor's code lives in it
   std::unique_ptr<MessageList> messages;
@@ -85,7 +101,10 @@ class HostedProcessor {
   uint32_t parameterCount = 0;
   uint32_t blockSize = 0;
   float sampleRate = 0.0f;
+  Processor::LogSink* sink = nullptr;  // the shell's; null: `messages`
+  std::optional<uint32_t> panicIndex;
   Transport transport;
+  double lastTempo = 120.0;  // the last usable one
   std::span<const Processor::HostEvent> outputEvents;
 };
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "host/HostError.h"
@@ -10,22 +9,6 @@
 
 namespace Vantora::host {
 namespace {
-
-constexpr size_t kLargestFile = 1 << 20;  // a preset has a few kilobytes; beyond this it is something else
-
-std::string ReadText(const std::filesystem::path& path) {
-  std::error_code error;
-  if (std::filesystem::is_directory(path, error))
-    throw HostError("The preset \"" + path.string() + "\" is a folder.");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw HostError("The preset \"" + path.string() + "\" can't be opened.");
-  std::string text(kLargestFile + 1, '\0');
-  file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) throw HostError("The preset \"" + path.string() + "\" can't be read.");
-  text.resize(static_cast<size_t>(file.gcount()));
-  if (text.size() > kLargestFile) throw HostError("\"" + path.string() + "\" is too long to be a preset.");
-  return text;
-}
 
 float ParseJsonValue(const Parameter& parameter, const nlohmann::json& value) {
   if (value.is_string()) return parameter.Parse(value.get<std::string>());
@@ -48,10 +31,6 @@ const Parameter& PresetLoading() {
 }
 
 }  // namespace
-
-Preset Preset::Read(const std::filesystem::path& path, std::vector<std::string>* warnings) {
-  return Parse(ReadText(path), path, warnings);
-}
 
 Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
                      std::vector<std::string>* warnings) {
@@ -125,21 +104,6 @@ std::string Preset::ToJson() const {
         isNumber ? nlohmann::ordered_json::parse(text) : nlohmann::ordered_json(text);
   }
   return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
-}
-
-void Preset::Write(const std::filesystem::path& path) const {
-  std::filesystem::path beside = path;
-  beside += ".part";
-  std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-  file << ToJson();
-  file.close();
-  std::error_code error;
-  if (file) {
-    std::filesystem::rename(beside, path, error);
-    if (!error) return;
-  }
-  std::filesystem::remove(beside, error);
-  throw HostError("The preset \"" + path.string() + "\" can't be written.");
 }
 
 float Preset::ValueOf(const Parameter& parameter) const {

@@ -31,11 +31,10 @@ class Preset {
   std::string description;           ///< one line
   std::map<uint32_t, float> values;  ///< normalised, by index; only parameters that are part of a preset
 
-  /// Reads a file. Names that aren't known, or aren't part of a preset, go
-  /// to `warnings` (may be null), one sentence each; a value that isn't one,
-  /// a newer schema or broken JSON throw `HostError`, and nothing is loaded.
-  static Preset Read(const std::filesystem::path& path, std::vector<std::string>* warnings = nullptr);
-  /// The same from a text; `origin` stands in messages, and its stem is the name if the text has none.
+  /// Reads a text; `origin` stands in messages, and its stem is the name if the text has none. Names that
+  /// aren't known, or aren't part of a preset, go to `warnings` (may be null), one sentence each; a value
+  /// that isn't one, a newer schema or broken JSON throw `HostError`, and nothing is loaded. Files are read
+  /// and written by host/files/PresetFile.h.
   static Preset Parse(std::string_view json, const std::filesystem::path& origin,
                       std::vector<std::string>* warnings = nullptr);
 
@@ -44,8 +43,6 @@ class Preset {
 
   /// JSON text that `Parse` reads back, with musical values; what stands at its preferred value is left out.
   std::string ToJson() const;
-  /// Writes the text beside `path` and then renames it: there is never half a file. Throws `HostError`.
-  void Write(const std::filesystem::path& path) const;
 
   /// Value of a parameter in this preset, named or not; normalised.
   float ValueOf(const Parameter& parameter) const;
@@ -65,20 +62,5 @@ struct PresetDifference {
 
 /// All parameters on which two presets disagree, in the order of the table.
 std::vector<PresetDifference> Compare(const Preset& first, const Preset& second);
-
-/// PresetEntry: one file of a folder of presets.
-struct PresetEntry {
-  std::filesystem::path path;
-  std::string name, description;
-  std::string error;  ///< why it can't be loaded; empty for a good one
-};
-
-/// The presets of a folder, in the order of their file
-/// names. Throws `HostError` when the folder can't be read.
-std::vector<PresetEntry> ListPresets(const std::filesystem::path& folder);
-
-/// The file that `text` means: a path to one, or, in one of `folders`, a file of that name (its ending may be
-/// left out) or a preset of that name in any case. Throws `HostError` when there is none.
-std::filesystem::path FindPreset(std::string_view text, const std::vector<std::filesystem::path>& folders);
 
 }  // namespace Vantora::host

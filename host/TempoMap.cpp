@@ -3,9 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <fstream>
 
-#include "host/CsvReader.h"
 #include "host/HostError.h"
 
 namespace Vantora::host {
@@ -21,67 +19,44 @@ const auto& StepAt(const Steps& steps, double at, Field field) {
 
 }  // namespace
 
-TempoMap::TempoMap(double beatsPerMinute) { Append(0.0, false, beatsPerMinute, ""); }
+TempoMap::TempoMap(double beatsPerMinute) { Append({0.0, beatsPerMinute}); }
 
-void TempoMap::Append(double time, bool isBeats, double bpm, const std::string& place) {
-  if (!(bpm >= kLowest) || !(bpm <= kHighest)) {
-    throw HostError(fmt::format("{}A tempo lies from {} to {} beats per minute, not at {}.", place, kLowest,
-                                kHighest, bpm));
+TempoMap::TempoMap(const std::vector<Step>& steps) {
+  if (steps.empty()) throw HostError("A tempo map needs at least one step.");
+  for (const Step& step : steps) Append(step);
+}
+
+void TempoMap::Append(const Step& step) {
+  if (!(step.bpm >= kLowest) || !(step.bpm <= kHighest)) {
+    throw HostError(
+        fmt::format("A tempo lies from {} to {} beats per minute, not at {}.", kLowest, kHighest, step.bpm));
   }
-  if (time < 0.0) throw HostError(place + "A time can't be negative.");
-  if (steps.empty()) {
-    steps.push_back({0.0, 0.0, bpm});  // whatever its time: there is no other tempo before
-    if (time == 0.0) return;
+  if (!(step.time >= 0.0)) throw HostError("A time can't be negative.");
+  if (segments.empty()) {
+    segments.push_back({0.0, 0.0, step.bpm});  // whatever its time: there is no other tempo before
+    if (step.time == 0.0) return;
   }
-  const double seconds = isBeats ? SecondsAt(time) : time;
-  const Step& last = steps.back();
-  if (seconds < last.seconds || (steps.size() > 1 && seconds == last.seconds)) {
-    throw HostError(place + "The times of a tempo map must rise.");
+  const double seconds = step.isInBeats ? SecondsAt(step.time) : step.time;
+  const Segment& last = segments.back();
+  if (seconds < last.seconds || (segments.size() > 1 && seconds == last.seconds)) {
+    throw HostError("The times of a tempo map must rise.");
   }
   if (seconds == last.seconds) {
-    steps.back().bpm = bpm;
+    segments.back().bpm = step.bpm;
   } else {
-    steps.push_back({seconds, BeatsAt(seconds), bpm});
+    segments.push_back({seconds, BeatsAt(seconds), step.bpm});
   }
 }
 
-TempoMap TempoMap::Read(const std::filesystem::path& path) {
-  std::ifstream file(path);
-  if (!file) throw HostError("The tempo map \"" + path.string() + "\" can't be opened.");
-  return Read(file, path.string());
-}
-
-TempoMap TempoMap::Read(std::istream& stream, const std::string& name) {
-  CsvReader reader(stream, name);
-  TempoMap map;
-  map.steps.clear();
-  bool isBeats = false, isFirst = true;
-  for (std::vector<std::string> fields; reader.Next(fields); isFirst = false) {
-    if (fields.size() != 2) throw HostError(reader.Place() + "a tempo map has two columns, time and tempo.");
-    if (isFirst && (fields[1] == "bpm" || fields[1] == "tempo")) {
-      if (fields[0] != "beats" && fields[0] != "seconds" && fields[0] != "time") {
-        throw HostError(reader.Place() + "the times of a tempo map are \"seconds\" or \"beats\", not \"" +
-                        fields[0] + "\".");
-      }
-      isBeats = fields[0] == "beats";
-      continue;
-    }
-    map.Append(reader.Number(fields[0], "the time"), isBeats, reader.Number(fields[1], "the tempo"),
-               reader.Place());
-  }
-  if (map.steps.empty()) throw HostError("The tempo map \"" + name + "\" is empty.");
-  return map;
-}
-
-double TempoMap::BpmAt(double seconds) const { return StepAt(steps, seconds, &Step::seconds).bpm; }
+double TempoMap::BpmAt(double seconds) const { return StepAt(segments, seconds, &Segment::seconds).bpm; }
 
 double TempoMap::BeatsAt(double seconds) const {
-  const Step& step = StepAt(steps, seconds, &Step::seconds);
+  const Segment& step = StepAt(segments, seconds, &Segment::seconds);
   return step.beats + (seconds - step.seconds) * step.bpm / 60.0;
 }
 
 double TempoMap::SecondsAt(double beats) const {
-  const Step& step = StepAt(steps, beats, &Step::beats);
+  const Segment& step = StepAt(segments, beats, &Segment::beats);
   return step.seconds + (beats - step.beats) * 60.0 / step.bpm;
 }
 

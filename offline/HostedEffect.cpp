@@ -18,6 +18,7 @@ void HostedEffect::Start(int rate, int inputChannels, int outputChannels) {
   latencyFrames = latency.At(rate);
   for (const host::ParameterWrite& write : startValues) processor.Set(write.index, write.normalized);
   processor.Init(static_cast<float>(rate));
+  processor.GetTransport().isOffline = true;
   collector.emplace(processor, static_cast<uint32_t>(inputChannels), static_cast<uint32_t>(outputChannels));
   player.emplace(automation, tempo, rate);
   collector->SetListener(&*player);

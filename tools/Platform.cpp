@@ -42,6 +42,8 @@ bool FileOfAddress(const void* address, std::string& file) {
   Dl_info info;
   if (::dladdr(address, &info) == 0 || info.dli_fname == nullptr) return false;
   file = info.dli_fname;
+  // A program that was found through PATH is known by its bare name, which means another file elsewhere.
+  if (file.find('/') == std::string::npos) ResolvePath("/proc/self/exe", file);
   return true;
 }
 

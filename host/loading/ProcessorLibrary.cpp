@@ -1,15 +1,15 @@
 #include "host/loading/ProcessorLibrary.h"
 
-#include <dlfcn.h>
-
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <string>
 #include <utility>
 #include <vector>
 
 #include "host/HostError.h"
 #include "host/loading/LibraryImage.h"
+#include "tools/Platform.h"
 
 namespace Vantora::host {
 namespace {
@@ -59,9 +59,8 @@ std::filesystem::path ProcessorLibrary::Find() {
   std::error_code error;
   std::vector<fs::path> folders;
   // This code is linked statically, so its own address lies in the module that asks.
-  if (Dl_info module{}; dladdr(reinterpret_cast<const void*>(&AddFolders), &module) != 0) {
-    if (const fs::path file = fs::canonical(module.dli_fname, error); !error)
-      AddFolders(folders, file.parent_path());
+  if (std::string file; platform::FileOfAddress(reinterpret_cast<const void*>(&AddFolders), file)) {
+    if (const fs::path module = fs::canonical(file, error); !error) AddFolders(folders, module.parent_path());
   }
   if (const fs::path program = fs::read_symlink("/proc/self/exe", error); !error) {
     if (folders.empty() || folders.front() != program.parent_path())

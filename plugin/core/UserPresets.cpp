@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdlib>
 
 #include "host/HostError.h"
+#include "host/files/PresetFile.h"
+#include "host/files/PresetFolder.h"
 
 namespace Vantora::plugin {
 namespace fs = std::filesystem;
@@ -29,12 +30,9 @@ std::string FileName(const std::string& name) {
 }  // namespace
 
 fs::path UserPresets::Folder() {
-  if (const char* config = std::getenv("XDG_CONFIG_HOME"); config != nullptr && *config != '\0') {
-    return fs::path(config) / "prismel" / "presets";
-  }
-  const char* home = std::getenv("HOME");
-  if (home == nullptr || *home == '\0') throw host::HostError("There is no home folder to keep presets in.");
-  return fs::path(home) / ".config" / "prismel" / "presets";
+  fs::path folder = host::UserPresetFolder();
+  if (folder.empty()) throw host::HostError("There is no home folder to keep presets in.");
+  return folder;
 }
 
 void UserPresets::Refresh() {
@@ -49,7 +47,7 @@ void UserPresets::Refresh() {
   for (fs::directory_iterator file(folder, error), end; !error && file != end; file.increment(error)) {
     if (file->path().extension() != host::Preset::kFileEnding) continue;
     try {
-      entries.push_back({file->path(), host::Preset::Read(file->path())});
+      entries.push_back({file->path(), host::ReadPreset(file->path())});
     } catch (const host::HostError&) {
       // Not a preset, or one of a newer version: not offered.
     }
@@ -78,7 +76,7 @@ void UserPresets::Save(const host::Preset& preset) {
       path = folder / (stem + '-' + std::to_string(number) + std::string(host::Preset::kFileEnding));
     }
   }
-  preset.Write(path);
+  host::WritePreset(preset, path);
   Refresh();
 }
 

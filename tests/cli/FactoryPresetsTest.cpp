@@ -8,7 +8,8 @@
 #include <set>
 
 #include "cli/audio/LoudnessMeter.h"
-#include "host/Preset.h"
+#include "host/files/PresetFile.h"
+#include "host/files/PresetFolder.h"
 #include "tests/cli/CommandRunner.h"
 
 namespace Vantora::cli::tests {
@@ -87,7 +88,7 @@ TEST_F(FactoryPresets, ShowTheRangeOfTheEffectAndLeaveNothingToChance) {
   bool hasFeedback = false;
   for (const host::PresetEntry& entry : bank) {
     std::vector<std::string> warnings;
-    const host::Preset preset = host::Preset::Read(entry.path, &warnings);
+    const host::Preset preset = host::ReadPreset(entry.path, &warnings);
     EXPECT_THAT(warnings, testing::IsEmpty());
     EXPECT_FALSE(preset.description.empty()) << entry.name;
     EXPECT_EQ(preset.description.find('\n'), std::string::npos) << entry.name;

@@ -6,9 +6,10 @@
 #include <sstream>
 #include <string>
 
-#include "host/Automation.h"
+#include "host/files/AutomationFile.h"
 #include "host/HostError.h"
 #include "host/Preset.h"
+#include "host/files/TempoMapFile.h"
 #include "tests/fuzz/Pieces.h"
 
 using namespace Vantora;
@@ -31,7 +32,7 @@ void TryPreset(const std::string& text) {
 
 void TryAutomation(const std::string& text) {
   std::istringstream stream(text);
-  const Automation automation = Automation::Read(stream, "fuzz.csv");
+  const Automation automation = ReadAutomation(stream, "fuzz.csv");
   for (const auto& track : automation.Tracks()) {
     double last = 0.0;
     for (const auto& point : track.points) {
@@ -43,7 +44,7 @@ void TryAutomation(const std::string& text) {
 
 void TryTempoMap(const std::string& text) {
   std::istringstream stream(text);
-  const TempoMap map = TempoMap::Read(stream, "fuzz.csv");
+  const TempoMap map = ReadTempoMap(stream, "fuzz.csv");
   Require(map.BeatsAt(1.0) > map.BeatsAt(0.5) && map.BpmAt(3.0) >= TempoMap::kLowest);
 }
 

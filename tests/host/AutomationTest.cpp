@@ -3,10 +3,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <sstream>
 
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
+#include "host/files/AutomationFile.h"
+#include "host/files/TempoMapFile.h"
 #include "tests/host/FakeLibrary.h"
 
 namespace Vantora::host {
@@ -19,7 +22,7 @@ const uint32_t kWet = 155, kFxType = 169;
 
 Automation Read(const std::string& text, TimeUnit unit = TimeUnit::kSeconds, bool ramps = false) {
   std::istringstream stream(text);
-  return Automation::Read(stream, "moves.csv", unit, ramps);
+  return ReadAutomation(stream, "moves.csv", unit, ramps);
 }
 
 class AutomationTest : public testing::Test {
@@ -72,6 +75,24 @@ TEST_F(AutomationTest, RampsRunStraightFromPointToPointAndEnumerationsJump) {
                                    Write(4, kWet, 0.0f)));
 }
 
+TEST_F(AutomationTest, MovesBuiltInCodeAreTheSameAsTheFiles) {
+  const Automation built(TimeUnit::kSeconds, {{kWet, {{0.004, 1.0f, true}, {0.0, 0.0f, false}}},
+                                              {kFxType, {{0.0, 0.0f, false}, {0.004, 1.0f, true}}}});
+  const auto file = Read("0,Wet,0\n0,FXType,off\n0.004,Wet,1,ramp\n0.004,FXType,harmonizer,ramp\n");
+  EXPECT_EQ(Run(built, TempoMap(), 6), Run(file, TempoMap(), 6));
+
+  const auto refused = [](std::vector<Automation::Track> tracks) {
+    EXPECT_THROW(Automation(TimeUnit::kSeconds, std::move(tracks)), HostError);
+  };
+  const uint32_t panic = ParameterTable::Get().At("Panic").Index();
+  refused({{100000, {}}});
+  refused({{panic, {}}});
+  refused({{kWet, {}}, {kFxType, {}}, {kWet, {}}});
+  refused({{kWet, {{-1.0, 0.5f, false}}}});
+  refused({{kWet, {{std::nan(""), 0.5f, false}}}});
+  refused({{kWet, {{0.0, 1.5f, false}}}});
+}
+
 TEST_F(AutomationTest, AStreamThatStartsLaterCatchesUp) {
   const auto automation = Read("0,Wet,0\n0.004,Wet,1,ramp\n0.001,FXType,comb\n");
   EXPECT_THAT(Run(automation, TempoMap(), 4, 2 * kBlock),
@@ -81,7 +102,7 @@ TEST_F(AutomationTest, AStreamThatStartsLaterCatchesUp) {
 
 TEST_F(AutomationTest, TheTempoMapIsFedExactly) {
   std::istringstream text("0,120\n0.002,60\n");
-  Run(Automation(), TempoMap::Read(text, "map"), 4);
+  Run(Automation(), ReadTempoMap(text, "map"), 4);
   const auto& blocks = fake.record->blocks;
   EXPECT_EQ(blocks[1].tempo, 120.0f);
   EXPECT_EQ(blocks[2].tempo, 60.0f);

@@ -104,7 +104,6 @@ TEST_F(BlockCollectorTest, FilesKeepTheirLengthAndTheirPlace) {
       ASSERT_EQ(output[1][i], input[1][i] * 0.5f + static_cast<float>(i % kBlock) * 0.001f);
     }
   }
-  EXPECT_EQ(fake.record->blocks.back().modeWord, 1u);
 }
 
 TEST_F(BlockCollectorTest, LiveDelayIsTheReportedOneAndTheOutputIsTheFilesOutputThatMuchLater) {
@@ -161,6 +160,66 @@ TEST_F(BlockCollectorTest, ReplacesAndCountsSamplesThatAreNotFinite) {
   EXPECT_EQ(collector.NonFiniteCount(), 3u);
   EXPECT_EQ(output[0][4], 4 * 0.001f);
   EXPECT_EQ(output[0][5], input[1][5] * 0.5f + 5 * 0.001f);  // neighbours untouched
+}
+
+TEST_F(BlockCollectorTest, HoldsAndCountsHugeSamples) {
+  Signal input(2, std::vector<float>(kBlock, 0.0f));
+  input[0][0] = 1e6f;
+  input[0][1] = 1.1e6f;
+  input[0][2] = -std::numeric_limits<float>::max();
+  FileCollector collector(processor);
+  std::vector<float> output;
+  collector.Feed(Pointers(input, 0).data(), kBlock, [&](const float* const* channels, uint32_t count) {
+    output.assign(channels[0], channels[0] + count);
+  });
+  EXPECT_EQ(collector.NonFiniteCount(), 2u);
+  EXPECT_EQ(output[0], 0.5e6f);
+  EXPECT_EQ(output[1], 0.5e6f + 0.001f);
+  EXPECT_EQ(output[2], -0.5e6f + 2 * 0.001f);
+}
+
+TEST_F(BlockCollectorTest, TellsNobodyWhetherTheRenderIsOffline) {
+  processor.GetTransport().isOffline = true;
+  LiveCollector live(processor);
+  EXPECT_TRUE(processor.GetTransport().isOffline);
+  processor.GetTransport().isOffline = false;
+  FileCollector file(processor);
+  EXPECT_FALSE(processor.GetTransport().isOffline);
+}
+
+TEST_F(BlockCollectorTest, OfAHandsManyValuesTheLastOneCounts) {
+  LiveCollector collector(processor);
+  float* nowhere[] = {nullptr, nullptr};
+  for (int i = 0; i <= 100000; ++i) {
+    ASSERT_TRUE(collector.SetLatest(20, static_cast<float>(i) / 100000.0f));
+    ASSERT_TRUE(collector.SetLatest(200, static_cast<float>(i % 7)));
+  }
+  EXPECT_FALSE(collector.SetLatest(kFakeParameterCount, 0.5f));
+  EXPECT_TRUE(collector.Queue(20, 0.75f, 1)) << "the queue has room";
+  collector.Process(nullptr, nowhere, 3 * kBlock);
+  std::vector<std::pair<uint32_t, float>> writes;
+  for (const auto& write : fake.record->writes) writes.emplace_back(write.index, write.value);
+  using Pair = std::pair<uint32_t, float>;
+  EXPECT_THAT(writes, testing::ElementsAre(Pair(20, 1.0f), Pair(200, 100000 % 7), Pair(20, 0.75f)));
+}
+
+TEST_F(BlockCollectorTest, ResetWritesWhatWaitsAndBeginsAnew) {
+  LiveCollector collector(processor);
+  std::vector<float> loud(kBlock + 7, 1.0f), out(2 * kBlock, 9.0f);
+  const float* inputs[] = {loud.data(), loud.data()};
+  float* outputs[] = {out.data(), nullptr};
+  collector.Process(inputs, outputs, loud.size());
+  collector.Queue(20, 0.5f, 1000 * kBlock);
+  collector.QueueTogether({{21, 0.25f, 0}}, 2000 * kBlock);
+  collector.SetLatest(22, 0.125f);
+  collector.Reset();
+  EXPECT_EQ(processor.Get(20), 0.5f);
+  EXPECT_EQ(processor.Get(21), 0.25f);
+  EXPECT_EQ(processor.Get(22), 0.125f);
+  EXPECT_EQ(collector.NextSample(), 0u);
+  collector.Process(nullptr, outputs, 2 * kBlock);
+  EXPECT_EQ(out[0], 0.0f);
+  EXPECT_EQ(out[kBlock], 0.0f);
 }
 
 TEST_F(BlockCollectorTest, SilenceAndMissingChannelsAreFedAsZeros) {

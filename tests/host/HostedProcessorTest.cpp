@@ -91,6 +91,43 @@ TEST_F(HostedProcessorTest, FeedsTempoAndAdvancesTheSongOnlyWhilePlaying) {
   EXPECT_FLOAT_EQ(blocks[3].songPosition, static_cast<float>((48 + 2 * 24) * perSample));
 }
 
+TEST_F(HostedProcessorTest, ATempoThatIsNoneLeavesTheLastOne) {
+  HostedProcessor processor(fake.library);
+  processor.Init(48000.0f);
+  Transport& transport = processor.GetTransport();
+  constexpr double kNan = std::numeric_limits<double>::quiet_NaN();
+  for (const double tempo : {0.0, kNan, 90.0, 0.0, -3.0, kNan, std::numeric_limits<double>::infinity()}) {
+    transport.tempo = tempo;
+    Run(processor, 48);
+  }
+  const auto& blocks = fake.record->blocks;
+  EXPECT_EQ(blocks[0].tempo, 120.0f);
+  EXPECT_EQ(blocks[1].tempo, 120.0f);
+  for (size_t block = 2; block < 7; ++block) EXPECT_EQ(blocks[block].tempo, 90.0f) << block;
+  EXPECT_FLOAT_EQ(blocks[6].songPosition, static_cast<float>((2 * 120.0 + 4 * 90.0) * 48 / 60.0 / 48000.0));
+}
+
+TEST_F(HostedProcessorTest, ASecondInitKeepsWhatRecreateForgets) {
+  HostedProcessor processor(fake.library);
+  EXPECT_EQ(processor.BlockSizeAt(96000.0f), 96u);
+  processor.Init(48000.0f);
+  processor.Set(kFakeGain, 0.25f);
+  processor.GetTransport().isOffline = true;
+  const float number = *processor.Get(kFakeNumber);
+  processor.Init(48000.0f);
+  EXPECT_EQ(processor.Get(kFakeGain), 0.25f);
+  EXPECT_EQ(processor.Get(kFakeNumber), number);
+
+  processor.Recreate();
+  EXPECT_FALSE(processor.IsInitialised());
+  EXPECT_EQ(processor.Get(kFakeGain), 1.0f);
+  EXPECT_NE(processor.Get(kFakeNumber), number);
+  EXPECT_FALSE(processor.GetTransport().isOffline);
+  EXPECT_EQ(processor.Messages().size(), 1u);
+  processor.Init(48000.0f);
+  Run(processor, 48);
+}
+
 TEST_F(HostedProcessorTest, TellsAbsentValuesFromPresentOnes) {
   HostedProcessor processor(fake.library);
   EXPECT_EQ(processor.Get(kFakeGain), 1.0f);

@@ -7,6 +7,8 @@
 
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
+#include "host/files/PresetFile.h"
+#include "host/files/PresetFolder.h"
 #include "tests/host/FakeLibrary.h"
 #include "tests/support/TempFolder.h"
 
@@ -85,10 +87,10 @@ TEST(Preset, WhatIsWrittenReadsBackTheSame) {
     position = position < 0.97f ? position + 0.0217f : 0.011f;
   }
   const auto path = root / "p.json";
-  preset.Write(path);
-  preset.Write(path);  // over the old one
+  WritePreset(preset, path);
+  WritePreset(preset, path);  // over the old one
   std::vector<std::string> warnings;
-  const Preset again = Preset::Read(path, &warnings);
+  const Preset again = ReadPreset(path, &warnings);
   EXPECT_TRUE(warnings.empty());
   EXPECT_EQ(again.name, preset.name);
   EXPECT_EQ(again.description, preset.description);
@@ -98,7 +100,7 @@ TEST(Preset, WhatIsWrittenReadsBackTheSame) {
   }
   EXPECT_EQ(again.ToJson(), preset.ToJson());
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(root), {}), 1) << "nothing left beside it";
-  EXPECT_THROW(preset.Write(root / "missing" / "p.json"), HostError);
+  EXPECT_THROW(WritePreset(preset, root / "missing" / "p.json"), HostError);
 }
 
 TEST(Preset, IsAppliedAsAWholeBetweenTheTwoEndsOfLoading) {
@@ -162,7 +164,36 @@ TEST(Preset, AFolderListsGoodAndBadFilesAndFindsByFileOrName) {
   EXPECT_THROW(FindPreset("c", folders), HostError);
   EXPECT_THROW(FindPreset("x/b", folders), HostError);
   EXPECT_THROW(ListPresets(root / "missing"), HostError);
-  EXPECT_THROW(Preset::Read(root), HostError);
+  EXPECT_THROW(ReadPreset(root), HostError);
+}
+
+TEST(Preset, FoldersAreFoundForAPluginInAForeignProgram) {
+  const testsupport::TempFolder folder;
+  const std::filesystem::path root(folder.Path());
+  const auto bundle = root / "lib/vst3/p.vst3/Contents";
+  const auto module = bundle / "x86_64-linux/p.so";
+  for (const auto& made : {root / "config/prismel/presets", root / "named", root / "share/prismel/presets",
+                           bundle / "Resources/presets", module.parent_path()}) {
+    std::filesystem::create_directories(made);
+  }
+  std::filesystem::copy_file(FakePath("good"), module);
+  void* plugin = dlopen(module.c_str(), RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(plugin, nullptr);
+  setenv("PRISMEL_PRESETS", (root / "named").c_str(), 1);
+  setenv("XDG_CONFIG_HOME", (root / "config").c_str(), 1);
+  const auto folders = PresetFolders(dlsym(plugin, kFakeRecordFunction));
+  EXPECT_EQ(UserPresetFolder(), root / "config/prismel/presets");
+  const auto without = PresetFolders();
+  unsetenv("PRISMEL_PRESETS");
+  unsetenv("XDG_CONFIG_HOME");
+  dlclose(plugin);
+
+  ASSERT_GE(folders.size(), 4u);
+  EXPECT_EQ(folders[0], root / "named");
+  EXPECT_EQ(folders[1], root / "config/prismel/presets");
+  EXPECT_EQ(folders[2], bundle / "Resources/presets");
+  EXPECT_EQ(folders[3], root / "share/prismel/presets");
+  EXPECT_THAT(without, testing::Not(testing::Contains(root / "share/prismel/presets")));
 }
 
 }  // namespace

@@ -95,5 +95,19 @@ TEST(ProcessorLibrary, TheEnvironmentNamesTheLibraryFirst) {
   unsetenv("PRISMEL_LIBRARY");
 }
 
+TEST(ProcessorLibrary, IsFoundBesideTheModuleThatAsks) {
+  const testsupport::TempFolder folder;
+  const std::string expected = folder.Write("plugins/libprismelProcessor.so", "");
+  std::filesystem::copy_file(FIND_PROBE, folder / "plugins/probe.so");
+  void* probe = dlopen((folder / "plugins/probe.so").c_str(), RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(probe, nullptr) << dlerror();
+  char found[4096] = "";
+  reinterpret_cast<void (*)(char*, size_t)>(dlsym(probe, "FindFromHere"))(found, sizeof found);
+  EXPECT_EQ(found, expected);
+  dlclose(probe);
+}
+
+TEST(ProcessorSource, RefusesWhatIsNoFactory) { EXPECT_THROW(ProcessorSource(nullptr), HostError); }
+
 }  // namespace
 }  // namespace Vantora::host

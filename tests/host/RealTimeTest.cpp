@@ -2,9 +2,9 @@
 
 #include <sstream>
 
-#include "host/Automation.h"
 #include "host/BlockCollector.h"
 #include "host/Preset.h"
+#include "host/files/AutomationFile.h"
 #include "tests/host/FakeLibrary.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -19,7 +19,7 @@ TEST(HostRealTime, ALiveStreamNeitherAllocatesNorWaitsWhateverComesThroughTheQue
   fake.record->keepsBlocks = false;  // the fake's notes allocate
   LiveCollector collector(processor);
   std::istringstream moves("0,Wet,0\n0.05,Wet,1,ramp\n0.02,FXType,comb\n");
-  AutomationPlayer player(Automation::Read(moves, "moves"), TempoMap(), 48000.0);
+  AutomationPlayer player(ReadAutomation(moves, "moves"), TempoMap(), 48000.0);
   collector.SetListener(&player);
 
   std::vector<float> left(4096, 0.5f), right(4096, 0.25f);

@@ -5,19 +5,21 @@
 #include <sstream>
 
 #include "host/HostError.h"
+#include "host/files/TempoMapFile.h"
 
 namespace Vantora::host {
 namespace {
 
 TempoMap Read(const std::string& text) {
   std::istringstream stream(text);
-  return TempoMap::Read(stream, "map.csv");
+  return ReadTempoMap(stream, "map.csv");
 }
 
 TEST(TempoMap, BeatsAndSecondsAreEachOthersInverseAcrossTempoChanges) {
-  for (const char* text :
-       {"seconds,bpm\n0,120\n2,60\n10,240\n", "beats,bpm\n0,120\n4,60\n12,240\n", "0,120\n2,60\n10,240"}) {
-    const TempoMap map = Read(text);
+  const std::vector<TempoMap::Step> steps = {{0.0, 120.0}, {4.0, 60.0, true}, {10.0, 240.0}};
+  for (const TempoMap& map :
+       {Read("seconds,bpm\n0,120\n2,60\n10,240\n"), Read("beats,bpm\n0,120\n4,60\n12,240\n"),
+        Read("0,120\n2,60\n10,240"), TempoMap(steps)}) {
     EXPECT_DOUBLE_EQ(map.BeatsAt(1.0), 2.0);
     EXPECT_DOUBLE_EQ(map.BeatsAt(2.0), 4.0);
     EXPECT_DOUBLE_EQ(map.BeatsAt(10.0), 12.0);
@@ -44,7 +46,8 @@ TEST(TempoMap, RefusesWhatIsNoMap) {
     EXPECT_THROW(Read(text), HostError) << text;
   }
   EXPECT_THROW(TempoMap(0.0), HostError);
-  EXPECT_THROW(TempoMap::Read(std::filesystem::path("/no/such/map.csv")), HostError);
+  EXPECT_THROW(TempoMap(std::vector<TempoMap::Step>{}), HostError);
+  EXPECT_THROW(ReadTempoMap(std::filesystem::path("/no/such/map.csv")), HostError);
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "host/CsvReader.h"
+#include "host/files/CsvReader.h"
 
 #include <charconv>
 #include <cmath>

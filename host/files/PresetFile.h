@@ -1,0 +1,18 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "host/Preset.h"
+
+namespace Vantora::host {
+
+/// Reads a preset's file, as `Preset::Parse` does its text. Throws `HostError` for a file that can't be read,
+/// is far too long to be a preset, or doesn't hold one.
+Preset ReadPreset(const std::filesystem::path& path, std::vector<std::string>* warnings = nullptr);
+
+/// Writes a preset beside `path` and then renames it: there is never half a file. Throws `HostError`.
+void WritePreset(const Preset& preset, const std::filesystem::path& path);
+
+}  // namespace Vantora::host
