@@ -11,6 +11,7 @@
 #include "basictools/AlignedVector.h"
 #include "dsp/control/SmootherSRL.h"
 #include "engine/ModuleContainer.h"
+#include "engine/ModuleVariantRows.h"
 
 namespace Vantora::engine {
 
@@ -34,15 +35,8 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   using Container = dsp::ModuleContainer<Ts...>;
 
  public:
-  /// Positions in the own list.
-  enum OwnParam : uint32_t {
-    kModuleType,
-    kBypass,
-    kCopyOnBypass,
-    kCrossfadeOnBypass,
-    kFadeOnModuleChange,
-    kOwnParamCount
-  };
+  using enum ModuleVariantKnobs::OwnParam;
+  using OwnParam = ModuleVariantKnobs::OwnParam;
   /// The variant's full port counts.
   static constexpr uint32_t kInputCount = I + ((Ts::kInputCount - I) + ...);
   static constexpr uint32_t kOutputCount = O;
@@ -52,7 +46,8 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   /// `makers` return the alternatives, in list order.
   template <typename... Makers>
   explicit ModuleVariant(std::string moduleName, Makers&&... makers)
-      : Container(std::move(moduleName), kInputCount, kOutputCount, Records(),
+      : Container(std::move(moduleName), kInputCount, kOutputCount,
+                  dsp::MakeRecords(ModuleVariantKnobs::OwnRows(kAlternativeCount)),
                   std::forward<Makers>(makers)...) {}
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override {
@@ -140,16 +135,6 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }
 
  private:
-  static std::vector<dsp::ParamRecord> Records() {
-    std::vector<dsp::ParamRecord> records;
-    records.emplace_back("ModuleType", kAlternativeCount, 0.0f, 1.0f);
-    records.emplace_back("Bypass", 2u, 0.0f, 1.0f);
-    records.emplace_back("CopyOnBypass", 2u, 0.0f, 1.0f);
-    records.emplace_back("CrossfadeOnBypass", 2u, 0.0f, 1.0f);
-    records.emplace_back("FadeOnModuleChange", 2u, 0.0f, 1.0f);
-    return records;
-  }
-
   /// Where the control ports of alternative `which` start.
   static constexpr uint32_t SliceStart(std::size_t which) {
     const uint32_t counts[] = {Ts::kInputCount...};

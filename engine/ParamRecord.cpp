@@ -20,31 +20,32 @@ float ClampPosition(float x) { return std::fmin(std::fmax(x, 0.0f), 1.0f); }
 ParamRecord::ParamRecord(std::string text)
     : mapping(MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f)),
       name(std::move(text)),
-      kind(MappingTools::Normalized),
-      minValue(0.0f),
-      maxValue(1.0f) {}
+      travel{MappingTools::Normalized, 2.0f, 1.0f, 0.0f, 1.0f} {}
 
 ParamRecord::ParamRecord(std::string text, uint32_t count, float first, float step)
-    : mapping(MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f)),
-      name(std::move(text)),
-      kind(MappingTools::Stepped),
-      stepCount(static_cast<float>(count)),
-      stepSize(step) {
+    : mapping(MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f)), name(std::move(text)) {
   const float last = std::fma(static_cast<float>(count) - 1.0f, step, first);
-  minValue = std::min(first, last);
-  maxValue = std::max(first, last);
-  value = minValue;
+  travel = {MappingTools::Stepped, static_cast<float>(count), step, std::min(first, last),
+            std::max(first, last)};
+  value = travel.minValue;
 }
 
 ParamRecord::ParamRecord(std::string text, uint32_t curveKind, bool reversed, float min, float max,
                          float curveArg1, float curveArg2)
     : mapping(MakePotardMapping(curveKind, kUnusedByCurves, min, max, curveArg1, curveArg2)),
       name(std::move(text)),
-      kind(curveKind),
-      minValue(min),
-      maxValue(max),
+      travel{curveKind, 2.0f, 1.0f, min, max},
       value(min) {
   mapping.reversed = reversed;
+}
+
+ParamRecord::ParamRecord(const Knobs::Range& range)
+    : mapping(Knobs::MakeCurve(range)), travel(Knobs::MakeTravel(range)), value(range.min) {}
+
+ParamRecord::ParamRecord(const Knobs::Row& row) : ParamRecord(row.range) {
+  name = row.name;
+  if (row.start.how == Knobs::Start::kAtValue) SetValue(row.start.at);
+  if (row.start.how == Knobs::Start::kAtPosition) SetNormalized(row.start.at);
 }
 
 float ParamRecord::GetNormalized() {
@@ -61,37 +62,6 @@ float ParamRecord::GetValue() {
   return value;
 }
 
-float ParamRecord::ToValue(float position) const {
-  if (kind == MappingTools::Normalized) return position;
-  if (kind == MappingTools::Stepped) {
-    // Limited on top only: position 1 is the last value, not one beyond it.
-    const float travel =
-        std::min(std::floor(stepCount * position) * std::fabs(stepSize), maxValue - minValue);
-    return stepSize >= 0.0f ? minValue + travel : maxValue - travel;
-  }
-  const float x = ClampPosition(mapping.reversed ? 1.0f - position : position);
-  const float y = mapping.ToValue(x);
-  return mapping.absolute ? y : std::fma(mapping.max - mapping.min, y, mapping.min);
-}
-
-float ParamRecord::ToNormalized(float plain) const {
-  if (kind == MappingTools::Normalized) return plain;
-  if (kind == MappingTools::Stepped) {
-    const float range = maxValue - minValue;
-    if (range == 0.0f) return 0.0f;  // one step only
-    return (stepSize >= 0.0f ? plain - minValue : maxValue - plain) / range;
-  }
-  float y = plain;
-  if (!mapping.absolute) {
-    const float low = std::min(mapping.min, mapping.max);
-    const float high = std::max(mapping.min, mapping.max);
-    const float range = mapping.max - mapping.min;
-    y = range != 0.0f ? (std::fmin(std::fmax(plain, low), high) - mapping.min) / range : 0.0f;
-  }
-  const float x = mapping.ToPosition(y);
-  return ClampPosition(mapping.reversed ? 1.0f - x : x);
-}
-
 float ParamRecord::ReadNormalizedModulated(const ProcessContext& context, uint32_t port) {
   const float* control = context.LiveControl(port);
   return control == nullptr ? GetNormalized() : ClampPosition(GetNormalized() + control[0]);
@@ -106,11 +76,11 @@ float ParamRecord::ValueAtOffset(float offset) { return ToValue(ClampPosition(Ge
 
 void ParamRecord::ToValueBlock(float* out, const float* positions, uint32_t count) const {
   const uint32_t end = count & ~3u;
-  if (kind == MappingTools::Normalized) {
+  if (travel.kind == MappingTools::Normalized) {
     std::copy(positions, positions + end, out);
     return;
   }
-  if (kind == MappingTools::Stepped) {
+  if (travel.kind == MappingTools::Stepped) {
     for (uint32_t i = 0; i < end; ++i) out[i] = ToValue(positions[i]);
     return;
   }
@@ -126,10 +96,17 @@ void ParamRecord::ToValueBlock(float* out, const float* positions, uint32_t coun
 
 void ParamRecord::ReDeclare(ParamRecord declaration) {
   declaration.name = std::move(name);
-  declaration.value = declaration.minValue;
+  declaration.value = declaration.travel.minValue;
   declaration.normalized = 0.0f;
   declaration.state = kBothAgree;
   *this = std::move(declaration);
+}
+
+std::vector<ParamRecord> MakeRecords(std::span<const Knobs::Row> rows) {
+  std::vector<ParamRecord> records;
+  records.reserve(rows.size());
+  for (const Knobs::Row& row : rows) records.emplace_back(row);
+  return records;
 }
 
 }  // namespace Vantora::dsp

@@ -1,9 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
+#include "basictools/knobs/KnobRow.h"
+#include "basictools/knobs/KnobTravel.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "engine/ProcessContext.h"
 #include "engine/Relaxed.h"
@@ -36,6 +39,12 @@ class ParamRecord {
   ParamRecord(std::string name, uint32_t kind, bool reversed, float min, float max, float curveArg1 = 1.0f,
               float curveArg2 = 0.5f);
 
+  /// Without a name, at rest.
+  explicit ParamRecord(const Knobs::Range& range);
+
+  /// As a row declares it, standing where the row starts.
+  explicit ParamRecord(const Knobs::Row& row);
+
   /// Stores a position; the value follows when it is read.
   void SetNormalized(float position) {
     normalized = position;
@@ -55,10 +64,10 @@ class ParamRecord {
   float GetValue();
 
   /// The curve, without touching the record's own value.
-  float ToValue(float position) const;
+  float ToValue(float position) const { return travel.ToValue(mapping, position); }
 
   /// The inverse curve, without touching the record's own value.
-  float ToNormalized(float plain) const;
+  float ToNormalized(float plain) const { return travel.ToPosition(mapping, plain); }
 
   /// `GetNormalized` plus the first sample of control port
   /// `port`, held in 0 to 1; plain when the port isn't live.
@@ -74,13 +83,13 @@ class ParamRecord {
   /// block form does nothing gives the clamped position scaled into the range. `out` may be `positions`.
   void ToValueBlock(float* out, const float* positions, uint32_t count) const;
 
-  float GetMinimum() const { return minValue; }  ///< lowest value, in the parameter's unit
-  float GetMaximum() const { return maxValue; }  ///< highest value, in the parameter's unit
+  float GetMinimum() const { return travel.minValue; }  ///< lowest value, in the parameter's unit
+  float GetMaximum() const { return travel.maxValue; }  ///< highest value, in the parameter's unit
   void SetName(std::string text) { name = std::move(text); }
   const std::string& GetName() const { return name; }
-  uint32_t GetKind() const { return kind; }  ///< `MappingTools::MappingKind`
+  uint32_t GetKind() const { return travel.kind; }  ///< `MappingTools::MappingKind`
   uint32_t GetStepCount() const {
-    return static_cast<uint32_t>(stepCount);
+    return static_cast<uint32_t>(travel.stepCount);
   }  ///< of a stepped parameter; else 2
   const MappingTools::PotardMappingHolder& GetMapping() const { return mapping; }
 
@@ -91,14 +100,13 @@ class ParamRecord {
  private:
   MappingTools::PotardMappingHolder mapping;
   std::string name;
-  uint32_t kind;
-  float stepCount = 2.0f;
-  float stepSize = 1.0f;
-  float minValue;
-  float maxValue;
+  Knobs::Travel travel;
   Relaxed<float> normalized;
   Relaxed<float> value;
   Relaxed<uint32_t> state;
 };
+
+/// The records of a module, in the order of its rows.
+std::vector<ParamRecord> MakeRecords(std::span<const Knobs::Row> rows);
 
 }  // namespace Vantora::dsp

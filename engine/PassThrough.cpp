@@ -3,10 +3,12 @@
 #include <cstring>
 #include <utility>
 
+#include "engine/PassThroughRows.h"
+
 namespace Vantora::dsp {
 
 PassThrough::PassThrough(std::string text)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, std::vector<std::string>{"BypassUselessParam"}) {
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PassThroughKnobs::kRows)) {
 }
 
 void PassThrough::Configure(uint32_t, float) {}

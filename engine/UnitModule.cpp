@@ -57,6 +57,14 @@ void UnitModule::ReDeclareStepped(uint32_t index, uint32_t count, float first, f
   store.ReDeclare(index, ParamRecord("", count, first, step));
 }
 
+void UnitModule::ApplyFits(std::span<const Knobs::Fit> fits) {
+  for (const Knobs::Fit& fit : fits) {
+    if (fit.HasRange()) store.ReDeclare(fit.index, ParamRecord(fit.range));
+    if (fit.start.how == Knobs::Start::kAtValue) SetParamInternal(fit.index, fit.start.at);
+    if (fit.start.how == Knobs::Start::kAtPosition) SetParam(fit.index, fit.start.at);
+  }
+}
+
 void UnitModule::AddParams(std::vector<ParamRecord> records) { store.Add(std::move(records)); }
 
 }  // namespace Vantora::dsp

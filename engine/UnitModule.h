@@ -1,5 +1,6 @@
 #pragma once
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,8 @@ class UnitModule : public Module {
                       float curveArg1 = 1.0f, float curveArg2 = 0.5f);
   /// The same with `count` values from `first` in steps of `step`.
   void ReDeclareStepped(uint32_t index, uint32_t count, float first, float step);
+  /// Fits knobs to the owner's use as its rows say: for each, the new range, then the owner's value.
+  void ApplyFits(std::span<const Knobs::Fit> fits);
   /// Appends records behind the present ones.
   void AddParams(std::vector<ParamRecord> records);
 

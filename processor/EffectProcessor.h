@@ -13,6 +13,7 @@
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/control/SmootherSRL.h"
 #include "engine/ModuleContainer.h"
+#include "processor/EffectProcessorRows.h"
 #include "processor/interface/BlobChange.h"
 
 namespace Vantora::Processor {
@@ -70,12 +71,13 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
 
  public:
   /// Positions in the own list; a product's own follow.
-  enum OwnParam : uint32_t { kBypass, kPanic, kPresetLoading, kGuiVisible, kOutputGain, kFrameParamCount };
+  using enum EffectProcessorKnobs::OwnParam;
+  using OwnParam = EffectProcessorKnobs::OwnParam;
 
   /// `makers` return the children, in list order.
   template <typename... Makers>
   explicit EffectProcessor(std::string moduleName, Makers&&... makers)
-      : Helper(std::move(moduleName), 2, 2, Records(), std::forward<Makers>(makers)...) {
+      : Helper(std::move(moduleName), 2, 2, dsp::MakeRecords(EffectProcessorKnobs::kOwnRows), std::forward<Makers>(makers)...) {
     changedValues.entries.fill({-1, {0, 0}});
     changedBlobs.entries.fill({0xFFFFFFFFu, 0, nullptr});
   }
@@ -193,16 +195,6 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
   bool IsBypassSettled() const { return bypassFade.IsSettled(); }
 
  private:
-  static std::vector<ParamRecord> Records() {
-    std::vector<ParamRecord> records;
-    records.emplace_back("Bypass", 2u, 0.0f, 1.0f);
-    records.emplace_back("Panic", 2u, 0.0f, 1.0f);
-    records.emplace_back("PresetLoading", 2u, 0.0f, 1.0f);
-    records.emplace_back("GUI Visible", 2u, 0.0f, 1.0f);
-    records.emplace_back("OutputGain", MappingTools::Linear, false, -12.0f, 12.0f);  // dB
-    return records;
-  }
-
   static void Multiply(float* __restrict signal, const float* __restrict gain, uint32_t count) {
     for (uint32_t i = 0, end = count & ~3u; i < end; ++i) signal[i] *= gain[i];
   }

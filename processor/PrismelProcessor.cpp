@@ -12,37 +12,11 @@ namespace Vantora::Processor {
 
 namespace {
 
-// Parameters of the children that the product drives, by their own numbers.
-enum LfoParam : uint32_t {
-  kLfoMidiSync = 1,
-  kLfoRateUnSynced = 2,
-  kLfoRateSyncedType = 5,
-  kLfoControlRate = 11,
-  kLfoConfAllowSyncAll = 14,
-  kLfoWaveform = 15,
-  kLfoSmooth = 17,
-  kLfoSmoothRateLinked = 18,
-  kLfoStereo = 20,
-};
-enum AnalyzerParam : uint32_t { kAnalyzerAttack = 0, kAnalyzerRelease = 1, kAnalyzerStereoInput = 4 };
-
 constexpr std::size_t kPortHeader = 4;  // floats in front of a control port's data
 
 uint32_t NextProcessorSeed() {
   static std::atomic<uint32_t> processors{0};
   return PrismelProcessor::SeedOf(processors.fetch_add(1, std::memory_order_relaxed));
-}
-
-std::vector<ParamRecord> OwnRecords() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> records;
-  records.emplace_back("LFORateType", 5u, 0.0f, 1.0f);
-  records.emplace_back("LFOShapeType", 6u, 0.0f, 1.0f);
-  records.emplace_back("LFOPrismelAmount", BipolarExp, false, -1.0f, 1.0f, 3.0f, 0.5f);
-  records.emplace_back("LFOPrimaryAmount", BipolarExp, false, -1.0f, 1.0f, 3.0f, 0.5f);
-  records.emplace_back("InputPower", Linear, false, -80.0f, 6.0f);   // dB
-  records.emplace_back("OutputPower", Linear, false, -80.0f, 6.0f);  // dB
-  return records;
 }
 
 }  // namespace
@@ -57,22 +31,15 @@ PrismelProcessor::PrismelProcessor(uint32_t seed)
           [seed] { return dsp::LFO("LFO", SeedHash(seed, 1)); },
           [] { return dsp::EnvFollower("InputAnalyzer"); },
           [] { return dsp::EnvFollower("OutputAnalyzer"); }) {
-  AddParams(OwnRecords());
-  SetParamInternal(kOwnBase + kOutputGain, 0.0f);
+  AddParams(dsp::MakeRecords(PrismelProcessorKnobs::kOwnRows));
+  for (const Knobs::Fit& fit : PrismelProcessorKnobs::kFrameFits)
+    SetParamInternal(kOwnBase + fit.index, fit.start.at);
 
-  auto& lfo = Child<kLfo>();
-  lfo.ReDeclareParam(kLfoRateUnSynced, MappingTools::Exponential, false, 0.025f, 50.0f, 3.0f);  // Hz
-  lfo.SetParam(kLfoStereo, 0.0f);
-  lfo.SetParam(kLfoControlRate, 1.0f);
-  lfo.SetParam(kLfoConfAllowSyncAll, 1.0f);
-  lfo.SetParamInternal(kLfoSmoothRateLinked, 1.0f);
-  lfo.ReDeclareParam(kLfoSmooth, MappingTools::Linear, false, 0.0f, 5.0f);  // periods
-  lfo.SetRateTable({16.0f, 8.0f, 4.0f, 2.0f, 1.0f, 0.5f, 0.25f, 0.125f, 0.0625f, 0.03125f});
-
-  for (auto* analyzer : {&Child<kInputAnalyzer>(), &Child<kOutputAnalyzer>()}) {
-    analyzer->SetParamInternal(kAnalyzerRelease, 0.2f);  // seconds
-    analyzer->SetParamInternal(kAnalyzerAttack, 0.2f);
-  }
+  Child<kLfo>().ApplyFits(PrismelProcessorKnobs::kLfoFits);
+  const auto& lengths = PrismelProcessorKnobs::kRateTable;
+  Child<kLfo>().SetRateTable({lengths.begin(), lengths.end()});
+  Child<kInputAnalyzer>().ApplyFits(PrismelProcessorKnobs::kMeterFits);
+  Child<kOutputAnalyzer>().ApplyFits(PrismelProcessorKnobs::kMeterFits);
 }
 
 void PrismelProcessor::ConfigureProduct(uint32_t maxBlockSize, float sampleRate) {
@@ -98,21 +65,21 @@ bool PrismelProcessor::UpdateProduct(ProcessContext&) {
     // Sine, triangle, falling saw, square, sample and hold, and last a smoothed sample and hold.
     const auto shape = static_cast<uint32_t>(OwnValue(kLfoShapeType));
     if (shape == 5) {
-      lfo.SetParamInternal(kLfoWaveform, 5.0f);
-      lfo.SetParam(kLfoSmooth, 0.48f);
+      lfo.SetParamInternal(dsp::LFO::kWaveform, 5.0f);
+      lfo.SetParam(dsp::LFO::kSmooth, 0.48f);
     } else {
       constexpr std::array<float, 5> kWaveforms = {0.0f, 1.0f, 2.0f, 4.0f, 5.0f};
-      lfo.SetParam(kLfoSmooth, 0.0f);
-      lfo.SetParamInternal(kLfoWaveform, shape < kWaveforms.size() ? kWaveforms[shape] : 0.0f);
+      lfo.SetParam(dsp::LFO::kSmooth, 0.0f);
+      lfo.SetParamInternal(dsp::LFO::kWaveform, shape < kWaveforms.size() ? kWaveforms[shape] : 0.0f);
     }
   }
   if (IsOwnDirty(kLfoRateType)) {
     const auto type = static_cast<uint32_t>(OwnValue(kLfoRateType));
-    if (type == 0) lfo.SetParamInternal(kLfoMidiSync, 0.0f);
-    if (type == 1) lfo.SetParamInternal(kLfoMidiSync, 2.0f);
+    if (type == 0) lfo.SetParamInternal(dsp::LFO::kMidiSync, 0.0f);
+    if (type == 1) lfo.SetParamInternal(dsp::LFO::kMidiSync, 2.0f);
     if (type >= 2 && type <= 4) {
-      lfo.SetParamInternal(kLfoMidiSync, 1.0f);
-      lfo.SetParamInternal(kLfoRateSyncedType, static_cast<float>(type - 2));
+      lfo.SetParamInternal(dsp::LFO::kMidiSync, 1.0f);
+      lfo.SetParamInternal(dsp::LFO::kRateSyncedType, static_cast<float>(type - 2));
     }
   }
   return true;
@@ -122,8 +89,8 @@ uint32_t PrismelProcessor::ProcessWet(ProcessContext& context, ChannelMode mode)
   const uint32_t count = context.sampleCount;
   std::array<float*, 2> wetPair = {context.outputs[0], mode == kMono ? silentBuffer : context.outputs[1]};
   for (float* side : wetPair) std::fill_n(side, count, 0.0f);
-  Child<kInputAnalyzer>().SetParam(kAnalyzerStereoInput, mode == kStereo ? 1.0f : 0.0f);
-  Child<kOutputAnalyzer>().SetParam(kAnalyzerStereoInput, mode != kMono ? 1.0f : 0.0f);
+  Child<kInputAnalyzer>().SetParam(dsp::EnvFollower::kStereoInput, mode == kStereo ? 1.0f : 0.0f);
+  Child<kOutputAnalyzer>().SetParam(dsp::EnvFollower::kStereoInput, mode != kMono ? 1.0f : 0.0f);
 
   RunLfo(context);
   CopyInput(context, mode);

@@ -10,6 +10,7 @@
 #include "dsp/control/SmootherSRL.h"
 #include "dsp/stage/Prismel.h"
 #include "processor/EffectProcessor.h"
+#include "processor/PrismelProcessorRows.h"
 
 namespace Vantora::Processor {
 
@@ -27,14 +28,8 @@ namespace Vantora::Processor {
 class PrismelProcessor
     : public EffectProcessor<64, 8, dsp::Prismel, dsp::LFO, dsp::EnvFollower, dsp::EnvFollower> {
  public:
-  enum OwnParam : uint32_t {
-    kLfoRateType = kFrameParamCount,  ///< 0 free, 1 all synced lengths, 2..4 straight, triplet, dotted
-    kLfoShapeType,                    ///< sine, triangle, saw, square, sample and hold, the same smoothed
-    kLfoPrismelAmount,                ///< -1..1, depth on "Prismelion"
-    kLfoPrimaryAmount,                ///< -1..1, depth on the primary parameter
-    kInputPower,                      ///< dB, written by the processor
-    kOutputPower,                     ///< dB, written by the processor
-  };
+  using enum PrismelProcessorKnobs::OwnParam;
+  using OwnParam = PrismelProcessorKnobs::OwnParam;
   static constexpr uint32_t kParamCount = kOwnBase + kOutputPower + 1;
   static_assert(kChildBases[1] == 175 && kChildBases[2] == 201 && kChildBases[3] == 208 && kOwnBase == 215);
   static_assert(kParamCount == 226);

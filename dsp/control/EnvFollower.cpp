@@ -10,22 +10,6 @@
 namespace Vantora::dsp {
 namespace {
 
-ParamRecord LinearRecord(const char* name, float min, float max, float start) {
-  ParamRecord record(name, MappingTools::Linear, false, min, max);
-  record.SetValue(start);
-  return record;
-}
-
-std::vector<ParamRecord> MakeRecords() {
-  return {LinearRecord("Attack", 0.001f, 5.0f, 0.005f),               // seconds
-          LinearRecord("Release", 0.001f, 5.0f, 0.01f),               // seconds
-          LinearRecord("RMSWindowDurationMs", 0.0f, 100.0f, 10.0f),   // milliseconds
-          LinearRecord("FixedLinearGain", 0.0f, 100.0f, 1.4142135f),  // linear
-          ParamRecord("StereoInput"),
-          LinearRecord("Threshold", -120.0f, 0.0f, -120.0f),  // dB
-          ParamRecord("ThresholdActive")};
-}
-
 /// Share of a step that one sample covers when `seconds` are five time constants.
 float CoefficientOf(float seconds, float sampleRate) {
   return 1.0f - std::exp(-5.0f / (sampleRate * seconds));
@@ -34,7 +18,7 @@ float CoefficientOf(float seconds, float sampleRate) {
 }  // namespace
 
 EnvFollower::EnvFollower(std::string text)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords()) {}
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(EnvFollowerKnobs::kRows)) {}
 
 void EnvFollower::DelayLineDouble::Resize(uint32_t newSize) {
   buffer.resize(newSize);

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "dsp/control/EnvFollowerRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -22,15 +23,9 @@ namespace Vantora::dsp {
 class EnvFollower : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 1, kParamCount = 7;
-  enum Parameter : uint32_t {
-    kAttack,
-    kRelease,
-    kRmsWindow,
-    kFixedLinearGain,
-    kStereoInput,
-    kThreshold,
-    kThresholdActive
-  };
+  using enum EnvFollowerKnobs::ParamIndex;
+  using ParamIndex = EnvFollowerKnobs::ParamIndex;
+  using Parameter = ParamIndex;
 
   explicit EnvFollower(std::string name);
 

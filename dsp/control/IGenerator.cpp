@@ -24,26 +24,8 @@ std::vector<float> WithDottedAndTriplets(const std::vector<float>& table) {
   return all;
 }
 
-std::vector<ParamRecord> MakeRecords(const std::vector<std::string>& ownNames, uint32_t tableSize,
-                                     uint32_t allTableSize) {
-  using MappingTools::Linear;
-  std::vector<ParamRecord> records = {
-      ParamRecord("Mode", 3, 0.0f, 1.0f),
-      ParamRecord("MidiSync", 3, 0.0f, 1.0f),  // 2: with dotted and triplet lengths
-      ParamRecord("RateUnSynced"),
-      ParamRecord("RateSynced", tableSize, 0.0f, 1.0f),
-      ParamRecord("AllRateSynced", allTableSize, 0.0f, 1.0f),
-      ParamRecord("RateSyncedType", 3, 0.0f, 1.0f),                  // straight, triplet, dotted
-      ParamRecord("PhaseInit", Linear, false, 0.0f, 360.0f),         // degrees
-      ParamRecord("KbTracking"),                                     // on above 0.5
-      ParamRecord("KbTrackingAmount"),                               // percent
-      ParamRecord("KbTrackingFreq", Linear, false, 1.0f, 40000.0f),  // Hz
-      ParamRecord("GateIn"),                                         // on above 0.5
-      ParamRecord("ControlRate"),                                    // on from 0.5
-      ParamRecord("SppHardFollow"),                                  // on from 0.5
-      ParamRecord("Swing", Linear, false, 50.0f, 75.0f),             // percent
-      ParamRecord("ConfAllowSyncAll", 2, 0.0f, 1.0f)};
-  records[IGenerator::kMode].SetValue(static_cast<float>(IGenerator::kSongLocked));
+std::vector<ParamRecord> WithPlainOnes(const std::vector<std::string>& ownNames) {
+  std::vector<ParamRecord> records = MakeRecords(IGeneratorKnobs::kRows);
   for (const std::string& text : ownNames) records.emplace_back(text);
   return records;
 }
@@ -54,9 +36,10 @@ const std::vector<float> kDefaultTable = {8.0f, 4.0f, 2.0f, 1.0f, 0.5f, 0.25f, 0
 
 IGenerator::IGenerator(std::string text, uint32_t inputs, uint32_t outputs,
                        const std::vector<std::string>& ownNames)
-    : UnitModule(std::move(text), inputs, outputs,
-                 MakeRecords(ownNames, static_cast<uint32_t>(kDefaultTable.size()),
-                             static_cast<uint32_t>(3 * kDefaultTable.size()))),
+    : IGenerator(std::move(text), inputs, outputs, WithPlainOnes(ownNames)) {}
+
+IGenerator::IGenerator(std::string text, uint32_t inputs, uint32_t outputs, std::vector<ParamRecord> records)
+    : UnitModule(std::move(text), inputs, outputs, std::move(records)),
       syncTable(kDefaultTable),
       allTable(WithDottedAndTriplets(kDefaultTable)) {}
 

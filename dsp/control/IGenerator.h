@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "dsp/control/IGeneratorRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -26,24 +27,9 @@ namespace Vantora::dsp {
 /// Threads        Configure and SetRateTable off the audio thread, the rest on it
 class IGenerator : public UnitModule {
  public:
-  enum Parameter : uint32_t {
-    kMode,
-    kMidiSync,
-    kRateUnSynced,
-    kRateSynced,
-    kAllRateSynced,
-    kRateSyncedType,
-    kPhaseInit,
-    kKbTracking,
-    kKbTrackingAmount,
-    kKbTrackingFreq,
-    kGateIn,
-    kControlRate,
-    kSppHardFollow,
-    kSwing,
-    kConfAllowSyncAll,
-    kOwnParameters  ///< a derived class's own follow from here
-  };
+  using enum IGeneratorKnobs::ParamIndex;
+  using ParamIndex = IGeneratorKnobs::ParamIndex;
+  using Parameter = ParamIndex;
   enum Mode : uint32_t { kOneShot = 0, kFree = 1, kSongLocked = 2 };
 
   void Configure(uint32_t maxBlockSize, float newSampleRate) override;
@@ -76,6 +62,8 @@ class IGenerator : public UnitModule {
  protected:
   /// `ownNames` are the parameters of the derived class, plain positions until it declares them.
   IGenerator(std::string text, uint32_t inputs, uint32_t outputs, const std::vector<std::string>& ownNames);
+  /// All records are given, this class's first.
+  IGenerator(std::string text, uint32_t inputs, uint32_t outputs, std::vector<ParamRecord> records);
 
   /// Writes the outputs from the arrays; `sampleCount` of the context is the number of steps.
   virtual void RenderShape(ProcessContext& context) = 0;

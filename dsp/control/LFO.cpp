@@ -43,17 +43,9 @@ float Square(float x) noexcept { return x < 0.5f ? 1.0f : -1.0f; }
 }  // namespace
 
 LFO::LFO(std::string text, uint32_t seed)
-    : IGenerator(std::move(text), kInputCount, kOutputCount,
-                 {"Waveform", "Amp", "Smooth", "SmoothRateLinked", "Fade", "Stereo", "StereoSpread",
-                  "SnHStereoMode", "Unipolar", "CurrentPhaseFeedback", "CurrentValueLFeedback"}),
+    : IGenerator(std::move(text), kInputCount, kOutputCount, MakeRecords(LFOKnobs::kRows)),
       randomState(SeedOrClock(seed)) {
   SetRateInput(false, 0);
-  ReDeclareStepped(kWaveform, 6, 0.0f, 1.0f);
-  Param(kAmp).SetNormalized(1.0f);
-  ReDeclareStepped(kSmoothRateLinked, 2, 0.0f, 1.0f);
-  ReDeclareParam(kStereoSpread, MappingTools::Linear, false, 0.0f, 360.0f);  // degrees
-  ReDeclareStepped(kSnHStereoMode, 2, 0.0f, 1.0f);
-  ReDeclareParam(kCurrentValueLFeedback, MappingTools::Linear, false, -1.0f, 1.0f);
 }
 
 void LFO::Configure(uint32_t maxBlockSize, float newSampleRate) {

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "dsp/control/IGenerator.h"
+#include "dsp/control/LFORows.h"
 #include "dsp/control/SmootherLPF.h"
 
 namespace Vantora::dsp {
@@ -28,19 +29,9 @@ namespace Vantora::dsp {
 class LFO : public IGenerator {
  public:
   static constexpr uint32_t kInputCount = 3, kOutputCount = 2, kParamCount = 26;
-  enum OwnParameter : uint32_t {
-    kWaveform = kOwnParameters,
-    kAmp,
-    kSmooth,
-    kSmoothRateLinked,
-    kFade,
-    kStereo,
-    kStereoSpread,
-    kSnHStereoMode,
-    kUnipolar,
-    kCurrentPhaseFeedback,
-    kCurrentValueLFeedback
-  };
+  using enum LFOKnobs::ParamIndex;
+  using ParamIndex = LFOKnobs::ParamIndex;
+  using OwnParameter = ParamIndex;
   enum Waveform : uint32_t { kSine, kTriangle, kFallingSaw, kRisingSaw, kSquare, kSampleAndHold };
 
   /// seed  start of the random sequence; 0 takes the clock

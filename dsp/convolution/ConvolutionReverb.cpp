@@ -44,33 +44,13 @@ void Land(SmootherLPF& smoother) { smoother.SetValue(static_cast<float>(smoother
 }  // namespace
 
 std::vector<ParamRecord> ConvolutionReverb::DeclareParams() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> params;
-  // name, curve, reversed, min, max
-  params.emplace_back("Wet", Linear, false, 0.0f, 1.0f);
-  params.emplace_back("IRGain", Linear, false, -40.0f, 40.0f);      // dB
-  params.emplace_back("PreDelayMs", Linear, false, 0.0f, 1000.0f);  // ms
-  params.emplace_back("Decay", Linear, false, 0.0f, 1.0f);
-  params.emplace_back("Stretch", Linear, false, 0.1f, 2.0f);                        // times as long
-  params.emplace_back("LengthFactor", Linear, false, 0.0f, 2.0f);                   // times as long
-  params.emplace_back("EngineCrossfadeDuration", Linear, false, 0.0f, 1.0f);        // seconds
-  params.emplace_back("ImpulseUpdateBehaviour", 2u, 0.0f, 1.0f);                    // at once, by polling
-  params.emplace_back("ImpulseUpdatePollingTime", Linear, false, 100.0f, 1000.0f);  // ms
-  params.emplace_back("ImpulseFadeBehaviour", 2u, 0.0f, 1.0f);                      // crossfade, out and in
-  return params;
+  return MakeRecords(ConvolutionReverbKnobs::kRows);
 }
 
 ConvolutionReverb::ConvolutionReverb(std::string moduleName)
     : UnitModule(std::move(moduleName), kInputCount, kOutputCount, DeclareParams()),
       loadImpulse(ReadImpulseFile),
       makeSchedule(MakeConvoEngineConfig({2048, DefaultPartitions()})) {
-  SetParamInternal(kIRGain, 0.0f);
-  SetParam(kPreDelayMs, 0.0f);
-  SetParam(kDecay, 1.0f);
-  SetParamInternal(kStretch, 1.0f);
-  SetParamInternal(kLengthFactor, 1.0f);
-  SetParam(kEngineCrossfadeDuration, 1.0f);
-  SetParamInternal(kImpulseUpdatePollingTime, 500.0f);
   ramp.SetValue(1.0f);
   manager.Start();
 }

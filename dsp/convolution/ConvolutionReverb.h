@@ -17,6 +17,7 @@
 #include "dsp/convolution/ImpulseShaping.h"
 #include "dsp/convolution/OverloadCounters.h"
 #include "dsp/convolution/ResourceManager.h"
+#include "dsp/convolution/ConvolutionReverbRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -45,18 +46,8 @@ namespace Vantora::dsp {
 class ConvolutionReverb : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 10;
-  enum ParamIndex : uint32_t {
-    kWet,
-    kIRGain,
-    kPreDelayMs,
-    kDecay,
-    kStretch,
-    kLengthFactor,
-    kEngineCrossfadeDuration,
-    kImpulseUpdateBehaviour,
-    kImpulseUpdatePollingTime,
-    kImpulseFadeBehaviour,
-  };
+  using enum ConvolutionReverbKnobs::ParamIndex;
+  using ParamIndex = ConvolutionReverbKnobs::ParamIndex;
   static constexpr size_t kLongestPath = 256;  ///< bytes
 
   /// A path as commands carry it: in place, and without a terminator.

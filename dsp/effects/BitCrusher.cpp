@@ -27,29 +27,6 @@ enum Port : uint32_t {
 };
 constexpr uint32_t kSendPort = 2;  // left; right follows
 
-std::vector<ParamRecord> Declaration() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> records;
-  records.emplace_back("Wet");
-  records.emplace_back("Bitdepth", Reverse, false, 1.5f, 16.0f);
-  records.emplace_back("Downsample", Exponential, false, 1.0f, 80.0f, 3.0f);
-  records.emplace_back("Frequency", Exponential, false, 200.0f, 44100.0f, 5.4f);  // Hz
-  records.emplace_back("StereoBC", 2u, 0.0f, 1.0f);
-  records.emplace_back("Aliasing", Exponential, false, 0.0f, 1.0f, 3.0f);
-  records.emplace_back("Jitter", Linear, false, 0.0f, 100.0f);        // percent
-  records.emplace_back("JitterRate", Linear, false, 20.0f, 3000.0f);  // Hz
-  records.emplace_back("JitterMode", 2u, 0.0f, 1.0f);
-  records.emplace_back("Mode", 2u, 0.0f, 1.0f);
-  records.emplace_back("Scale", Linear, false, 0.1f, 255.0f);
-  records.emplace_back("ConfDownSample", 2u, 0.0f, 1.0f);
-  records.emplace_back("ConfAliasing");
-  records.emplace_back("ConfScale");
-  records.emplace_back("ConfFeedbackOn");
-  records.emplace_back("InGainCompensated", Linear, false, -40.0f, 40.0f);  // dB
-  records[BitCrusher::kInGainCompensated].SetValue(0.0f);
-  return records;
-}
-
 template <bool kFiltered, bool kGlide, bool kCompanding>
 void CrushBlock(const CrusherSettings& settings, CrusherChannel& channel, float* data, uint32_t count) {
   const CrusherSettings c = settings;
@@ -72,7 +49,7 @@ float FiniteOrZero(float x) { return std::isfinite(x) ? x : 0.0f; }
 }  // namespace
 
 BitCrusher::BitCrusher(std::string text, uint32_t seed)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()),
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(BitCrusherKnobs::kRows)),
       random(seed != 0 ? seed : ClockSeed(this)) {}
 
 void BitCrusher::Configure(uint32_t maxBlockSize, float newSampleRate) {

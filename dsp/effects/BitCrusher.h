@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/effects/BitCrusherRows.h"
 #include "dsp/effects/CrusherChannel.h"
 #include "dsp/effects/bank/LaneBank.h"
 #include "engine/UnitModule.h"
@@ -28,24 +29,9 @@ namespace Vantora::dsp {
 class BitCrusher : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 10, kOutputCount = 4, kParamCount = 16;
-  enum Parameter : uint32_t {
-    kWet,
-    kBitdepth,    ///< bits, may be fractional
-    kDownsample,  ///< divisor of 44100 Hz
-    kFrequency,   ///< Hz, new sample rate
-    kStereo,      ///< 0 mono, 1 stereo
-    kAliasing,    ///< 0..1, opens the anti-alias filter towards 44100 Hz
-    kJitter,      ///< percent
-    kJitterRate,  ///< Hz
-    kJitterMode,
-    kMode,            ///< 0 linear glide, 1 sample and hold
-    kScale,           ///< companding constant; off at its minimum
-    kConfDownSample,  ///< 0 "Downsample" sets the rate, 1 "Frequency" does
-    kConfAliasing,
-    kConfScale,
-    kConfFeedbackOn,
-    kInGainCompensated,  ///< dB
-  };
+  using enum BitCrusherKnobs::ParamIndex;
+  using ParamIndex = BitCrusherKnobs::ParamIndex;
+  using Parameter = ParamIndex;
 
   /// `seed` starts the jitter's generator; 0 takes the clock.
   explicit BitCrusher(std::string name, uint32_t seed = 0);

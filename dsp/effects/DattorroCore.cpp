@@ -24,36 +24,6 @@ constexpr std::array<float, 14> kTapLengths = {266.0f, 2974.0f, 1913.0f, 1996.0f
 constexpr float kTapGain = 0.6f;
 constexpr double kFreeSpeed = 0.01;  // samples a sample: three times the modulation that a fresh plate has
 
-std::vector<ParamRecord> Records() {
-  struct Row {
-    const char* name;
-    float min, max;
-  };
-  constexpr Row kRows[] = {
-      {"Predelay", 0.0f, 500.0f},   // ms
-      {"E_Id1", 0.0f, 0.95f},       //
-      {"E_Id2", 0.0f, 0.95f},       //
-      {"Decay", 0.0f, 0.99f},       // of one quarter of the figure
-      {"E_Dd1", 0.0f, 0.95f},       //
-      {"E_Dd2", 0.0f, 0.95f},       //
-      {"Damping", 0.0f, 0.9999f},   // 0: none
-      {"E_Excursion", 0.0f, 5.0f},  // ms
-      {"E_Rate", 0.0f, 10.0f},      // Hz
-      {"E_Spread", 0.0f, 1.0f},     // of the rate, downwards, for the second modulator
-      {"E_Size", 0.1f, 2.0f},       //
-      {"E_Smoothing", 0.0f, 5.0f},  // s
-  };
-  std::vector<ParamRecord> records;
-  records.reserve(DattorroCore::kParamCount);
-  for (const Row& row : kRows) records.emplace_back(row.name, Linear, false, row.min, row.max);
-  records.emplace_back("InvertEarly", 2u, 0.0f, 1.0f);
-  records.emplace_back("EarlySize", Linear, false, 0.05f, 1.0f);
-  return records;
-}
-
-constexpr std::array<float, DattorroCore::kParamCount> kStartValues = {
-    0.0f, 0.75f, 0.625f, 0.5f, 0.7f, 0.5f, 0.0005f, 0.5376f, 1.0f, 0.1f, 1.0f, 0.1f, 0.0f, 1.0f};
-
 uint32_t AtLeastOne(float samples) { return static_cast<uint32_t>(std::fmax(samples, 1.0f)); }
 
 }  // namespace
@@ -101,9 +71,7 @@ void DattorroCore::Phasor::Normalize() {
 }
 
 DattorroCore::DattorroCore(std::string moduleName)
-    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()) {
-  for (uint32_t i = 0; i < kParamCount; ++i) SetParamInternal(i, kStartValues[i]);
-}
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(DattorroCoreKnobs::kRows)) {}
 
 void DattorroCore::Configure(uint32_t, float sampleRate) {
   rate = sampleRate;

@@ -8,6 +8,7 @@
 #include "dsp/control/AllPassDelay.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherLPF.h"
+#include "dsp/effects/DattorroCoreRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -38,22 +39,8 @@ namespace Vantora::dsp {
 class DattorroCore : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 14;
-  enum ParamIndex : uint32_t {
-    kPredelay,
-    kInputDiffusion1,
-    kInputDiffusion2,
-    kDecay,
-    kDecayDiffusion1,
-    kDecayDiffusion2,
-    kDamping,
-    kExcursion,
-    kRate,
-    kSpread,
-    kSize,
-    kSmoothing,
-    kInvertEarly,
-    kEarlySize
-  };
+  using enum DattorroCoreKnobs::ParamIndex;
+  using ParamIndex = DattorroCoreKnobs::ParamIndex;
 
   explicit DattorroCore(std::string name);
 

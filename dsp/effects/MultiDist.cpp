@@ -20,22 +20,6 @@ using MappingTools::Linear;
 constexpr double kSmallestDistance = 0.0001;  // below it the difference quotient is not worth its rounding
 constexpr float kLargest = std::numeric_limits<float>::max();
 
-std::vector<ParamRecord> Records() {
-  std::vector<ParamRecord> records;
-  records.reserve(MultiDist::kParamCount);
-  records.emplace_back("Stereo", 2u, 0.0f, 1.0f);
-  records.emplace_back("DistType", kShapingCurveCount, 0.0f, 1.0f);
-  records.emplace_back("Drive", Linear, false, -24.0f, 24.0f);       // dB
-  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);  // dB
-  records.emplace_back("AutoComp", 2u, 0.0f, 1.0f);
-  records.emplace_back("ConfFeedbackOn", 2u, 0.0f, 1.0f);
-  records.emplace_back("ConfGainStagingIn", Linear, false, -24.0f, 24.0f);   // dB
-  records.emplace_back("ConfGainStagingOut", Linear, false, -24.0f, 24.0f);  // dB
-  records.emplace_back("ConfAntiAl", 2u, 0.0f, 1.0f);
-  records.emplace_back("ConfUpsamp", 2u, 0.0f, 1.0f);
-  return records;
-}
-
 /// The mean of the curve on the way from sample to sample.
 template <typename Curve>
 void ShapeAntiAliased(float* data, uint32_t count, float previous) noexcept {
@@ -56,12 +40,10 @@ void ShapeAntiAliased(float* data, uint32_t count, float previous) noexcept {
 }  // namespace
 
 MultiDist::MultiDist(std::string moduleName)
-    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()) {
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(MultiDistKnobs::kRows)) {
   std::vector<uint32_t> all(kShapingCurveCount);
   std::iota(all.begin(), all.end(), 0u);
   SetAllowedAlgorithms(std::move(all));
-  SetParamInternal(kOutputGain, 0.0f);
-  SetParamInternal(kAutoComp, 1.0f);
 }
 
 void MultiDist::SetAllowedAlgorithms(std::vector<uint32_t> algorithms) {

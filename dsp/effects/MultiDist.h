@@ -7,6 +7,7 @@
 
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
+#include "dsp/effects/MultiDistRows.h"
 #include "dsp/effects/prims/Oversampler.h"
 #include "engine/UnitModule.h"
 
@@ -33,18 +34,8 @@ namespace Vantora::dsp {
 class MultiDist : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 5, kOutputCount = 4, kParamCount = 10;
-  enum ParamIndex : uint32_t {
-    kStereo,
-    kDistType,
-    kDrive,
-    kOutputGain,
-    kAutoComp,
-    kFeedbackOn,
-    kGainStagingIn,
-    kGainStagingOut,
-    kAntiAl,
-    kUpsamp
-  };
+  using enum MultiDistKnobs::ParamIndex;
+  using ParamIndex = MultiDistKnobs::ParamIndex;
 
   explicit MultiDist(std::string name);
 

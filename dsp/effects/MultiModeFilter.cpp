@@ -18,28 +18,10 @@ constexpr float kHighestFrequency = 0.495f;  // of the sample rate
 
 enum Port : uint32_t { kFmPort = 2, kFreqPort = 3, kQPort = 4, kGainPort = 5, kFmAmountPort = 6 };
 
-std::vector<ParamRecord> Declaration() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> records;
-  records.emplace_back("Stereo");
-  records.emplace_back("Mode", kFilterModeCount, 0.0f, 1.0f);
-  records.emplace_back("Freq", Exponential, false, 20.0f, 20000.0f, 6.0f);     // Hz
-  records.emplace_back("CombFreq", Exponential, false, 20.0f, 2000.0f, 6.0f);  // Hz
-  records.emplace_back("Q", Exponential, false, 0.5f, 15.0f, 5.0f);
-  records.emplace_back("Gain", Linear, false, -15.0f, 15.0f);  // dB
-  records.emplace_back("FMAmount");
-  records.emplace_back("ConfBypassOnOpen");
-  records.emplace_back("ConfFadeOnModeChange");
-  records.emplace_back("ConfGainCompensationOn");
-  records[MultiModeFilter::kGain].SetValue(0.0f);
-  records[MultiModeFilter::kConfGainCompensationOn].SetNormalized(1.0f);
-  return records;
-}
-
 }  // namespace
 
 MultiModeFilter::MultiModeFilter(std::string text)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()) {
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(MultiModeFilterKnobs::kRows)) {
   for (uint32_t number = 0; number < kFilterModeCount; ++number) {
     allowedModes.push_back(number);
     indexOfMode[number] = static_cast<int32_t>(number);

@@ -11,6 +11,7 @@
 #include "dsp/control/SmootherSRL.h"
 #include "dsp/effects/FilterModes.h"
 #include "dsp/effects/FirstOrderSection.h"
+#include "dsp/effects/MultiModeFilterRows.h"
 #include "dsp/effects/StateVariableChain.h"
 #include "dsp/effects/bank/LaneBank.h"
 #include "engine/UnitModule.h"
@@ -37,18 +38,9 @@ namespace Vantora::dsp {
 class MultiModeFilter : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 7, kOutputCount = 2, kParamCount = 10;
-  enum Parameter : uint32_t {
-    kStereo,    ///< above 0.5: both channels
-    kMode,      ///< index into the allowed modes
-    kFreq,      ///< Hz
-    kCombFreq,  ///< Hz
-    kQ,
-    kGain,      ///< dB, bell modes
-    kFmAmount,  ///< octaves / 10 for each unit of input 2
-    kConfBypassOnOpen,
-    kConfFadeOnModeChange,
-    kConfGainCompensationOn,
-  };
+  using enum MultiModeFilterKnobs::ParamIndex;
+  using ParamIndex = MultiModeFilterKnobs::ParamIndex;
+  using Parameter = ParamIndex;
 
   explicit MultiModeFilter(std::string name);
 

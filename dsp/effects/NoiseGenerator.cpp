@@ -18,13 +18,6 @@ constexpr double kHighestCorner =
     0.495;  // of the rate: above 0.5 a corner has no meaning and the filter runs away
 constexpr double kDbToOctaves = 0.166096404;  // log2(10) / 20, at this module's own digits
 
-std::vector<ParamRecord> Records() {
-  std::vector<ParamRecord> records;
-  records.emplace_back("NoiseType", uint32_t{NoiseGenerator::kTypeCount}, 0.0f, 1.0f);
-  records.emplace_back("NoiseColor");
-  return records;
-}
-
 /// The clock, stirred with an address so that two modules
 /// of one tick differ. Never 0, where xorshift would stay.
 uint32_t SeedFromClock(const void* owner) {
@@ -46,7 +39,7 @@ double VioletGain(double sampleRate, double ratio) {
 }  // namespace
 
 NoiseGenerator::NoiseGenerator(std::string moduleName, uint32_t seed)
-    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()),
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(NoiseGeneratorKnobs::kRows)),
       randomState(seed != 0 ? seed : SeedFromClock(this)) {}
 
 void NoiseGenerator::Configure(uint32_t maxBlockSize, float sampleRate) {

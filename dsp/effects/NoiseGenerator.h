@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "dsp/effects/NoiseGeneratorRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -29,7 +30,8 @@ namespace Vantora::dsp {
 class NoiseGenerator : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 1, kOutputCount = 1, kParamCount = 2;
-  enum ParamIndex : uint32_t { kNoiseType, kNoiseColor };
+  using enum NoiseGeneratorKnobs::ParamIndex;
+  using ParamIndex = NoiseGeneratorKnobs::ParamIndex;
   enum Type : uint32_t { kViolet, kWhite, kPink, kBrown, kDark, kVariable, kTypeCount };
 
   /// Display names, by type.

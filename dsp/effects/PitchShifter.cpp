@@ -17,18 +17,6 @@ constexpr uint32_t kDefaultSeed = 2023;
 
 enum Port : uint32_t { kPreDelayPort = 2, kPitchShiftPort = 3, kSprayPort = 4 };
 
-std::vector<ParamRecord> Declaration() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> records;
-  records.emplace_back("Stereo");
-  records.emplace_back("PreDelay", Linear, false, 0.0f, 1000.0f);          // ms
-  records.emplace_back("PitchShift", Linear, false, -24.0f, 24.0f);        // semitones
-  records.emplace_back("Spray", Exponential, false, 0.0f, 1500.0f, 3.0f);  // ms
-  records.emplace_back("ModDelayConnected");
-  records[PitchShifter::kPitchShift].SetValue(0.0f);
-  return records;
-}
-
 /// Linear read `place` samples behind where the write position will be `ahead` writes from now.
 float ReadLinear(const DelayLine& line, float place, uint32_t ahead) {
   const auto whole = static_cast<uint32_t>(place);
@@ -42,7 +30,7 @@ float Fraction(float x) { return x - static_cast<float>(static_cast<int32_t>(x))
 }  // namespace
 
 PitchShifter::PitchShifter(std::string text, uint32_t seed)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, Declaration()),
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PitchShifterKnobs::kRows)),
       random(seed != 0 ? seed : kDefaultSeed) {}
 
 void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {

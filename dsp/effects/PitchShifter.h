@@ -8,6 +8,7 @@
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/effects/GrainShape.h"
+#include "dsp/effects/PitchShifterRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -29,13 +30,9 @@ namespace Vantora::dsp {
 class PitchShifter : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 5, kOutputCount = 2, kParamCount = 5;
-  enum Parameter : uint32_t {
-    kStereo,             ///< above 0.5: both channels
-    kPreDelay,           ///< ms
-    kPitchShift,         ///< semitones
-    kSpray,              ///< ms
-    kModDelayConnected,  ///< above 0.5: the pre-delay is always read between samples
-  };
+  using enum PitchShifterKnobs::ParamIndex;
+  using ParamIndex = PitchShifterKnobs::ParamIndex;
+  using Parameter = ParamIndex;
 
   /// `seed` starts the spray's generator; 0 takes 2023.
   explicit PitchShifter(std::string name, uint32_t seed = 0);

@@ -9,32 +9,13 @@
 namespace Vantora::dsp {
 namespace {
 
-using MappingTools::Exponential;
-using MappingTools::Linear;
-
 constexpr float kQuarterTurn = 1.5707964f;
-
-std::vector<ParamRecord> Records() {
-  std::vector<ParamRecord> records;
-  records.reserve(Reverb::kOwnCount);
-  records.emplace_back("LPBandWith", Exponential, false, 100.0f, 20000.0f, 6.0f);  // Hz
-  records.emplace_back("HPBandWith", Exponential, false, 30.0f, 10000.0f, 6.0f);   // Hz
-  records.emplace_back("Wet", Linear, false, 0.0f, 1.0f);
-  records.emplace_back("OutputGain", Linear, false, -20.0f, 20.0f);  // dB
-  records.emplace_back("MSMix", Linear, false, 0.0f, 1.0f);
-  return records;
-}
 
 }  // namespace
 
 Reverb::Reverb(std::string moduleName)
-    : ModuleContainer(std::move(moduleName), kInputCount, kOutputCount, Records(),
-                      [] { return DattorroCore("Core"); }) {
-  SetParam(kOwnBase + kLowPass, 1.0f);  // a position: the inverse curve might miss the end by a rounding
-  SetParamInternal(kOwnBase + kWet, 0.5f);
-  SetParamInternal(kOwnBase + kOutputGain, 0.0f);
-  SetParamInternal(kOwnBase + kMidSideMix, 0.5f);
-}
+    : ModuleContainer(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(ReverbKnobs::kOwnRows),
+                      [] { return DattorroCore("Core"); }) {}
 
 void Reverb::Configure(uint32_t maxBlockSize, float sampleRate) {
   rate = sampleRate;

@@ -9,6 +9,7 @@
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/effects/DattorroCore.h"
+#include "dsp/effects/ReverbRows.h"
 #include "engine/ModuleContainer.h"
 
 namespace Vantora::dsp {
@@ -33,7 +34,9 @@ class Reverb : public ModuleContainer<DattorroCore> {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
   /// Positions behind the tank's parameters; `kOwnBase` + position is the index.
-  enum OwnIndex : uint32_t { kLowPass, kHighPass, kWet, kOutputGain, kMidSideMix, kOwnCount };
+  using enum ReverbKnobs::OwnParam;
+  using OwnParam = ReverbKnobs::OwnParam;
+  using OwnIndex = OwnParam;
   static constexpr uint32_t kParamCount = kOwnBase + kOwnCount;
 
   explicit Reverb(std::string name);

@@ -22,22 +22,6 @@ constexpr double kSmallestDistance = 0.0001;  // below it the difference quotien
 constexpr float kLoudest = 1e38f;             // its quarter turns are still a number
 constexpr float kLargest = std::numeric_limits<float>::max();
 
-std::vector<ParamRecord> Records() {
-  std::vector<ParamRecord> records;
-  records.reserve(Wavefolder::kParamCount);
-  records.emplace_back("Type");
-  records.emplace_back("Wet");
-  records.emplace_back("Drive", Linear, false, -24.0f, 24.0f);       // dB
-  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);  // dB
-  records.emplace_back("Overload");
-  for (const char* name : {"Stereo", "Upsmp", "AntiAl", "AutoComp", "eConfFeedbackOn"}) {
-    records.emplace_back(name, 2u, 0.0f, 1.0f);
-  }
-  records.emplace_back("ConfGainStagingIn", Linear, false, -24.0f, 24.0f);   // dB
-  records.emplace_back("ConfGainStagingOut", Linear, false, -24.0f, 24.0f);  // dB
-  return records;
-}
-
 /// Four lanes of the triangle, for |x| within kVectorLimit.
 Float4 FoldTriangle4(Float4 x) noexcept {
   const Float4 shifted = x * 0.5f + 0.5f;
@@ -96,7 +80,7 @@ void FoldTriangleAntiAliased(float* data, uint32_t count, float previous) noexce
 }  // namespace
 
 Wavefolder::Wavefolder(std::string moduleName)
-    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, Records()) {}
+    : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(WavefolderKnobs::kRows)) {}
 
 void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &wet, &outputGain}) {

@@ -8,6 +8,7 @@
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/FoldFilter.h"
+#include "dsp/effects/WavefolderRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -36,20 +37,8 @@ namespace Vantora::dsp {
 class Wavefolder : public UnitModule {
  public:
   static constexpr uint32_t kInputCount = 6, kOutputCount = 4, kParamCount = 12;
-  enum ParamIndex : uint32_t {
-    kType,
-    kWet,
-    kDrive,
-    kOutputGain,
-    kOverload,
-    kStereo,
-    kUpsmp,
-    kAntiAl,
-    kAutoComp,
-    kFeedbackOn,
-    kGainStagingIn,
-    kGainStagingOut
-  };
+  using enum WavefolderKnobs::ParamIndex;
+  using ParamIndex = WavefolderKnobs::ParamIndex;
 
   explicit Wavefolder(std::string name);
 

@@ -8,22 +8,15 @@
 #include "dsp/effects/PitchShifter.h"
 #include "dsp/effects/bank/LaneBank.h"
 #include "dsp/stage/PrismelDistoVariant.h"
+#include "dsp/stage/PrismelRows.h"
 #include "engine/IOSubset.h"
 #include "engine/ModuleVariant.h"
 #include "engine/PassThrough.h"
 
 namespace Vantora::dsp {
 
-/// What "FXType" can be: the alternatives of a voice's stage effect, in the order of `FxVariant`.
-enum FxType : uint32_t {
-  kFxPassThrough = 0,  ///< plain delayed copies
-  kFxBandPass = 1,     ///< `MultiModeFilter`, mode 11
-  kFxComb = 2,         ///< `MultiModeFilter`, mode 18
-  kFxBitCrusher = 3,
-  kFxDistortion = 4,
-  kFxHarmonizer = 5,
-  kFxTypeCount = 6,
-};
+using enum PrismelKnobs::FxType;
+using PrismelKnobs::FxType;
 
 /// FxVariant: the selectable stage effect of one voice and side, each alternative fitted to this product
 /// once, at construction: mono, no feedback ports, no modulation ports.

@@ -14,36 +14,6 @@ namespace Vantora::dsp {
 
 namespace {
 
-std::vector<ParamRecord> OwnRecords() {
-  using namespace MappingTools;
-  std::vector<ParamRecord> records;
-  records.emplace_back("Voices", 8u, 1.0f, 1.0f);
-  //                    name                    curve        reversed min     max       bend
-  records.emplace_back("Detune", Linear, false, 2.0f, 16.5f);                           // ms
-  records.emplace_back("Rate", Linear, false, 0.0f, 0.35f);                             // Hz
-  records.emplace_back("Wet", Linear, false, 0.0f, 1.0f);                               // position
-  records.emplace_back("HPFCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);         // Hz
-  records.emplace_back("LPFCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);         // Hz
-  records.emplace_back("BandpassCutoff", Exponential, false, 20.0f, 20000.0f, 6.0f);    // Hz
-  records.emplace_back("BandpassResonance", Exponential, false, 0.71f, 15.0f, 5.5f);    // Q
-  records.emplace_back("CombCutoff", Exponential, false, 20.0f, 20000.0f, 8.0f);        // Hz
-  records.emplace_back("CombResonance", Exponential, false, 5.0f, 25.0f, -3.0f);        // position counts
-  records.emplace_back("BitCrusherDownsample", Exponential, false, 1.0f, 80.0f, 3.0f);  // divisor of 44100
-  records.emplace_back("BitCrusherBitDepth", Reverse, false, 1.5f, 16.0f);              // bits
-  records.emplace_back("DistortionDrive", Linear, false, -14.0f, 36.0f);                // dB
-  records.emplace_back("DistortionAlgorithm", 4u, 0.0f, 1.0f);
-  records.emplace_back("HarmonizerSpray", Exponential, false, 0.0f, 1500.0f, 3.0f);  // ms
-  records.emplace_back("HarmonizerChord", 12u, 0.0f, 1.0f);
-  records.emplace_back("Prismelion", Linear, false, 0.0f, 1.0f);  // amount
-  records.emplace_back("FXType", static_cast<uint32_t>(kFxTypeCount), 0.0f, 1.0f);
-  records.emplace_back("InputGain", Linear, false, -24.0f, 24.0f);          // dB
-  records.emplace_back("OutputGain", Linear, false, -24.0f, 24.0f);         // dB, wet only
-  records.emplace_back("FeedbackDelayTime", Linear, false, 2.0f, 1000.0f);  // ms
-  records.emplace_back("FeedbackPrismel");                                  // read-out
-  records.emplace_back("FeedbackPrimary");                                  // read-out
-  return records;
-}
-
 /// What the spread writes for one "FXType": the knob, the inner parameter it drives and the law between them,
 /// then the knob that goes to all voices alike.
 struct StageRoute {
@@ -113,7 +83,7 @@ std::array<T, kVoiceCount> ForEachVoice(const T& model) {
 
 Prismel::Prismel(std::string text, uint32_t seed)
     : ModuleContainer(
-          std::move(text), kInputCount, kOutputCount, OwnRecords(),
+          std::move(text), kInputCount, kOutputCount, MakeRecords(PrismelKnobs::kOwnRows),
           [seed] { return MakeBank("FXL", seed, 0); }, [seed] { return MakeBank("FXR", seed, 1); }),
       voiceGains(ForEachVoice(SmootherSRL(0.2f, 1.0f))),
       sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}},
@@ -123,13 +93,6 @@ Prismel::Prismel(std::string text, uint32_t seed)
   }
   Forward(kFxType, {FxVariant::kOwnBase + FxVariant::kModuleType,
                     kChildBases[1] + FxVariant::kOwnBase + FxVariant::kModuleType});
-  SetParamInternal(kOwnBase + kVoices, 5.0f);
-  SetParamInternal(kOwnBase + kWet, 0.5f);
-  SetParamInternal(kOwnBase + kHpfCutoff, 250.0f);
-  SetParamInternal(kOwnBase + kLpfCutoff, 20000.0f);
-  SetParamInternal(kOwnBase + kInputGain, 0.0f);
-  SetParamInternal(kOwnBase + kOutputGain, 0.0f);
-  SetParamInternal(kOwnBase + kFeedbackDelayTime, 500.0f);
 }
 
 void Prismel::Configure(uint32_t maxBlockSize, float rate) {

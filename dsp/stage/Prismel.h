@@ -43,31 +43,8 @@ using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0
 class Prismel : public ModuleContainer<FxBank, FxBank> {
  public:
   static constexpr uint32_t kInputCount = 4, kOutputCount = 2, kParamCount = 175;
-  enum OwnParam : uint32_t {
-    kVoices,
-    kDetune,  ///< its curve turns "Prismelion" into the depth of the tap sweep, ms; its value is never read
-    kRate,    ///< the same for the rate of the tap sweep, Hz
-    kWet,
-    kHpfCutoff,
-    kLpfCutoff,
-    kBandpassCutoff,
-    kBandpassResonance,
-    kCombCutoff,
-    kCombResonance,
-    kBitCrusherDownsample,
-    kBitCrusherBitDepth,
-    kDistortionDrive,
-    kDistortionAlgorithm,
-    kHarmonizerSpray,
-    kHarmonizerChord,
-    kPrismelion,
-    kFxType,
-    kInputGain,
-    kOutputGain,
-    kFeedbackDelayTime,
-    kFeedbackPrismel,  ///< read-out: "Prismelion" with its modulation; nothing to do with audio feedback
-    kFeedbackPrimary,  ///< read-out: the primary parameter's position with its modulation
-  };
+  using enum PrismelKnobs::OwnParam;
+  using OwnParam = PrismelKnobs::OwnParam;
   static_assert(kOwnBase == 152 && kOwnBase + kFeedbackPrimary + 1 == kParamCount);
   static_assert(FxBank::kInputCount == 184 && FxBank::kOutputCount == 16 && FxBank::kParamCount == 76);
 

@@ -5,6 +5,7 @@
 
 #include "dsp/effects/MultiDist.h"
 #include "dsp/effects/Wavefolder.h"
+#include "dsp/stage/PrismelDistoVariantRows.h"
 #include "engine/IOSubset.h"
 #include "engine/ModuleVariant.h"
 
@@ -21,7 +22,8 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   static constexpr uint32_t kFullInputCount =
       ModuleVariant::kInputCount;             ///< 9: the pair and the alternatives' control ports
   static constexpr uint32_t kInputCount = 2;  ///< the pair: a voice feeds no control ports
-  enum OwnParam : uint32_t { kDistoType = ModuleVariant::kOwnParamCount, kDrive };
+  using enum PrismelDistoVariantKnobs::OwnParam;
+  using OwnParam = PrismelDistoVariantKnobs::OwnParam;
   static constexpr uint32_t kDistoTypeParam = kOwnBase + kDistoType;  ///< 27
   static constexpr uint32_t kDriveParam = kOwnBase + kDrive;          ///< 28
   static constexpr uint32_t kParamCount = kOwnBase + kDrive + 1;

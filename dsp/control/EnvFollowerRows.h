@@ -1,0 +1,40 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs of `EnvFollower`.
+namespace Vantora::dsp::EnvFollowerKnobs {
+
+using namespace Knobs;
+
+enum ParamIndex : uint32_t {
+  kAttack,     ///< s
+  kRelease,    ///< s
+  kRmsWindow,  ///< ms
+  kFixedLinearGain,
+  kStereoInput,
+  kThreshold,  ///< dB
+  kThresholdActive
+};
+
+inline constexpr const char* kGroup = "Meters";
+
+inline constexpr auto kRows = std::to_array<Row>({
+    {"Attack", Linear(0.001f, 5), Value(0.005f), Unit::kSeconds, Role::kInternal, kGroup, "Attack",
+     "of the meter"},
+    {"Release", Linear(0.001f, 5), Value(0.01f), Unit::kSeconds, Role::kInternal, kGroup, "Release",
+     "of the meter"},
+    {"RMSWindowDurationMs", Linear(0, 100), Value(10), Unit::kMilliseconds, Role::kInternal, kGroup,
+     "Window", "of the meter"},
+    {"FixedLinearGain", Linear(0, 100), Value(1.4142135f), Unit::kTimes, Role::kInternal, kGroup, "Gain",
+     "makes the RMS of a sine read as its peak"},
+    {"StereoInput", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Stereo", "averages two channels",
+     kOffOn},
+    {"Threshold", Linear(-120, 0), Value(-120), Unit::kDecibels, Role::kInternal, kGroup, "Threshold",
+     "of the meter's gate"},
+    {"ThresholdActive", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Gate", "the meter's gate",
+     kOffOn},
+});
+static_assert(std::size(kRows) == kThresholdActive + 1);
+
+}  // namespace Vantora::dsp::EnvFollowerKnobs

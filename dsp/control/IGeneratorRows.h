@@ -1,0 +1,69 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs of `IGenerator`.
+namespace Vantora::dsp::IGeneratorKnobs {
+
+using namespace Knobs;
+
+enum ParamIndex : uint32_t {
+  kMode,
+  kMidiSync,
+  kRateUnSynced,
+  kRateSynced,
+  kAllRateSynced,
+  kRateSyncedType,
+  kPhaseInit,  ///< degrees
+  kKbTracking,
+  kKbTrackingAmount,  ///< percent
+  kKbTrackingFreq,    ///< Hz
+  kGateIn,
+  kControlRate,
+  kSppHardFollow,
+  kSwing,  ///< percent
+  kConfAllowSyncAll,
+  kOwnParameters  ///< a derived class's own follow from here
+};
+
+inline constexpr const char* kModes[] = {"one shot", "free", "song-locked"};
+inline constexpr const char* kSyncModes[] = {"free", "synced", "synced all"};
+inline constexpr const char* kNoteFeels[] = {"straight", "triplet", "dotted"};
+inline constexpr const char* kGroup = "LFO";
+
+/// Note lengths of the default table, and those with dotted and triplet forms.
+inline constexpr uint32_t kLengthCount = 9;
+inline constexpr const char* kNoNote = "no note reaches this effect";
+
+inline constexpr auto kRows = std::to_array<Row>({
+    {"Mode", Steps(3), Value(2), Unit::kNone, Role::kAdvanced, kGroup, "Mode", "what the phase follows",
+     kModes},
+    {"MidiSync", Steps(3), {}, Unit::kNone, Role::kMain, kGroup, "Sync", "free, or in note lengths",
+     kSyncModes},
+    Row{"RateUnSynced", Plain(), {}, Unit::kHertz, Role::kMain, kGroup, "Rate", "rate while free"}
+        .WithSymbol("rate_unsynced"),
+    {"RateSynced", Steps(kLengthCount), {}, Unit::kNone, Role::kMain, kGroup, "Note length",
+     "cycle while straight, triplet or dotted"},
+    {"AllRateSynced", Steps(3 * kLengthCount), {}, Unit::kNone, Role::kMain, kGroup, "Note length (all)",
+     "cycle while synced to all lengths"},
+    {"RateSyncedType", Steps(3), {}, Unit::kNone, Role::kMain, kGroup, "Note feel",
+     "straight, triplet or dotted", kNoteFeels},
+    {"PhaseInit", Linear(0, 360), {}, Unit::kDegrees, Role::kMain, kGroup, "Start phase",
+     "phase at the start of a cycle"},
+    {"KbTracking", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Key tracking", kNoNote, kOffOn},
+    {"KbTrackingAmount", Plain(), {}, Unit::kNone, Role::kInternal, kGroup, "Tracking amount", kNoNote},
+    {"KbTrackingFreq", Linear(1, 40000), {}, Unit::kHertz, Role::kInternal, kGroup, "Tracked pitch", kNoNote},
+    {"GateIn", Toggle(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Gate",
+     "starts again when it goes on, unless song-locked", kOffOn},
+    {"ControlRate", ToggleFromHalf(), {}, Unit::kNone, Role::kInternal, kGroup, "Control rate",
+     "one value a block", kOffOn},
+    {"SppHardFollow", ToggleFromHalf(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Follow song",
+     "phase straight from the song position", kOffOn},
+    {"Swing", Linear(50, 75), {}, Unit::kPercent, Role::kMain, kGroup, "Swing",
+     "share of the first of two cycles"},
+    {"ConfAllowSyncAll", Switch(), {}, Unit::kNone, Role::kInternal, kGroup, "All lengths", "configuration",
+     kOffOn},
+});
+static_assert(kRows.size() == kOwnParameters);
+
+}  // namespace Vantora::dsp::IGeneratorKnobs

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "dsp/control/IGeneratorRows.h"
+
+/// The knobs of `LFO`, behind those of `IGenerator`.
+namespace Vantora::dsp::LFOKnobs {
+
+using namespace Knobs;
+using IGeneratorKnobs::kGroup;
+
+enum ParamIndex : uint32_t {
+  kWaveform = IGeneratorKnobs::kOwnParameters,
+  kAmp,
+  kSmooth,  ///< seconds, or periods while linked
+  kSmoothRateLinked,
+  kFade,  ///< s
+  kStereo,
+  kStereoSpread,  ///< degrees
+  kSnHStereoMode,
+  kUnipolar,
+  kCurrentPhaseFeedback,
+  kCurrentValueLFeedback
+};
+
+inline constexpr const char* kWaveforms[] = {"sine",       "triangle", "falling saw",
+                                             "rising saw", "square",   "sample and hold"};
+
+inline constexpr auto kOwnRows = std::to_array<Row>({
+    {"Waveform", Steps(std::size(kWaveforms)), {}, Unit::kNone, Role::kMain, kGroup, "Waveform", "waveform",
+     kWaveforms},
+    {"Amp", Plain(), Position(1), Unit::kRatio, Role::kAdvanced, kGroup, "Depth", "depth of both amounts"},
+    {"Smooth", Plain(), {}, Unit::kNone, Role::kMain, kGroup, "Smoothing", "time of a low-pass"},
+    {"SmoothRateLinked", Switch(), {}, Unit::kNone, Role::kInternal, kGroup, "Linked smoothing",
+     "configuration", kOffOn},
+    {"Fade", Plain(), {}, Unit::kSeconds, Role::kAdvanced, kGroup, "Fade-in", "fade-in after a restart"},
+    {"Stereo", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Stereo", "second channel; not connected",
+     kOffOn},
+    {"StereoSpread", Linear(0, 360), {}, Unit::kDegrees, Role::kInternal, kGroup, "Stereo phase",
+     "phase of the second channel"},
+    Row{"SnHStereoMode", Switch(), {}, Unit::kNone, Role::kInternal, kGroup, "Held stereo",
+        "of the second channel"}
+        .WithSymbol("held_stereo"),
+    {"Unipolar", Toggle(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Unipolar",
+     "0 to 1 in place of -1 to 1", kOffOn},
+    {"CurrentPhaseFeedback", Plain(), {}, Unit::kNone, Role::kReadOut, kGroup, "Phase", "phase"},
+    {"CurrentValueLFeedback", Linear(-1, 1), {}, Unit::kNone, Role::kReadOut, kGroup, "Value", "output"},
+});
+static_assert(IGeneratorKnobs::kRows.size() + kOwnRows.size() == kCurrentValueLFeedback + 1);
+
+/// By index.
+inline constexpr auto kRows = Join(IGeneratorKnobs::kRows, kOwnRows);
+
+}  // namespace Vantora::dsp::LFOKnobs

@@ -1,0 +1,22 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs of `NoiseGenerator`.
+namespace Vantora::dsp::NoiseGeneratorKnobs {
+
+using namespace Knobs;
+
+enum ParamIndex : uint32_t { kNoiseType, kNoiseColor };
+
+inline constexpr const char* kTypes[] = {"violet", "white", "pink", "brown", "dark", "variable"};
+inline constexpr const char* kGroup = "Noise";
+
+inline constexpr auto kRows = std::to_array<Row>({
+    {"NoiseType", Steps(std::size(kTypes)), {}, Unit::kNone, Role::kMain, kGroup, "Colour", "colour", kTypes},
+    {"NoiseColor", Plain(), {}, Unit::kNone, Role::kMain, kGroup, "Variable colour",
+     "of the variable colour: 0 brown to 1 violet"},
+});
+static_assert(std::size(kRows) == kNoiseColor + 1);
+
+}  // namespace Vantora::dsp::NoiseGeneratorKnobs

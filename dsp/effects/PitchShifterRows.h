@@ -1,0 +1,33 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs of `PitchShifter`.
+namespace Vantora::dsp::PitchShifterKnobs {
+
+using namespace Knobs;
+
+enum ParamIndex : uint32_t {
+  kStereo,             ///< above 0.5: both channels
+  kPreDelay,           ///< ms
+  kPitchShift,         ///< semitones
+  kSpray,              ///< ms
+  kModDelayConnected,  ///< above 0.5: the pre-delay is always read between samples
+};
+
+inline constexpr const char* kGroup = "Harmonizer";
+
+inline constexpr auto kRows = std::to_array<Row>({
+    {"Stereo", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Stereo", "second channel", kOffOn},
+    {"PreDelay", Linear(0, 1000), {}, Unit::kMilliseconds, Role::kAdvanced, kGroup, "Pre-delay",
+     "delay in front of the pitch shifter"},
+    {"PitchShift", Linear(-24, 24), Value(0), Unit::kSemitones, Role::kMain, kGroup, "Pitch",
+     "shift of the pitch"},
+    {"Spray", Exponential(0, 1500, 3), {}, Unit::kMilliseconds, Role::kMain, kGroup, "Spray",
+     "scatters the grains"},
+    {"ModDelayConnected", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Modulated delay",
+     "configuration", kOffOn},
+});
+static_assert(std::size(kRows) == kModDelayConnected + 1);
+
+}  // namespace Vantora::dsp::PitchShifterKnobs

@@ -1,0 +1,36 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+#include "dsp/effects/DattorroCoreRows.h"
+
+/// The knobs of `Reverb`.
+namespace Vantora::dsp::ReverbKnobs {
+
+using namespace Knobs;
+
+/// Positions behind the tank's knobs.
+enum OwnParam : uint32_t { kLowPass, kHighPass, kWet, kOutputGain, kMidSideMix, kOwnCount };
+
+inline constexpr const char* kGroup = "Plate";
+
+inline constexpr auto kOwnRows = std::to_array<Row>({
+    Row{"LPBandWith", Exponential(100, 20000, 6), Position(1), Unit::kHertz, Role::kMain, kGroup, "Low-pass",
+        "upper band limit of what enters; off at its upper end"}
+        .WithSymbol("low_pass"),
+    Row{"HPBandWith", Exponential(30, 10000, 6), {}, Unit::kHertz, Role::kMain, kGroup, "High-pass",
+        "lower band limit; off at its lower end"}
+        .WithSymbol("high_pass"),
+    {"Wet", Linear(0, 1), Value(0.5f), Unit::kNone, Role::kMain, kGroup, "Wet",
+     "dry to wet, at equal power"},
+    {"OutputGain", Linear(-20, 20), Value(0), Unit::kDecibels, Role::kMain, kGroup, "Gain",
+     "gain of the wet signal"},
+    Row{"MSMix", Linear(0, 1), Value(0.5f), Unit::kNone, Role::kMain, kGroup, "Middle to sides",
+        "0 middle only, 0.5 as it comes, 1 sides only"}
+        .WithSymbol("middle_to_sides"),
+});
+static_assert(std::size(kOwnRows) == kOwnCount);
+
+/// The tank's knobs and behind them the own ones, by index.
+inline constexpr auto kRows = Join(DattorroCoreKnobs::kRows, kOwnRows);
+
+}  // namespace Vantora::dsp::ReverbKnobs

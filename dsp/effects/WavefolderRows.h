@@ -1,0 +1,57 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs of `Wavefolder`.
+namespace Vantora::dsp::WavefolderKnobs {
+
+using namespace Knobs;
+
+enum ParamIndex : uint32_t {
+  kType,  ///< below 0.5 sine, else triangle
+  kWet,
+  kDrive,       ///< dB
+  kOutputGain,  ///< dB
+  kOverload,    ///< read-out
+  kStereo,
+  kUpsmp,
+  kAntiAl,
+  kAutoComp,
+  kFeedbackOn,
+  kGainStagingIn,   ///< dB
+  kGainStagingOut,  ///< dB
+};
+
+inline constexpr const char* kTypes[] = {"sine", "triangle"};
+inline constexpr const char* kGroup = "Distortion";
+
+inline constexpr auto kRows = std::to_array<Row>({
+    {"Type", ToggleFromHalf(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Fold shape",
+     "folds along a sine or along a triangle", kTypes},
+    {"Wet", Plain(), {}, Unit::kRatio, Role::kAdvanced, kGroup, "Fold wet",
+     "mix of the folded and the plain signal"},
+    {"Drive", Linear(-24, 24), {}, Unit::kDecibels, Role::kMain, kGroup, "Fold drive", "gain into the folder"},
+    {"OutputGain", Linear(-24, 24), {}, Unit::kDecibels, Role::kAdvanced, kGroup, "Fold gain",
+     "gain behind the folder"},
+    {"Overload", Toggle(), {}, Unit::kNone, Role::kReadOut, kGroup, "Fold overload",
+     "1 while a block went above full scale", kOffOn},
+    {"Stereo", Switch(), {}, Unit::kNone, Role::kInternal, kGroup, "Fold stereo", "second channel", kOffOn},
+    Row{"Upsmp", Switch(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Fold oversampling",
+        "fold at twice the sample rate", kOffOn}
+        .WithSymbol("oversampling"),
+    Row{"AntiAl", Switch(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Fold anti-aliasing",
+        "anti-aliasing of the triangle fold", kOffOn}
+        .WithSymbol("anti_aliasing"),
+    Row{"AutoComp", Switch(), {}, Unit::kNone, Role::kAdvanced, kGroup, "Fold auto level",
+        "keeps the level while the drive moves", kOffOn}
+        .WithSymbol("auto_level"),
+    {"eConfFeedbackOn", Switch(), {}, Unit::kNone, Role::kInternal, kGroup, "Fold feedback ports",
+     "configuration", kOffOn},
+    {"ConfGainStagingIn", Linear(-24, 24), {}, Unit::kDecibels, Role::kInternal, kGroup, "Fold staging in",
+     "configuration"},
+    {"ConfGainStagingOut", Linear(-24, 24), {}, Unit::kDecibels, Role::kInternal, kGroup, "Fold staging out",
+     "configuration"},
+});
+static_assert(std::size(kRows) == kGainStagingOut + 1);
+
+}  // namespace Vantora::dsp::WavefolderKnobs

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "basictools/knobs/KnobRow.h"
+
+/// The knobs that `ModuleVariant` adds behind those of its alternatives.
+namespace Vantora::engine::ModuleVariantKnobs {
+
+using namespace Knobs;
+
+/// Positions in the own list.
+enum OwnParam : uint32_t {
+  kModuleType,
+  kBypass,
+  kCopyOnBypass,
+  kCrossfadeOnBypass,
+  kFadeOnModuleChange,
+  kOwnParamCount
+};
+
+/// For a choice of `alternatives`.
+constexpr std::array<Row, kOwnParamCount> OwnRows(uint32_t alternatives) {
+  constexpr const char* kHelp = "of the clones";
+  return {{
+      {"ModuleType", Steps(alternatives), {}, Unit::kNone, Role::kInternal, "", "Module", "what runs"},
+      {"Bypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass", kHelp, kOffOn},
+      {"CopyOnBypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass copies", kHelp, kOffOn},
+      {"CrossfadeOnBypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass fades", kHelp, kOffOn},
+      {"FadeOnModuleChange", Switch(), {}, Unit::kNone, Role::kInternal, "", "Change fades", kHelp, kOffOn},
+  }};
+}
+
+}  // namespace Vantora::engine::ModuleVariantKnobs
