@@ -8,7 +8,8 @@ namespace Vantora {
 /// (the one that Debian 12 compiles for WebAssembly with). Usable in constant expressions.
 template <typename To, typename From>
 constexpr To BitCast(const From& from) noexcept {
-  static_assert(sizeof(To) == sizeof(From) && std::is_trivially_copyable_v<To> && std::is_trivially_copyable_v<From>);
+  static_assert(sizeof(To) == sizeof(From) && std::is_trivially_copyable_v<To> &&
+                std::is_trivially_copyable_v<From>);
   return __builtin_bit_cast(To, from);
 }
 

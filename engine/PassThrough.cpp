@@ -8,8 +8,7 @@
 namespace Vantora::dsp {
 
 PassThrough::PassThrough(std::string text)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PassThroughKnobs::kRows)) {
-}
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PassThroughKnobs::kRows)) {}
 
 void PassThrough::Configure(uint32_t, float) {}
 

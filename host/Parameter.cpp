@@ -1,8 +1,7 @@
 #include "host/Parameter.h"
 
 #include <algorithm>
-
-#include "engine/ParamRecord.h"
+#include <utility>
 
 namespace Vantora::host {
 namespace {
@@ -12,13 +11,6 @@ uint32_t Hash(std::string_view text) {
   uint32_t hash = 2166136261u;
   for (const char c : text) hash = (hash ^ static_cast<uint8_t>(c)) * 16777619u;
   return hash;
-}
-
-dsp::ParamRecord MakeCurve(const Parameter::Declaration& row) {
-  if (row.kind == MappingTools::Stepped) {
-    return {row.name, static_cast<uint32_t>(row.max - row.min) + 1, row.min, 1.0f};
-  }
-  return {row.name, row.kind, false, row.min, row.max, row.bend};
 }
 
 }  // namespace
@@ -50,34 +42,30 @@ std::string_view UnitName(Unit unit) {
   return "";
 }
 
-Parameter::Parameter(uint32_t flatIndex, std::string fullName, std::string unambiguousName,
-                     std::string_view section, const Declaration& declaration)
-    : index(flatIndex),
-      id(Hash(unambiguousName)),
-      name(std::move(fullName)),
-      uniqueName(std::move(unambiguousName)),
-      group(section),
-      row(declaration),
-      curve(std::make_shared<const dsp::ParamRecord>(MakeCurve(row))),
-      startNormalized(ToNormalized(row.start)),
-      preferredNormalized(row.preferred == kAsStart ? startNormalized : ToNormalized(row.preferred)) {}
-
-bool Parameter::IsStepped() const { return row.kind == MappingTools::Stepped; }
-uint32_t Parameter::StepCount() const { return IsStepped() ? curve->GetStepCount() : 0; }
-bool Parameter::IsInPresets() const { return IsOffered() && name != "Bypass"; }
-
-const std::vector<std::string>& Parameter::Labels() const {
-  static const std::vector<std::string> none;
-  return row.labels != nullptr ? *row.labels : none;
+Parameter::Parameter(Place itsPlace, const Knobs::Row& itsRow)
+    : place(std::move(itsPlace)),
+      row(itsRow),
+      id(Hash(place.uniqueName) & 0x7FFFFFFFu),
+      curve(Knobs::MakeCurve(row.range)),
+      travel(Knobs::MakeTravel(row.range)),
+      labels(row.labels.begin(), row.labels.end()) {
+  const auto positionOf = [this](const Knobs::Start& start) {
+    if (start.how == Knobs::Start::kAtValue) return ToNormalized(start.at);
+    return start.how == Knobs::Start::kAtPosition ? start.at : 0.0f;
+  };
+  startNormalized = positionOf(row.start);
+  startValue = row.start.how == Knobs::Start::kAtValue ? row.start.at : ToValue(startNormalized);
+  preferredNormalized = row.preset.how == Knobs::Start::kAtRest ? startNormalized : positionOf(row.preset);
 }
 
+bool Parameter::IsInPresets() const { return IsOffered() && place.name != "Bypass"; }
+
 float Parameter::ToValue(float normalized) const {
-  return curve->ToValue(std::clamp(normalized, 0.0f, 1.0f));
+  return travel.ToValue(curve, std::clamp(normalized, 0.0f, 1.0f));
 }
 
 float Parameter::ToNormalized(float value) const {
-  if (row.max <= row.min) return 0.0f;  // one step: there is nowhere else
-  return std::clamp(curve->ToNormalized(value), 0.0f, 1.0f);
+  return std::clamp(travel.ToPosition(curve, value), 0.0f, 1.0f);
 }
 
 }  // namespace Vantora::host

@@ -70,6 +70,7 @@ std::vector<const Parameter*> ParameterTable::Candidates(std::string_view text) 
   };
   if (collect([&](const Parameter& p) { return p.UniqueName() == text; })) return found;
   if (collect([&](const Parameter& p) { return p.Name() == text; })) return found;
+  if (collect([&](const Parameter& p) { return p.Symbol() == text; })) return found;
 
   std::string_view digits = text;
   if (digits.starts_with('#')) digits.remove_prefix(1);

@@ -23,7 +23,7 @@ class ParameterTable {
   auto end() const { return parameters.end(); }
 
   /// The parameter that `text` means, or null when there is none or more than one.
-  /// Understood, in this order: a unique or full name, an index ("156" or "#156"),
+  /// Understood, in this order: a unique or full name, a symbol, an index ("156" or "#156"),
   /// a name in another case, and a name without its "Prismel_" or "LFO_".
   const Parameter* Find(std::string_view text) const;
   /// The same. Throws `HostError` with the nearest names, or with the names among which to choose.

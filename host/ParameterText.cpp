@@ -119,35 +119,66 @@ std::optional<double> CutNumber(std::string_view& text) {
 
 constexpr int kDisplayDigits = 4;
 constexpr int kMostDigits = 9;  // of a float
-constexpr float kSamePosition = 1e-7f;
+
+std::string PositionText(float normalized) { return fmt::format("norm:{}", normalized); }
 
 }  // namespace
 
+uint32_t Parameter::ChoiceAt(float normalized) const {
+  if (row.range.kind == MappingTools::Stepped) {
+    return static_cast<uint32_t>(std::lround(ToValue(normalized) - row.range.min));
+  }
+  return normalized > 0.5f || (row.range.onAtHalf && normalized == 0.5f) ? 1 : 0;
+}
+
 std::string Parameter::Text(float normalized) const {
+  if (IsStepped()) {
+    const uint32_t choice = ChoiceAt(normalized);
+    return choice < labels.size() ? labels[choice]
+                                  : fmt::format("{}", std::lround(row.range.min) + static_cast<long>(choice));
+  }
   float value = ToValue(normalized);
   // What rounding left of a zero within a range, such as 6e-8 dB.
-  if (std::abs(value) < 1e-7f * (row.max - row.min)) value = 0.0f;
-  if (!IsStepped()) return ValueText(static_cast<double>(value), row.unit, kDisplayDigits);
-  const auto step = static_cast<size_t>(std::lround(value - row.min));
-  return step < Labels().size() ? Labels()[step] : fmt::format("{}", std::lround(value));
+  if (std::abs(value) < 1e-7f * (row.range.max - row.range.min)) value = 0.0f;
+  return ValueText(static_cast<double>(value), row.unit, kDisplayDigits);
+}
+
+std::optional<float> Parameter::ReadBack(std::string_view text) const {
+  const std::optional<double> number = CutNumber(text);
+  const std::optional<double> scale = number ? Scale(row.unit, text) : std::nullopt;
+  if (!scale || !Accepts(*number * *scale)) return std::nullopt;
+  return ToNormalized(static_cast<float>(*number * *scale));
 }
 
 std::string Parameter::ExactText(float normalized) const {
-  if (IsStepped()) return Text(normalized);
-  const auto value = static_cast<double>(ToValue(normalized));
-  for (int digits = kDisplayDigits; digits < kMostDigits; ++digits) {
-    std::string text = ValueText(value, row.unit, digits);
-    std::string_view number = text;
-    const double read = *CutNumber(number) * *Scale(row.unit, number);
-    if (std::abs(ToNormalized(static_cast<float>(read)) - normalized) <= kSamePosition) return text;
+  const float position = std::clamp(normalized, 0.0f, 1.0f);
+  if (IsStepped()) {
+    const float value = row.range.min + static_cast<float>(ChoiceAt(position));
+    return ToNormalized(value) == position ? Text(position) : PositionText(position);
   }
-  return ValueText(value, row.unit, kMostDigits);
+  const auto value = static_cast<double>(ToValue(position));
+  for (int digits = kDisplayDigits; digits <= kMostDigits; ++digits) {
+    std::string text = ValueText(value, row.unit, digits);
+    if (ReadBack(text) == position) return text;
+  }
+  return PositionText(position);
+}
+
+double Parameter::ExactValue(float normalized) const {
+  const float position = std::clamp(normalized, 0.0f, 1.0f);
+  const float value = ToValue(position);
+  for (int digits = 1; digits <= kMostDigits; ++digits) {
+    const std::string text = fmt::format("{:.{}g}", value, digits);
+    const double number = ReadDecimal(text)->value;
+    if (Accepts(number) && ToNormalized(static_cast<float>(number)) == position) return number;
+  }
+  return ReadDecimal(fmt::format("{}", value))->value;
 }
 
 std::string Parameter::RangeText() const {
   if (!Labels().empty()) return fmt::format("{}", fmt::join(Labels(), ", "));
-  return ValueText(static_cast<double>(row.min), row.unit, kDisplayDigits) + " to " +
-         ValueText(static_cast<double>(row.max), row.unit, kDisplayDigits);
+  return ValueText(static_cast<double>(row.range.min), row.unit, kDisplayDigits) + " to " +
+         ValueText(static_cast<double>(row.range.max), row.unit, kDisplayDigits);
 }
 
 float Parameter::Parse(std::string_view written) const {
@@ -167,10 +198,10 @@ float Parameter::Parse(std::string_view written) const {
     return static_cast<float>(*position);
   }
 
-  for (size_t step = 0; step < Labels().size(); ++step) {
-    const std::string key = Key(Labels()[step]);
+  for (size_t step = 0; step < labels.size(); ++step) {
+    const std::string key = Key(labels[step]);
     if (key == Key(text) || (key.find('/') != std::string::npos && key == NoteLengthKey(text))) {
-      return ToNormalized(row.min + static_cast<float>(step));
+      return ToNormalized(row.range.min + static_cast<float>(step));
     }
   }
 
@@ -186,20 +217,28 @@ float Parameter::Parse(std::string_view written) const {
   try {
     return ParseValue(*number * *scale);
   } catch (const HostError&) {
-    throw refuse(IsStepped() && *number != std::floor(*number) ? "is not a whole number" : "is outside");
+    throw refuse(row.range.kind == MappingTools::Stepped && *number != std::floor(*number)
+                     ? "is not a whole number"
+                     : "is outside");
   }
 }
 
+bool Parameter::Accepts(double value) const {
+  const auto low = static_cast<double>(row.range.min), high = static_cast<double>(row.range.max);
+  // A bound may be written with fewer digits than it has.
+  const double slack = 1e-6 * std::max(high - low, 1e-3);
+  const bool mustBeWhole = row.range.kind == MappingTools::Stepped;
+  return value >= low - slack && value <= high + slack &&
+         (!mustBeWhole || std::abs(value - std::round(value)) <= 1e-6);
+}
+
 float Parameter::ParseValue(double value) const {
-  const auto low = static_cast<double>(row.min), high = static_cast<double>(row.max);
-  const double slack =
-      1e-6 * std::max(high - low, 1e-3);  // a bound may be written with fewer digits than it has
-  const bool isWhole = std::abs(value - std::round(value)) <= 1e-6;
-  if (!(value >= low - slack) || !(value <= high + slack) || (IsStepped() && !isWhole)) {
+  if (!Accepts(value)) {
     throw HostError(
         fmt::format("{} takes {}, not {}.", UniqueName(), RangeText(), NumberText(value, kMostDigits)));
   }
-  return ToNormalized(static_cast<float>(IsStepped() ? std::round(value) : value));
+  const bool isWhole = row.range.kind == MappingTools::Stepped;
+  return ToNormalized(static_cast<float>(isWhole ? std::round(value) : value));
 }
 
 }  // namespace Vantora::host

@@ -99,7 +99,8 @@ std::string Preset::ToJson() const {
     const Parameter& parameter = ParameterTable::Get()[index];
     if (!parameter.IsInPresets() || value == parameter.PreferredNormalized()) continue;
     const std::string text = parameter.ExactText(value);
-    const bool isNumber = parameter.Labels().empty() && UnitName(parameter.GetUnit()).empty();
+    const bool isNumber =
+        parameter.Labels().empty() && UnitName(parameter.GetUnit()).empty() && !text.starts_with("norm:");
     parameters[parameter.UniqueName()] =
         isNumber ? nlohmann::ordered_json::parse(text) : nlohmann::ordered_json(text);
   }

@@ -77,7 +77,8 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
   /// `makers` return the children, in list order.
   template <typename... Makers>
   explicit EffectProcessor(std::string moduleName, Makers&&... makers)
-      : Helper(std::move(moduleName), 2, 2, dsp::MakeRecords(EffectProcessorKnobs::kOwnRows), std::forward<Makers>(makers)...) {
+      : Helper(std::move(moduleName), 2, 2, dsp::MakeRecords(EffectProcessorKnobs::kOwnRows),
+               std::forward<Makers>(makers)...) {
     changedValues.entries.fill({-1, {0, 0}});
     changedBlobs.entries.fill({0xFFFFFFFFu, 0, nullptr});
   }

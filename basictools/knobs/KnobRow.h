@@ -39,11 +39,11 @@ enum class Role {
 
 /// Range: curve and limits of a knob, in its unit. Made by the functions below.
 struct Range {
-  uint32_t kind;           ///< `MappingTools::MappingKind`
-  float min, max;          ///< lowest and highest value
-  float bend = 1.0f;       ///< first argument of the curve
-  uint32_t choices = 0;    ///< values to choose from; 0 for a continuous knob
-  bool onAtHalf = false;   ///< of a toggle: on from 0.5, else above it
+  uint32_t kind;          ///< `MappingTools::MappingKind`
+  float min, max;         ///< lowest and highest value
+  float bend = 1.0f;      ///< first argument of the curve
+  uint32_t choices = 0;   ///< values to choose from; 0 for a continuous knob
+  bool onAtHalf = false;  ///< of a toggle: on from 0.5, else above it
 };
 
 /// A position 0 to 1 that is the value.
@@ -97,7 +97,7 @@ struct Row {
   const char* help;   ///< one sentence on what it does
   Labels labels = {};
   const char* symbol = nullptr;  ///< snake_case, where the name doesn't give a good one; fixed for ever
-  Start preset = {};             ///< what a sound falls back to that doesn't name the knob; at rest: its start
+  Start preset = {};  ///< what a sound falls back to that doesn't name the knob; at rest: its start
 
   constexpr Row WithSymbol(const char* text) const {
     Row row = *this;

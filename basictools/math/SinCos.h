@@ -32,8 +32,7 @@ inline SinCosPair SinCos(float angle) noexcept {
   const auto quarter = static_cast<uint32_t>(octant);
   const uint32_t sineSign = ((quarter & 4u) << 29) ^ (BitCast<uint32_t>(angle) & 0x80000000u);
   const uint32_t cosineSign = ((quarter + 2u) & 4u) << 29;
-  return {BitCast<float>(BitCast<uint32_t>(s) ^ sineSign),
-          BitCast<float>(BitCast<uint32_t>(c) ^ cosineSign)};
+  return {BitCast<float>(BitCast<uint32_t>(s) ^ sineSign), BitCast<float>(BitCast<uint32_t>(c) ^ cosineSign)};
 }
 
 }  // namespace Vantora

@@ -12,12 +12,12 @@
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/control/SmootherSRL.h"
+#include "dsp/convolution/ConvolutionReverbRows.h"
 #include "dsp/convolution/Convolver.h"
 #include "dsp/convolution/ImpulseFile.h"
 #include "dsp/convolution/ImpulseShaping.h"
 #include "dsp/convolution/OverloadCounters.h"
 #include "dsp/convolution/ResourceManager.h"
-#include "dsp/convolution/ConvolutionReverbRows.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {

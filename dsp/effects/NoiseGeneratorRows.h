@@ -14,7 +14,13 @@ inline constexpr const char* kGroup = "Noise";
 
 inline constexpr auto kRows = std::to_array<Row>({
     {"NoiseType", Steps(std::size(kTypes)), {}, Unit::kNone, Role::kMain, kGroup, "Colour", "colour", kTypes},
-    {"NoiseColor", Plain(), {}, Unit::kNone, Role::kMain, kGroup, "Variable colour",
+    {"NoiseColor",
+     Plain(),
+     {},
+     Unit::kNone,
+     Role::kMain,
+     kGroup,
+     "Variable colour",
      "of the variable colour: 0 brown to 1 violet"},
 });
 static_assert(std::size(kRows) == kNoiseColor + 1);

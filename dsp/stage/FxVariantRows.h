@@ -3,8 +3,10 @@
 #include "dsp/effects/BitCrusherRows.h"
 #include "dsp/effects/MultiModeFilterRows.h"
 #include "dsp/effects/PitchShifterRows.h"
+#include "dsp/stage/PrismelDistoVariantRows.h"
 #include "dsp/stage/PrismelRows.h"
 #include "engine/ModuleVariantRows.h"
+#include "engine/PassThroughRows.h"
 
 /// How `FxVariant` fits the knobs of its alternatives to this product: mono, no feedback ports, no modulation ports,
 /// and with the limits of the knobs that drive them. The effect writes the ones that it spreads over the voices at
@@ -43,7 +45,9 @@ inline constexpr Fit kCombFits[] = {
     {.index = MultiModeFilterKnobs::kCombFreq,
      .range = RangeOf(PrismelKnobs::kCombCutoff),
      .internal = kBySpread},
-    {.index = MultiModeFilterKnobs::kQ, .range = RangeOf(PrismelKnobs::kCombResonance), .internal = kBySpread},
+    {.index = MultiModeFilterKnobs::kQ,
+     .range = RangeOf(PrismelKnobs::kCombResonance),
+     .internal = kBySpread},
     {.index = MultiModeFilterKnobs::kFmAmount, .start = Value(0), .internal = kNotConnected},
     {.index = MultiModeFilterKnobs::kStereo, .start = Value(0), .internal = kOneChannel},
     {.index = MultiModeFilterKnobs::kMode,
@@ -94,5 +98,11 @@ inline constexpr Fit kVariantFits[] = {
 /// Behind those of the alternatives.
 inline constexpr auto kOwnRows =
     Refit(engine::ModuleVariantKnobs::OwnRows(PrismelKnobs::kFxTypeCount), kVariantFits);
+
+/// Knobs of a bank: all alternatives', then the own ones.
+inline constexpr uint32_t kBankSize =
+    PassThroughKnobs::kRows.size() + kBandPassRows.size() + kCombRows.size() + kCrusherRows.size() +
+    PrismelDistoVariantKnobs::kFolderRows.size() + PrismelDistoVariantKnobs::kShaperRows.size() +
+    PrismelDistoVariantKnobs::kOwnRows.size() + kHarmonizerRows.size() + kOwnRows.size();
 
 }  // namespace Vantora::dsp::FxVariantKnobs

@@ -20,7 +20,8 @@ PrismelDistoVariant::PrismelDistoVariant(std::string text)
   Child<kShaper>().SetAllowedAlgorithms({std::begin(curves), std::end(curves)});
   Child<kShaper>().ApplyFits(PrismelDistoVariantKnobs::kShaperFits);
 
-  Forward(kDrive, {kChildBases[kWavefolder] + WavefolderKnobs::kDrive, kChildBases[kShaper] + MultiDistKnobs::kDrive});
+  Forward(kDrive, {kChildBases[kWavefolder] + WavefolderKnobs::kDrive,
+                   kChildBases[kShaper] + MultiDistKnobs::kDrive});
 }
 
 bool PrismelDistoVariant::UpdateParams(ProcessContext& context) {

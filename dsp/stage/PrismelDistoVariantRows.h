@@ -54,8 +54,16 @@ inline constexpr Fit kVariantFits[] = {
 inline constexpr auto kOwnRows =
     Join(Refit(engine::ModuleVariantKnobs::OwnRows(2), kVariantFits),
          std::to_array<Row>({
-             {"DistoType", Steps(std::size(PrismelKnobs::kDistortions)), {}, Unit::kNone, Role::kInternal,
-              "Distortion", "Kind", "written by \"DistortionAlgorithm\"", PrismelKnobs::kDistortions},
+             Row{"DistoType",
+                 Steps(std::size(PrismelKnobs::kDistortions)),
+                 {},
+                 Unit::kNone,
+                 Role::kInternal,
+                 "Distortion",
+                 "Kind",
+                 "written by \"DistortionAlgorithm\"",
+                 PrismelKnobs::kDistortions}
+                 .WithSymbol("kind"),
              {"Drive", kDriveRange, {}, Unit::kDecibels, Role::kInternal, "Distortion", "Drive", kBySpread},
          }));
 static_assert(kOwnRows.size() == kDrive + 1);

@@ -4,7 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <fstream>
+#include <iomanip>
+#include <random>
 #include <set>
+#include <sstream>
 
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
@@ -49,15 +53,67 @@ TEST(ParameterTable, EveryParameterIsFoundByIndexUniqueNameAndId) {
   }
 }
 
-TEST(ParameterTable, KeepsItsPlacesAndItsIds) {
-  // Ids live in other people's sessions: they may never change. FNV-1a of "Prismel_Prismelion" and others.
-  EXPECT_EQ(Table().At("Prismel_Prismelion").Index(), 168u);
-  EXPECT_EQ(Table().At("Prismel_Prismelion").Id(), 0xe5a0bd36u);
-  EXPECT_EQ(Table().At("Prismel_FXL_FX_ModuleType").Index(), 71u);
-  EXPECT_EQ(Table().At("Prismel_FXR_FX_Harmonizer_Spray").Index(), 145u);
-  EXPECT_EQ(Table().At("LFO_CurrentValueLFeedback").Index(), 200u);
-  EXPECT_EQ(Table().At("OutputAnalyzer_Attack").Index(), 208u);
-  EXPECT_EQ(Table().At("OutputPower").Index(), 225u);
+// Ids live in other people's songs, symbols in their programs: neither may ever change.
+TEST(ParameterTable, KeepsItsPlacesItsIdsAndItsSymbols) {
+  std::ifstream stored(std::string(PRISMEL_SOURCE_DIR) + "/tests/host/ParameterIds.txt");
+  std::string line;
+  uint32_t count = 0;
+  while (std::getline(stored, line)) {
+    ASSERT_LT(count, Table().Size());
+    const Parameter& parameter = Table()[count++];
+    std::ostringstream expected;
+    expected << parameter.Index() << ' ' << std::hex << std::setfill('0') << std::setw(8) << parameter.Id()
+             << ' ' << parameter.Symbol() << ' ' << parameter.UniqueName();
+    EXPECT_EQ(line, expected.str());
+    EXPECT_LT(parameter.Id(), 0x80000000u);
+  }
+  EXPECT_EQ(count, 228u);
+}
+
+TEST(ParameterTable, EveryParameterHasAShortTitleAndASymbolOfItsOwn) {
+  std::set<std::string> titles, symbols;
+  for (const Parameter& parameter : Table()) {
+    EXPECT_LE(parameter.Title().size(), 24u) << parameter.Title();
+    EXPECT_TRUE(titles.insert(parameter.Title()).second) << parameter.Title();
+    EXPECT_THAT(parameter.Symbol(), testing::MatchesRegex("[a-z][a-z0-9_]*"));
+    EXPECT_TRUE(symbols.insert(parameter.Symbol()).second) << parameter.Symbol();
+    EXPECT_EQ(Table().Find(parameter.Symbol()), &parameter);
+  }
+  EXPECT_EQ(Table().At("output_gain").UniqueName(), "OutputGain");
+  EXPECT_EQ(Table().At("wet_gain").UniqueName(), "Prismel_OutputGain");
+  EXPECT_EQ(Table().At("comb_cutoff").Title(), "Comb pitch");
+  EXPECT_EQ(Table().At("right_crusher_jitter_rate").Title(), "Crusher jitter rate R");
+}
+
+TEST(ParameterTable, AreInTheOrderOfAPersonsHands) {
+  std::vector<const Parameter*> ordered(Table().Size(), nullptr);
+  for (const Parameter& parameter : Table()) {
+    ASSERT_LT(parameter.Order(), Table().Size());
+    ASSERT_EQ(ordered[parameter.Order()], nullptr) << parameter.UniqueName();
+    ordered[parameter.Order()] = &parameter;
+  }
+  for (uint32_t i = 0; i < Table().Size(); ++i) {
+    const Role wanted = i < 30 ? Role::kMain : Role::kAdvanced;
+    EXPECT_EQ(ordered[i]->GetRole() == wanted, i < 70) << ordered[i]->UniqueName();
+  }
+  EXPECT_EQ(ordered[0]->Symbol(), "fx_type");
+  EXPECT_EQ(ordered[1]->Symbol(), "prismelion");
+  EXPECT_EQ(ordered[29]->Symbol(), "bypass");
+}
+
+TEST(ParameterTable, TwinsAreTheSameKnobOnTheOtherSide) {
+  for (const Parameter& parameter : Table()) {
+    ASSERT_EQ(parameter.Twin().has_value(), parameter.Index() < 152) << parameter.UniqueName();
+    if (!parameter.Twin()) continue;
+    const Parameter& twin = Table()[*parameter.Twin()];
+    EXPECT_EQ(twin.Twin(), parameter.Index());
+    std::string name = parameter.UniqueName();
+    name[name.find("_FX") + 3] = parameter.Index() < 76 ? 'R' : 'L';
+    EXPECT_EQ(twin.UniqueName(), name);
+    if (parameter.IsOffered() && parameter.Index() < 76) {
+      EXPECT_EQ(twin.Order(), parameter.Order() + 1);
+    }
+  }
 }
 
 TEST(ParameterTable, NamesAreUnderstoodGenerouslyButNeverGuessed) {
@@ -102,24 +158,52 @@ TEST(ParameterTable, OffersNothingInternal) {
   }
 }
 
-TEST(ParameterTable, EveryPrintedValueReadsBackAsTheSamePosition) {
+TEST(ParameterTable, WhatIsPrintedForFilesReadsBackAsTheVerySamePosition) {
+  std::minstd_rand random(7);
+  for (const Parameter& parameter : Table()) {
+    if (parameter.GetRole() == Role::kCommand) continue;
+    for (int i = 0; i <= 300; ++i) {
+      const float position =
+          i <= 200 ? static_cast<float>(i) / 200.0f : static_cast<float>(random()) / 2147483648.0f;
+      const std::string exact = parameter.ExactText(position);
+      ASSERT_EQ(parameter.Parse(exact), position) << parameter.UniqueName() << ": " << exact;
+    }
+    for (const float position : {parameter.StartNormalized(), parameter.PreferredNormalized()}) {
+      EXPECT_THAT(parameter.ExactText(position), testing::Not(HasSubstr("norm"))) << parameter.UniqueName();
+    }
+  }
+  EXPECT_EQ(Table().At("HPFCutoff").ExactText(Table().At("HPFCutoff").Parse("250 Hz")), "250 Hz");
+  EXPECT_EQ(Table().At("FXType").ExactText(0.3f), "norm:0.3") << "between two steps";
+}
+
+TEST(ParameterTable, WhatIsPrintedForPeopleIsTheValueToFourDigits) {
   for (const Parameter& parameter : Table()) {
     if (parameter.GetRole() == Role::kCommand) continue;
     for (int i = 0; i <= 200; ++i) {
       float position = static_cast<float>(i) / 200.0f;
-      if (parameter.IsStepped()) position = parameter.ToNormalized(parameter.ToValue(position));
-      const std::string exact = parameter.ExactText(position), shown = parameter.Text(position);
-      const float again = parameter.Parse(exact);
-      ASSERT_NEAR(again, position, 1e-6f) << parameter.UniqueName() << " at " << position << ": " << exact;
-      // What people read has four digits; reading it back may move the knob by no more than they can see.
+      if (parameter.IsStepped()) position = parameter.Parse(parameter.Text(position));
+      const std::string shown = parameter.Text(position);
       const float read = parameter.ToValue(parameter.Parse(shown)), value = parameter.ToValue(position);
       ASSERT_NEAR(read, value, 6e-4f * std::abs(value) + 1e-6f) << parameter.UniqueName() << ": " << shown;
     }
-    if (!parameter.IsOffered()) continue;
-    for (const float position : {parameter.StartNormalized(), parameter.PreferredNormalized()}) {
-      EXPECT_EQ(parameter.Parse(parameter.ExactText(position)), position) << parameter.UniqueName();
-    }
   }
+}
+
+TEST(ParameterTable, AValueReadsBackAsItWasWritten) {
+  const auto back = [](const char* name, double value) {
+    const Parameter& parameter = Table().At(name);
+    return parameter.ExactValue(parameter.ParseValue(value));
+  };
+  EXPECT_EQ(back("CombCutoff", 440.0), 440.0);
+  EXPECT_NE(Table().At("CombCutoff").ToValue(Table().At("CombCutoff").Parse("440")), 440.0f)
+      << "why it is needed";
+  EXPECT_EQ(back("HPFCutoff", 1234.5), 1234.5);
+  EXPECT_EQ(back("OutputGain", -3.1), -3.1);
+  EXPECT_EQ(back("Prismelion", 0.7), 0.7);
+  EXPECT_EQ(back("LFOPrismelAmount", -0.3), -0.3);
+  EXPECT_EQ(back("Voices", 7.0), 7.0);
+  EXPECT_EQ(back("BandpassResonance", 0.71), 0.71);
+  EXPECT_EQ(Table().At("Prismelion").ExactValue(1.0f / 3.0f), 0.33333334);
 }
 
 TEST(ParameterTable, StepsHaveANameEachOrNone) {
@@ -128,10 +212,21 @@ TEST(ParameterTable, StepsHaveANameEachOrNone) {
     ASSERT_EQ(parameter.Labels().size(), parameter.StepCount()) << parameter.UniqueName();
     for (uint32_t step = 0; step < parameter.StepCount(); ++step) {
       const float position = parameter.Parse(parameter.Labels()[step]);
-      EXPECT_EQ(parameter.ToValue(position), static_cast<float>(step)) << parameter.Labels()[step];
+      EXPECT_EQ(parameter.ToValue(position), parameter.Minimum() + static_cast<float>(step))
+          << parameter.Labels()[step];
       EXPECT_EQ(parameter.Text(position), parameter.Labels()[step]);
     }
   }
+  // Two values behind a position: on above a half, or from there.
+  const Parameter& shape = Table().At("left_fold_type");
+  const Parameter& unipolar = Table().At("lfo_unipolar");
+  EXPECT_THAT(shape.Labels(), ElementsAre("sine", "triangle"));
+  EXPECT_TRUE(shape.IsSwitch() && unipolar.IsSwitch());
+  EXPECT_EQ(shape.Text(0.49f) + ' ' + shape.Text(0.5f), "sine triangle");
+  EXPECT_EQ(unipolar.Text(0.5f) + ' ' + unipolar.Text(0.51f), "off on");
+  EXPECT_EQ(shape.Parse("Triangle"), 1.0f);
+  EXPECT_EQ(shape.Parse("0.3"), 0.3f) << "the position itself, as ever";
+
   const auto& rates = Table().At("LFO_AllRateSynced").Labels();
   EXPECT_EQ(rates.front(), "16/1 dotted");
   EXPECT_THAT(std::vector(rates.begin() + 17, rates.begin() + 23),
