@@ -36,8 +36,8 @@ class Parameter {
   Parameter(Place itsPlace, const Knobs::Row& itsRow);
 
   uint32_t Index() const { return place.index; }  ///< flat index in the library
-  /// Stable for ever: the lower 31 bits of the unique name's 32-bit FNV-1a hash, as some plug-in formats keep the upper
-  /// half of the numbers for themselves.
+  /// Stable for ever: the lower 31 bits of the unique name's 32-bit FNV-1a hash, as some plug-in formats keep
+  /// the upper half of the numbers for themselves.
   uint32_t Id() const { return id; }
   /// As the library gives it; ten of each bank occur twice.
   const std::string& Name() const { return place.name; }
@@ -49,8 +49,8 @@ class Parameter {
   const std::string& Title() const { return place.title; }
   std::string_view Group() const { return place.group; }  ///< "Effect", "Comb", "LFO", "Left crusher", ...
   std::string_view Note() const { return row.help; }      ///< one sentence on what it does
-  /// Place in the list as a person goes through it: the main ones from 0 to 29, then the advanced ones to 69, each left
-  /// knob in front of its right twin, then all others.
+  /// Place in the list as a person goes through it: the main ones from 0 to 29, then the advanced ones to 69,
+  /// each left knob in front of its right twin, then all others.
   uint32_t Order() const { return place.order; }
   /// Index of the same knob on the other side, of one of the two banks of voices; nothing for all others.
   std::optional<uint32_t> Twin() const { return place.twin; }
@@ -60,8 +60,8 @@ class Parameter {
   /// To a musician.
   bool IsOffered() const { return row.role == Role::kMain || row.role == Role::kAdvanced; }
   bool IsAutomatable() const { return IsOffered(); }
-  /// A number of values to choose from. A switch that the library keeps as a position counts as one of two: its
-  /// values are the positions 0 and 1.
+  /// A number of values to choose from. A switch that the library keeps as a position counts as one of two:
+  /// its values are the positions 0 and 1.
   bool IsStepped() const { return row.range.choices > 0; }
   /// Two values: off and on, or two names.
   bool IsSwitch() const { return row.range.choices == 2; }
@@ -80,14 +80,14 @@ class Parameter {
   float ToValue(float normalized) const;
   /// And back; held in the range.
   float ToNormalized(float value) const;
-  /// The value in the unit as the number with the fewest digits that leads back to this position: 440 where `ToValue`
-  /// says 439.99994. Where no number does, it is the float's own.
+  /// The value in the unit as the number with the fewest digits that leads back to this position: 440 where
+  /// `ToValue` says 439.99994. Where no number does, it is the float's own.
   double ExactValue(float normalized) const;
 
   /// For people: "250 Hz", "1.2 kHz", "-3 dB", "1/4 triplet", "0.7", "on".
   std::string Text(float normalized) const;
-  /// For files: like `Text`, with as many digits as it takes to read the very same position back; "norm:0.123" where no
-  /// value leads there.
+  /// For files: like `Text`, with as many digits as it takes to read the very same position back;
+  /// "norm:0.123" where no value leads there.
   std::string ExactText(float normalized) const;
   /// "20 Hz to 20 kHz", or the names of an enumeration.
   std::string RangeText() const;

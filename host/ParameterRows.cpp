@@ -17,8 +17,8 @@ namespace {
 
 using Knobs::Row;
 
-/// The main parameters as a person turns them: what it is, how far it goes, its knobs, where it stands in the mix, what
-/// moves it.
+/// The main parameters as a person turns them: what it is, how far it goes, its knobs, where it stands in the
+/// mix, what moves it.
 constexpr const char* kTurningOrder[] = {
     "fx_type",
     "prismelion",

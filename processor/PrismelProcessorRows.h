@@ -4,7 +4,8 @@
 #include "dsp/control/LFORows.h"
 #include "processor/EffectProcessorRows.h"
 
-/// The knobs that `PrismelProcessor` adds behind the frame's, and how it fits those of its LFO and its meters.
+/// The knobs that `PrismelProcessor` adds behind the frame's, and how it fits those of its LFO and its
+/// meters.
 namespace Vantora::Processor::PrismelProcessorKnobs {
 
 using namespace Knobs;

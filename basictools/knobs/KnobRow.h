@@ -8,9 +8,10 @@
 
 #include "basictools/math/mapping/MappingKind.h"
 
-/// A knob's name, curve, range, start, unit, group and help stand in one row, in the `*Rows.h` beside the module
-/// that owns it. The module's constructor makes its records from the rows, and everybody who shows, stores or
-/// documents knobs reads the same ones. Row headers are data: they include this file and other row headers only.
+/// A knob's name, curve, range, start, unit, group and help stand in one row, in the `*Rows.h` beside the
+/// module that owns it. The module's constructor makes its records from the rows, and everybody who shows,
+/// stores or documents knobs reads the same ones. Row headers are data: they include this file and other row
+/// headers only.
 namespace Vantora::Knobs {
 
 /// What a knob's value counts.
@@ -70,8 +71,9 @@ constexpr Range BipolarExp(float min, float max, float curve) {
 
 /// Start: where a knob stands in a fresh module.
 ///
-/// At rest it stands at position 0 with its lowest value in the cache, even where the curve doesn't join the two:
-/// a reversed knob at rest answers position 0, its top, and sounds as at its lowest value until it is written.
+/// At rest it stands at position 0 with its lowest value in the cache, even where the curve doesn't join the
+/// two: a reversed knob at rest answers position 0, its top, and sounds as at its lowest value until it is
+/// written.
 struct Start {
   enum How : uint8_t { kAtRest, kAtValue, kAtPosition };
   How how = kAtRest;
@@ -111,8 +113,8 @@ struct Row {
   }
 };
 
-/// Fit: what an owner changes of a child's knob behind the child's constructor. `Refit` shows it, `dsp::ApplyFits`
-/// does it.
+/// Fit: what an owner changes of a child's knob behind the child's constructor. `Refit` shows it,
+/// `dsp::ApplyFits` does it.
 struct Fit {
   uint32_t index;
   Start start = {};                                    ///< written by the owner; at rest: left as it is

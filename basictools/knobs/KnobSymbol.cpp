@@ -21,9 +21,9 @@ std::string SymbolOf(const Row& row) {
       continue;
     }
     // A word begins at a capital behind a small letter, and at the last capital of a row of them.
-    const bool begins = i > 0 && IsUpper(c) &&
-                        (IsLower(name[i - 1]) ||
-                         (IsUpper(name[i - 1]) && i + 1 < name.size() && IsLower(name[i + 1])));
+    const bool begins =
+        i > 0 && IsUpper(c) &&
+        (IsLower(name[i - 1]) || (IsUpper(name[i - 1]) && i + 1 < name.size() && IsLower(name[i + 1])));
     if (begins && symbol.back() != '_') symbol += '_';
     symbol += IsUpper(c) ? static_cast<char>(c - 'A' + 'a') : c;
   }

@@ -5,8 +5,8 @@
 
 namespace Vantora::Knobs {
 
-/// Travel: the range of a knob, with its steps if it has any. Together with a curve it converts between positions 0
-/// to 1 and values in the knob's unit. Fixed once made; the conversions may run on any thread.
+/// Travel: the range of a knob, with its steps if it has any. Together with a curve it converts between
+/// positions 0 to 1 and values in the knob's unit. Fixed once made; the conversions may run on any thread.
 struct Travel {
   uint32_t kind;           ///< `MappingTools::MappingKind`
   float stepCount = 2.0f;  ///< of a stepped knob

@@ -8,9 +8,9 @@
 #include "engine/ModuleVariantRows.h"
 #include "engine/PassThroughRows.h"
 
-/// How `FxVariant` fits the knobs of its alternatives to this product: mono, no feedback ports, no modulation ports,
-/// and with the limits of the knobs that drive them. The effect writes the ones that it spreads over the voices at
-/// every block, so that whatever a host writes there is lost.
+/// How `FxVariant` fits the knobs of its alternatives to this product: mono, no feedback ports, no modulation
+/// ports, and with the limits of the knobs that drive them. The effect writes the ones that it spreads over
+/// the voices at every block, so that whatever a host writes there is lost.
 namespace Vantora::dsp::FxVariantKnobs {
 
 using namespace Knobs;
