@@ -130,13 +130,26 @@ void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std:
   }
 }
 
-// FIR -------------------------------------------------------------------------------------------------------
+// FIR -----
+
+// What may be read of `samples` ends at `end`; only the last loads of a tile come near it.
+template <class D>
+HWY_INLINE Vector<D> LoadBefore(D d, const float* from, const float* end) {
+  constexpr std::ptrdiff_t kLanes = hn::MaxLanes(D());
+  const std::ptrdiff_t present = end - from;
+  if (HWY_LIKELY(present >= kLanes)) return hn::LoadU(d, from);
+  if (present <= 0) return hn::Zero(d);
+  if constexpr (kLanes >= 8) return hn::MaskedLoad(hn::FirstN(d, static_cast<std::size_t>(present)), d, from);
+  HWY_ALIGN float lanes[kLanes] = {};
+  for (std::ptrdiff_t i = 0; i < present; ++i) lanes[i] = from[i];
+  return hn::Load(d, lanes);
+}
 
 // The outputs are the lanes. For few taps: `kVectors` vectors of outputs share each tap, and `kTaps` taps at
 // a time have sums of their own, which hides the latency of the multiply-add.
 template <std::size_t kVectors, std::size_t kTaps, class D>
 HWY_INLINE void FirFewTaps(D d, const float* taps, std::size_t tapCount, const float* samples,
-                           Vector<D>* result) {
+                           const float* end, Vector<D>* result) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
   Vector<D> sums[kVectors * kTaps];
   for (std::size_t s = 0; s < kVectors * kTaps; ++s) sums[s] = hn::Zero(d);
@@ -146,14 +159,14 @@ HWY_INLINE void FirFewTaps(D d, const float* taps, std::size_t tapCount, const f
       const auto tap = hn::Set(d, taps[k + t]);
       for (std::size_t v = 0; v < kVectors; ++v) {
         auto& sum = sums[t * kVectors + v];
-        sum = hn::MulAdd(tap, hn::LoadU(d, samples + k + t + v * kLanes), sum);
+        sum = hn::MulAdd(tap, LoadBefore(d, samples + k + t + v * kLanes, end), sum);
       }
     }
   }
   for (; k < tapCount; ++k) {
     const auto tap = hn::Set(d, taps[k]);
     for (std::size_t v = 0; v < kVectors; ++v) {
-      sums[v] = hn::MulAdd(tap, hn::LoadU(d, samples + k + v * kLanes), sums[v]);
+      sums[v] = hn::MulAdd(tap, LoadBefore(d, samples + k + v * kLanes, end), sums[v]);
     }
   }
   for (std::size_t v = 0; v < kVectors; ++v) {
@@ -168,7 +181,7 @@ HWY_INLINE void FirFewTaps(D d, const float* taps, std::size_t tapCount, const f
 // next ones, so that no sum grows long.
 template <std::size_t kVectors, std::size_t kPlaces, class D>
 HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const float* samples,
-                            Vector<D>* result) {
+                            const float* end, Vector<D>* result) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
   static_assert(kLanes % kPlaces == 0);
   for (std::size_t v = 0; v < kVectors; ++v) result[v] = hn::Zero(d);
@@ -199,7 +212,7 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
     }
     for (std::size_t beyond = 0; beyond + 1 < kVectors; ++beyond) {
       for (std::size_t place = 0; place < kPlaces; ++place) {
-        const auto loaded = hn::LoadU(d, x + place + kLanes * (whole + beyond));
+        const auto loaded = LoadBefore(d, x + place + kLanes * (whole + beyond), end);
         for (std::size_t v = beyond + 1; v < kVectors; ++v) {
           auto& sum = sums[place * kVectors + v];
           sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (whole + beyond - v)]), loaded, sum);
@@ -214,28 +227,36 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
   }
   if (rest == 0) return;
   Vector<D> last[kVectors];
-  FirFewTaps<kVectors, 1>(d, taps + whole * kLanes, rest, samples + whole * kLanes, last);
+  FirFewTaps<kVectors, 1>(d, taps + whole * kLanes, rest, samples + whole * kLanes, end, last);
   for (std::size_t v = 0; v < kVectors; ++v) result[v] = hn::Add(result[v], last[v]);
 }
 
-template <std::size_t kVectors, std::size_t kTaps, class D>
-HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples,
-                        Vector<D>* result) {
-  if constexpr (hn::MaxLanes(D()) >= 4) {
-    if (tapCount >= 64)
-      return FirManyTaps < kVectors, kVectors == 4 ? 2 : 4 > (d, taps, tapCount, samples, result);
-  }
-  FirFewTaps<kVectors, kTaps>(d, taps, tapCount, samples, result);
-}
-
-template <bool kAdd, std::size_t kVectors, std::size_t kTaps, class D>
-HWY_INLINE void FirStore(D d, const float* taps, std::size_t tapCount, const float* samples, float* out) {
-  const std::size_t lanes = hn::Lanes(d);
+// A tile of `kVectors` vectors of outputs, of which the first `count` lanes are wanted. Vectors of four lanes
+// are those of machines with sixteen registers and without a fused multiply-add, where two places would spill.
+template <bool kAdd, std::size_t kVectors, class D>
+HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples, float* out,
+                        std::size_t count) {
+  constexpr std::size_t kLanes = hn::MaxLanes(D());
+  constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 2 ? 4 : 2;
+  const float* end = samples + tapCount - 1 + count;
   Vector<D> result[kVectors];
-  FirTile<kVectors, kTaps>(d, taps, tapCount, samples, result);
-  for (std::size_t v = 0; v < kVectors; ++v) {
-    if (kAdd) result[v] = hn::Add(result[v], hn::LoadU(d, out + v * lanes));
-    hn::StoreU(result[v], d, out + v * lanes);
+  if (kLanes >= 4 && tapCount >= 64) {
+    FirManyTaps<kVectors, kPlaces>(d, taps, tapCount, samples, end, result);
+  } else {
+    FirFewTaps<kVectors, kVectors == 1   ? 8
+                         : kVectors <= 4 ? 8 / kVectors
+                                         : 1>(d, taps, tapCount, samples, end, result);
+  }
+  for (std::size_t v = 0; v < kVectors && v * kLanes < count; ++v) {
+    float* to = out + v * kLanes;
+    const std::size_t wanted = count - v * kLanes;
+    if (wanted >= kLanes) {
+      hn::StoreU(kAdd ? hn::Add(result[v], hn::LoadU(d, to)) : result[v], d, to);
+    } else {
+      HWY_ALIGN float lanes[kLanes];
+      hn::Store(result[v], d, lanes);
+      for (std::size_t i = 0; i < wanted; ++i) to[i] = kAdd ? to[i] + lanes[i] : lanes[i];
+    }
   }
 }
 
@@ -243,32 +264,26 @@ template <bool kAdd, std::size_t kLanes>
 HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* samples, float* out,
                        std::size_t count) {
   const hn::CappedTag<float, kLanes> d;
-  const std::size_t lanes = hn::Lanes(d);
-  if (count < lanes) {
+  if (count < kLanes) {
     if constexpr (kLanes > 1) FirRun<kAdd, kLanes / 2>(taps, tapCount, samples, out, count);
     return;
   }
+  // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes that
+  // nobody wants cost less than a narrower tile, which is held back by its latency.
   std::size_t i = 0;
-  for (; i + 4 * lanes <= count; i += 4 * lanes)
-    FirStore<kAdd, 4, 2>(d, taps, tapCount, samples + i, out + i);
-  if (i + 3 * lanes <= count) {
-    FirStore<kAdd, 3, 3>(d, taps, tapCount, samples + i, out + i);
-    i += 3 * lanes;
-  } else if (i + 2 * lanes <= count) {
-    FirStore<kAdd, 2, 4>(d, taps, tapCount, samples + i, out + i);
-    i += 2 * lanes;
-  } else if (i + lanes <= count) {
-    FirStore<kAdd, 1, 8>(d, taps, tapCount, samples + i, out + i);
-    i += lanes;
+  while (i < count) {
+    const std::size_t wanted = count - i;
+    if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
+      FirTile<kAdd, 4>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 4 * kLanes));
+      i += 4 * kLanes;
+    } else if (wanted > kLanes) {
+      FirTile<kAdd, 2>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 2 * kLanes));
+      i += 2 * kLanes;
+    } else {
+      FirTile<kAdd, 1>(d, taps, tapCount, samples + i, out + i, wanted);
+      return;
+    }
   }
-  if (i == count) return;
-  // The last outputs share a vector with some that are done already; those lanes stay as they are.
-  const std::size_t last = count - lanes;
-  hn::Vec<decltype(d)> result[1];
-  FirTile<1, 8>(d, taps, tapCount, samples + last, result);
-  const auto present = hn::LoadU(d, out + last);
-  if (kAdd) result[0] = hn::Add(result[0], present);
-  hn::StoreU(hn::IfThenElse(hn::FirstN(d, i - last), present, result[0]), d, out + last);
 }
 
 constexpr std::size_t kWidest = hn::MaxLanes(hn::ScalableTag<float>());
