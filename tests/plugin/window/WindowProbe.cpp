@@ -1,0 +1,51 @@
+// Opens the window over values without sound, for scripts and eyes: how fast it opens, how it looks.
+//   window_probe [--seconds N] [--scale S] [--busy] [NAME=VALUE ...]
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "plugin/window/Window.h"
+#include "tests/plugin/window/FakeModel.h"
+
+int main(int count, char** arguments) {
+  using namespace Vantora::plugin;
+  using Clock = std::chrono::steady_clock;
+  FakeModel model;
+  double seconds = 5.0;
+  bool isBusy = false;
+  for (int i = 1; i < count; ++i) {
+    const std::string word = arguments[i];
+    const size_t equals = word.find('=');
+    if (word == "--seconds" && i + 1 < count) {
+      seconds = std::atof(arguments[++i]);
+    } else if (word == "--scale" && i + 1 < count) {
+      model.scale = std::atof(arguments[++i]);
+    } else if (word == "--busy") {
+      isBusy = true;
+    } else if (equals != std::string::npos) {
+      model.SetTo(word.substr(0, equals).c_str(), word.substr(equals + 1).c_str());
+    }
+  }
+  const auto begin = Clock::now();
+  const auto since = [&] { return std::chrono::duration<double>(Clock::now() - begin).count(); };
+  const std::unique_ptr<PluginWindow> window = OpenWindow(model, 0, 1.0);
+  const double opened = since();
+  window->Idle();
+  const double drawn = since();
+  std::printf("open %.1f ms, first frame %.1f ms\n", 1e3 * opened, 1e3 * drawn);
+  std::fflush(stdout);
+  while (since() < seconds && window->Idle()) {
+    if (isBusy) model.SetLive(BusyView(since()));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  for (const auto& parameter : Vantora::host::ParameterTable::Get()) {
+    if (parameter.IsOffered() && model.values[parameter.Index()] != parameter.PreferredNormalized()) {
+      std::printf("%s=%s\n", parameter.UniqueName().c_str(), model.Text(parameter.Index()).c_str());
+    }
+  }
+  std::printf("gestures %d, writes %d, outside %d\n", model.gestures, model.writes, model.writesOutside);
+}
