@@ -29,5 +29,7 @@ write_basic_package_version_file(${CMAKE_BINARY_DIR}/PrismelConfigVersion.cmake 
 install(FILES ${CMAKE_BINARY_DIR}/PrismelConfig.cmake ${CMAKE_BINARY_DIR}/PrismelConfigVersion.cmake
   DESTINATION ${package})
 
+# Relative, so that the file holds for whatever --prefix says.
+file(RELATIVE_PATH prefixFromPackage /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(${CMAKE_CURRENT_LIST_DIR}/prismel.pc.in ${CMAKE_BINARY_DIR}/prismel.pc @ONLY)
 install(FILES ${CMAKE_BINARY_DIR}/prismel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
-#include "dsp/control/SmootherSRL.h"
+#include "basictools/smoothing/SmootherSRL.h"
 #include "engine/ModuleContainer.h"
 #include "engine/ModuleVariantRows.h"
 

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
-#include "processor/interface/EventList.h"
+namespace Vantora::Processor {
+struct EventList;  // processor/interface/EventList.h; modules here pass the lists on without looking
+}
 
 namespace Vantora::dsp {
 

@@ -1,4 +1,4 @@
-#include "dsp/control/SmootherSRL.h"
+#include "basictools/smoothing/SmootherSRL.h"
 
 #include <algorithm>
 #include <cmath>
