@@ -11,6 +11,7 @@
 #include "cli/Numbers.h"
 #include "cli/audio/AudioReader.h"
 #include "cli/audio/AudioWriter.h"
+#include "host/files/NewFile.h"
 #include "offline/NoiseStream.h"
 
 namespace Vantora::cli {
@@ -54,6 +55,10 @@ void Run(const NoiseOptions& options) {
   settings.channels = options.channels;
   settings.mostFrames = frames;
   settings.overwrite = options.overwrite;
+  if (options.path != "-") {
+    const auto folder = std::filesystem::path(options.path).parent_path();
+    host::NewFile::RemoveAbandoned(folder.empty() ? "." : folder);
+  }
   PendingFile::CleanUpOnSignals();
   AudioWriter writer(options.path, settings);
 

@@ -64,11 +64,6 @@ int Subtype(SampleFormat format) {
   return SF_FORMAT_FLOAT;
 }
 
-uint64_t SampleBytes(SampleFormat format) {
-  const int bits = IntegerBits(format);
-  return bits == 0 ? sizeof(float) : static_cast<uint64_t>(bits) / 8;
-}
-
 bool Holds(const FileType& type, SampleFormat format) {
   const SF_INFO info{0, 48000, 2, type.major | Subtype(format), 0, 0};
   return sf_format_check(&info) != 0;
@@ -92,6 +87,11 @@ std::string_view Name(SampleFormat format) {
 int IntegerBits(SampleFormat format) {
   constexpr std::array<int, 4> kBits{16, 24, 32, 0};
   return kBits[static_cast<size_t>(format)];
+}
+
+uint64_t SampleBytes(SampleFormat format) {
+  const int bits = IntegerBits(format);
+  return bits == 0 ? sizeof(float) : static_cast<uint64_t>(bits) / 8;
 }
 
 int AudioFormat::Code(uint64_t frames, int channels) const {

@@ -19,6 +19,9 @@ std::string_view Name(SampleFormat format);
 /// Bits of an integer format; 0 for float.
 int IntegerBits(SampleFormat format);
 
+/// Bytes of one sample.
+uint64_t SampleBytes(SampleFormat format);
+
 /// AudioFormat: a kind of audio file and the sample format in it.
 struct AudioFormat {
   std::string type;                            ///< "wav", "flac", ...: the ending without its dot; "raw"

@@ -21,9 +21,19 @@ namespace {
 constexpr uint64_t kFramesPerCall = 4096;
 constexpr double kVorbisQuality = 0.7;  // about 220 kbit/s in stereo: nothing to be heard of the coding
 
+// The length words of these headers have 32 bits, and libsndfile lets them run over.
+constexpr uint64_t kAiffLimit = 0xffff'0000;  // bytes
+
 bool IsStream(const std::string& path) {
   struct stat status {};
   return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
+}
+
+/// A file whose bytes can still be changed, as by "> out.wav"; not one that is only appended to.
+bool CanBeMended(int descriptor) {
+  struct stat status {};
+  const int flags = fcntl(descriptor, F_GETFL);
+  return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) && flags >= 0 && (flags & O_APPEND) == 0;
 }
 
 }  // namespace
@@ -32,10 +42,9 @@ AudioWriter::AudioWriter(const std::string& target, const Settings& chosen) : se
   if (path == "-") {
     OpenStream(STDOUT_FILENO);
   } else if (IsStream(path)) {
-    const int descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (descriptor < 0) Fail(std::strerror(errno));
-    ownsDescriptor = true;
-    OpenStream(descriptor);
+    ownDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    if (ownDescriptor < 0) Fail(std::strerror(errno));
+    OpenStream(ownDescriptor);
   } else {
     OpenFile();
   }
@@ -43,10 +52,19 @@ AudioWriter::AudioWriter(const std::string& target, const Settings& chosen) : se
 
 AudioWriter::~AudioWriter() {
   file.reset();
-  if (ownsDescriptor) close(stream.descriptor);
+  if (ownDescriptor >= 0) close(ownDescriptor);
+}
+
+void AudioWriter::RefuseLength(uint64_t frames) const {
+  if (!settings.format.type.starts_with("aif")) return;
+  const uint64_t frameBytes = static_cast<uint64_t>(settings.channels) * SampleBytes(settings.format.sample);
+  if (frames > kAiffLimit / frameBytes) {
+    Fail("an AIFF file holds 4 GB at most; wav, caf and w64 hold more");
+  }
 }
 
 void AudioWriter::OpenFile() {
+  RefuseLength(settings.leastFrames);
   pending.emplace(path, settings.overwrite);
   SF_INFO info{
       0, settings.rate, settings.channels, settings.format.Code(settings.mostFrames, settings.channels), 0,
@@ -55,7 +73,9 @@ void AudioWriter::OpenFile() {
     Fail(fmt::format("{} files can't hold {} channels at {} Hz", settings.format.type, settings.channels,
                      settings.rate));
   }
-  file.reset(sf_open(pending->Path().c_str(), SFM_WRITE, &info));
+  output.emplace(pending->Descriptor(), false);
+  SF_VIRTUAL_IO calls = OutputFile::Calls();
+  file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &*output));
   if (!file) Fail(sf_strerror(nullptr));
   // The peak chunk holds a time stamp.
   sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
@@ -68,44 +88,33 @@ void AudioWriter::OpenFile() {
   }
 }
 
-SF_VIRTUAL_IO AudioWriter::StreamCalls() {
-  SF_VIRTUAL_IO calls{};
-  calls.get_filelen = [](void* user) { return static_cast<Stream*>(user)->position; };
-  calls.tell = [](void* user) { return static_cast<Stream*>(user)->position; };
-  calls.seek = [](sf_count_t, int, void* user) { return static_cast<Stream*>(user)->position; };
-  calls.read = [](void*, sf_count_t, void*) -> sf_count_t { return 0; };
-  calls.write = [](const void* bytes, sf_count_t count, void* user) {
-    auto& sink = *static_cast<Stream*>(user);
-    sf_count_t sent = 0;
-    while (sent < count) {
-      const ssize_t now =
-          ::write(sink.descriptor, static_cast<const char*>(bytes) + sent, static_cast<size_t>(count - sent));
-      if (now < 0 && errno == EINTR) continue;
-      if (now <= 0) break;
-      sent += now;
-    }
-    sink.position += sent;
-    return sent;
-  };
-  return calls;
-}
-
 void AudioWriter::OpenStream(int descriptor) {
   if (settings.format.type != "wav" && settings.format.type != "raw") {
     Fail("a stream can be --type wav or --type raw only");
   }
-  stream.descriptor = descriptor;
-  SF_VIRTUAL_IO calls = StreamCalls();
+  if (CanBeMended(descriptor)) headerPlace = lseek(descriptor, 0, SEEK_CUR);
+  streamDescriptor = descriptor;
+  output.emplace(descriptor, true);
   if (settings.format.type == "wav") {
     const auto header = WavStreamHeader(settings.format.sample, settings.rate, settings.channels);
-    const auto size = static_cast<sf_count_t>(header.size());
-    if (calls.write(header.data(), size, &stream) != size) Fail(std::strerror(errno));
-    stream.position = 0;  // the samples begin here
+    if (!output->Write(header.data(), header.size())) Fail("");
   }
   const AudioFormat samples{"raw", settings.format.sample, false};
   SF_INFO info{0, settings.rate, settings.channels, samples.Code(), 0, 0};
-  file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &stream));
+  SF_VIRTUAL_IO calls = OutputFile::Calls();
+  file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &*output));
   if (!file) Fail(sf_strerror(nullptr));
+}
+
+void AudioWriter::MendStreamHeader() {
+  if (headerPlace < 0 || settings.format.type != "wav") return;
+  const uint64_t frameBytes = static_cast<uint64_t>(settings.channels) * SampleBytes(settings.format.sample);
+  const auto header =
+      WavStreamHeader(settings.format.sample, settings.rate, settings.channels, written * frameBytes);
+  if (pwrite(streamDescriptor, header.data(), header.size(), headerPlace) !=
+      static_cast<ssize_t>(header.size())) {
+    Fail(std::strerror(errno));
+  }
 }
 
 void AudioWriter::Quantise(const float* samples, size_t count) {
@@ -118,37 +127,39 @@ void AudioWriter::Quantise(const float* samples, size_t count) {
     double x = static_cast<double>(samples[i]) * scale;
     if (std::abs(x) > scale) ++clipped;
     if (dithered) x += dither.Next();
-    const double held = std::clamp(std::nearbyint(x), -scale, top);
+    const double held = std::isnan(x) ? 0.0 : std::clamp(std::nearbyint(x), -scale, top);
     // libsndfile takes the upper bits of an int.
     integers[i] = static_cast<int>(static_cast<uint32_t>(static_cast<int64_t>(held)) << (32 - bits));
   }
 }
 
 void AudioWriter::Write(const float* interleaved, uint64_t frames) {
+  RefuseLength(written + frames);
   const auto channels = static_cast<uint64_t>(settings.channels);
   const bool asFloat = settings.format.lossy || settings.format.sample == SampleFormat::kFloat;
   for (uint64_t at = 0; at < frames;) {
     const uint64_t count = std::min(kFramesPerCall, frames - at);
     const float* from = interleaved + at * channels;
     sf_count_t done = 0;
-    errno = 0;
     if (asFloat) {
       done = sf_writef_float(file.get(), from, static_cast<sf_count_t>(count));
     } else {
       Quantise(from, count * channels);
       done = sf_writef_int(file.get(), integers.data(), static_cast<sf_count_t>(count));
     }
-    if (done != static_cast<sf_count_t>(count)) {
-      Fail(errno != 0 ? std::strerror(errno) : sf_strerror(file.get()));
-    }
+    if (done != static_cast<sf_count_t>(count) || output->Error() != 0) Fail(sf_strerror(file.get()));
     at += count;
   }
   written += frames;
+  // Somebody may be listening to the stream.
+  if (streamDescriptor >= 0 && headerPlace < 0 && !output->Flush()) Fail("");
 }
 
 void AudioWriter::Finish() {
-  errno = 0;
-  if (sf_close(file.release()) != 0) Fail(errno != 0 ? std::strerror(errno) : "the file couldn't be ended");
+  // The header's last form is written now, so a closing call that says "well done" proves nothing.
+  if (sf_close(file.release()) != 0) Fail("the file couldn't be ended");
+  if (!output->Flush()) Fail("");
+  MendStreamHeader();
   if (!pending) return;
   if (settings.format.lossy && settings.format.type != "mp3") FixOggSerial(pending->Path());
   pending->Commit();
@@ -156,7 +167,10 @@ void AudioWriter::Finish() {
 }
 
 void AudioWriter::Fail(const std::string& reason) const {
-  throw Failure(fmt::format("{}: can't write: {}", path == "-" ? "standard output" : path, reason));
+  // What the system said is nearer to the cause than what libsndfile makes of it.
+  const bool isSystems = output && output->Error() != 0;
+  throw Failure(fmt::format("{}: can't write: {}", path == "-" ? "standard output" : path,
+                            isSystems ? std::strerror(output->Error()) : reason));
 }
 
 }  // namespace Vantora::cli

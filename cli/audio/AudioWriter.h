@@ -10,14 +10,16 @@
 
 #include "cli/audio/AudioFormat.h"
 #include "cli/audio/Dither.h"
+#include "cli/audio/OutputFile.h"
 #include "cli/audio/PendingFile.h"
 
 namespace Vantora::cli {
 
 /// AudioWriter: interleaved floats into one audio file or a stream.
 ///
-/// A file grows beside its place and appears whole, by `Finish`, or not at all. "-" is standard output, and
-/// pipes and devices are written directly: as WAV whose header leaves the length open, or as raw samples.
+/// A file grows beside its place and appears whole and on the disk, by `Finish`, or not at all. "-" is
+/// standard output, and pipes and devices are written directly: as WAV whose header leaves the length open, or
+/// as raw samples. Where standard output is a regular file, the header gets its length in the end.
 /// The same samples give the same bytes every time: no time stamps, no random serial numbers.
 class AudioWriter {
  public:
@@ -25,9 +27,10 @@ class AudioWriter {
     AudioFormat format;
     int rate = 48000;  ///< Hz
     int channels = 2;
-    uint64_t mostFrames = 0;  ///< upper bound of what will be written; a longer WAV needs another header
-    bool dither = true;       ///< triangular dither where the format has 16 bit
-    bool overwrite = false;   ///< an existing file may be replaced
+    uint64_t leastFrames = 0;  ///< lower bound of what will be written; what can't hold it is refused at once
+    uint64_t mostFrames = 0;   ///< upper bound of what will be written; a longer WAV needs another header
+    bool dither = true;        ///< triangular dither where the format has 16 bit
+    bool overwrite = false;    ///< an existing file may be replaced
   };
 
   /// Throws Failure (folder missing, file exists, format and rate don't go together, ...).
@@ -49,23 +52,20 @@ class AudioWriter {
     void operator()(SNDFILE* handle) const { sf_close(handle); }
   };
 
-  /// What libsndfile sees of a stream: bytes that go out in order and can't be taken back.
-  struct Stream {
-    int descriptor = -1;
-    sf_count_t position = 0;  // bytes sent
-  };
-  static SF_VIRTUAL_IO StreamCalls();
-
   void OpenFile();
   void OpenStream(int descriptor);
+  void RefuseLength(uint64_t frames) const;
+  void MendStreamHeader();
   void Quantise(const float* samples, size_t count);
   [[noreturn]] void Fail(const std::string& reason) const;
 
   Settings settings;
   std::string path;
   std::optional<PendingFile> pending;
-  Stream stream;
-  bool ownsDescriptor = false;
+  std::optional<OutputFile> output;
+  int ownDescriptor = -1;     // of a named pipe or device
+  int streamDescriptor = -1;  // the same, or standard output
+  off_t headerPlace = -1;     // where standard output is a regular file: where our header begins in it
   std::unique_ptr<SNDFILE, Close> file;
   Dither dither;
   std::vector<int> integers;

@@ -1,19 +1,16 @@
 #include "cli/audio/PendingFile.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
 #include <climits>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
 
 #include "cli/Failure.h"
+#include "host/HostError.h"
 
 namespace Vantora::cli {
 namespace {
@@ -46,54 +43,31 @@ void RemoveAndDie(int signal) {
   raise(signal);
 }
 
-std::string Prefix(pid_t pid) { return fmt::format(".prismel-{}-", pid); }
-
 }  // namespace
 
-PendingFile::PendingFile(std::filesystem::path finalPath, bool mayOverwrite)
-    : final(std::move(finalPath)), overwrite(mayOverwrite) {
-  namespace fs = std::filesystem;
-  const fs::path folder = final.has_parent_path() ? final.parent_path() : fs::path(".");
+PendingFile::PendingFile(const std::filesystem::path& path, bool overwrite) {
   std::error_code error;
-  if (!fs::is_directory(folder, error)) {
-    throw Failure(fmt::format("{}: the folder {} doesn't exist", final.string(), folder.string()));
+  if (!overwrite && std::filesystem::exists(path, error) && !std::filesystem::is_directory(path, error)) {
+    throw Failure(fmt::format("{}: exists already; -y overwrites it", path.string()));
   }
-  if (fs::is_directory(final, error)) throw Failure(fmt::format("{}: is a folder", final.string()));
-  if (!overwrite && fs::exists(final, error)) {
-    throw Failure(fmt::format("{}: exists already; -y overwrites it", final.string()));
+  try {
+    file.emplace(path, overwrite);
+  } catch (const host::HostError& problem) {
+    throw Failure(problem.what());
   }
-  if (access(folder.c_str(), W_OK | X_OK) != 0) {
-    throw Failure(fmt::format("{}: can't write in the folder {}: {}", final.string(), folder.string(),
-                              std::strerror(errno)));
-  }
-  static std::atomic<int> count{0};
-  temporary = folder / fmt::format("{}{}.part", Prefix(getpid()), count.fetch_add(1));
-  slot = TakeSlot(temporary.string());
+  slot = TakeSlot(file->Path().string());
 }
 
 PendingFile::~PendingFile() {
-  if (slot < 0) return;
-  unlink(temporary.c_str());
-  slots[static_cast<size_t>(slot)].taken.store(false);
+  file.reset();
+  if (slot >= 0) slots[static_cast<size_t>(slot)].taken.store(false);
 }
 
 void PendingFile::Commit() {
-  // Another process may have made the file in the meantime: only -y may replace it.
-  int result =
-      renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, final.c_str(), overwrite ? 0u : RENAME_NOREPLACE);
-  if (result != 0 && errno == EINVAL) result = std::rename(temporary.c_str(), final.c_str());
-  if (result != 0) {
-    throw Failure(
-        fmt::format("{}: can't give the finished file its name: {}", final.string(), std::strerror(errno)));
-  }
-  slots[static_cast<size_t>(slot)].taken.store(false);
-  slot = -1;
-}
-
-void PendingFile::RemoveLeftovers(const std::filesystem::path& folder, pid_t pid) {
-  std::error_code error;
-  for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-    if (entry.path().filename().string().starts_with(Prefix(pid))) unlink(entry.path().c_str());
+  try {
+    file->Commit();
+  } catch (const host::HostError& problem) {
+    throw Failure(problem.what());
   }
 }
 

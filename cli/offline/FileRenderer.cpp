@@ -41,12 +41,13 @@ std::vector<int> SelectChannels(const RenderSettings& settings, const AudioReade
 /// OutputChain: what lies behind the effect. Measures, puts aside or writes.
 class OutputChain {
  public:
+  /// At least `inputFrames` will come, as far as that is known.
   OutputChain(const RenderSettings& renderSettings, const std::string& path, const AudioReader& reader,
-              int outputChannels)
+              int outputChannels, uint64_t inputFrames)
       : settings(renderSettings),
         channels(static_cast<uint64_t>(outputChannels)),
         rate(reader.Rate()),
-        writer(path, WriterSettings(renderSettings, path, reader, outputChannels)),
+        writer(path, WriterSettings(renderSettings, path, reader, outputChannels, inputFrames)),
         meter(rate, outputChannels) {
     if (settings.normalize) {
       const fs::path folder = fs::path(path).parent_path();
@@ -84,12 +85,14 @@ class OutputChain {
 
  private:
   static AudioWriter::Settings WriterSettings(const RenderSettings& settings, const std::string& path,
-                                              const AudioReader& reader, int outputChannels) {
+                                              const AudioReader& reader, int outputChannels,
+                                              uint64_t inputFrames) {
     const std::string type = settings.type.empty() && path == "-" ? "wav" : settings.type;
     AudioWriter::Settings writer;
     writer.format = ChooseOutputFormat(path, type, settings.sample, reader.Sample());
     writer.rate = reader.Rate();
     writer.channels = outputChannels;
+    writer.leastFrames = inputFrames;
     const double tailFrames = settings.tail.seconds * reader.Rate();
     writer.mostFrames = reader.Frames().value_or(uint64_t{1} << 40) + static_cast<uint64_t>(tailFrames);
     writer.dither = settings.dither;
@@ -135,7 +138,7 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
   offline::StreamRender render(
       effect, settings.tail, reader.Rate(), static_cast<int>(selected.size()), outputChannels,
       [&chain](const float* samples, uint64_t count) { chain->Keep(samples, count); });
-  chain.emplace(settings, output, reader, outputChannels);
+  chain.emplace(settings, output, reader, outputChannels, reader.Frames() ? left : 0);
   if (start > 0) reader.SkipTo(start);
 
   LoudnessMeter inputMeter(reader.Rate(), static_cast<int>(selected.size()));

@@ -19,6 +19,7 @@
 
 #include "cli/Failure.h"
 #include "cli/audio/PendingFile.h"
+#include "host/files/NewFile.h"
 
 namespace Vantora::cli {
 namespace {
@@ -100,7 +101,7 @@ void JobPool::NoteEnd(size_t i, int pid, int status) {
   JobReport& report = reports[i];
   if (!WIFSIGNALED(status)) return;
   // A crash leaves no time for cleaning up.
-  if (!jobs[i].folder.empty()) PendingFile::RemoveLeftovers(jobs[i].folder, pid);
+  if (!jobs[i].folder.empty()) host::NewFile::RemoveAbandoned(jobs[i].folder, pid);
   const int signal = WTERMSIG(status);
   report.finished = false;
   report.SetFailure(signal == SIGPIPE ? std::string("standard output was closed by its reader")

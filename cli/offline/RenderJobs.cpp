@@ -5,12 +5,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <set>
 
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/audio/LoudnessMeter.h"
 #include "cli/offline/JobPool.h"
 #include "cli/offline/ProgressLine.h"
+#include "host/files/NewFile.h"
 
 namespace Vantora::cli {
 namespace {
@@ -73,6 +75,10 @@ int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& sett
                       const auto effect = makeEffect();
                       RenderFile(settings, pair.input, pair.output, *effect, report);
                     }});
+  }
+  std::set<fs::path> folders;
+  for (const Job& job : jobs) {
+    if (!job.folder.empty() && folders.insert(job.folder).second) host::NewFile::RemoveAbandoned(job.folder);
   }
   JobPool pool(std::move(jobs));
   ProgressLine progress(quiet);

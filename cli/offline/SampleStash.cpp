@@ -30,6 +30,7 @@ void SampleStash::Add(const float* samples, uint64_t count) {
   if (std::fwrite(samples, sizeof(float), count, file.get()) != count) {
     throw Failure(fmt::format("can't write the temporary file: {}", std::strerror(errno)));
   }
+  added += count;
 }
 
 void SampleStash::Replay(uint64_t pieceSize, const std::function<void(float*, uint64_t)>& sink) {
@@ -38,8 +39,15 @@ void SampleStash::Replay(uint64_t pieceSize, const std::function<void(float*, ui
   }
   std::rewind(file.get());
   std::vector<float> piece(pieceSize);
+  uint64_t given = 0;
   while (const size_t count = std::fread(piece.data(), sizeof(float), pieceSize, file.get())) {
     sink(piece.data(), count);
+    given += count;
+  }
+  // A read that fails looks like the end, and the output would be cut.
+  if (std::ferror(file.get()) != 0 || given != added) {
+    throw Failure(fmt::format("can't read the temporary file back: {}",
+                              std::ferror(file.get()) != 0 ? std::strerror(errno) : "it has become shorter"));
   }
 }
 

@@ -17,7 +17,7 @@ class SampleStash {
 
   /// Throws Failure, for a full disk for instance.
   void Add(const float* samples, uint64_t count);
-  /// Hands everything back in order, in pieces of at most `pieceSize` samples.
+  /// Hands everything back in order, in pieces of at most `pieceSize` samples. Throws Failure.
   void Replay(uint64_t pieceSize, const std::function<void(float* samples, uint64_t count)>& sink);
 
  private:
@@ -25,6 +25,7 @@ class SampleStash {
     void operator()(std::FILE* open) const { std::fclose(open); }
   };
   std::unique_ptr<std::FILE, Close> file;
+  uint64_t added = 0;  // samples
 };
 
 }  // namespace Vantora::cli
