@@ -52,6 +52,10 @@ void FileOptions::AddTo(CLI::App& command) {
       ->capture_default_str();
   command.add_option("--channels", channels, "input channels to take, such as 1,2 or 3")->group(kPart);
   command.add_flag("--stereo", stereo, "two channels out of a mono input")->group(kPart);
+  command
+      .add_flag("--damaged", damaged,
+                "of a file that ends before its time, or is damaged, take what is there")
+      ->group(kPart);
   constexpr const char* kForm = "Form of the output";
   command.add_option("-f,--format", format, "samples as 16, 24, 32 (bits) or float (as the input's)")
       ->group(kForm);
@@ -90,6 +94,7 @@ RenderSettings FileOptions::Settings() const {
   }
   settings.dither = !noDither;
   settings.overwrite = overwrite;
+  settings.takesDamaged = damaged;
   settings.measure = !quiet;
   if (!normalize.empty()) settings.normalize = NormalizeTarget::Parse(normalize);
   settings.pieceFrames = block;

@@ -20,7 +20,7 @@ struct FileOptions {
   std::string channels, rawInput, type, format, normalize;
   uint64_t block = 4096;
   unsigned jobs = 0;  ///< 0: one for each processor core
-  bool stereo = false, noDither = false, overwrite = false, quiet = false;
+  bool stereo = false, noDither = false, overwrite = false, damaged = false, quiet = false;
 
   /// Adds all of them to a subcommand.
   void AddTo(CLI::App& command);

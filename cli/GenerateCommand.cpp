@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 
 namespace Vantora::cli {
 namespace {
@@ -65,23 +66,23 @@ void PrintManOptions(const CLI::App& command) {
     const std::string names =
         option.names.empty() ? option.positional : fmt::format("{}", fmt::join(option.names, ", "));
     const bool showsValue = option.takesValue && !option.names.empty();
-    fmt::print(".TP\n.B {}{}\n{}\n", Roff(names), showsValue ? " \\fIVALUE\\fR" : "", Roff(option.use));
+    Print(".TP\n.B {}{}\n{}\n", Roff(names), showsValue ? " \\fIVALUE\\fR" : "", Roff(option.use));
   }
 }
 
 void PrintMan(const CLI::App& app) {
-  fmt::print(".TH PRISMEL 1 \"\" \"prismel {}\" \"User Commands\"\n", PRISMEL_VERSION);
-  fmt::print(".SH NAME\nprismel \\- run audio through a swept, spreading multi\\-voice effect\n");
-  fmt::print(".SH SYNOPSIS\n.B prismel\n[\\fIOPTIONS\\fR] \\fICOMMAND\\fR [\\fIARGUMENTS\\fR]\n");
-  fmt::print(".SH DESCRIPTION\n{}\n", Roff(app.get_description()));
-  fmt::print(".SH OPTIONS\n");
+  Print(".TH PRISMEL 1 \"\" \"prismel {}\" \"User Commands\"\n", PRISMEL_VERSION);
+  Print(".SH NAME\nprismel \\- run audio through a swept, spreading multi\\-voice effect\n");
+  Print(".SH SYNOPSIS\n.B prismel\n[\\fIOPTIONS\\fR] \\fICOMMAND\\fR [\\fIARGUMENTS\\fR]\n");
+  Print(".SH DESCRIPTION\n{}\n", Roff(app.get_description()));
+  Print(".SH OPTIONS\n");
   PrintManOptions(app);
-  fmt::print(".SH COMMANDS\n");
+  Print(".SH COMMANDS\n");
   ForEachCommand(app, "", [](const CLI::App& command, const std::string& path) {
-    fmt::print(".SS prismel {}\n{}\n", Roff(path), Roff(command.get_description()));
+    Print(".SS prismel {}\n{}\n", Roff(path), Roff(command.get_description()));
     PrintManOptions(command);
   });
-  fmt::print(
+  Print(
       ".SH EXIT STATUS\n0 when all went well, 2 for a command line that makes no sense, 1 for everything "
       "else; of "
       "several files, 1 when any failed.\n"
@@ -97,7 +98,7 @@ void PrintMan(const CLI::App& app) {
 // ---- bash -------------------------------------------------------------------------------------------------
 
 void PrintBash(const CLI::App& app) {
-  fmt::print(
+  Print(
       "# bash completion for prismel\n"
       "_prismel() {{\n"
       "  local cur=${{COMP_WORDS[COMP_CWORD]}} prev=${{COMP_WORDS[COMP_CWORD-1]}} path= word words=\n"
@@ -109,8 +110,8 @@ void PrintBash(const CLI::App& app) {
   ForEachCommand(app, "", [&](const CLI::App&, const std::string& path) {
     paths += fmt::format("{}'{}'", paths.empty() ? "" : "|", path);
   });
-  fmt::print("      {}) path=\"${{path:+$path }}$word\" ;;\n    esac\n  done\n", paths);
-  fmt::print(
+  Print("      {}) path=\"${{path:+$path }}$word\" ;;\n    esac\n  done\n", paths);
+  Print(
       "  case $prev in\n"
       "    -P|--preset)\n"
       "      local IFS=$'\\n'\n"
@@ -132,11 +133,11 @@ void PrintBash(const CLI::App& app) {
     }
     return list;
   };
-  fmt::print("    '') words='{}' ;;\n", words(app));
+  Print("    '') words='{}' ;;\n", words(app));
   ForEachCommand(app, "", [&](const CLI::App& command, const std::string& path) {
-    fmt::print("    '{}') words='{}' ;;\n", path, words(command));
+    Print("    '{}') words='{}' ;;\n", path, words(command));
   });
-  fmt::print(
+  Print(
       "  esac\n"
       "  COMPREPLY=($(compgen -W \"$words\" -- \"$cur\"))\n"
       "  [[ $cur == -* || -z $path ]] || {{ compopt -o filenames; COMPREPLY+=($(compgen -f -- \"$cur\")); "
@@ -155,24 +156,24 @@ std::string ZshText(const std::string& text) {
 }
 
 void PrintZsh(const CLI::App& app) {
-  fmt::print("#compdef prismel\n_prismel() {{\n  local -a commands\n");
+  Print("#compdef prismel\n_prismel() {{\n  local -a commands\n");
   const auto describe = [](const CLI::App& command) {
-    fmt::print("commands=(");
+    Print("commands=(");
     for (const CLI::App* sub : Subcommands(command)) {
-      fmt::print("'{}:{}' ", sub->get_name(), ZshText(sub->get_description()));
+      Print("'{}:{}' ", sub->get_name(), ZshText(sub->get_description()));
     }
-    fmt::print(")\n");
+    Print(")\n");
   };
-  fmt::print("  if (( CURRENT == 2 )); then\n    ");
+  Print("  if (( CURRENT == 2 )); then\n    ");
   describe(app);
-  fmt::print("    _describe command commands\n    return\n  fi\n");
+  Print("    _describe command commands\n    return\n  fi\n");
   for (const CLI::App* command : Subcommands(app)) {
     if (Subcommands(*command).empty()) continue;
-    fmt::print("  if [[ $words[2] == {} ]] && (( CURRENT == 3 )); then\n    ", command->get_name());
+    Print("  if [[ $words[2] == {} ]] && (( CURRENT == 3 )); then\n    ", command->get_name());
     describe(*command);
-    fmt::print("    _describe command commands\n    return\n  fi\n");
+    Print("    _describe command commands\n    return\n  fi\n");
   }
-  fmt::print("  case \"$words[2] $words[3]\" in\n");
+  Print("  case \"$words[2] $words[3]\" in\n");
   // Longer paths first: "preset save" before "preset *".
   std::vector<std::string> cases;
   ForEachCommand(app, "", [&](const CLI::App& command, const std::string& path) {
@@ -187,8 +188,8 @@ void PrintZsh(const CLI::App& app) {
     }
     cases.push_back(text + "\\\n      '*:file:_files' ;;\n");
   });
-  for (const std::string& text : cases) fmt::print("{}", text);
-  fmt::print("  esac\n}}\n_prismel \"$@\"\n");
+  for (const std::string& text : cases) Print("{}", text);
+  Print("  esac\n}}\n_prismel \"$@\"\n");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "cli/HelpCommand.h"
+#include "cli/Console.h"
 
 #include <fmt/format.h>
 
@@ -40,7 +41,7 @@ void AddHelpCommand(CLI::App& app, CommandContext&) {
       if (next == nullptr) throw UsageError(fmt::format("there is no command '{}'; see prismel help", word));
       found = next;
     }
-    fmt::print("{}", found == &app ? Overview(app) : found->help("prismel"));
+    Print("{}", found == &app ? Overview(app) : found->help("prismel"));
   });
 }
 

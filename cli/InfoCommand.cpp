@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "dsp/effects/prims/SimdTarget.h"
 #include "host/HostedProcessor.h"
 #include "host/files/PresetFolder.h"
@@ -37,29 +38,29 @@ void PrintJson(const host::ProcessorLibrary& library, const host::HostedProcesso
       {"sndFileVersion", info.sndFileVersion},
       {"sndFileError", info.sndFileError},
   };
-  fmt::print("{}\n", json.dump(2));
+  Print("{}\n", json.dump(2));
 }
 
 void PrintPlaces(const char* title, const std::vector<SearchedPlace>& places) {
-  fmt::print("{}\n", title);
+  Print("{}\n", title);
   for (const SearchedPlace& place : places) {
-    fmt::print("  {} {}\n", place.exists ? "+" : "-", place.path.empty() ? "(current folder)" : place.path);
+    Print("  {} {}\n", place.exists ? "+" : "-", place.path.empty() ? "(current folder)" : place.path);
   }
 }
 
-void Print(const host::ProcessorLibrary& library, const host::HostedProcessor& processor,
+void PrintTextReport(const host::ProcessorLibrary& library, const host::HostedProcessor& processor,
            const LibraryInfo& info) {
-  fmt::print("{} {} by {}\n", library.Name(), library.Version(), library.Vendor());
-  fmt::print("library              {}\n", library.Path().string());
-  fmt::print("interface            version {}, {} parameters\n", library.InterfaceVersion(),
-             processor.ParameterCount());
-  fmt::print("vector instructions  {}\n", prims::SimdTargetName());
+  Print("{} {} by {}\n", library.Name(), library.Version(), library.Vendor());
+  Print("library              {}\n", library.Path().string());
+  Print("interface            version {}, {} parameters\n", library.InterfaceVersion(),
+        processor.ParameterCount());
+  Print("vector instructions  {}\n", prims::SimdTargetName());
   if (info.sndFilePath.empty()) {
-    fmt::print("libsndfile           none: {}\n", info.sndFileError);
+    Print("libsndfile           none: {}\n", info.sndFileError);
   } else {
-    fmt::print("libsndfile           {} ({})\n", info.sndFilePath, info.sndFileVersion);
+    Print("libsndfile           {} ({})\n", info.sndFilePath, info.sndFileVersion);
   }
-  for (const auto& folder : host::PresetFolders()) fmt::print("presets              {}\n", folder.string());
+  for (const auto& folder : host::PresetFolders()) Print("presets              {}\n", folder.string());
   PrintPlaces("folders the library searches for files (+ exists):", info.searchFolders);
   PrintPlaces("places of a shared libsndfile (+ exists):", info.sndFilePlaces);
 }
@@ -75,7 +76,7 @@ void AddInfoCommand(CLI::App& app, CommandContext& context) {
     const host::ProcessorLibrary library = context.LoadLibrary();
     const host::HostedProcessor processor(library);
     const LibraryInfo info = DescribeLibrary(library.Path().string());
-    *json ? PrintJson(library, processor, info) : Print(library, processor, info);
+    *json ? PrintJson(library, processor, info) : PrintTextReport(library, processor, info);
   });
 }
 

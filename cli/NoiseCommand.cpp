@@ -7,6 +7,7 @@
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/audio/AudioReader.h"
@@ -73,6 +74,11 @@ void Run(const NoiseOptions& options) {
     writer.Write(interleaved.data(), std::min<uint64_t>(blockSize, frames - at));
   }
   writer.Finish();
+  if (const uint64_t clipped = writer.ClippedSamples(); clipped > 0) {
+    Tell("prismel: {}: {} of {} samples were clipped at full scale; a lower --gain or --format float keeps "
+         "them\n",
+         options.path == "-" ? "standard output" : options.path, clipped, frames * channels);
+  }
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "host/ParameterTable.h"
 
 namespace Vantora::cli {
@@ -55,7 +56,7 @@ void PrintJson(bool all) {
     if (!parameter.Labels().empty()) entry["labels"] = parameter.Labels();
     list.push_back(std::move(entry));
   }
-  fmt::print("{}\n", list.dump(2));
+  Print("{}\n", list.dump(2));
 }
 
 void PrintTable(bool all) {
@@ -77,8 +78,8 @@ void PrintTable(bool all) {
     startWidth = std::max(startWidth, line.start.size());
   }
   for (const Line& line : lines) {
-    fmt::print("{:>5}  {:<{}}  {:<{}}  {:<{}}  {}\n", line.index, line.name, nameWidth, line.start,
-               startWidth, line.range, rangeWidth, line.note);
+    Print("{:>5}  {:<{}}  {:<{}}  {:<{}}  {}\n", line.index, line.name, nameWidth, line.start, startWidth,
+          line.range, rangeWidth, line.note);
   }
 }
 

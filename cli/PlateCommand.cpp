@@ -6,6 +6,7 @@
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/offline/RenderJobs.h"
@@ -32,7 +33,7 @@ std::unique_ptr<offline::ModuleEffect> MakePlate(const PlateOptions& options) {
 void PrintKnobs() {
   const offline::ModuleKnobs knobs = offline::PlateKnobs();
   for (size_t i = 0; i < knobs.Size(); ++i) {
-    fmt::print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)),
+    Print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)),
                knobs.RangeText(i), knobs.Note(i).use);
   }
 }

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/SoundOptions.h"
 #include "host/files/PresetFile.h"
@@ -27,9 +28,9 @@ void List(const std::string& folder) {
   for (const host::PresetEntry& entry : entries) width = std::max(width, entry.name.size());
   for (const host::PresetEntry& entry : entries) {
     if (entry.error.empty()) {
-      fmt::print("{:<{}}  {}\n", entry.name, width, entry.description);
+      Print("{:<{}}  {}\n", entry.name, width, entry.description);
     } else {
-      fmt::print(stderr, "prismel: {}\n", entry.error);
+      Tell("prismel: {}\n", entry.error);
     }
   }
 }
@@ -37,15 +38,15 @@ void List(const std::string& folder) {
 void Show(const std::string& name, bool json) {
   const host::Preset preset = LoadPreset(name);
   if (json) {
-    fmt::print("{}", preset.ToJson());
+    Print("{}", preset.ToJson());
     return;
   }
-  fmt::print("{}\n", preset.name);
-  if (!preset.description.empty()) fmt::print("{}\n", preset.description);
+  Print("{}\n", preset.name);
+  if (!preset.description.empty()) Print("{}\n", preset.description);
   for (const host::Parameter& parameter : host::ParameterTable::Get()) {
     const auto found = preset.values.find(parameter.Index());
     if (found == preset.values.end()) continue;
-    fmt::print("  {:<32} {}\n", parameter.UniqueName(), parameter.Text(found->second));
+    Print("  {:<32} {}\n", parameter.UniqueName(), parameter.Text(found->second));
   }
 }
 
@@ -66,8 +67,8 @@ void Save(const SoundOptions& sound, const std::string& path, const std::string&
 void Diff(const std::string& first, const std::string& second) {
   const auto differences = host::Compare(LoadPreset(first), LoadPreset(second));
   for (const host::PresetDifference& difference : differences) {
-    fmt::print("{:<32} {:>16}  {:>16}\n", difference.parameter->UniqueName(),
-               difference.parameter->Text(difference.first), difference.parameter->Text(difference.second));
+    Print("{:<32} {:>16}  {:>16}\n", difference.parameter->UniqueName(),
+          difference.parameter->Text(difference.first), difference.parameter->Text(difference.second));
   }
 }
 

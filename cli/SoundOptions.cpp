@@ -1,4 +1,5 @@
 #include "cli/SoundOptions.h"
+#include "cli/Console.h"
 
 #include <fmt/format.h>
 
@@ -16,7 +17,7 @@ namespace Vantora::cli {
 host::Preset LoadPreset(const std::string& text) {
   std::vector<std::string> warnings;
   const host::Preset preset = host::ReadPreset(host::FindPreset(text, host::PresetFolders()), &warnings);
-  for (const std::string& warning : warnings) fmt::print(stderr, "prismel: {}\n", warning);
+  for (const std::string& warning : warnings) Tell("prismel: {}\n", warning);
   return preset;
 }
 

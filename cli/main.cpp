@@ -6,6 +6,7 @@
 #include <new>
 
 #include "cli/CommandContext.h"
+#include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/HelpCommand.h"
 #include "host/HostError.h"
@@ -13,8 +14,6 @@
 namespace {
 
 using namespace Vantora;
-
-void Complain(const std::string& text) { fmt::print(stderr, "prismel: {}\n", text); }
 
 /// CLI11's sentence without its label.
 std::string Sentence(const CLI::ParseError& error) {
@@ -74,18 +73,18 @@ int Run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::CallForHelp&) {
-    fmt::print("{}", cli::HelpText(app, app.get_subcommands()));
+    cli::Print("{}", cli::HelpText(app, app.get_subcommands()));
     return 0;
   } catch (const CLI::Success& success) {  // --version
-    fmt::print("{}\n", success.what());
+    cli::Print("{}\n", success.what());
     return 0;
   } catch (const CLI::ParseError& error) {
     if (argc < 2) {
-      fmt::print(stderr, "{}", app.help());
+      cli::Tell("{}", app.help());
     } else if (const std::string unknown = UnknownCommand(app, argc, argv); !unknown.empty()) {
-      Complain(unknown + "; see prismel help");
+      cli::Complain(unknown + "; see prismel help");
     } else {
-      Complain(Sentence(error) + "; see prismel help");
+      cli::Complain(Sentence(error) + "; see prismel help");
     }
     return cli::Failure::kUsage;
   }
@@ -95,15 +94,18 @@ int Run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  cli::HoldStandardDescriptors();
   try {
-    return Run(argc, argv);
+    const int status = Run(argc, argv);
+    cli::FinishStandardOutput();
+    return status;
   } catch (const cli::Failure& failure) {
-    Complain(failure.what());
+    cli::Complain(failure.what());
     return failure.Status();
   } catch (const std::bad_alloc&) {
-    Complain("not enough memory");
+    cli::Complain("not enough memory");
   } catch (const std::exception& problem) {
-    Complain(problem.what());
+    cli::Complain(problem.what());
   }
   return cli::Failure::kRuntime;
 }

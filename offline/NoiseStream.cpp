@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "basictools/FlushDenormals.h"
+#include "basictools/math/SeedHash.h"
 #include "offline/ModuleEffect.h"
 #include "offline/ModuleKnobs.h"
 
@@ -24,8 +25,8 @@ NoiseStream::NoiseStream(const NoiseSettings& settings)
     : blockSize(ModuleBlockSize(settings.rate)),
       gain(static_cast<float>(std::pow(10.0, settings.gainDb / 20.0))) {
   for (int channel = 0; channel < settings.channels; ++channel) {
-    // 0 would take the clock; another channel is another generator.
-    const uint32_t seed = std::max(1u, settings.seed + static_cast<uint32_t>(channel));
+    // Hashed, so that neighbouring numbers and channels have nothing in common from the first sample on.
+    const uint32_t seed = SeedHash(settings.seed, static_cast<uint32_t>(channel));
     auto generator = std::make_unique<dsp::NoiseGenerator>("", seed);
     const ModuleKnobs knobs = ModuleKnobs::Of(
         *generator, {{"", "colour", Colors()}, {"", "of the variable colour: 0 brown to 1 violet"}});

@@ -1,6 +1,7 @@
 #include "offline/StreamRender.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace Vantora::offline {
@@ -46,7 +47,12 @@ void StreamRender::Take(const float* const* outputs, uint32_t frames) {
   const uint64_t count = frames - dropped;
   interleaved.resize(count * channels);
   for (uint64_t c = 0; c < channels; ++c) {
-    for (uint64_t i = 0; i < count; ++i) interleaved[i * channels + c] = outputs[c][dropped + i];
+    for (uint64_t i = 0; i < count; ++i) {
+      const float sample = outputs[c][dropped + i];
+      const bool isNumber = std::isfinite(sample);
+      interleaved[i * channels + c] = isNumber ? sample : 0.0f;
+      lost += isNumber ? 0 : 1;
+    }
   }
   const uint64_t body = std::min(count, inputEnd - std::min(seen, inputEnd));
   seen += count;

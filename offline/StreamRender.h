@@ -38,6 +38,8 @@ class StreamRender {
   uint64_t FramesFed() const { return fed; }
   /// The limit, not silence, ended an automatic tail.
   bool WasTailCut() const { return tail.WasCut(); }
+  /// Samples that came out of the effect not finite, and were replaced by 0.
+  uint64_t LostSamples() const { return lost; }
 
  private:
   void Take(const float* const* outputs, uint32_t frames);
@@ -51,6 +53,7 @@ class StreamRender {
   uint64_t fed = 0;
   uint64_t inputEnd = std::numeric_limits<uint64_t>::max();  // frames that belong to the input; behind: tail
   uint64_t seen = 0;                                         // frames of output, without the latency
+  uint64_t lost = 0;
   bool finished = false;
   std::vector<float> interleaved;
 };

@@ -1,5 +1,6 @@
 #include "cli/audio/AudioReader.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,12 +11,34 @@
 #include <cstring>
 
 #include "cli/Failure.h"
+#include "cli/audio/DeclaredLength.h"
 
 namespace Vantora::cli {
 namespace {
 
 // A WAV header written before the length was known claims up to 4 GB: no length at all.
 constexpr int64_t kClaimedWithoutKnowing = 0x7fff0000 / 8;
+
+/// While it lives, what libraries write to standard error goes nowhere.
+class QuietStandardError {
+ public:
+  QuietStandardError() : kept(fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3)) {
+    const int nothing = kept < 0 ? -1 : open("/dev/null", O_WRONLY | O_CLOEXEC);
+    if (nothing < 0) return;
+    dup2(nothing, STDERR_FILENO);
+    close(nothing);
+  }
+  ~QuietStandardError() {
+    if (kept < 0) return;
+    dup2(kept, STDERR_FILENO);
+    close(kept);
+  }
+  QuietStandardError(const QuietStandardError&) = delete;
+  QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+ private:
+  int kept;
+};
 
 std::string LowerFirst(std::string text) {
   while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
@@ -43,29 +66,24 @@ RawLayout ParseRawLayout(const std::string& text) {
   return layout;
 }
 
-AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& raw)
-    : path(std::move(filePath)), name(path == "-" ? "standard input" : path) {
+AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& raw, bool damagedToo)
+    : path(std::move(filePath)), name(path == "-" ? "standard input" : path), takesDamaged(damagedToo) {
   if (raw) {
     info.samplerate = raw->rate;
     info.channels = raw->channels;
     info.format = AudioFormat{"raw", raw->sample, false}.Code();
   }
-  if (path == "-") {
-    file.reset(sf_open_fd(STDIN_FILENO, SFM_READ, &info, SF_FALSE));
-  } else {
-    struct stat status {};
-    if (stat(path.c_str(), &status) != 0) {
-      throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
-    }
-    if (S_ISDIR(status.st_mode)) throw Failure(fmt::format("{}: is a folder, not an audio file", name));
-    if (access(path.c_str(), R_OK) != 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
-    if (S_ISREG(status.st_mode) && status.st_size == 0)
-      throw Failure(fmt::format("{}: the file is empty", name));
-    file.reset(sf_open(path.c_str(), SFM_READ, &info));
+  std::optional<DeclaredLength> length = LookAt();
+  if (raw || takesDamaged) length.reset();
+  {
+    const QuietStandardError guard;  // decoders remark on what they find
+    file.reset(path == "-" ? sf_open_fd(STDIN_FILENO, SFM_READ, &info, SF_FALSE)
+                           : sf_open(path.c_str(), SFM_READ, &info));
   }
   if (!file) {
-    const std::string hint =
-        path == "-" && !raw ? " (a pipe takes WAV, AU or, with --raw-input, raw samples)" : "";
+    const std::string hint = path == "-" && !raw
+                                 ? " (a pipe takes WAV, AU, AIFF, W64, Ogg or, with --raw-input, raw samples)"
+                                 : "";
     throw Failure(
         fmt::format("{}: not an audio file I can read: {}{}", name, LowerFirst(sf_strerror(nullptr)), hint));
   }
@@ -77,9 +95,43 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
                               kMinRate, kMaxRate));
   }
   if (info.channels < 1) throw Failure(fmt::format("{}: it has no channels", name));
-  lengthKnown =
-      info.seekable != 0 || (info.frames > 0 && info.frames * info.channels < kClaimedWithoutKnowing);
+  const int kind = info.format & SF_FORMAT_TYPEMASK;
+  if (info.seekable == 0 && (kind == SF_FORMAT_CAF || kind == SF_FORMAT_RF64)) {
+    throw Failure(fmt::format("{}: {} can't be read from a pipe; a pipe takes WAV, AU, AIFF, W64 and Ogg",
+                              name, kind == SF_FORMAT_CAF ? "CAF" : "RF64"));
+  }
+  constexpr sf_count_t kLongerThanAnyFile = sf_count_t{1} << 50;
+  endUnmarked = info.seekable != 0 && info.frames > kLongerThanAnyFile;
+  lengthKnown = (info.seekable != 0 && !endUnmarked) ||
+                (info.frames > 0 && info.frames < kClaimedWithoutKnowing / info.channels);
   if (lengthKnown && info.frames <= 0) throw Failure(fmt::format("{}: it holds no audio", name));
+  if (length && length->IsCut()) {
+    const double seconds = static_cast<double>(info.frames) / info.samplerate;
+    FailAsCut(seconds,
+              seconds * static_cast<double>(length->declared) / static_cast<double>(length->present));
+  }
+}
+
+std::optional<DeclaredLength> AudioReader::LookAt() const {
+  struct stat status {};
+  if (path == "-") {
+    if (fstat(STDIN_FILENO, &status) != 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+    return S_ISREG(status.st_mode) ? FindDeclaredLength(STDIN_FILENO) : std::nullopt;
+  }
+  if (stat(path.c_str(), &status) != 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+  if (S_ISDIR(status.st_mode)) throw Failure(fmt::format("{}: is a folder, not an audio file", name));
+  if (!S_ISREG(status.st_mode)) return std::nullopt;
+  if (status.st_size == 0) throw Failure(fmt::format("{}: the file is empty", name));
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+  const auto length = FindDeclaredLength(descriptor);
+  close(descriptor);
+  return length;
+}
+
+void AudioReader::FailAsCut(double endSeconds, double seconds) const {
+  throw Failure(fmt::format("{}: damaged: it ends after {:.3f} s of {:.3f} s; --damaged takes what is there",
+                            name, endSeconds, seconds));
 }
 
 std::optional<uint64_t> AudioReader::Frames() const {
@@ -103,20 +155,29 @@ void AudioReader::SkipTo(uint64_t frame) {
 }
 
 uint64_t AudioReader::Read(float* interleaved, uint64_t frames) {
+  // libmpg123 writes its complaints straight to standard error.
+  std::optional<QuietStandardError> guard;
+  if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) guard.emplace();
   const sf_count_t got = sf_readf_float(file.get(), interleaved, static_cast<sf_count_t>(frames));
+  guard.reset();
   const uint64_t count = got > 0 ? static_cast<uint64_t>(got) : 0;
   position += count;
-  if (count < frames) {
+  if (count < frames && !takesDamaged) {
     if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
-      throw Failure(fmt::format("{}: damaged after {:.3f} s: {}", name,
-                                static_cast<double>(position) / info.samplerate, sf_strerror(file.get())));
+      throw Failure(fmt::format("{}: damaged after {:.3f} s: {}; --damaged takes what is there", name,
+                                static_cast<double>(position) / info.samplerate,
+                                LowerFirst(sf_strerror(file.get()))));
+    }
+    // An Ogg stream says that it ends; without that nobody knows what is missing.
+    if (endUnmarked) {
+      throw Failure(fmt::format("{}: damaged: it breaks off after {:.3f} s; --damaged takes what is there",
+                                name, static_cast<double>(position) / info.samplerate));
     }
     // A lossy file's length is an estimate; of any other, frames that don't come are frames that are lost.
     const bool exact = (info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_MPEG_LAYER_III;
     if (lengthKnown && exact && position < static_cast<uint64_t>(info.frames)) {
-      throw Failure(fmt::format("{}: damaged: it ends after {:.3f} s of {:.3f} s", name,
-                                static_cast<double>(position) / info.samplerate,
-                                static_cast<double>(info.frames) / info.samplerate));
+      FailAsCut(static_cast<double>(position) / info.samplerate,
+                static_cast<double>(info.frames) / info.samplerate);
     }
   }
   return count;

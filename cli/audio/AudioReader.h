@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/audio/AudioFormat.h"
+#include "cli/audio/DeclaredLength.h"
 
 namespace Vantora::cli {
 
@@ -24,16 +25,18 @@ RawLayout ParseRawLayout(const std::string& text);
 
 /// AudioReader: one audio file or standard input as a stream of interleaved floats, full scale 1.
 ///
-/// Takes what libsndfile reads; from a pipe WAV, AU and raw. Memory is constant
-/// whatever the length. Every refusal is one sentence in a Failure: a file that
-/// is unreadable, isn't audio, is empty, or has a rate outside 8 to 384 kHz.
+/// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg and raw. Memory is constant whatever the length. Every
+/// refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty, ends before its
+/// time, or has a rate outside 8 to 384 kHz.
 class AudioReader {
  public:
   static constexpr int kMinRate = 8000;    ///< Hz
   static constexpr int kMaxRate = 384000;  ///< Hz
 
-  /// `path` "-" is standard input. `raw` is given where the stream has no header.
-  explicit AudioReader(std::string path, const std::optional<RawLayout>& raw = std::nullopt);
+  /// `path` "-" is standard input. `raw` is given where the stream has no header. With `takesDamaged` a file
+  /// that ends before its time, or is damaged somewhere, ends there.
+  explicit AudioReader(std::string path, const std::optional<RawLayout>& raw = std::nullopt,
+                       bool takesDamaged = false);
 
   const std::string& Path() const { return path; }
   int Rate() const { return info.samplerate; }
@@ -51,6 +54,9 @@ class AudioReader {
   uint64_t Read(float* interleaved, uint64_t frames);
 
  private:
+  std::optional<DeclaredLength> LookAt() const;
+  [[noreturn]] void FailAsCut(double endSeconds, double seconds) const;
+
   struct Close {
     void operator()(SNDFILE* handle) const { sf_close(handle); }
   };
@@ -61,6 +67,8 @@ class AudioReader {
   std::unique_ptr<SNDFILE, Close> file;
   uint64_t position = 0;  // frames
   bool lengthKnown = true;
+  bool endUnmarked = false;  // a file without the mark of its end
+  bool takesDamaged;
 };
 
 }  // namespace Vantora::cli

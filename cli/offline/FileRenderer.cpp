@@ -116,7 +116,7 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
   if (input != "-" && output != "-" && fs::equivalent(input, output, ignored)) {
     throw UsageError(fmt::format("{}: input and output are the same file", output));
   }
-  AudioReader reader(input, settings.rawInput);
+  AudioReader reader(input, settings.rawInput, settings.takesDamaged);
   const std::vector<int> selected = SelectChannels(settings, reader);
   const int outputChannels = selected.size() == 2 || settings.stereo ? 2 : 1;
   const double rate = reader.Rate();
@@ -156,7 +156,8 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
       const float* from = interleaved.data() + selected[c];
       for (uint64_t i = 0; i < count; ++i) {
         planes[c][i] = from[i * inputChannels];
-        taken[i * selected.size() + c] = planes[c][i];
+        // The effect counts and replaces what isn't a number; a meter would never recover from it.
+        taken[i * selected.size() + c] = std::isfinite(planes[c][i]) ? planes[c][i] : 0.0f;
       }
     }
     if (settings.measure) inputMeter.Add(taken.data(), count);
@@ -179,6 +180,7 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
     report.inputLufs = inputMeter.IntegratedLufs();
   }
   report.tailCut = render.WasTailCut();
+  report.lost = render.LostSamples();
   chain->Finish(report);
   report.finished = true;
 }

@@ -25,6 +25,7 @@ struct RenderSettings {
   std::optional<SampleFormat> sample;  ///< output sample format in place of the input's
   bool dither = true;
   bool overwrite = false;
+  bool takesDamaged = false;  ///< a file that ends before its time, or is damaged, ends there
   bool measure = true;  ///< levels before and after
   std::optional<NormalizeTarget> normalize;
   uint64_t pieceFrames = 4096;  ///< frames that are read and fed at a time; never heard

@@ -24,6 +24,7 @@ struct JobReport {
   bool measured = false;             ///< the four levels were measured
   uint64_t clipped = 0;              ///< output samples held at full scale
   uint64_t nonFinite = 0;            ///< input samples that weren't finite, replaced by 0
+  uint64_t lost = 0;                 ///< samples that came out of the effect not finite, replaced by 0
   bool tailCut = false;              ///< the tail reached its limit
   bool peakHeldGain = false;         ///< full scale kept the normalised loudness below its target
   std::array<char, 1024> failure{};  ///< one sentence; empty without a failure

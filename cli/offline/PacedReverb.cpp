@@ -1,10 +1,10 @@
 #include "cli/offline/PacedReverb.h"
 
-#include <fmt/format.h>
-
 #include <cstdio>
 #include <thread>
 #include <utility>
+
+#include "cli/Console.h"
 
 namespace Vantora::cli {
 
@@ -33,8 +33,7 @@ void PacedReverb::Finish(const Sink& sink) {
   reverb.Finish(sink);
   const dsp::OverloadCounters& overloads = reverb.Overloads();
   if (overloads.IsAllZero()) return;
-  fmt::print(
-      stderr,
+  Tell(
       "prismel: the machine didn't keep up: {} results late, {} of them wholly; {} samples of the tail not "
       "heard; {} samples of input not taken\n",
       static_cast<uint64_t>(overloads.lateResults), static_cast<uint64_t>(overloads.lostResults),

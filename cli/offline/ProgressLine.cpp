@@ -1,4 +1,5 @@
 #include "cli/offline/ProgressLine.h"
+#include "cli/Console.h"
 
 #include <fmt/format.h>
 #include <unistd.h>
@@ -30,14 +31,13 @@ void ProgressLine::Draw(const JobPool& pool, size_t ended) {
   constexpr int kWidth = 30;
   const int filled = static_cast<int>(share * kWidth);
   const std::string files = pool.Size() > 1 ? fmt::format("  {} of {} files", ended, pool.Size()) : "";
-  fmt::print(stderr, "\r[{}{}] {:3.0f} %{}\033[K", std::string(static_cast<size_t>(filled), '#'),
-             std::string(static_cast<size_t>(kWidth - filled), '.'), share * 100.0, files);
-  std::fflush(stderr);
+  Tell("\r[{}{}] {:3.0f} %{}\033[K", std::string(static_cast<size_t>(filled), '#'),
+       std::string(static_cast<size_t>(kWidth - filled), '.'), share * 100.0, files);
   drawn = true;
 }
 
 void ProgressLine::Clear() {
-  if (drawn) fmt::print(stderr, "\r\033[K");
+  if (drawn) Tell("\r\033[K");
   drawn = false;
 }
 

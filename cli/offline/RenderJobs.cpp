@@ -1,4 +1,5 @@
 #include "cli/offline/RenderJobs.h"
+#include "cli/Console.h"
 
 #include <fmt/format.h>
 
@@ -24,35 +25,36 @@ std::string LoudnessText(double before, double after, const char* unit) {
 }
 
 void PrintResult(const FilePair& pair, const JobReport& report) {
-  fmt::print(stderr, "{}: {}", pair.output == "-" ? "standard output" : pair.output,
-             DurationText(report.outputSeconds));
+  Tell("{}: {}", pair.output == "-" ? "standard output" : pair.output, DurationText(report.outputSeconds));
   if (report.measured) {
-    fmt::print(stderr, ", peak {}, loudness {}", LoudnessText(report.inputPeak, report.outputPeak, "dBFS"),
-               LoudnessText(report.inputLufs, report.outputLufs, "LUFS"));
+    Tell(", peak {}, loudness {}", LoudnessText(report.inputPeak, report.outputPeak, "dBFS"),
+         LoudnessText(report.inputLufs, report.outputLufs, "LUFS"));
   }
-  fmt::print(stderr, "\n");
+  Tell("\n");
 }
 
 void PrintWarnings(const FilePair& pair, const JobReport& report) {
   const std::string& name = pair.output == "-" ? pair.input : pair.output;
   if (report.clipped > 0) {
-    fmt::print(stderr,
-               "prismel: {}: {} samples were clipped at full scale; --normalize -1dB or --format float "
-               "keeps them\n",
-               name, report.clipped);
+    Tell(
+        "prismel: {}: {} samples were clipped at full scale; --normalize -1dB or --format float "
+        "keeps them\n",
+        name, report.clipped);
   }
   if (report.nonFinite > 0) {
-    fmt::print(stderr, "prismel: {}: {} input samples weren't numbers and count as 0\n", pair.input,
-               report.nonFinite);
+    Tell("prismel: {}: {} input samples weren't numbers and count as 0\n", pair.input, report.nonFinite);
+  }
+  if (report.lost > 0) {
+    Tell("prismel: {}: {} samples came out of the effect as no numbers and count as 0\n", name, report.lost);
   }
   if (report.tailCut) {
-    fmt::print(stderr,
-               "prismel: {}: still sounding when the tail's limit was reached; --tail SECONDS gives it "
-               "longer\n",
-               name);
+    Tell(
+        "prismel: {}: still sounding when the tail's limit was reached; --tail SECONDS gives it "
+        "longer\n",
+        name);
   }
   if (report.peakHeldGain) {
-    fmt::print(stderr, "prismel: {}: brought to full scale only: the loudness asked for would clip\n", name);
+    Tell("prismel: {}: brought to full scale only: the loudness asked for would clip\n", name);
   }
 }
 
@@ -93,7 +95,7 @@ int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& sett
         const JobReport& report = pool.Report(i);
         if (!report.finished) {
           failed.push_back(i);
-          fmt::print(stderr, "prismel: {}\n", report.failure.data());
+          Tell("prismel: {}\n", report.failure.data());
           return;
         }
         seconds += report.inputSeconds;
@@ -108,12 +110,11 @@ int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& sett
   if (pairs.size() == 1) return status;
   if (!quiet) {
     const double taken = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
-    fmt::print(stderr, "{} of {} files, {} of audio in {} ({:.0f} x real time)\n",
-               pairs.size() - failed.size(), pairs.size(), DurationText(seconds), DurationText(taken),
-               seconds / taken);
+    Tell("{} of {} files, {} of audio in {} ({:.0f} x real time)\n", pairs.size() - failed.size(),
+         pairs.size(), DurationText(seconds), DurationText(taken), seconds / taken);
   }
   std::sort(failed.begin(), failed.end());
-  for (const size_t i : failed) fmt::print(stderr, "prismel: failed: {}\n", pairs[i].input);
+  for (const size_t i : failed) Tell("prismel: failed: {}\n", pairs[i].input);
   return failed.empty() ? 0 : Failure::kRuntime;
 }
 

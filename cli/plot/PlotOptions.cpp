@@ -1,4 +1,5 @@
 #include "cli/plot/PlotOptions.h"
+#include "cli/Console.h"
 
 #include <fmt/format.h>
 
@@ -69,7 +70,7 @@ void PlotOptions::Show(Figure figure) const {
     file.Commit();
   }
   if (csv) {
-    fmt::print("{}", figure.Csv());
+    Print("{}", figure.Csv());
     if (std::fflush(stdout) != 0) throw Failure("can't write to standard output");
   }
 }
