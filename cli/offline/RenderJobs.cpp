@@ -42,7 +42,7 @@ void PrintWarnings(const FilePair& pair, const JobReport& report) {
         name, report.clipped);
   }
   if (report.nonFinite > 0) {
-    Tell("prismel: {}: {} input samples weren't numbers and count as 0\n", pair.input, report.nonFinite);
+    Tell("prismel: {}: {} input samples were no numbers, or beyond any level, and were replaced\n", pair.input, report.nonFinite);
   }
   if (report.lost > 0) {
     Tell("prismel: {}: {} samples came out of the effect as no numbers and count as 0\n", name, report.lost);
