@@ -1,0 +1,34 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "host/BoundedQueue.h"
+
+namespace Vantora::plugin {
+
+/// OutgoingEvents: what the window did, on its way to a host that takes it in its process call.
+///
+/// Threads  the main thread pushes, the audio thread (or whoever flushes in its place) takes. When full, single moves
+///          are dropped and `TakeOverflow` says so once: the host is then told every value.
+class OutgoingEvents {
+ public:
+  enum class Kind : uint8_t { kBegin, kValue, kEnd };
+  struct Event {
+    Kind kind;
+    uint32_t index;
+    float position;
+  };
+
+  void Push(Event event) {
+    if (!queue.Push(event)) overflow.store(true, std::memory_order_release);
+  }
+  bool Pop(Event& event) { return queue.Pop(event); }
+  bool TakeOverflow() { return overflow.exchange(false, std::memory_order_acquire); }
+
+ private:
+  host::BoundedQueue<Event> queue{1024};
+  std::atomic<bool> overflow{false};
+};
+
+}  // namespace Vantora::plugin
