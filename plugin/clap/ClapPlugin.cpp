@@ -42,19 +42,6 @@ HostTime TimeOf(const clap_event_transport_t* transport) {
 
 }  // namespace
 
-double ToClapValue(const host::Parameter& parameter, float position) {
-  if (!parameter.IsStepped()) return static_cast<double>(position);
-  return static_cast<double>(std::round(parameter.ToValue(position)));
-}
-
-float FromClapValue(const host::Parameter& parameter, double value) {
-  if (!(value == value)) return parameter.PreferredNormalized();
-  if (!parameter.IsStepped()) return static_cast<float>(std::clamp(value, 0.0, 1.0));
-  const auto step =
-      std::clamp(static_cast<float>(std::round(value)), parameter.Minimum(), parameter.Maximum());
-  return parameter.ToNormalized(step);
-}
-
 const clap_plugin_descriptor_t& ClapPlugin::Descriptor() {
   static const char* const features[] = {"audio-effect", "chorus", "multi-effects",
                                          "stereo",       "mono",   nullptr};

@@ -11,6 +11,7 @@
 #include "host/Preset.h"
 #include "host/loading/ProcessorLibrary.h"
 #include "plugin/core/FactoryBank.h"
+#include "plugin/core/HostParameters.h"
 #include "plugin/core/State.h"
 #include "plugin/core/Stream.h"
 #include "plugin/core/UserPresets.h"
@@ -159,6 +160,7 @@ struct ShellCore::Parts {
 };
 
 ShellCore::ShellCore() : parts(std::make_unique<Parts>()) {
+  HostParameters::Get();  // what the audio thread will look up is built here
   const Positions preferred = PreferredPositions();
   for (uint32_t i = 0; i < kParameterCount; ++i) parts->values.Note(i, preferred[i]);
   parts->ListPresets();
@@ -178,6 +180,7 @@ void ShellCore::SetHostLink(HostLink* link) { parts->link = link; }
 void ShellCore::Activate(double sampleRate, uint32_t inputs, uint32_t outputs) {
   parts->stream.Start(parts->Source(), sampleRate, inputs, outputs);
   parts->sampleRate = sampleRate;
+  parts->toldTail = parts->EffectStep();
   ++parts->ownRevision;
 }
 

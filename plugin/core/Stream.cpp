@@ -34,6 +34,7 @@ constexpr double kWatchSeconds = 1.0;
 }  // namespace
 
 Stream::Stream(Values& shared) : values(shared) {
+  Indices::Get();  // built here, not at the first block
   for (const host::Parameter& parameter : host::ParameterTable::Get()) {
     if (parameter.IsInPresets()) soundIndices.push_back(parameter.Index());
     if (parameter.GetRole() == host::Role::kReadOut) readOutIndices.push_back(parameter.Index());
