@@ -174,7 +174,7 @@ void ClapPlugin::TakeEvent(const clap_event_header_t& event) {
 void ClapPlugin::SendValue(const clap_output_events_t* out, uint32_t index, float position) const {
   clap_event_param_value_t event{};
   event.header = {sizeof event, 0, CLAP_CORE_EVENT_SPACE_ID, CLAP_EVENT_PARAM_VALUE, 0};
-  event.param_id = HostParameters::Id(At(index));
+  event.param_id = At(index).Id();
   event.note_id = -1;
   event.port_index = event.channel = event.key = -1;
   event.value = ToClapValue(At(index), position);
@@ -194,7 +194,7 @@ void ClapPlugin::SendEvents(const clap_output_events_t* out, bool withReadOuts) 
     const auto type =
         static_cast<uint16_t>(begins ? CLAP_EVENT_PARAM_GESTURE_BEGIN : CLAP_EVENT_PARAM_GESTURE_END);
     gesture.header = {sizeof gesture, 0, CLAP_CORE_EVENT_SPACE_ID, type, 0};
-    gesture.param_id = HostParameters::Id(At(move.index));
+    gesture.param_id = At(move.index).Id();
     out->try_push(out, &gesture.header);
   }
   const HostParameters& list = HostParameters::Get();

@@ -34,7 +34,7 @@ bool ParameterInfo(const clap_plugin_t*, uint32_t position, clap_param_info_t* i
   if (position >= list.Size()) return false;
   const host::Parameter& parameter = list.At(position);
   *info = {};
-  info->id = HostParameters::Id(parameter);
+  info->id = parameter.Id();
   if (parameter.IsStepped()) info->flags |= CLAP_PARAM_IS_STEPPED;
   if (parameter.IsOffered()) {
     info->flags |= CLAP_PARAM_IS_AUTOMATABLE;
@@ -42,7 +42,7 @@ bool ParameterInfo(const clap_plugin_t*, uint32_t position, clap_param_info_t* i
     info->flags |= CLAP_PARAM_IS_READONLY;
   }
   if (parameter.Index() == list.BypassIndex()) info->flags |= CLAP_PARAM_IS_BYPASS;
-  Copy(info->name, HostParameters::Title(parameter));
+  Copy(info->name, parameter.Title());
   Copy(info->module, parameter.GetRole() == host::Role::kAdvanced
                          ? "Advanced/" + std::string(parameter.Group())
                          : std::string(parameter.Group()));
@@ -208,7 +208,7 @@ const ClapRemoteControls kRemoteControls = {
       Copy(page->page_name, kPages[index].name);
       page->page_id = index + 1;
       for (size_t i = 0; i < 8; ++i) {
-        page->param_ids[i] = HostParameters::Id(host::ParameterTable::Get().At(kPages[index].parameters[i]));
+        page->param_ids[i] = host::ParameterTable::Get().At(kPages[index].parameters[i]).Id();
       }
       return true;
     },

@@ -1,7 +1,6 @@
 #include "plugin/core/HostParameters.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "host/ParameterTable.h"
 
@@ -23,21 +22,11 @@ HostParameters::HostParameters() {
   positions.assign(table.Size(), -1);
   for (size_t i = 0; i < indices.size(); ++i) {
     positions[indices[i]] = static_cast<int32_t>(i);
-    byId.emplace_back(Id(table[indices[i]]), indices[i]);
+    byId.emplace_back(table[indices[i]].Id(), indices[i]);
     if (table[indices[i]].IsOffered()) ++writable;
   }
   std::sort(byId.begin(), byId.end());
   bypass = table.At("Bypass").Index();
-}
-
-std::string HostParameters::Title(const host::Parameter& parameter) { return parameter.UniqueName(); }
-
-std::string HostParameters::Symbol(const host::Parameter& parameter) {
-  std::string symbol;
-  for (const char c : parameter.UniqueName()) {
-    symbol += std::isalnum(static_cast<unsigned char>(c)) != 0 ? c : '_';
-  }
-  return symbol;
 }
 
 const host::Parameter& HostParameters::At(size_t position) const {

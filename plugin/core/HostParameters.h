@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <string>
 #include <vector>
 
 #include "host/Parameter.h"
@@ -27,13 +26,6 @@ class HostParameters {
   std::optional<size_t> PositionOf(uint32_t index) const;
 
   uint32_t BypassIndex() const { return bypass; }
-
-  /// Below 2^31, the same for ever.
-  static uint32_t Id(const host::Parameter& parameter) { return parameter.Id() & 0x7fffffffu; }
-  /// For people: "Comb cutoff", "Left: Jitter".
-  static std::string Title(const host::Parameter& parameter);
-  /// Letters, digits and "_", unique.
-  static std::string Symbol(const host::Parameter& parameter);
 
  private:
   HostParameters();

@@ -337,15 +337,7 @@ std::string ShellCore::SetText(uint32_t index, std::string_view text) {
   }
 }
 
-std::optional<uint32_t> ShellCore::Twin(uint32_t index) const {
-  constexpr std::string_view kLeft = "Prismel_FXL_", kRight = "Prismel_FXR_";
-  const std::string& name = Table()[index].UniqueName();
-  const bool isLeft = name.starts_with(kLeft);
-  if (!isLeft && !name.starts_with(kRight)) return std::nullopt;
-  const std::string twin = std::string(isLeft ? kRight : kLeft) + name.substr(kLeft.size());
-  const host::Parameter* found = Table().Find(twin);
-  return found != nullptr ? std::optional(found->Index()) : std::nullopt;
-}
+std::optional<uint32_t> ShellCore::Twin(uint32_t index) const { return Table()[index].Twin(); }
 
 float ShellCore::DefaultValue(uint32_t index) const { return Table()[index].PreferredNormalized(); }
 

@@ -133,7 +133,7 @@ double ClapHost::Value(clap_id id) const {
 }
 
 clap_id ClapHost::IdOf(const std::string& uniqueName) {
-  return plugin::HostParameters::Id(host::ParameterTable::Get().At(uniqueName));
+  return host::ParameterTable::Get().At(uniqueName).Id();
 }
 
 void ClapHost::Flush(clap_id id, double value) {

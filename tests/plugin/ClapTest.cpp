@@ -134,8 +134,7 @@ TEST(Clap, FiveThousandWritesEndInTheLastOne) {
     for (int i = 0; i < 5000; ++i) host.Flush(ClapHost::IdOf("Prismel_Wet"), (i % 100) / 200.0);
     for (const host::Parameter& parameter : host::ParameterTable::Get()) {
       if (!parameter.IsInPresets()) continue;
-      host.Flush(plugin::HostParameters::Id(parameter),
-                 plugin::ToClapValue(parameter, expected.ValueOf(parameter)));
+      host.Flush(parameter.Id(), plugin::ToClapValue(parameter, expected.ValueOf(parameter)));
     }
     EXPECT_EQ(host.Value(ClapHost::IdOf("Prismel_FXType")), ClapValue("Prismel_FXType", "comb"));
     if (!isActive) {
