@@ -1,5 +1,7 @@
 #include "dsp/effects/prims/SimdTarget.h"
 
+#include <algorithm>
+
 #if defined(__x86_64__)
 #include <cpuid.h>
 #endif
@@ -45,8 +47,12 @@ SimdTarget Detect() noexcept {
 
 }  // namespace
 
+#ifndef PRISMEL_SIMD_LIMIT
+#define PRISMEL_SIMD_LIMIT SimdTarget::Avx512  // lower where a build of the library is to show what a weaker machine gets
+#endif
+
 SimdTarget BestSimdTarget() noexcept {
-  static const SimdTarget target = Detect();
+  static const SimdTarget target = std::min(Detect(), PRISMEL_SIMD_LIMIT);
   return target;
 }
 
