@@ -14,14 +14,15 @@
 
 namespace Vantora::benchmarks {
 
-/// Calf's Multi Chorus with a number of voices, at its other defaults, fed with noise. Without lilv or the plug-in it is
-/// never loaded.
+/// Calf's Multi Chorus with a number of voices, at its other defaults, fed with noise. Without lilv or the
+/// plug-in it is never loaded.
 class ChorusPeer {
  public:
   static bool IsAvailable(float sampleRate) { return ChorusPeer(sampleRate, 1, 4).IsLoaded(); }
 
 #if PRISMEL_HAS_LILV
-  ChorusPeer(float sampleRate, int voices, uint32_t blockFrames) : frames(blockFrames), world(lilv_world_new()) {
+  ChorusPeer(float sampleRate, int voices, uint32_t blockFrames)
+      : frames(blockFrames), world(lilv_world_new()) {
     lilv_world_load_all(world);
     LilvNode* uri = lilv_new_uri(world, "http://calf.sourceforge.net/plugins/MultiChorus");
     const LilvPlugin* plugin = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world), uri);
@@ -50,7 +51,8 @@ class ChorusPeer {
       if (lilv_port_is_a(plugin, port, isAudio)) {
         audio[p].resize(frames);
         if (lilv_port_is_a(plugin, port, isInput)) {
-          for (float& s : audio[p]) s = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 5e-8f - 0.4f;
+          for (float& s : audio[p])
+            s = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 5e-8f - 0.4f;
         }
         lilv_instance_connect_port(instance, p, audio[p].data());
       } else if (lilv_port_is_a(plugin, port, isControl)) {

@@ -1,9 +1,10 @@
 // effect_cost [--library PATH]... [--rate HZ] [--only TEXT] [--csv] [--blocks N]
 //
-// What does the whole effect cost behind its binary interface? Every case runs in short turns: each library in question,
-// a plain biquad as the unit, and Calf's Multi Chorus with eight voices and with one, all in this process. The least of
-// many turns counts, so that a busy machine disturbs a ratio little. With two libraries the table sets the second beside
-// the first. Without the chorus (scripts/setup --benchmarks) its columns stay empty, and a line says so.
+// What does the whole effect cost behind its binary interface? Every case runs in short turns: each library
+// in question, a plain biquad as the unit, and Calf's Multi Chorus with eight voices and with one, all in
+// this process. The least of many turns counts, so that a busy machine disturbs a ratio little. With two
+// libraries the table sets the second beside the first. Without the chorus (scripts/setup --benchmarks) its
+// columns stay empty, and a line says so.
 
 #include <algorithm>
 #include <array>
@@ -85,7 +86,8 @@ class Session {
     // A second of noise, so that no block is the one before.
     noise.resize(frames * 64);
     uint32_t x = 1;
-    for (float& sample : noise) sample = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 5e-8f - 0.4f;
+    for (float& sample : noise)
+      sample = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 5e-8f - 0.4f;
     for (auto& buffer : out) buffer.resize(frames);
     data.inputs = inputs.data();
     data.outputs = outputs.data();
@@ -160,8 +162,9 @@ class Stopwatch {
   double least = 1e18;
 };
 
-/// Worst block over mean: the same stretch of blocks several times over would need equal states, so the place of a block
-/// in the stream counts: of all runs the least time at each place, then the largest of them over their mean.
+/// Worst block over mean: the same stretch of blocks several times over would need equal states, so the place
+/// of a block in the stream counts: of all runs the least time at each place, then the largest of them over
+/// their mean.
 double WorstBlock(const test::LoadedLibrary& library, const Case& what, float rate) {
   constexpr int kBlocks = 4000;
   std::vector<double> least(kBlocks, 1e18);
@@ -209,8 +212,9 @@ Options Read(int argc, char** argv) {
     } else if (name == "--csv") {
       options.csv = true;
     } else {
-      throw std::runtime_error("unknown option " + name +
-                               "; there are --library PATH, --rate HZ, --only TEXT, --turns N, --worst, --csv");
+      throw std::runtime_error(
+          "unknown option " + name +
+          "; there are --library PATH, --rate HZ, --only TEXT, --turns N, --worst, --csv");
     }
   }
   if (options.libraries.empty()) options.libraries.push_back(PRISMEL_PROCESSOR_LIBRARY);
@@ -223,13 +227,16 @@ int Measure(int argc, char** argv) {
   for (const std::string& path : options.libraries)
     libraries.push_back(std::make_unique<test::LoadedLibrary>(path.c_str()));
   if (!ChorusPeer::IsAvailable(options.rate))
-    std::fprintf(stderr, "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
+    std::fprintf(
+        stderr,
+        "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
   std::puts(options.csv ? "effect,voices,library,biquads,of_chorus,of_first,worst"
                         : "effect               voices  library  biquads  of chorus  of first  worst/mean");
   for (const Case& what : Cases()) {
     if (!options.only.empty() && std::string(what.name).find(options.only) == std::string::npos) continue;
     std::vector<std::unique_ptr<Session>> sessions;
-    for (const auto& library : libraries) sessions.push_back(std::make_unique<Session>(*library, what, options.rate));
+    for (const auto& library : libraries)
+      sessions.push_back(std::make_unique<Session>(*library, what, options.rate));
     const uint32_t frames = sessions[0]->Frames();
     PlainBiquad biquad(frames);
     ChorusPeer chorus(options.rate, what.voices == 1 ? 1 : 8, frames);
@@ -238,17 +245,18 @@ int Measure(int argc, char** argv) {
     const int blocks = std::max(4, static_cast<int>(2000 / frames));
     for (int turn = 0; turn < options.turns; ++turn) {
       biquadWatch.Turn(4 * blocks, [&] { biquad.Block(); });
-      for (std::size_t s = 0; s < sessions.size(); ++s) watches[s].Turn(blocks, [&] { sessions[s]->Block(); });
+      for (std::size_t s = 0; s < sessions.size(); ++s)
+        watches[s].Turn(blocks, [&] { sessions[s]->Block(); });
       if (chorus.IsLoaded()) chorusWatch.Turn(blocks, [&] { chorus.Block(); });
     }
     for (std::size_t s = 0; s < sessions.size(); ++s) {
       const double time = watches[s].PerBlock();
       const double ofChorus = chorus.IsLoaded() ? time / chorusWatch.PerBlock() : 0.0;
       const double worst = options.worst ? WorstBlock(*libraries[s], what, options.rate) : 0.0;
-      std::printf(options.csv ? "%s,%d,%zu,%.2f,%.3f,%.3f,%.3f\n"
-                              : "%-20s %6d  %7zu  %7.1f  %9.2f  %8.2f  %10.2f\n",
-                  what.name, what.voices, s, time / biquadWatch.PerBlock(), ofChorus, time / watches[0].PerBlock(),
-                  worst);
+      std::printf(
+          options.csv ? "%s,%d,%zu,%.2f,%.3f,%.3f,%.3f\n" : "%-20s %6d  %7zu  %7.1f  %9.2f  %8.2f  %10.2f\n",
+          what.name, what.voices, s, time / biquadWatch.PerBlock(), ofChorus, time / watches[0].PerBlock(),
+          worst);
     }
     std::fflush(stdout);
   }

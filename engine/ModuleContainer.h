@@ -180,6 +180,7 @@ class ModuleContainer : public Module {
   ParamRecord& OwnRecord(uint32_t position) { return store.params[position]; }
   float OwnValue(uint32_t position) { return store.params[position].GetValue(); }
   float OwnNormalized(uint32_t position) { return store.params[position].GetNormalized(); }
+  bool IsAnyOwnDirty() const { return store.anyDirty != 0; }
   bool IsOwnDirty(uint32_t position) const { return store.dirtyFlags[position] != 0; }
 
   void AddParams(std::vector<ParamRecord> records) {

@@ -107,6 +107,31 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   }
 
   uint32_t DoProcess(dsp::ProcessContext& context) override {
+    const uint32_t result = Run(context);
+    endedPlain = RunsPlain() && selected == Request();
+    return result;
+  }
+
+  /// True when `Process` would call the selected alternative and do nothing else: since the last block no
+  /// parameter has moved and nothing was reset.
+  bool IsAtRest() const { return endedPlain && this->changed == 0 && !this->IsAnyOwnDirty(); }
+
+  /// The alternative that is running now.
+  uint64_t Selected() const { return selected; }
+
+  /// True when the next block is the selected alternative's alone: no bypass and no fade works on its
+  /// outputs.
+  bool RunsPlain() {
+    return !IsOn(kBypass) && !IsOn(kCrossfadeOnBypass) && !IsOn(kFadeOnModuleChange) &&
+           bypassFade.IsSettled();
+  }
+
+ protected:
+  /// The alternative that "ModuleType" asks for.
+  uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }
+
+ private:
+  uint32_t Run(dsp::ProcessContext& context) {
     if (context.inputCount != kInputCount) return 0;
     const bool bypassed = IsOn(kBypass);
     const bool moves = !bypassFade.IsSettled();
@@ -120,21 +145,6 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
     return 1;
   }
 
-  /// The alternative that is running now.
-  uint64_t Selected() const { return selected; }
-
-  /// True when the next block is the selected alternative's
-  /// alone: no bypass and no fade works on its outputs.
-  bool RunsPlain() {
-    return !IsOn(kBypass) && !IsOn(kCrossfadeOnBypass) && !IsOn(kFadeOnModuleChange) &&
-           bypassFade.IsSettled();
-  }
-
- protected:
-  /// The alternative that "ModuleType" asks for.
-  uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }
-
- private:
   /// Where the control ports of alternative `which` start.
   static constexpr uint32_t SliceStart(std::size_t which) {
     const uint32_t counts[] = {Ts::kInputCount...};
@@ -233,6 +243,7 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...> {
   float* moduleFadeBuffer = nullptr;
   AlignedFloats fadeMemory;
   uint64_t selected = 0;
+  bool endedPlain = false;  // the last block ended with nothing to decide in the next
 };
 
 }  // namespace Vantora::engine

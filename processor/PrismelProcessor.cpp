@@ -14,6 +14,12 @@ namespace {
 
 constexpr std::size_t kPortHeader = 4;  // floats in front of a control port's data
 
+/// Level of an envelope in dB plus `gainDb`, held in -80..6.
+float LevelDb(float envelope, float gainDb) {
+  if (envelope == 0.0f) return -80.0f;
+  return std::fmin(std::fmax(20.0f * std::log10(envelope) + gainDb, -80.0f), 6.0f);
+}
+
 uint32_t NextProcessorSeed() {
   static std::atomic<uint32_t> processors{0};
   return PrismelProcessor::SeedOf(processors.fetch_add(1, std::memory_order_relaxed));
@@ -44,11 +50,11 @@ PrismelProcessor::PrismelProcessor(uint32_t seed)
 
 void PrismelProcessor::ConfigureProduct(uint32_t maxBlockSize, float sampleRate) {
   const std::size_t length = WholeQuads(maxBlockSize + 3u);
-  portMemory.assign(4 * length, 0.0f);
+  portMemory.assign(5 * length, 0.0f);
   inputLeft = portMemory.data();
   inputRight = inputLeft + length;
   silentBuffer = inputRight + length;
-  analyzerOutput = silentBuffer + length;
+  analyzerOutputs = {silentBuffer + length, silentBuffer + 2 * length};
   for (auto* port : {&lfoOutput, &lfoScaled}) {
     port->resize(maxBlockSize + kPortHeader);
     (*port)[kPortHeader - 1] = dsp::kLiveMark;
@@ -106,9 +112,7 @@ uint32_t PrismelProcessor::ProcessWet(ProcessContext& context, ChannelMode mode)
   prismel.Process(inner);
 
   const std::array<float*, 2> measured = {inputLeft, mode == kStereo ? inputRight : nullptr};
-  SetParamInternal(kOwnBase + kInputPower, Meter(Child<kInputAnalyzer>(), context, measured,
-                                                 prismel.GetOwnValue(dsp::Prismel::kInputGain)));
-  SetParamInternal(kOwnBase + kOutputPower, Meter(Child<kOutputAnalyzer>(), context, wetPair, 0.0f));
+  Meter(context, measured, wetPair, prismel.GetOwnValue(dsp::Prismel::kInputGain));
 
   if (IsBypassSettled() && OwnValue(kBypass) > 0.0f) {
     for (float* side : wetPair) std::fill_n(side, count, 0.0f);
@@ -151,18 +155,19 @@ void PrismelProcessor::CopyInput(const ProcessContext& context, ChannelMode mode
   }
 }
 
-float PrismelProcessor::Meter(dsp::EnvFollower& analyzer, const ProcessContext& context,
-                              std::array<float*, 2> inputs, float gainDb) {
-  float* output = analyzerOutput;
-  ProcessContext inner = context;
-  inner.inputs = inputs.data();
-  inner.inputCount = static_cast<uint32_t>(inputs.size());
-  inner.outputs = &output;
-  inner.outputCount = 1;
-  analyzer.Process(inner);
-  const float envelope = output[0];
-  if (envelope == 0.0f) return -80.0f;
-  return std::fmin(std::fmax(20.0f * std::log10(envelope) + gainDb, -80.0f), 6.0f);
+void PrismelProcessor::Meter(const ProcessContext& context, std::array<float*, 2> input,
+                             std::array<float*, 2> output, float inputGainDb) {
+  std::array<float*, 2> levels = {analyzerOutputs[0], analyzerOutputs[1]};
+  std::array<ProcessContext, 2> inner = {context, context};
+  for (uint32_t i = 0; i < 2; ++i) {
+    inner[i].inputs = i == 0 ? input.data() : output.data();
+    inner[i].inputCount = 2;
+    inner[i].outputs = &levels[i];
+    inner[i].outputCount = 1;
+  }
+  dsp::EnvFollower::ProcessBoth(Child<kInputAnalyzer>(), inner[0], Child<kOutputAnalyzer>(), inner[1]);
+  SetParamInternal(kOwnBase + kInputPower, LevelDb(levels[0][0], inputGainDb));
+  SetParamInternal(kOwnBase + kOutputPower, LevelDb(levels[1][0], 0.0f));
 }
 
 }  // namespace Vantora::Processor

@@ -52,9 +52,9 @@ class PrismelProcessor
 
   void RunLfo(const ProcessContext& context);
   void CopyInput(const ProcessContext& context, ChannelMode mode);
-  /// Level of `inputs` in dB plus `gainDb`, held in -80..6.
-  float Meter(dsp::EnvFollower& analyzer, const ProcessContext& context, std::array<float*, 2> inputs,
-              float gainDb);
+  /// Writes the levels of input and output into their read-outs, that of the input with `inputGainDb` on top.
+  void Meter(const ProcessContext& context, std::array<float*, 2> input, std::array<float*, 2> output,
+             float inputGainDb);
 
   // Control ports: four floats of header, of which the last is the live mark, then a block.
   std::vector<float> lfoOutput;
@@ -64,7 +64,7 @@ class PrismelProcessor
   float* inputLeft = nullptr;
   float* inputRight = nullptr;
   float* silentBuffer = nullptr;
-  float* analyzerOutput = nullptr;
+  std::array<float*, 2> analyzerOutputs{};
   AlignedFloats monoFadeBuffer;
 };
 

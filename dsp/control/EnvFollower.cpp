@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "basictools/BitCast.h"
 #include "basictools/math/Decibels.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 
@@ -15,20 +16,27 @@ float CoefficientOf(float seconds, float sampleRate) {
   return 1.0f - std::exp(-5.0f / (sampleRate * seconds));
 }
 
+constexpr float kLeast = BitCast<float>(0x358637BEu);  // the smallest number from 1e-6 on
+static_assert(static_cast<double>(kLeast) >= 1e-6 && static_cast<double>(BitCast<float>(0x358637BDu)) < 1e-6);
+
+/// One step of attack or release towards `t`. Written as a branch, which a predictor takes off the chain.
+inline float Follow(float level, float t, float coef) noexcept {
+  const float y = level + (t - level) * coef;
+  return __builtin_expect(y >= kLeast, 1) ? y : 0.0f;
+}
+
 }  // namespace
 
 EnvFollower::EnvFollower(std::string text)
     : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(EnvFollowerKnobs::kRows)) {}
 
-void EnvFollower::DelayLineDouble::Resize(uint32_t newSize) {
-  buffer.resize(newSize);
-  data = buffer.data();
-  size = newSize;
+void EnvFollower::Ring::Resize(uint32_t newSize) {
+  squares.resize(newSize);
   Clear();
 }
 
-void EnvFollower::DelayLineDouble::Clear() noexcept {
-  std::fill(buffer.begin(), buffer.end(), 0.0);
+void EnvFollower::Ring::Clear() noexcept {
+  std::fill(squares.begin(), squares.end(), 0.0);
   writeIndex = 0;
   sum = 0.0;
 }
@@ -66,27 +74,108 @@ bool EnvFollower::UpdateParams(ProcessContext&) {
   return true;
 }
 
-template <bool kStereo, bool kGate, bool kRms>
-void EnvFollower::Follow(const float* left, const float* right, float* out, uint32_t count) noexcept {
+template <bool kStereo, bool kGate>
+void EnvFollower::FollowPeaks(const float* left, const float* right, float* out, uint32_t count) noexcept {
   float level = envelope;
   for (uint32_t i = 0; i < count; ++i) {
-    float t;
-    if constexpr (kRms) {
-      const float m = kStereo ? (std::fabs(right[i]) + std::fabs(left[i])) * 0.5f : std::fabs(left[i]);
-      const double square = static_cast<double>(m) * static_cast<double>(m) * invWindow;
-      const float rms = std::sqrt(static_cast<float>(ring.Push(square, windowSamples)));
-      // Intended: this path compares before the gain, the peak path after it.
-      t = !kGate || rms > thresholdLinear ? gain * rms : 0.0f;
-    } else {
-      t = kStereo ? gain * 0.5f * (std::fabs(right[i]) + std::fabs(left[i])) : std::fabs(left[i]) * gain;
-      if (kGate && !(t > thresholdLinear)) t = 0.0f;
-    }
-    const float coef = level > t ? releaseCoef : attackCoef;
-    const float y = level + (t - level) * coef;
-    level = static_cast<double>(y) >= 1e-6 ? y : 0.0f;
+    float t = kStereo ? gain * 0.5f * (std::fabs(right[i]) + std::fabs(left[i])) : std::fabs(left[i]) * gain;
+    if (kGate && !(t > thresholdLinear)) t = 0.0f;
+    level = Follow(level, t, level > t ? releaseCoef : attackCoef);
     out[i] = level;
   }
   envelope = level;
+}
+
+void EnvFollower::WriteSquares(const ProcessContext& context, uint32_t start, uint32_t count,
+                               double* __restrict squares) const noexcept {
+  const float* __restrict left = context.Input(0) + start;
+  const float* __restrict right = stereoIn ? context.Input(1) : nullptr;
+  if (right == nullptr) {
+    for (uint32_t i = 0; i < count; ++i) {
+      const auto m = static_cast<double>(std::fabs(left[i]));
+      squares[i] = m * m * invWindow;
+    }
+    return;
+  }
+  right += start;
+  for (uint32_t i = 0; i < count; ++i) {
+    const auto m = static_cast<double>((std::fabs(right[i]) + std::fabs(left[i])) * 0.5f);
+    squares[i] = m * m * invWindow;
+  }
+}
+
+template <uint32_t kFollowers, bool kGate, bool kOneSpeed>
+void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const* contexts) noexcept {
+  struct Chain {
+    double sum;
+    float level;
+    float gain, threshold, attack, release;
+    double* squares;
+    uint32_t size, newest, oldest;
+    float* out;
+  };
+  constexpr uint32_t kLongest = 64;
+  Chain chains[kFollowers];
+  for (uint32_t f = 0; f < kFollowers; ++f) {
+    EnvFollower& from = *followers[f];
+    Ring& ring = from.ring;
+    const uint32_t size = ring.Size();
+    const auto window = static_cast<uint32_t>(from.windowSamples);
+    const uint32_t oldest = ring.writeIndex >= window ? ring.writeIndex - window : ring.writeIndex + size - window;
+    chains[f] = {ring.sum,       from.envelope,    from.gain,           from.thresholdLinear,
+                 from.attackCoef, from.releaseCoef, ring.squares.data(), size,
+                 ring.writeIndex, oldest,           contexts[f]->Output(0)};
+  }
+  const uint32_t count = contexts[0]->sampleCount;
+  double squares[kFollowers][kLongest];
+  for (uint32_t start = 0; start < count;) {
+    // As far as neither end of a window meets its ring's end.
+    uint32_t run = std::min(count - start, kLongest);
+    for (const Chain& c : chains) run = std::min({run, c.size - c.newest, c.size - c.oldest});
+    for (uint32_t f = 0; f < kFollowers; ++f) followers[f]->WriteSquares(*contexts[f], start, run, squares[f]);
+    for (uint32_t i = 0; i < run; ++i) {
+      for (uint32_t f = 0; f < kFollowers; ++f) {
+        Chain& c = chains[f];
+        const double square = squares[f][i];
+        c.sum = c.sum - c.squares[c.oldest + i] + square;
+        // Also while the ring still holds values: it stops the rounding drift of the running sum.
+        if (c.sum < 1e-10) c.sum = 0.0;
+        c.squares[c.newest + i] = square;
+        const float rms = std::sqrt(static_cast<float>(c.sum));
+        // Intended: this path compares before the gain, the peak path after it.
+        const float t = !kGate || rms > c.threshold ? c.gain * rms : 0.0f;
+        c.level = Follow(c.level, t, kOneSpeed || !(c.level > t) ? c.attack : c.release);
+        c.out[start + i] = c.level;
+      }
+    }
+    for (Chain& c : chains) {
+      c.newest = c.newest + run == c.size ? 0 : c.newest + run;
+      c.oldest = c.oldest + run == c.size ? 0 : c.oldest + run;
+    }
+    start += run;
+  }
+  for (uint32_t f = 0; f < kFollowers; ++f) {
+    followers[f]->ring.sum = chains[f].sum;
+    followers[f]->ring.writeIndex = chains[f].newest;
+    followers[f]->envelope = chains[f].level;
+  }
+}
+
+template <uint32_t kFollowers>
+void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const* contexts) noexcept {
+  bool gate = false;
+  bool oneSpeed = true;
+  for (uint32_t f = 0; f < kFollowers; ++f) {
+    gate = gate || followers[f]->thresholdOn;
+    oneSpeed = oneSpeed && followers[f]->HasOneSpeed();
+  }
+  if (gate) {
+    oneSpeed ? FollowRms<kFollowers, true, true>(followers, contexts)
+             : FollowRms<kFollowers, true, false>(followers, contexts);
+  } else {
+    oneSpeed ? FollowRms<kFollowers, false, true>(followers, contexts)
+             : FollowRms<kFollowers, false, false>(followers, contexts);
+  }
 }
 
 uint32_t EnvFollower::DoProcess(ProcessContext& context) {
@@ -95,18 +184,38 @@ uint32_t EnvFollower::DoProcess(ProcessContext& context) {
   float* out = context.Output(0);
   if (left == nullptr || out == nullptr) return 0;
 
+  if (rmsOn) {
+    EnvFollower* const self = this;
+    ProcessContext* const own = &context;
+    FollowRms<1>(&self, &own);
+    return 1;
+  }
   using Loop = void (EnvFollower::*)(const float*, const float*, float*, uint32_t) noexcept;
-  static constexpr Loop kLoops[2][2][2] = {
-      // [rms][stereo][gate]: no flag is tested inside a loop
-      {{&EnvFollower::Follow<false, false, false>, &EnvFollower::Follow<false, true, false>},
-       {&EnvFollower::Follow<true, false, false>, &EnvFollower::Follow<true, true, false>}},
-      {{&EnvFollower::Follow<false, false, true>, &EnvFollower::Follow<false, true, true>},
-       {&EnvFollower::Follow<true, false, true>, &EnvFollower::Follow<true, true, true>}}};
+  static constexpr Loop kLoops[2][2] = {
+      // [stereo][gate]: no flag is tested inside a loop
+      {&EnvFollower::FollowPeaks<false, false>, &EnvFollower::FollowPeaks<false, true>},
+      {&EnvFollower::FollowPeaks<true, false>, &EnvFollower::FollowPeaks<true, true>}};
   const bool stereo = stereoIn && right != nullptr;
   // Into a local first: GCC's undefined-behaviour sanitizer crashes on an index within the call.
-  const Loop loop = kLoops[rmsOn][stereo][thresholdOn];
+  const Loop loop = kLoops[stereo][thresholdOn];
   (this->*loop)(left, right, out, context.sampleCount);
   return 1;
+}
+
+void EnvFollower::ProcessBoth(EnvFollower& first, ProcessContext& firstContext, EnvFollower& second,
+                              ProcessContext& secondContext) {
+  const auto isReady = [](const EnvFollower& follower, const ProcessContext& context) {
+    return follower.rmsOn && !follower.IsAnyDirty() && context.Input(0) != nullptr && context.Output(0) != nullptr;
+  };
+  if (!isReady(first, firstContext) || !isReady(second, secondContext) || first.thresholdOn != second.thresholdOn) {
+    first.Process(firstContext);
+    second.Process(secondContext);
+    return;
+  }
+  EnvFollower* const both[] = {&first, &second};
+  ProcessContext* const contexts[] = {&firstContext, &secondContext};
+  FollowRms<2>(both, contexts);
+  first.changed = second.changed = 0;
 }
 
 }  // namespace Vantora::dsp

@@ -34,42 +34,36 @@ class EnvFollower : public UnitModule {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// A ring of squares and their running sum over the latest `window` of them.
-  class DelayLineDouble {
-   public:
-    virtual ~DelayLineDouble() = default;
+  /// As `Process` of one and then the other. While both run on RMS, their recursions share a loop, which takes the
+  /// time of one. Blocks of equal length.
+  static void ProcessBoth(EnvFollower& first, ProcessContext& firstContext, EnvFollower& second,
+                          ProcessContext& secondContext);
 
+  /// A ring of squares and their running sum over the latest `window` of them.
+  struct Ring {
     /// Sets the length and clears. Allocates.
     void Resize(uint32_t newSize);
     /// Back to silence: a pass over the ring.
     void Clear() noexcept;
-    /// Takes in one square and lets go of the one `window` back; returns the sum.
-    double Push(double square, int32_t window) noexcept {
-      int32_t oldest = static_cast<int32_t>(writeIndex) - window;
-      while (oldest < 0) oldest += static_cast<int32_t>(size);
-      sum = sum - data[oldest] + square;
-      // Also while the ring still holds values: it stops the rounding drift of the running sum.
-      if (sum < 1e-10) sum = 0.0;
-      data[writeIndex] = square;
-      if (++writeIndex >= size) writeIndex = 0;
-      return sum;
-    }
-    uint32_t Size() const noexcept { return size; }
+    uint32_t Size() const noexcept { return static_cast<uint32_t>(squares.size()); }
 
-   private:
-    std::vector<double> buffer;
-    double* data = nullptr;  // its first element
-    uint32_t size = 0;
+    std::vector<double> squares;
     uint32_t writeIndex = 0;
     double sum = 0.0;
   };
 
   /// The window's ring, for tests.
-  const DelayLineDouble& Ring() const { return ring; }
+  const Ring& GetRing() const { return ring; }
 
  private:
-  template <bool kStereo, bool kGate, bool kRms>
-  void Follow(const float* left, const float* right, float* out, uint32_t count) noexcept;
+  template <bool kStereo, bool kGate>
+  void FollowPeaks(const float* left, const float* right, float* out, uint32_t count) noexcept;
+  template <uint32_t kFollowers, bool kGate, bool kOneSpeed>
+  static void FollowRms(EnvFollower* const* followers, ProcessContext* const* contexts) noexcept;
+  template <uint32_t kFollowers>
+  static void FollowRms(EnvFollower* const* followers, ProcessContext* const* contexts) noexcept;
+  bool HasOneSpeed() const { return attackCoef == releaseCoef; }
+  void WriteSquares(const ProcessContext& context, uint32_t start, uint32_t count, double* squares) const noexcept;
 
   // Settings, written by Configure and UpdateParams.
   float sampleRate = 1.0f;  // Hz
@@ -80,7 +74,7 @@ class EnvFollower : public UnitModule {
   // Settings again.
   bool thresholdOn = false;
   float thresholdLinear = 0.0f;
-  DelayLineDouble ring;
+  Ring ring;
   double invWindow = 1.0;     // 1 / windowSamples
   int32_t windowSamples = 1;  // at least 1
   bool rmsOn = false;

@@ -1,7 +1,9 @@
 #include "dsp/control/SmootherInterpLPF.h"
 
+#include <algorithm>
+
 #include "basictools/math/WholeQuads.h"
-#include "dsp/control/DoublePair.h"
+#include "dsp/control/SmootherKernels.h"
 
 namespace Vantora::dsp {
 
@@ -40,51 +42,51 @@ void SmootherInterpLPF::SetRamp(float from, float to) noexcept {
 }
 
 void SmootherInterpLPF::Render(float* out, uint32_t count) noexcept {
-  if (count == 0) return;
-  if (current == target) {
-    std::fill_n(out, WholeQuads(count), static_cast<float>(target));
-    return;
-  }
-  if (counter >= steps - 1) {
-    RenderDecay(out, count);
-  } else {
-    RenderLineAndDecay(out, count);
-    counter += count;
-  }
-  ramp = target;
+  SmootherInterpLPF* self = this;
+  RenderSideBySide(&self, &out, 1, count);
 }
 
-void SmootherInterpLPF::RenderLineAndDecay(float* out, uint32_t count) noexcept {
+void SmootherInterpLPF::RenderSideBySide(SmootherInterpLPF* const* smoothers, float* const* outs,
+                                         uint32_t smootherCount, uint32_t count) noexcept {
+  if (count == 0) return;
+  constexpr uint32_t kMost = 16;
+  LineAndDecay runs[kMost];
+  SmootherInterpLPF* moving[kMost];
+  uint32_t runCount = 0;
+  const auto render = [&] {
+    SmootherKernels().renderLines(runs, runCount, count);
+    for (uint32_t r = 0; r < runCount; ++r) moving[r]->Land(count < 4 ? 0.0 : runs[r].last, count);
+    runCount = 0;
+  };
+  for (uint32_t i = 0; i < smootherCount; ++i) {
+    SmootherInterpLPF& smoother = *smoothers[i];
+    if (smoother.current == smoother.target) {
+      std::fill_n(outs[i], WholeQuads(count), static_cast<float>(smoother.target));
+    } else if (smoother.counter >= smoother.steps - 1) {
+      smoother.RenderDecay(outs[i], count);
+      smoother.ramp = smoother.target;
+    } else {
+      moving[runCount] = &smoother;
+      runs[runCount++] = smoother.Line(outs[i]);
+      if (runCount == kMost) render();
+    }
+  }
+  if (runCount > 0) render();
+}
+
+LineAndDecay SmootherInterpLPF::Line(float* out) const noexcept {
   // The low-pass lags a line by a constant. What it is away from the line after k steps is a decay towards
   // that lag: e(k) = (current - ramp + lag) * p^k - lag.
   const double p = 1.0 - coef;
   const double lag = p * invCoef * increment;
   const double d = current - ramp + lag;
-  const DoublePair start = MakeDoublePair(ramp);
-  const DoublePair slope = MakeDoublePair(increment);
-  const DoublePair offset = MakeDoublePair(lag);
-  const DoublePair pole = MakeDoublePair(pole4);
-  const DoublePair snap = MakeDoublePair(RestThreshold());
-  const DoublePair four = MakeDoublePair(4.0);
-  DoublePair k12 = {1.0, 2.0};
-  DoublePair k34 = {3.0, 4.0};
-  DoublePair decay12 = {d * p, d * p * p};
-  DoublePair decay34 = {d * p * p * p, d * p * p * p * p};
-  DoublePair sample34 = {};
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
-    const DoublePair line12 = start + k12 * slope;
-    const DoublePair rest12 = decay12 - offset;
-    StoreNarrowed(SelectByMagnitude(rest12, snap, line12 + rest12, line12), out + i);
-    const DoublePair line34 = start + k34 * slope;
-    const DoublePair rest34 = decay34 - offset;
-    sample34 = SelectByMagnitude(rest34, snap, line34 + rest34, line34);
-    StoreNarrowed(sample34, out + i + 2);
-    decay12 *= pole;
-    decay34 *= pole;
-    k12 += four;
-    k34 += four;
-  }
-  current = sample34[1];
+  return {ramp, increment, lag, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p}, out, 0.0};
+}
+
+void SmootherInterpLPF::Land(double last, uint32_t count) noexcept {
+  current = last;
+  counter += count;
+  ramp = target;
 }
 
 }  // namespace Vantora::dsp

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cmath>
 
+#include "dsp/stage/StageKernels.h"
+
 namespace Vantora::dsp {
 
 void FeedbackPath::Configure(uint32_t maxBlockSize, float rate, float maxMs) {
   sampleRate = rate;
   blockLength = maxBlockSize;
-  scratch.assign(maxBlockSize + 3u, 0.0f);
+  past.assign(WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
+  for (AlignedFloats& side : filtered) side.assign(WholeVectors(maxBlockSize), 0.0f);
   delay.Setup(1, maxBlockSize, rate);
   gain.Setup(1, maxBlockSize, rate);
   for (auto& line : lines) line.Resize(static_cast<uint32_t>(maxMs * 0.001f * rate) + 10u);
@@ -28,42 +31,91 @@ void FeedbackPath::Reset(float ms) {
   }
 }
 
-void FeedbackPath::Process(uint32_t side, const float* wetSum, const float* delaySamples, uint32_t count) {
-  DelayLine& line = lines[side];
-  BiquadTransposed2 state = highPassStates[side];
-  float* out = outputs[side];
-  if (ReadsStandingDelay(line, delaySamples, count)) {
-    ReadRun(line, delaySamples[0], out, count);
-    for (uint32_t i = 0; i < count; ++i) scratch[i] = state.Tick(highPass, wetSum[i]);
-    line.WriteBlock(scratch.data(), count);
+void FeedbackPath::RenderDelay(float* out, uint32_t count) {
+  isDelaySettled = delay.IsSettled();
+  delay.Render(out, count);
+}
+
+void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const float* delaySamples, uint32_t count,
+                           const LowPassAlongside* lowPass) {
+  const bool stands = ReadsStandingDelay(delaySamples, count);
+  if (stands) {
+    for (uint32_t side = 0; side < 2; ++side) ReadRun(lines[side], delaySamples[0], outputs[side], count);
+  }
+  if (lowPass != nullptr) {
+    FilterSides<true>(wetSums, count, lowPass);
   } else {
-    for (uint32_t i = 0; i < count; ++i) {
-      const float d = delaySamples[i];
-      const auto whole = static_cast<int32_t>(d);
-      out[i] = line.ReadInterpolated(static_cast<uint32_t>(whole), kInterpolationFifthOrder,
-                                     d - static_cast<float>(whole));
-      line.Write(state.Tick(highPass, wetSum[i]));
+    FilterSides<false>(wetSums, count, nullptr);
+  }
+  for (uint32_t side = 0; side < 2; ++side) {
+    if (stands) {
+      lines[side].WriteBlock(filtered[side].data(), count);
+    } else {
+      ReadMoving(side, delaySamples, count);
     }
   }
-  highPassStates[side] = state;
+}
+
+template <bool kLowPass>
+void FeedbackPath::FilterSides(const std::array<const float*, 2>& wetSums, uint32_t count,
+                               const LowPassAlongside* lowPass) {
+  const BiquadCoefficients k = highPass;
+  BiquadTransposed2 a = highPassStates[0];
+  BiquadTransposed2 b = highPassStates[1];
+  const float* left = wetSums[0];
+  const float* right = wetSums[1];
+  float* __restrict filteredLeft = filtered[0].data();
+  float* __restrict filteredRight = filtered[1].data();
+  if constexpr (kLowPass) {
+    const BiquadCoefficients m = *lowPass->coefficients;
+    BiquadDirectForm1 c = (*lowPass->states)[0];
+    BiquadDirectForm1 d = (*lowPass->states)[1];
+    float* outLeft = lowPass->out[0];  // may be the sum itself
+    float* outRight = lowPass->out[1];
+    for (uint32_t i = 0; i < count; ++i) {
+      const float x = left[i];
+      const float y = right[i];
+      filteredLeft[i] = a.Tick(k, x);
+      filteredRight[i] = b.Tick(k, y);
+      outLeft[i] = c.Tick(m, x);
+      outRight[i] = d.Tick(m, y);
+    }
+    *lowPass->states = {c, d};
+  } else {
+    for (uint32_t i = 0; i < count; ++i) {
+      filteredLeft[i] = a.Tick(k, left[i]);
+      filteredRight[i] = b.Tick(k, right[i]);
+    }
+  }
+  highPassStates = {a, b};
 }
 
 // While the delay stands and is longer than the block, all reads lie in front of the block's writes.
-bool FeedbackPath::ReadsStandingDelay(const DelayLine& line, const float* delaySamples,
-                                      uint32_t count) const {
+bool FeedbackPath::ReadsStandingDelay(const float* delaySamples, uint32_t count) const {
   if (count == 0 || count > blockLength) return false;
   const float d = delaySamples[0];
-  if (!(d >= static_cast<float>(count + 2)) || static_cast<uint32_t>(d) + 2 > line.Size()) return false;
+  if (!(d >= static_cast<float>(count + 2)) || static_cast<uint32_t>(d) + 2 > lines[0].Size()) return false;
+  if (isDelaySettled && count % 4 == 0) return true;
+  // The end of a glide may move less than a float can tell.
   return std::all_of(delaySamples, delaySamples + count, [d](float other) { return other == d; });
 }
 
 void FeedbackPath::ReadRun(const DelayLine& line, float delaySample, float* out, uint32_t count) {
   const auto whole = static_cast<uint32_t>(delaySample);
   const float frac = delaySample - static_cast<float>(whole);
-  line.CopyRun(scratch.data(), whole + 2, count + 3);
-  const float* x = scratch.data();
-  for (uint32_t i = 0; i < count; ++i)
-    out[i] = DelayLine::FifthOrder(x[i + 3], x[i + 2], x[i + 1], x[i], frac);
+  line.CopyRun(past.data(), whole + 2, count + 3);
+  StageKernels().readFifthOrder(past.data(), frac, out, count);
+}
+
+void FeedbackPath::ReadMoving(uint32_t side, const float* delaySamples, uint32_t count) {
+  DelayLine& line = lines[side];
+  for (uint32_t i = 0; i < count; ++i) {
+    const float d = delaySamples[i];
+    const auto whole = static_cast<int32_t>(d);
+    outputs[side][i] = line.ReadInterpolated(static_cast<uint32_t>(whole), kInterpolationFifthOrder,
+                                             d - static_cast<float>(whole));
+    line.Write(filtered[side][i]);
+  }
 }
 
 }  // namespace Vantora::dsp

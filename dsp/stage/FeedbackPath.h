@@ -2,8 +2,8 @@
 
 #include <array>
 #include <cstdint>
-#include <vector>
 
+#include "basictools/AlignedVector.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherInterpLPF.h"
@@ -40,21 +40,32 @@ class FeedbackPath {
   void AimGain(float target) { gain.SetTarget(target); }
 
   /// The next `count` delays, in samples, and gains.
-  void RenderDelay(float* out, uint32_t count) { delay.Render(out, count); }
+  void RenderDelay(float* out, uint32_t count);
   void RenderGain(float* out, uint32_t count) { gain.Render(out, count); }
 
   /// The previous block's return of one side, 0 left or 1 right.
   const float* Output(uint32_t side) const { return outputs[side]; }
 
-  /// The two output buffers of a block's length, the owner's.
+  /// The two output buffers, the owner's: whole vectors of a block's length.
   void SetOutputs(float* left, float* right) { outputs = {left, right}; }
 
-  /// Reads, filters and writes one side's wet sum.
-  void Process(uint32_t side, const float* wetSum, const float* delaySamples, uint32_t count);
+  /// A low-pass of the owner's over the same sums, run in the same loop: its recursions wait while these do.
+  struct LowPassAlongside {
+    const BiquadCoefficients* coefficients;
+    std::array<BiquadDirectForm1, 2>* states;
+    std::array<float*, 2> out;  ///< may be the sums
+  };
+
+  /// Reads, filters and writes both sides' wet sums; with them runs `lowPass`, unless that is null.
+  void Process(const std::array<const float*, 2>& wetSums, const float* delaySamples, uint32_t count,
+               const LowPassAlongside* lowPass);
 
  private:
-  bool ReadsStandingDelay(const DelayLine& line, const float* delaySamples, uint32_t count) const;
+  bool ReadsStandingDelay(const float* delaySamples, uint32_t count) const;
   void ReadRun(const DelayLine& line, float delaySample, float* out, uint32_t count);
+  void ReadMoving(uint32_t side, const float* delaySamples, uint32_t count);
+  template <bool kLowPass>
+  void FilterSides(const std::array<const float*, 2>& wetSums, uint32_t count, const LowPassAlongside* lowPass);
 
   float sampleRate = 0.0f;
   uint32_t blockLength = 0;
@@ -64,7 +75,9 @@ class FeedbackPath {
   std::array<DelayLine, 2> lines;
   std::array<BiquadTransposed2, 2> highPassStates;
   std::array<float*, 2> outputs{};
-  std::vector<float> scratch;  // a block and the three neighbours that a read between samples takes
+  bool isDelaySettled = false;            // throughout the block
+  AlignedFloats past;                     // a block and the three neighbours that a read between samples takes
+  std::array<AlignedFloats, 2> filtered;  // a block of each side's sum behind the high-pass
 };
 
 }  // namespace Vantora::dsp

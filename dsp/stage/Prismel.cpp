@@ -64,6 +64,14 @@ void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
   }
 }
 
+/// A block of an effect whose ports the context has as widely as the effect itself knows them.
+template <typename Effect>
+void ProcessAlone(Effect& effect, ProcessContext& context) {
+  context.inputCount = Effect::kInputCount;
+  context.outputCount = Effect::kOutputCount;
+  effect.Process(context);
+}
+
 FxBank MakeBank(const char* name, uint32_t seed, uint32_t side) {
   return FxBank(name, {0, 0},
                 [=](uint32_t voice) { return FxVariant("FX", SeedHash(seed, side * kVoiceCount + voice)); });
@@ -116,10 +124,7 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
   primaryReadOut.Setup(maxBlockSize, rate);
   prismelReadOut.Setup(maxBlockSize, rate);
 
-  const float longestTap = OwnRecord(kDetune).GetMaximum() * 0.001f * rate;
-  for (auto& line : tapLines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
-  tapWindow.assign(tapLines[0].Size() + WholeQuads(maxBlockSize + 3u), 0.0f);
-  tapOffsets.assign(maxBlockSize, 0);
+  taps.Configure(maxBlockSize, OwnRecord(kDetune).GetMaximum() * 0.001f * rate);
   feedback.Configure(maxBlockSize, rate, OwnRecord(kFeedbackDelayTime).GetMaximum());
 
   lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
@@ -131,11 +136,11 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
 }
 
 void Prismel::CarveWorkspace() {
-  const std::size_t length = WholeQuads(blockSize + 3u);
+  const std::size_t length = WholeVectors(blockSize);
   workspace.assign(kBufferCount * length, 0.0f);
   float* next = workspace.data();
   const auto take = [&] { return std::exchange(next, next + length); };
-  for (auto* group : {&sweepRamps, &taps, &effects}) {
+  for (auto* group : {&sweepRamps, &tapBuffers, &effects}) {
     for (auto& side : *group) {
       for (float*& buffer : side) buffer = take();
     }
@@ -156,8 +161,7 @@ void Prismel::CarveWorkspace() {
 
 void Prismel::DoReset(bool) {
   sweepLfo.Restart();
-  for (auto& line : tapLines) line.Clear();
-  highPassStates = {};
+  taps.Clear();
   lowPassStates = {};
   highPassPosition.SetValue(OwnNormalized(kHpfCutoff));
   lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
@@ -190,6 +194,7 @@ bool Prismel::UpdateParams(ProcessContext& context) {
   UpdateStageEffects(context, amount);
 
   wet.SetTarget(OwnValue(kWet));
+  wetStands = wet.IsSettled() && count >= 4;
   inputGain.SetTarget(DbToGain(OwnValue(kInputGain)));
   outputGain.SetTarget(DbToGain(OwnValue(kOutputGain)));
   wet.Render(wetBuffer, count);
@@ -241,7 +246,7 @@ void Prismel::UpdateHighPass() {
   // a meeting of the two holds the coefficients for a block.
   if (highPassHz != lowPassHz) ComputeHighPass();
   const bool runs = position > 0.0f;
-  if (runs && !highPassRuns) highPassStates = {};
+  if (runs && !highPassRuns) taps.ClearHighPass();
   highPassRuns = runs;
 }
 
@@ -355,84 +360,77 @@ uint32_t Prismel::DoProcess(ProcessContext& context) {
   std::copy_n(left, count, dry[0]);
   std::copy_n(right != nullptr ? right : left, count, dry[1]);
 
-  sweepLfo.Advance(sweepGroups);
-  const bool snap = changed != 0 || snapSweeps;
-  snapSweeps = false;
-  for (uint32_t side = 0; side < 2; ++side) {
-    for (uint32_t v = 0; v < kVoiceCount; ++v) {
-      if (snap) sweeps[side][v].SetValue(sweepLfo.Output(v, side));
-    }
-    for (uint32_t v = 0; v < activeVoices; ++v) {
-      sweeps[side][v].SetTarget(sweepLfo.Output(v, side));
-      sweeps[side][v].Render(sweepRamps[side][v], count);
-    }
-  }
-  for (uint32_t side = 0; side < 2; ++side) SweepTaps(side, count);
+  RenderSweeps(count);
+  if (count > 0) SweepTaps(count);
   RunStageEffects(context);
   StereoBuffers out;
   for (uint32_t side = 0; side < 2; ++side) {
-    SumVoices(side, count);
+    StageKernels().sumVoices(summed[side].data(), voiceGainBuffers.data(), activeVoices, voiceCountGainBuffer,
+                             wetSums[side], count);
     out[side] = context.Output(side) != nullptr ? context.Output(side) : wetSums[side];
-    Finish(side, out[side], count);
   }
-  Mix(out[0], out[1], count);
+  Finish(out, count);
+  Mix(out, count);
   return 1;
 }
 
-// How far back the block's taps can reach: the greatest depth,
-// with room for what a smoother adds beyond its target.
-uint32_t Prismel::LongestTap(uint32_t count) const {
-  const float depth = *std::max_element(depthBuffer, depthBuffer + count);
-  return std::min(static_cast<uint32_t>(1.05f * depth) + 4u, tapLines[0].Size());
+void Prismel::RenderSweeps(uint32_t count) {
+  sweepLfo.Advance(sweepGroups);
+  std::array<SmootherInterpLPF*, 2 * kVoiceCount> smoothers;
+  std::array<float*, 2 * kVoiceCount> ramps;
+  uint32_t moving = 0;
+  for (uint32_t v = 0; v < kVoiceCount; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      SmootherInterpLPF& sweep = sweeps[side][v];
+      if (changed != 0) sweep.SetValue(sweepLfo.Output(v, side));
+      if (v >= activeVoices) continue;
+      sweep.SetTarget(sweepLfo.Output(v, side));
+      smoothers[moving] = &sweep;
+      ramps[moving++] = sweepRamps[side][v];
+    }
+  }
+  SmootherInterpLPF::RenderSideBySide(smoothers.data(), ramps.data(), moving, count);
 }
 
-void Prismel::SweepTaps(uint32_t side, uint32_t count) {
-  if (count == 0) return;
-  DelayLine& line = tapLines[side];
-  const uint32_t past = LongestTap(count);
-  line.CopyRun(tapWindow.data(), past, past);
-  float* __restrict x = tapWindow.data() + past;
-  const float* __restrict in = dry[side];
-  const float* __restrict returned = feedback.Output(side);
-  for (uint32_t i = 0; i < count; ++i)
-    x[i] = inputGainBuffer[i] * in[i] + feedbackGainBuffer[i] * returned[i];
-  if (highPassRuns) {
-    BiquadDirectForm1 state = highPassStates[side];
-    for (uint32_t i = 0; i < count; ++i) x[i] = state.Tick(highPass, x[i]);
-    highPassStates[side] = state;
-  }
-  line.WriteBlock(x, count);
-
-  const auto furthest = static_cast<int32_t>(past) - 1;
+void Prismel::SweepTaps(uint32_t count) {
+  taps.Write({.in = {dry[0], dry[1]},
+              .gain = inputGainBuffer,
+              .returned = {feedback.Output(0), feedback.Output(1)},
+              .returnedGain = feedbackGainBuffer,
+              .highPass = highPassRuns ? &highPass : nullptr},
+             depthBuffer, count);
   for (uint32_t v = 0; v < activeVoices; ++v) {
-    const float* __restrict ramp = sweepRamps[side][v];
-    const float* __restrict depth = depthBuffer;
-    float* __restrict tap = taps[side][v];
-    int32_t* __restrict offset = tapOffsets.data();
-    for (uint32_t i = 0; i < count; ++i) {
-      const float swept = ramp[i] * depth[i];
-      const float delay = swept > 1.0f ? swept : 1.0f;
-      const auto whole = static_cast<int32_t>(delay);
-      tap[i] = delay - static_cast<float>(whole);
-      offset[i] = static_cast<int32_t>(i) - std::min(whole, furthest);
-    }
-    for (uint32_t i = 0; i < count; ++i) {
-      const float* first = x + offset[i];
-      tap[i] = first[0] + (first[-1] - first[0]) * tap[i];
-    }
+    for (uint32_t side = 0; side < 2; ++side)
+      taps.Read(side, sweepRamps[side][v], depthBuffer, tapBuffers[side][v], count);
   }
 }
 
 void Prismel::RunStageEffects(const ProcessContext& context) {
-  // All clones run the same alternative: band-passes and
-  // crushers leave their blocks to the bank, side by side.
+  summed = effects;
   bool plain = true;
-  for (uint32_t v = 0; v < activeVoices; ++v)
-    plain = plain && Bank(0).Clone(v).RunsPlain() && Bank(1).Clone(v).RunsPlain();
-  if (plain) laneBank.Open();
+  bool atRest = true;
   for (uint32_t v = 0; v < activeVoices; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
-      std::array<float*, FxVariant::kInputCount> inputs{taps[side][v]};
+      FxVariant& clone = Bank(side).Clone(v);
+      plain = plain && clone.RunsPlain();
+      atRest = atRest && clone.IsAtRest() && clone.Selected() == Bank(0).Clone(0).Selected();
+    }
+  }
+  // All clones run the same alternative: band-passes and crushers leave their blocks to the bank, side by
+  // side.
+  if (plain) laneBank.Open();
+  if (atRest) {
+    RunClonesAtRest(context);
+  } else {
+    RunClones(context);
+  }
+  laneBank.Run(context.sampleCount);
+}
+
+void Prismel::RunClones(const ProcessContext& context) {
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      std::array<float*, FxVariant::kInputCount> inputs{tapBuffers[side][v]};
       std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
       ProcessContext inner = context;
       inner.inputs = inputs.data();
@@ -442,39 +440,57 @@ void Prismel::RunStageEffects(const ProcessContext& context) {
       Bank(side).Clone(v).Process(inner);
     }
   }
-  laneBank.Run(context.sampleCount);
 }
 
-void Prismel::SumVoices(uint32_t side, uint32_t count) {
-  float* __restrict sum = wetSums[side];
-  std::fill_n(sum, count, 0.0f);
-  const float* __restrict common = voiceCountGainBuffer;
+// With nothing to decide around them, the effects are called themselves, as their variants would call them.
+void Prismel::RunClonesAtRest(const ProcessContext& context) {
+  const auto type = static_cast<uint32_t>(Bank(0).Clone(0).Selected());
+  if (type == kFxPassThrough) {
+    summed = tapBuffers;
+    return;
+  }
+  constexpr uint32_t kMostInputs = 10;
+  constexpr uint32_t kMostOutputs = 4;
+  std::array<float*, kMostInputs> inputs{};
+  std::array<float*, kMostOutputs> outputs{};
+  ProcessContext inner = context;
+  inner.inputs = inputs.data();
+  inner.outputs = outputs.data();
   for (uint32_t v = 0; v < activeVoices; ++v) {
-    const float* __restrict voice = effects[side][v];
-    const float* __restrict gain = voiceGainBuffers[v];
-    for (uint32_t i = 0; i < count; ++i) sum[i] += voice[i] * common[i] * gain[i];
+    for (uint32_t side = 0; side < 2; ++side) {
+      inputs[0] = tapBuffers[side][v];
+      outputs[0] = effects[side][v];
+      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) { ProcessAlone(effect, inner); });
+    }
   }
 }
 
-void Prismel::Finish(uint32_t side, float* out, uint32_t count) {
-  const float* sum = wetSums[side];
+void Prismel::Finish(const StereoBuffers& out, uint32_t count) {
   // The feedback takes the sum before the low-pass: the loop stays bright.
-  feedback.Process(side, sum, feedbackDelayBuffer, count);
-  if (lowPassRuns) {
-    BiquadDirectForm1 state = lowPassStates[side];
-    for (uint32_t i = 0; i < count; ++i) out[i] = state.Tick(lowPass, sum[i]) * outputGainBuffer[i];
-    lowPassStates[side] = state;
-  } else {
-    for (uint32_t i = 0; i < count; ++i) out[i] = sum[i] * outputGainBuffer[i];
+  const FeedbackPath::LowPassAlongside alongside{&lowPass, &lowPassStates, out};
+  feedback.Process({wetSums[0], wetSums[1]}, feedbackDelayBuffer, count, lowPassRuns ? &alongside : nullptr);
+  for (uint32_t side = 0; side < 2; ++side) {
+    const float* source = lowPassRuns ? out[side] : wetSums[side];
+    for (uint32_t i = 0; i < count; ++i) out[side][i] = source[i] * outputGainBuffer[i];
   }
 }
 
 // Equal power. The dry signal is the raw input: neither gain touches it.
-void Prismel::Mix(float* left, float* right, uint32_t count) const {
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
-    const SinCosPair share = SinCos(wetBuffer[i] * 1.5707964f);
-    left[i] = left[i] * share.sin + dry[0][i] * share.cos;
-    right[i] = right[i] * share.sin + dry[1][i] * share.cos;
+void Prismel::Mix(const StereoBuffers& out, uint32_t count) {
+  if (!wetStands) {
+    StageKernels().mix(wetBuffer, dry.data(), out.data(), count);
+    return;
+  }
+  if (wetBuffer[0] != shareOf) {
+    shareOf = wetBuffer[0];
+    share = SinCos(shareOf * 1.5707964f);
+  }
+  const float sine = share.sin;
+  const float cosine = share.cos;
+  for (uint32_t side = 0; side < 2; ++side) {
+    float* __restrict signal = out[side];
+    const float* __restrict raw = dry[side];
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) signal[i] = signal[i] * sine + raw[i] * cosine;
   }
 }
 

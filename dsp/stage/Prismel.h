@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherInterpLPF.h"
@@ -16,6 +17,7 @@
 #include "dsp/stage/SpreadTables.h"
 #include "dsp/stage/StageSpread.h"
 #include "dsp/stage/SweepLfo.h"
+#include "dsp/stage/TapLines.h"
 #include "engine/ModuleCloner.h"
 #include "engine/ModuleContainer.h"
 
@@ -81,12 +83,13 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   void UpdateIncrements();
   void ResetStageEffects();
 
-  uint32_t LongestTap(uint32_t count) const;
-  void SweepTaps(uint32_t side, uint32_t count);
+  void RenderSweeps(uint32_t count);
+  void SweepTaps(uint32_t count);
   void RunStageEffects(const ProcessContext& context);
-  void SumVoices(uint32_t side, uint32_t count);
-  void Finish(uint32_t side, float* out, uint32_t count);
-  void Mix(float* left, float* right, uint32_t count) const;
+  void RunClones(const ProcessContext& context);
+  void RunClonesAtRest(const ProcessContext& context);
+  void Finish(const StereoBuffers& out, uint32_t count);
+  void Mix(const StereoBuffers& out, uint32_t count);
 
   FxBank& Bank(uint32_t side) { return side == 0 ? Child<0>() : Child<1>(); }
   uint32_t Type() { return static_cast<uint32_t>(OwnValue(kFxType)); }
@@ -114,10 +117,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   SmootherLPF sweepDepth{0.2f};                                      // samples
   float sweepRate = 0.0f;                                            // Hz, left
   float sweepRateRight = 0.0f;                                       // Hz
-  bool snapSweeps = false;
-  std::array<DelayLine, 2> tapLines;
-  AlignedFloats tapWindow;          // a tap line's past and the block behind it, in one straight run
-  std::vector<int32_t> tapOffsets;  // of one voice's taps in the window
+  TapLines taps;
 
   // Filters.
   SmootherSRL highPassPosition{0.05f, 1.0f};
@@ -128,11 +128,13 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   bool lowPassRuns = false;
   BiquadCoefficients highPass;
   BiquadCoefficients lowPass;
-  std::array<BiquadDirectForm1, 2> highPassStates;
   std::array<BiquadDirectForm1, 2> lowPassStates;
 
   // Levels, spread and read-outs.
   SmootherInterpLPF wet{0.01f};
+  bool wetStands = false;  // throughout the block
+  float shareOf = -1.0f;   // position that `share` was made from
+  SinCosPair share{};      // of wet and dry, equal power
   SmootherInterpLPF inputGain{0.01f};
   SmootherInterpLPF outputGain{0.01f};
   std::array<StageSpread, 2> spreads;
@@ -144,8 +146,9 @@ class Prismel : public ModuleContainer<FxBank, FxBank> {
   static constexpr uint32_t kBufferCount = 69;
   AlignedFloats workspace;
   std::array<VoiceBuffers, 2> sweepRamps{};
-  std::array<VoiceBuffers, 2> taps{};
+  std::array<VoiceBuffers, 2> tapBuffers{};
   std::array<VoiceBuffers, 2> effects{};
+  std::array<VoiceBuffers, 2> summed{};  // what is summed: the effects' outputs, or the taps themselves
   float* depthBuffer = nullptr;
   float* wetBuffer = nullptr;
   StereoBuffers wetSums{};

@@ -48,7 +48,8 @@ SimdTarget Detect() noexcept {
 }  // namespace
 
 #ifndef PRISMEL_SIMD_LIMIT
-#define PRISMEL_SIMD_LIMIT SimdTarget::Avx512  // lower where a build of the library is to show what a weaker machine gets
+#define PRISMEL_SIMD_LIMIT \
+  SimdTarget::Avx512  // lower where a build of the library is to show what a weaker machine gets
 #endif
 
 SimdTarget BestSimdTarget() noexcept {

@@ -106,7 +106,7 @@ TEST(EnvFollower, WindowIsAWholeNumberOfSamplesLong) {
     EXPECT_EQ(y[7 + samples], 0.0f);
   }
   Rig rig;
-  EXPECT_EQ(rig.follower.Ring().Size(), 4805u);
+  EXPECT_EQ(rig.follower.GetRing().Size(), 4805u);
 }
 
 TEST(EnvFollower, WorksOnPeaksBelowAWindowOfTwoSamples) {

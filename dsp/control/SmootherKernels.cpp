@@ -1,0 +1,163 @@
+#include "dsp/control/SmootherKernels.h"
+
+#include "basictools/math/WholeQuads.h"
+#include "dsp/control/DoublePair.h"
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/control/SmootherKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_EMU128
+
+// Two runs with four samples each make eight doubles: one vector, or as many as it takes.
+using D = hn::CappedTag<double, 8>;
+using V = hn::Vec<D>;
+using Narrow = hn::Rebind<float, D>;
+constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
+constexpr uint32_t kVectors = 8 / kLanes;
+
+struct Eight {
+  V part[kVectors];
+};
+
+// Four numbers of each run. Not by way of an array: a wide load of what was just stored in parts would stall.
+HWY_INLINE Eight LoadFours(const double* first, const double* second) {
+  Eight x;
+#if HWY_CAP_GE512
+  const hn::Half<D> half;
+  x.part[0] = hn::Combine(D(), hn::LoadU(half, second), hn::LoadU(half, first));
+#else
+  for (uint32_t m = 0; m < kVectors; ++m) {
+    x.part[m] = hn::LoadU(D(), (m * kLanes < 4 ? first : second) + m * kLanes % 4);
+  }
+#endif
+  return x;
+}
+
+HWY_INLINE Eight OfEach(double first, double second) {
+  Eight x;
+#if HWY_CAP_GE512
+  const hn::Half<D> half;
+  x.part[0] = hn::Combine(D(), hn::Set(half, second), hn::Set(half, first));
+#else
+  for (uint32_t m = 0; m < kVectors; ++m) x.part[m] = hn::Set(D(), m * kLanes < 4 ? first : second);
+#endif
+  return x;
+}
+
+HWY_INLINE void StoreNarrow(V x, uint32_t m, uint32_t i, float* first, float* second) {
+  const auto narrow = hn::DemoteTo(Narrow(), x);
+#if HWY_CAP_GE512
+  (void)m;
+  const hn::FixedTag<float, 4> quad;
+  hn::StoreU(hn::LowerHalf(quad, narrow), quad, first + i);
+  hn::StoreU(hn::UpperHalf(quad, narrow), quad, second + i);
+#else
+  const uint32_t place = m * kLanes;
+  hn::StoreU(narrow, Narrow(), (place < 4 ? first : second) + i + place % 4);
+#endif
+}
+
+constexpr double kFirstSteps[4] = {1.0, 2.0, 3.0, 4.0};
+
+void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
+  const D d;
+  Eight decay = LoadFours(first.decay, second.decay);
+  Eight k = LoadFours(kFirstSteps, kFirstSteps);
+  const Eight start = OfEach(first.start, second.start);
+  const Eight slope = OfEach(first.slope, second.slope);
+  const Eight lag = OfEach(first.lag, second.lag);
+  const Eight pole4 = OfEach(first.pole4, second.pole4);
+  const Eight snap = OfEach(first.snap, second.snap);
+  const V four = hn::Set(d, 4.0);
+  Eight sample = decay;
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
+    for (uint32_t m = 0; m < kVectors; ++m) {
+      const V line = hn::Add(start.part[m], hn::Mul(k.part[m], slope.part[m]));
+      const V rest = hn::Sub(decay.part[m], lag.part[m]);
+      const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
+      sample.part[m] = hn::IfThenElse(moves, hn::Add(line, rest), line);
+      StoreNarrow(sample.part[m], m, i, first.out, second.out);
+      decay.part[m] = hn::Mul(decay.part[m], pole4.part[m]);
+      k.part[m] = hn::Add(k.part[m], four);
+    }
+  }
+  HWY_ALIGN double both[8];
+  for (uint32_t m = 0; m < kVectors; ++m) hn::Store(sample.part[m], d, both + m * kLanes);
+  first.last = both[3];
+  second.last = both[7];
+}
+
+void RenderLines(LineAndDecay* runs, uint32_t runCount, uint32_t count) {
+  for (uint32_t i = 0; i + 1 < runCount; i += 2) RenderPair(runs[i], runs[i + 1], count);
+  if (runCount % 2 == 0) return;
+  LineAndDecay& single = runs[runCount - 1];
+  LineAndDecay twin = single;
+  RenderPair(single, twin, count);
+}
+
+#else  // pairs, which every machine has
+
+void RenderLines(LineAndDecay* runs, uint32_t runCount, uint32_t count) {
+  for (LineAndDecay* run = runs; run < runs + runCount; ++run) {
+    const DoublePair start = MakeDoublePair(run->start);
+    const DoublePair slope = MakeDoublePair(run->slope);
+    const DoublePair lag = MakeDoublePair(run->lag);
+    const DoublePair pole = MakeDoublePair(run->pole4);
+    const DoublePair snap = MakeDoublePair(run->snap);
+    const DoublePair four = MakeDoublePair(4.0);
+    DoublePair k12 = {1.0, 2.0};
+    DoublePair k34 = {3.0, 4.0};
+    DoublePair decay12 = {run->decay[0], run->decay[1]};
+    DoublePair decay34 = {run->decay[2], run->decay[3]};
+    DoublePair sample34 = {};
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
+      const DoublePair line12 = start + k12 * slope;
+      const DoublePair rest12 = decay12 - lag;
+      StoreNarrowed(SelectByMagnitude(rest12, snap, line12 + rest12, line12), run->out + i);
+      const DoublePair line34 = start + k34 * slope;
+      const DoublePair rest34 = decay34 - lag;
+      sample34 = SelectByMagnitude(rest34, snap, line34 + rest34, line34);
+      StoreNarrowed(sample34, run->out + i + 2);
+      decay12 *= pole;
+      decay34 *= pole;
+      k12 += four;
+      k34 += four;
+    }
+    run->last = sample34[1];
+  }
+}
+
+#endif
+
+}  // namespace
+
+constexpr SmootherKernelTable kSmootherKernels{.renderLines = RenderLines};
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantora::dsp {
+
+const SmootherKernelTable& SmootherKernelsFor(prims::SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kSmootherKernels);
+}
+
+namespace {
+const SmootherKernelTable& kBest = SmootherKernelsFor(prims::BestSimdTarget());
+}  // namespace
+
+const SmootherKernelTable& SmootherKernels() noexcept { return kBest; }
+
+}  // namespace Vantora::dsp
+#endif  // HWY_ONCE

@@ -1,0 +1,149 @@
+#include "dsp/stage/StageKernels.h"
+
+#include <algorithm>
+
+#include "basictools/math/SinCos.h"
+#include "basictools/math/WholeQuads.h"
+#include "dsp/control/DelayLine.h"
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/stage/StageKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+namespace {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+#if HWY_TARGET != HWY_EMU128
+
+using D = hn::CappedTag<float, kStagePadding>;
+using DI = hn::RebindToSigned<D>;
+constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
+
+// Highway 1.0.3's Iota becomes sixteen stores and a load that waits for them.
+alignas(64) constexpr int32_t kPlaces[kStagePadding] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+void ReadTap(const TapRead& read, uint32_t count) {
+  const D d;
+  const DI di;
+  const auto furthest = hn::Set(di, read.furthest);
+  const auto one = hn::Set(d, 1.0f);
+  const auto oneWhole = hn::Set(di, 1);
+  for (uint32_t i = 0; i < count; i += kLanes) {
+    const auto swept = hn::Mul(hn::LoadU(d, read.ramp + i), hn::LoadU(d, read.depth + i));
+    const auto delay = hn::IfThenElse(hn::Gt(swept, one), swept, one);
+    const auto whole = hn::ConvertTo(di, delay);
+    const auto frac = hn::Sub(delay, hn::ConvertTo(d, whole));
+    const auto back = hn::Min(whole, furthest);
+    // A tap drifts by less than a sample in most vectors: then its whole parts are two neighbours, and three straight
+    // loads serve.
+    const int32_t first = hn::GetLane(back);
+    const int32_t nearest = first - (hn::AllFalse(di, hn::Lt(back, hn::Set(di, first))) ? 0 : 1);
+    const auto near = hn::Set(di, nearest);
+    const auto steps = hn::Sub(back, near);
+    const float* x = read.line + i;
+    auto newer = hn::Zero(d);
+    auto older = hn::Zero(d);
+    if (HWY_LIKELY(hn::AllTrue(di, hn::Eq(hn::And(steps, oneWhole), steps)))) {
+      const auto a = hn::LoadU(d, x - nearest);
+      const auto b = hn::LoadU(d, x - nearest - 1);
+      const auto c = hn::LoadU(d, x - nearest - 2);
+      const auto isFar = hn::RebindMask(d, hn::Eq(steps, oneWhole));
+      newer = hn::IfThenElse(isFar, b, a);
+      older = hn::IfThenElse(isFar, c, b);
+    } else {
+      const auto place = hn::Sub(hn::Load(di, kPlaces), back);
+      newer = hn::GatherIndex(d, x, place);
+      older = hn::GatherIndex(d, x, hn::Sub(place, oneWhole));
+    }
+    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), frac)), d, read.tap + i);
+  }
+}
+
+void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount, const float* common,
+               float* sum, uint32_t count) {
+  const D d;
+  for (uint32_t i = 0; i < count; i += kLanes) {
+    const auto shared = hn::LoadU(d, common + i);
+    auto total = hn::Zero(d);
+    for (uint32_t v = 0; v < voiceCount; ++v) {
+      const auto voice = hn::Mul(hn::LoadU(d, voices[v] + i), shared);
+      total = hn::Add(total, hn::Mul(voice, hn::LoadU(d, gains[v] + i)));
+    }
+    hn::StoreU(total, d, sum + i);
+  }
+}
+
+#else  // plain loops serve where there are no vectors of a known kind
+
+void ReadTap(const TapRead& read, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    const float swept = read.ramp[i] * read.depth[i];
+    const float delay = swept > 1.0f ? swept : 1.0f;
+    const auto whole = static_cast<int32_t>(delay);
+    const float* x = read.line + (static_cast<int32_t>(i) - std::min(whole, read.furthest));
+    read.tap[i] = x[0] + (x[-1] - x[0]) * (delay - static_cast<float>(whole));
+  }
+}
+
+void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount, const float* common,
+               float* __restrict sum, uint32_t count) {
+  std::fill_n(sum, count, 0.0f);
+  for (uint32_t v = 0; v < voiceCount; ++v) {
+    const float* __restrict voice = voices[v];
+    const float* __restrict gain = gains[v];
+    for (uint32_t i = 0; i < count; ++i) sum[i] += voice[i] * common[i] * gain[i];
+  }
+}
+
+#endif
+
+// The two below are left to the compiler, which knows the width.
+
+void ReadFifthOrder(const float* __restrict past, float frac, float* __restrict out, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    out[i] = DelayLine::FifthOrder(past[i + 3], past[i + 2], past[i + 1], past[i], frac);
+  }
+}
+
+void Mix(const float* wet, const float* const* dry, float* const* signal, uint32_t count) {
+  const float* __restrict dryLeft = dry[0];
+  const float* __restrict dryRight = dry[1];
+  float* __restrict left = signal[0];
+  float* __restrict right = signal[1];
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
+    const SinCosPair share = SinCos(wet[i] * 1.5707964f);
+    left[i] = left[i] * share.sin + dryLeft[i] * share.cos;
+    right[i] = right[i] * share.sin + dryRight[i] * share.cos;
+  }
+}
+
+}  // namespace
+
+constexpr StageKernelTable kStageKernels{
+    .readTap = ReadTap, .sumVoices = SumVoices, .readFifthOrder = ReadFifthOrder, .mix = Mix};
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantora::dsp {
+
+const StageKernelTable& StageKernelsFor(prims::SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kStageKernels);
+}
+
+namespace {
+// Chosen while the library is loaded, so that no block does it.
+const StageKernelTable& kBest = StageKernelsFor(prims::BestSimdTarget());
+}  // namespace
+
+const StageKernelTable& StageKernels() noexcept { return kBest; }
+
+}  // namespace Vantora::dsp
+#endif  // HWY_ONCE

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "basictools/AlignedVector.h"
+#include "dsp/control/Biquad.h"
+#include "dsp/control/DelayLine.h"
+#include "dsp/stage/StageKernels.h"
+
+namespace Vantora::dsp {
+
+/// TapLines: the two delay lines, left and right, that the voices' taps sweep along, and the high-pass in front of them.
+///
+///     in 0,1 --(* gain)--(+)-->[ high-pass ]--> line 0,1 --> a tap for each voice
+///                         ^
+///     returned 0,1 --(* its gain)
+///
+/// Both sides run in one loop, so that two recursions take the time of one. A block is first laid out straight behind the
+/// past that its taps can reach; then every tap reads from that window.
+class TapLines {
+ public:
+  /// `longestTap` in samples. Allocates; clears.
+  void Configure(uint32_t maxBlockSize, float longestTap);
+
+  /// Empties lines and filters.
+  void Clear();
+  /// Empties the filters alone: one that opens starts clean.
+  void ClearHighPass() { states = {}; }
+
+  /// What goes into the lines: gains are one for each sample.
+  struct Input {
+    std::array<const float*, 2> in;
+    const float* gain;
+    std::array<const float*, 2> returned;
+    const float* returnedGain;
+    const BiquadCoefficients* highPass;  ///< null: none
+  };
+
+  /// Takes a block in and lays out the windows as far back as the taps of this block can reach at `depth`, samples, one
+  /// for each sample. 1 to the configured number of samples.
+  void Write(const Input& input, const float* depth, uint32_t count);
+
+  /// The tap of one voice in the block just written: ramp * depth samples back, at least 1, read linearly.
+  /// `ramp`, `depth` and `tap` hold whole vectors.
+  void Read(uint32_t side, const float* ramp, const float* depth, float* tap, uint32_t count) const {
+    StageKernels().readTap({block[side], furthest, ramp, depth, tap}, count);
+  }
+
+ private:
+  template <bool kHighPass>
+  void WriteSides(const Input& input, float* left, float* right, uint32_t count);
+
+  std::array<DelayLine, 2> lines;
+  std::array<BiquadDirectForm1, 2> states;
+  std::array<AlignedFloats, 2> windows;  // a line's past and the block behind it, in one straight run
+  std::array<float*, 2> block{};         // where the present block starts in them
+  int32_t furthest = 0;                  // samples back that a tap may read
+};
+
+}  // namespace Vantora::dsp
