@@ -121,10 +121,19 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
     Ring& ring = from.ring;
     const uint32_t size = ring.Size();
     const auto window = static_cast<uint32_t>(from.windowSamples);
-    const uint32_t oldest = ring.writeIndex >= window ? ring.writeIndex - window : ring.writeIndex + size - window;
-    chains[f] = {ring.sum,       from.envelope,    from.gain,           from.thresholdLinear,
-                 from.attackCoef, from.releaseCoef, ring.squares.data(), size,
-                 ring.writeIndex, oldest,           contexts[f]->Output(0)};
+    const uint32_t oldest =
+        ring.writeIndex >= window ? ring.writeIndex - window : ring.writeIndex + size - window;
+    chains[f] = {ring.sum,
+                 from.envelope,
+                 from.gain,
+                 from.thresholdLinear,
+                 from.attackCoef,
+                 from.releaseCoef,
+                 ring.squares.data(),
+                 size,
+                 ring.writeIndex,
+                 oldest,
+                 contexts[f]->Output(0)};
   }
   const uint32_t count = contexts[0]->sampleCount;
   double squares[kFollowers][kLongest];
@@ -132,7 +141,8 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
     // As far as neither end of a window meets its ring's end.
     uint32_t run = std::min(count - start, kLongest);
     for (const Chain& c : chains) run = std::min({run, c.size - c.newest, c.size - c.oldest});
-    for (uint32_t f = 0; f < kFollowers; ++f) followers[f]->WriteSquares(*contexts[f], start, run, squares[f]);
+    for (uint32_t f = 0; f < kFollowers; ++f)
+      followers[f]->WriteSquares(*contexts[f], start, run, squares[f]);
     for (uint32_t i = 0; i < run; ++i) {
       for (uint32_t f = 0; f < kFollowers; ++f) {
         Chain& c = chains[f];
@@ -205,9 +215,11 @@ uint32_t EnvFollower::DoProcess(ProcessContext& context) {
 void EnvFollower::ProcessBoth(EnvFollower& first, ProcessContext& firstContext, EnvFollower& second,
                               ProcessContext& secondContext) {
   const auto isReady = [](const EnvFollower& follower, const ProcessContext& context) {
-    return follower.rmsOn && !follower.IsAnyDirty() && context.Input(0) != nullptr && context.Output(0) != nullptr;
+    return follower.rmsOn && !follower.IsAnyDirty() && context.Input(0) != nullptr &&
+           context.Output(0) != nullptr;
   };
-  if (!isReady(first, firstContext) || !isReady(second, secondContext) || first.thresholdOn != second.thresholdOn) {
+  if (!isReady(first, firstContext) || !isReady(second, secondContext) ||
+      first.thresholdOn != second.thresholdOn) {
     first.Process(firstContext);
     second.Process(secondContext);
     return;

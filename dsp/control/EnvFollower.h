@@ -34,8 +34,8 @@ class EnvFollower : public UnitModule {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// As `Process` of one and then the other. While both run on RMS, their recursions share a loop, which takes the
-  /// time of one. Blocks of equal length.
+  /// As `Process` of one and then the other. While both run on RMS, their recursions share a loop, which
+  /// takes the time of one. Blocks of equal length.
   static void ProcessBoth(EnvFollower& first, ProcessContext& firstContext, EnvFollower& second,
                           ProcessContext& secondContext);
 
@@ -63,7 +63,8 @@ class EnvFollower : public UnitModule {
   template <uint32_t kFollowers>
   static void FollowRms(EnvFollower* const* followers, ProcessContext* const* contexts) noexcept;
   bool HasOneSpeed() const { return attackCoef == releaseCoef; }
-  void WriteSquares(const ProcessContext& context, uint32_t start, uint32_t count, double* squares) const noexcept;
+  void WriteSquares(const ProcessContext& context, uint32_t start, uint32_t count,
+                    double* squares) const noexcept;
 
   // Settings, written by Configure and UpdateParams.
   float sampleRate = 1.0f;  // Hz

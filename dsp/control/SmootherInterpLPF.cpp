@@ -80,7 +80,8 @@ LineAndDecay SmootherInterpLPF::Line(float* out) const noexcept {
   const double p = 1.0 - coef;
   const double lag = p * invCoef * increment;
   const double d = current - ramp + lag;
-  return {ramp, increment, lag, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p}, out, 0.0};
+  return {ramp, increment, lag, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p},
+          out,  0.0};
 }
 
 void SmootherInterpLPF::Land(double last, uint32_t count) noexcept {

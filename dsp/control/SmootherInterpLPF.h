@@ -43,8 +43,8 @@ class SmootherInterpLPF : public SmootherLPF {
   void Render(float* out, uint32_t count) noexcept;
 
   /// As `Render` of each smoother into its own `outs`, in less time than one after another.
-  static void RenderSideBySide(SmootherInterpLPF* const* smoothers, float* const* outs, uint32_t smootherCount,
-                               uint32_t count) noexcept;
+  static void RenderSideBySide(SmootherInterpLPF* const* smoothers, float* const* outs,
+                               uint32_t smootherCount, uint32_t count) noexcept;
 
  protected:
   void StartLine(double from, double to) noexcept;

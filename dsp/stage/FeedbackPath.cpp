@@ -36,8 +36,8 @@ void FeedbackPath::RenderDelay(float* out, uint32_t count) {
   delay.Render(out, count);
 }
 
-void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const float* delaySamples, uint32_t count,
-                           const LowPassAlongside* lowPass) {
+void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const float* delaySamples,
+                           uint32_t count, const LowPassAlongside* lowPass) {
   const bool stands = ReadsStandingDelay(delaySamples, count);
   if (stands) {
     for (uint32_t side = 0; side < 2; ++side) ReadRun(lines[side], delaySamples[0], outputs[side], count);

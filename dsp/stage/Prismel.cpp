@@ -490,7 +490,8 @@ void Prismel::Mix(const StereoBuffers& out, uint32_t count) {
   for (uint32_t side = 0; side < 2; ++side) {
     float* __restrict signal = out[side];
     const float* __restrict raw = dry[side];
-    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) signal[i] = signal[i] * sine + raw[i] * cosine;
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i)
+      signal[i] = signal[i] * sine + raw[i] * cosine;
   }
 }
 

@@ -40,8 +40,8 @@ void ReadTap(const TapRead& read, uint32_t count) {
     const auto whole = hn::ConvertTo(di, delay);
     const auto frac = hn::Sub(delay, hn::ConvertTo(d, whole));
     const auto back = hn::Min(whole, furthest);
-    // A tap drifts by less than a sample in most vectors: then its whole parts are two neighbours, and three straight
-    // loads serve.
+    // A tap drifts by less than a sample in most vectors: then its whole parts are two neighbours, and three
+    // straight loads serve.
     const int32_t first = hn::GetLane(back);
     const int32_t nearest = first - (hn::AllFalse(di, hn::Lt(back, hn::Set(di, first))) ? 0 : 1);
     const auto near = hn::Set(di, nearest);
@@ -65,8 +65,8 @@ void ReadTap(const TapRead& read, uint32_t count) {
   }
 }
 
-void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount, const float* common,
-               float* sum, uint32_t count) {
+void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount,
+               const float* common, float* sum, uint32_t count) {
   const D d;
   for (uint32_t i = 0; i < count; i += kLanes) {
     const auto shared = hn::LoadU(d, common + i);
@@ -91,8 +91,8 @@ void ReadTap(const TapRead& read, uint32_t count) {
   }
 }
 
-void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount, const float* common,
-               float* __restrict sum, uint32_t count) {
+void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount,
+               const float* common, float* __restrict sum, uint32_t count) {
   std::fill_n(sum, count, 0.0f);
   for (uint32_t v = 0; v < voiceCount; ++v) {
     const float* __restrict voice = voices[v];

@@ -15,18 +15,19 @@ struct TapRead {
   float* tap;
 };
 
-/// The stage's loops over samples that don't depend on one another, for each instruction set. Each sample goes through the
-/// same single roundings, whatever the width: results are the same bit for bit on every machine.
+/// The stage's loops over samples that don't depend on one another, for each instruction set. Each sample
+/// goes through the same single roundings, whatever the width: results are the same bit for bit on every
+/// machine.
 ///
-/// Buffers of `readTap` and `sumVoices` hold whole vectors, up to the next multiple of `kStagePadding`; the others touch
-/// exactly `count` samples.
+/// Buffers of `readTap` and `sumVoices` hold whole vectors, up to the next multiple of `kStagePadding`; the
+/// others touch exactly `count` samples.
 struct StageKernelTable {
   /// tap = the line, read linearly ramp * depth samples back, at least one.
   void (*readTap)(const TapRead& read, uint32_t count);
 
   /// sum = the sum of voice * common * gain over `voices`, from 0 and in their order.
-  void (*sumVoices)(const float* const* voices, const float* const* gains, uint32_t voiceCount, const float* common,
-                    float* sum, uint32_t count);
+  void (*sumVoices)(const float* const* voices, const float* const* gains, uint32_t voiceCount,
+                    const float* common, float* sum, uint32_t count);
 
   /// out[i] = between past[i + 2] and past[i + 1], `frac` 0..1 from the former, by DelayLine::FifthOrder.
   void (*readFifthOrder)(const float* past, float frac, float* out, uint32_t count);
@@ -39,7 +40,9 @@ struct StageKernelTable {
 inline constexpr uint32_t kStagePadding = 16;
 
 /// `count` rounded up to whole vectors.
-constexpr uint32_t WholeVectors(uint32_t count) { return (count + kStagePadding - 1u) & ~(kStagePadding - 1u); }
+constexpr uint32_t WholeVectors(uint32_t count) {
+  return (count + kStagePadding - 1u) & ~(kStagePadding - 1u);
+}
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
 const StageKernelTable& StageKernelsFor(prims::SimdTarget target) noexcept;

@@ -7,7 +7,8 @@ namespace Vantora::dsp {
 
 void TapLines::Configure(uint32_t maxBlockSize, float longestTap) {
   for (DelayLine& line : lines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
-  // A tap that lies between two whole places is read with three loads, of which one may lie in front of the past.
+  // A tap that lies between two whole places is read with three loads, of which one may lie in front of the
+  // past.
   for (AlignedFloats& window : windows)
     window.assign(kStagePadding + lines[0].Size() + WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
   states = {};
@@ -37,7 +38,8 @@ void TapLines::Write(const Input& input, const float* depth, uint32_t count) {
 }
 
 template <bool kHighPass>
-void TapLines::WriteSides(const Input& input, float* __restrict left, float* __restrict right, uint32_t count) {
+void TapLines::WriteSides(const Input& input, float* __restrict left, float* __restrict right,
+                          uint32_t count) {
   const float* __restrict gain = input.gain;
   const float* __restrict returnedGain = input.returnedGain;
   const float* __restrict inLeft = input.in[0];

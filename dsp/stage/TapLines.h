@@ -10,14 +10,15 @@
 
 namespace Vantora::dsp {
 
-/// TapLines: the two delay lines, left and right, that the voices' taps sweep along, and the high-pass in front of them.
+/// TapLines: the two delay lines, left and right, that the voices' taps sweep along, and the high-pass in
+/// front of them.
 ///
 ///     in 0,1 --(* gain)--(+)-->[ high-pass ]--> line 0,1 --> a tap for each voice
 ///                         ^
 ///     returned 0,1 --(* its gain)
 ///
-/// Both sides run in one loop, so that two recursions take the time of one. A block is first laid out straight behind the
-/// past that its taps can reach; then every tap reads from that window.
+/// Both sides run in one loop, so that two recursions take the time of one. A block is first laid out
+/// straight behind the past that its taps can reach; then every tap reads from that window.
 class TapLines {
  public:
   /// `longestTap` in samples. Allocates; clears.
@@ -37,8 +38,8 @@ class TapLines {
     const BiquadCoefficients* highPass;  ///< null: none
   };
 
-  /// Takes a block in and lays out the windows as far back as the taps of this block can reach at `depth`, samples, one
-  /// for each sample. 1 to the configured number of samples.
+  /// Takes a block in and lays out the windows as far back as the taps of this block can reach at `depth`,
+  /// samples, one for each sample. 1 to the configured number of samples.
   void Write(const Input& input, const float* depth, uint32_t count);
 
   /// The tap of one voice in the block just written: ramp * depth samples back, at least 1, read linearly.

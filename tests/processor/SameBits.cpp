@@ -62,7 +62,8 @@ float Knob(Chance& chance) {
 enum class Signal : uint32_t { kNoise, kTone, kSilence, kClicks, kLoud, kTiny, kNonsense, kCount };
 
 void Fill(Signal signal, Chance& chance, std::vector<float>& data, uint32_t count, double& phase) {
-  // No NaN and no infinity: a NaN's sign is the compiler's choice of operands, and a distortion makes it audible.
+  // No NaN and no infinity: a NaN's sign is the compiler's choice of operands, and a distortion makes it
+  // audible.
   const double step =
       0.001 + 0.1 * static_cast<double>(chance.Position()) * static_cast<double>(chance.Position());
   for (uint32_t i = 0; i < count; ++i) {
@@ -124,8 +125,8 @@ class Life {
     const bool standing = chance.Once(3);  // knobs at rest for long: the paths of a song
     const uint32_t dialEvery = standing ? 2000 : 3 + chance.Below(60);
     const bool whole = chance.Once(2);
-    // Behind the last whole group of four an effect leaves what stood there, which may be another effect's: blocks of
-    // any length come where the effect stays.
+    // Behind the last whole group of four an effect leaves what stood there, which may be another effect's:
+    // blocks of any length come where the effect stays.
     ragged = chance.Once(2);
     type = chance.Below(6);
     Put(169, static_cast<float>(type) / 5.0f);
