@@ -31,11 +31,10 @@ namespace Vantora::engine {
 /// An alternative states the ports that it wants here as `kInputCount`. Only the selected one costs time or
 /// is reset; the coming one is reset at the moment of the request, before the fade-out, and starts clean.
 template <uint32_t I, uint32_t O, typename... Ts>
-class ModuleVariant : public dsp::ModuleContainer<Ts...> {
+class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKnobs::Indices {
   using Container = dsp::ModuleContainer<Ts...>;
 
  public:
-  using enum ModuleVariantKnobs::OwnParam;
   using OwnParam = ModuleVariantKnobs::OwnParam;
   /// The variant's full port counts.
   static constexpr uint32_t kInputCount = I + ((Ts::kInputCount - I) + ...);

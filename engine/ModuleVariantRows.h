@@ -7,15 +7,20 @@ namespace Vantora::engine::ModuleVariantKnobs {
 
 using namespace Knobs;
 
-/// Positions in the own list.
-enum OwnParam : uint32_t {
-  kModuleType,
-  kBypass,
-  kCopyOnBypass,
-  kCrossfadeOnBypass,
-  kFadeOnModuleChange,
-  kOwnParamCount
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions in the own list.
+  enum OwnParam : uint32_t {
+    kModuleType,
+    kBypass,
+    kCopyOnBypass,
+    kCrossfadeOnBypass,
+    kFadeOnModuleChange,
+    kOwnParamCount
+  };
 };
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 /// For a choice of `alternatives`.
 constexpr std::array<Row, kOwnParamCount> OwnRows(uint32_t alternatives) {

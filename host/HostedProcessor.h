@@ -49,7 +49,7 @@ class HostedProcessor {
   float SampleRate() const { return sampleRate; }  ///< Hz, of the last `Init`; 0 before
   uint32_t BlockSize() const {
     return blockSize;
-  }                                  ///< largest block of `Process`, in samples; 0 before `Init`
+  }  ///< largest block of `Process`, in samples; 0 before `Init`
   /// Largest block at `rate` Hz, in samples, before `Init` too: what a shell tells its host as latency.
   uint32_t BlockSizeAt(float rate) const { return processor->GetBlockSize(rate); }
   uint32_t ReportedLatency() const;  ///< the interface's own constant figure, in samples

@@ -65,13 +65,13 @@ class FXConstructionHelper : public dsp::ModuleContainer<Ts...> {
 /// One call is one block of at most the configured size, a multiple of
 /// four: arithmetic runs in whole groups of four, copies take every sample.
 template <uint32_t ValueCapacity, uint32_t BlobCapacity, typename... Ts>
-class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, BlobCapacity, Ts...> {
+class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, BlobCapacity, Ts...>,
+                        public EffectProcessorKnobs::Indices {
   using Helper = details::FXConstructionHelper<ValueCapacity, BlobCapacity, Ts...>;
   using Container = dsp::ModuleContainer<Ts...>;
 
  public:
   /// Positions in the own list; a product's own follow.
-  using enum EffectProcessorKnobs::OwnParam;
   using OwnParam = EffectProcessorKnobs::OwnParam;
 
   /// `makers` return the children, in list order.

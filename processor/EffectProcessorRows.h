@@ -7,8 +7,13 @@ namespace Vantora::Processor::EffectProcessorKnobs {
 
 using namespace Knobs;
 
-/// Positions in the own list; a product's own follow.
-enum OwnParam : uint32_t { kBypass, kPanic, kPresetLoading, kGuiVisible, kOutputGain, kFrameParamCount };
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions in the own list; a product's own follow.
+  enum OwnParam : uint32_t { kBypass, kPanic, kPresetLoading, kGuiVisible, kOutputGain, kFrameParamCount };
+};
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 inline constexpr auto kOwnRows = std::to_array<Row>({
     {"Bypass",

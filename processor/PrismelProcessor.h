@@ -26,9 +26,9 @@ namespace Vantora::Processor {
 /// Indices 0..174 belong to "Prismel", 175..200 to "LFO", 201..207 and 208..214 to the analyzers, 215..219 to
 /// the frame, 220..225 to the enumeration below.
 class PrismelProcessor
-    : public EffectProcessor<64, 8, dsp::Prismel, dsp::LFO, dsp::EnvFollower, dsp::EnvFollower> {
+    : public EffectProcessor<64, 8, dsp::Prismel, dsp::LFO, dsp::EnvFollower, dsp::EnvFollower>,
+      public PrismelProcessorKnobs::Indices {
  public:
-  using enum PrismelProcessorKnobs::OwnParam;
   using OwnParam = PrismelProcessorKnobs::OwnParam;
   static constexpr uint32_t kParamCount = kOwnBase + kOutputPower + 1;
   static_assert(kChildBases[1] == 175 && kChildBases[2] == 201 && kChildBases[3] == 208 && kOwnBase == 215);

@@ -10,16 +10,21 @@ namespace Vantora::Processor::PrismelProcessorKnobs {
 
 using namespace Knobs;
 
-/// Positions in the own list.
-enum OwnParam : uint32_t {
-  kLfoRateType = EffectProcessorKnobs::kFrameParamCount,  ///< 0 free, 1 all synced lengths, 2..4 straight,
-                                                          ///< triplet, dotted
-  kLfoShapeType,      ///< sine, triangle, saw, square, sample and hold, the same smoothed
-  kLfoPrismelAmount,  ///< -1..1, depth on "Prismelion"
-  kLfoPrimaryAmount,  ///< -1..1, depth on the primary parameter
-  kInputPower,        ///< dB, written by the processor
-  kOutputPower,       ///< dB, written by the processor
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions in the own list.
+  enum OwnParam : uint32_t {
+    kLfoRateType = EffectProcessorKnobs::kFrameParamCount,  ///< 0 free, 1 all synced lengths, 2..4 straight,
+                                                            ///< triplet, dotted
+    kLfoShapeType,      ///< sine, triangle, saw, square, sample and hold, the same smoothed
+    kLfoPrismelAmount,  ///< -1..1, depth on "Prismelion"
+    kLfoPrimaryAmount,  ///< -1..1, depth on the primary parameter
+    kInputPower,        ///< dB, written by the processor
+    kOutputPower,       ///< dB, written by the processor
+  };
 };
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 inline constexpr const char* kLfoRateTypes[] = {"free", "synced all", "synced straight", "synced triplet",
                                                 "synced dotted"};

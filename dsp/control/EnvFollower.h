@@ -20,10 +20,9 @@ namespace Vantora::dsp {
 /// Threshold, ThresholdActive   dB; a level not above it counts as silence. At its lowest the gate is off
 /// Smallest output       1e-6 (-120 dB); below it the output is exactly 0, so no denormal number arises
 /// Threads               Configure off the audio thread, the rest on it; allocates in Configure only
-class EnvFollower : public UnitModule {
+class EnvFollower : public UnitModule, public EnvFollowerKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 1, kParamCount = 7;
-  using enum EnvFollowerKnobs::ParamIndex;
   using ParamIndex = EnvFollowerKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

@@ -7,15 +7,20 @@ namespace Vantora::dsp::EnvFollowerKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kAttack,     ///< s
-  kRelease,    ///< s
-  kRmsWindow,  ///< ms
-  kFixedLinearGain,
-  kStereoInput,
-  kThreshold,  ///< dB
-  kThresholdActive
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kAttack,     ///< s
+    kRelease,    ///< s
+    kRmsWindow,  ///< ms
+    kFixedLinearGain,
+    kStereoInput,
+    kThreshold,  ///< dB
+    kThresholdActive
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kGroup = "Meters";
 

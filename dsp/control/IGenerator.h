@@ -25,9 +25,8 @@ namespace Vantora::dsp {
 /// ControlRate    one step a block instead of one a sample
 /// Time line      quarter notes; a song position before the start counts as 0, so a pre-roll doesn't jump
 /// Threads        Configure and SetRateTable off the audio thread, the rest on it
-class IGenerator : public UnitModule {
+class IGenerator : public UnitModule, public IGeneratorKnobs::Indices {
  public:
-  using enum IGeneratorKnobs::ParamIndex;
   using ParamIndex = IGeneratorKnobs::ParamIndex;
   using Parameter = ParamIndex;
   enum Mode : uint32_t { kOneShot = 0, kFree = 1, kSongLocked = 2 };

@@ -7,24 +7,29 @@ namespace Vantora::dsp::IGeneratorKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kMode,
-  kMidiSync,
-  kRateUnSynced,
-  kRateSynced,
-  kAllRateSynced,
-  kRateSyncedType,
-  kPhaseInit,  ///< degrees
-  kKbTracking,
-  kKbTrackingAmount,  ///< percent
-  kKbTrackingFreq,    ///< Hz
-  kGateIn,
-  kControlRate,
-  kSppHardFollow,
-  kSwing,  ///< percent
-  kConfAllowSyncAll,
-  kOwnParameters  ///< a derived class's own follow from here
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kMode,
+    kMidiSync,
+    kRateUnSynced,
+    kRateSynced,
+    kAllRateSynced,
+    kRateSyncedType,
+    kPhaseInit,  ///< degrees
+    kKbTracking,
+    kKbTrackingAmount,  ///< percent
+    kKbTrackingFreq,    ///< Hz
+    kGateIn,
+    kControlRate,
+    kSppHardFollow,
+    kSwing,  ///< percent
+    kConfAllowSyncAll,
+    kOwnParameters  ///< a derived class's own follow from here
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kModes[] = {"one shot", "free", "song-locked"};
 inline constexpr const char* kSyncModes[] = {"free", "synced", "synced all"};

@@ -26,10 +26,9 @@ namespace Vantora::dsp {
 ///                mirrored
 /// Feedback       the phase at the block's start and the first output sample, to be read as parameters
 /// Control rate   one output sample a block
-class LFO : public IGenerator {
+class LFO : public IGenerator, public LFOKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 3, kOutputCount = 2, kParamCount = 26;
-  using enum LFOKnobs::ParamIndex;
   using ParamIndex = LFOKnobs::ParamIndex;
   using OwnParameter = ParamIndex;
   enum Waveform : uint32_t { kSine, kTriangle, kFallingSaw, kRisingSaw, kSquare, kSampleAndHold };

@@ -8,19 +8,24 @@ namespace Vantora::dsp::LFOKnobs {
 using namespace Knobs;
 using IGeneratorKnobs::kGroup;
 
-enum ParamIndex : uint32_t {
-  kWaveform = IGeneratorKnobs::kOwnParameters,
-  kAmp,
-  kSmooth,  ///< seconds, or periods while linked
-  kSmoothRateLinked,
-  kFade,  ///< s
-  kStereo,
-  kStereoSpread,  ///< degrees
-  kSnHStereoMode,
-  kUnipolar,
-  kCurrentPhaseFeedback,
-  kCurrentValueLFeedback
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kWaveform = IGeneratorKnobs::kOwnParameters,
+    kAmp,
+    kSmooth,  ///< seconds, or periods while linked
+    kSmoothRateLinked,
+    kFade,  ///< s
+    kStereo,
+    kStereoSpread,  ///< degrees
+    kSnHStereoMode,
+    kUnipolar,
+    kCurrentPhaseFeedback,
+    kCurrentValueLFeedback
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kWaveforms[] = {"sine",       "triangle", "falling saw",
                                              "rising saw", "square",   "sample and hold"};

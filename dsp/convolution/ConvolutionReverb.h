@@ -43,10 +43,9 @@ namespace Vantora::dsp {
 ///
 /// Offline renders (context's modeIsOne) compute everything on the calling thread and are repeatable.
 /// Threads: as each operation says; Configure, DoReset and Shutdown must not overlap Process.
-class ConvolutionReverb : public UnitModule {
+class ConvolutionReverb : public UnitModule, public ConvolutionReverbKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 10;
-  using enum ConvolutionReverbKnobs::ParamIndex;
   using ParamIndex = ConvolutionReverbKnobs::ParamIndex;
   static constexpr size_t kLongestPath = 256;  ///< bytes
 

@@ -7,18 +7,23 @@ namespace Vantora::dsp::ConvolutionReverbKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kWet,
-  kIRGain,      ///< dB
-  kPreDelayMs,  ///< ms
-  kDecay,
-  kStretch,                   ///< times as long
-  kLengthFactor,              ///< times as long
-  kEngineCrossfadeDuration,   ///< s
-  kImpulseUpdateBehaviour,    ///< 0 at once, 1 by polling
-  kImpulseUpdatePollingTime,  ///< ms
-  kImpulseFadeBehaviour,      ///< 0 crossfade, 1 out and in
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kWet,
+    kIRGain,      ///< dB
+    kPreDelayMs,  ///< ms
+    kDecay,
+    kStretch,                   ///< times as long
+    kLengthFactor,              ///< times as long
+    kEngineCrossfadeDuration,   ///< s
+    kImpulseUpdateBehaviour,    ///< 0 at once, 1 by polling
+    kImpulseUpdatePollingTime,  ///< ms
+    kImpulseFadeBehaviour,      ///< 0 crossfade, 1 out and in
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kUpdates[] = {"at once", "polled"};
 inline constexpr const char* kFades[] = {"crossfade", "out and in"};

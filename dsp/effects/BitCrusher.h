@@ -26,10 +26,9 @@ namespace Vantora::dsp {
 ///            and channel whether the period is stretched by 1.1 to 2.3
 /// Blocks     gain and mix run in whole groups of four; what lies behind the last one is crushed as it stands
 /// Reset      clears filters, phases and the jitter offset; the held value, the slope and the generator go on
-class BitCrusher : public UnitModule {
+class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 10, kOutputCount = 4, kParamCount = 16;
-  using enum BitCrusherKnobs::ParamIndex;
   using ParamIndex = BitCrusherKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

@@ -7,24 +7,29 @@ namespace Vantora::dsp::BitCrusherKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kWet,
-  kBitdepth,    ///< bits, may be fractional
-  kDownsample,  ///< divisor of 44100 Hz
-  kFrequency,   ///< Hz, new sample rate
-  kStereo,      ///< 0 mono, 1 stereo
-  kAliasing,    ///< 0..1, opens the anti-alias filter towards 44100 Hz
-  kJitter,      ///< percent
-  kJitterRate,  ///< Hz
-  kJitterMode,
-  kMode,            ///< 0 linear glide, 1 sample and hold
-  kScale,           ///< companding constant; off at its minimum
-  kConfDownSample,  ///< 0 "Downsample" sets the rate, 1 "Frequency" does
-  kConfAliasing,
-  kConfScale,
-  kConfFeedbackOn,
-  kInGainCompensated,  ///< dB
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kWet,
+    kBitdepth,    ///< bits, may be fractional
+    kDownsample,  ///< divisor of 44100 Hz
+    kFrequency,   ///< Hz, new sample rate
+    kStereo,      ///< 0 mono, 1 stereo
+    kAliasing,    ///< 0..1, opens the anti-alias filter towards 44100 Hz
+    kJitter,      ///< percent
+    kJitterRate,  ///< Hz
+    kJitterMode,
+    kMode,            ///< 0 linear glide, 1 sample and hold
+    kScale,           ///< companding constant; off at its minimum
+    kConfDownSample,  ///< 0 "Downsample" sets the rate, 1 "Frequency" does
+    kConfAliasing,
+    kConfScale,
+    kConfFeedbackOn,
+    kInGainCompensated,  ///< dB
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kModes[] = {"glide", "hold"};
 inline constexpr const char* kJitterModes[] = {"drift", "skip"};

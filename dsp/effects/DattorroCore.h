@@ -36,10 +36,9 @@ namespace Vantora::dsp {
 /// Threads  Configure off the audio thread, the rest on it; allocates in Configure only
 /// Source   J. Dattorro, "Effect Design Part 1: Reverberator and Other Filters", J. Audio Eng. Soc.
 ///          45(9), 1997
-class DattorroCore : public UnitModule {
+class DattorroCore : public UnitModule, public DattorroCoreKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 14;
-  using enum DattorroCoreKnobs::ParamIndex;
   using ParamIndex = DattorroCoreKnobs::ParamIndex;
 
   explicit DattorroCore(std::string name);

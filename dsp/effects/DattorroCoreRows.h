@@ -7,22 +7,27 @@ namespace Vantora::dsp::DattorroCoreKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kPredelay,  ///< ms
-  kInputDiffusion1,
-  kInputDiffusion2,
-  kDecay,  ///< of one quarter of the figure
-  kDecayDiffusion1,
-  kDecayDiffusion2,
-  kDamping,    ///< 0: none
-  kExcursion,  ///< ms
-  kRate,       ///< Hz
-  kSpread,     ///< of the rate, downwards, for the second modulator
-  kSize,
-  kSmoothing,  ///< s
-  kInvertEarly,
-  kEarlySize
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kPredelay,  ///< ms
+    kInputDiffusion1,
+    kInputDiffusion2,
+    kDecay,  ///< of one quarter of the figure
+    kDecayDiffusion1,
+    kDecayDiffusion2,
+    kDamping,    ///< 0: none
+    kExcursion,  ///< ms
+    kRate,       ///< Hz
+    kSpread,     ///< of the rate, downwards, for the second modulator
+    kSize,
+    kSmoothing,  ///< s
+    kInvertEarly,
+    kEarlySize
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kGroup = "Plate";
 

@@ -31,10 +31,9 @@ namespace Vantora::dsp {
 /// Blocks      whole groups of four samples; what lies behind the last group stays as it was
 /// Reset       the oversamplers and the curve's memory clear, compensation and output gain land
 /// Threads     Configure off the audio thread, the rest on it; allocates in Configure and construction only
-class MultiDist : public UnitModule {
+class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 5, kOutputCount = 4, kParamCount = 10;
-  using enum MultiDistKnobs::ParamIndex;
   using ParamIndex = MultiDistKnobs::ParamIndex;
 
   explicit MultiDist(std::string name);

@@ -7,18 +7,23 @@ namespace Vantora::dsp::MultiDistKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kStereo,
-  kDistType,    ///< index into the allowed curves
-  kDrive,       ///< dB
-  kOutputGain,  ///< dB
-  kAutoComp,
-  kFeedbackOn,
-  kGainStagingIn,   ///< dB
-  kGainStagingOut,  ///< dB
-  kAntiAl,
-  kUpsamp
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kStereo,
+    kDistType,    ///< index into the allowed curves
+    kDrive,       ///< dB
+    kOutputGain,  ///< dB
+    kAutoComp,
+    kFeedbackOn,
+    kGainStagingIn,   ///< dB
+    kGainStagingOut,  ///< dB
+    kAntiAl,
+    kUpsamp
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr uint32_t kCurveCount = 15;
 inline constexpr const char* kGroup = "Distortion";

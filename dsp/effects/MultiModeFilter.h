@@ -35,10 +35,9 @@ namespace Vantora::dsp {
 /// Reset    keeps the memory; the next block starts clean and landed, because a reset marks the module
 ///          changed
 /// Limits   the minimum of "Freq" and "CombFreq" must stay above 0
-class MultiModeFilter : public UnitModule {
+class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 7, kOutputCount = 2, kParamCount = 10;
-  using enum MultiModeFilterKnobs::ParamIndex;
   using ParamIndex = MultiModeFilterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

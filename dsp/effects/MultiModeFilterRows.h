@@ -7,18 +7,23 @@ namespace Vantora::dsp::MultiModeFilterKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kStereo,    ///< above 0.5: both channels
-  kMode,      ///< index into the allowed modes
-  kFreq,      ///< Hz
-  kCombFreq,  ///< Hz
-  kQ,
-  kGain,      ///< dB, bell modes
-  kFmAmount,  ///< octaves / 10 for each unit of input 2
-  kConfBypassOnOpen,
-  kConfFadeOnModeChange,
-  kConfGainCompensationOn,
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kStereo,    ///< above 0.5: both channels
+    kMode,      ///< index into the allowed modes
+    kFreq,      ///< Hz
+    kCombFreq,  ///< Hz
+    kQ,
+    kGain,      ///< dB, bell modes
+    kFmAmount,  ///< octaves / 10 for each unit of input 2
+    kConfBypassOnOpen,
+    kConfFadeOnModeChange,
+    kConfGainCompensationOn,
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr uint32_t kModeCount = 20;
 inline constexpr const char* kGroup = "Filter";

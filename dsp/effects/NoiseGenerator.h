@@ -27,10 +27,9 @@ namespace Vantora::dsp {
 ///          level jumps into the new colour
 /// Threads  Configure off the audio thread, the rest on it; allocates in Configure only
 /// Source   xorshift: G. Marsaglia, "Xorshift RNGs", 2003; the low-pass: R. Bristow-Johnson's cookbook
-class NoiseGenerator : public UnitModule {
+class NoiseGenerator : public UnitModule, public NoiseGeneratorKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 1, kOutputCount = 1, kParamCount = 2;
-  using enum NoiseGeneratorKnobs::ParamIndex;
   using ParamIndex = NoiseGeneratorKnobs::ParamIndex;
   enum Type : uint32_t { kViolet, kWhite, kPink, kBrown, kDark, kVariable, kTypeCount };
 

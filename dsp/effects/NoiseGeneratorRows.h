@@ -7,7 +7,12 @@ namespace Vantora::dsp::NoiseGeneratorKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t { kNoiseType, kNoiseColor };
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t { kNoiseType, kNoiseColor };
+};
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kTypes[] = {"violet", "white", "pink", "brown", "dark", "variable"};
 inline constexpr const char* kGroup = "Noise";

@@ -27,10 +27,9 @@ namespace Vantora::dsp {
 /// Glides   interval 0.5 s, pre-delay 0.1 s, crossfade and length 10 ms (five time constants)
 /// Blocks   in whole groups of four; one of fewer than four holds the last head values
 /// Reset    empties the lines, phase and offsets; the glides land by the changed mark
-class PitchShifter : public UnitModule {
+class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 5, kOutputCount = 2, kParamCount = 5;
-  using enum PitchShifterKnobs::ParamIndex;
   using ParamIndex = PitchShifterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

@@ -7,13 +7,18 @@ namespace Vantora::dsp::PitchShifterKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kStereo,             ///< above 0.5: both channels
-  kPreDelay,           ///< ms
-  kPitchShift,         ///< semitones
-  kSpray,              ///< ms
-  kModDelayConnected,  ///< above 0.5: the pre-delay is always read between samples
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kStereo,             ///< above 0.5: both channels
+    kPreDelay,           ///< ms
+    kPitchShift,         ///< semitones
+    kSpray,              ///< ms
+    kModDelayConnected,  ///< above 0.5: the pre-delay is always read between samples
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kGroup = "Harmonizer";
 

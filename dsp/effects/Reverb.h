@@ -30,11 +30,10 @@ namespace Vantora::dsp {
 ///   MSMix        0 mid only, 0.5 as it comes, 1 sides only
 /// Reset        the tank is empty, filters are clear, all values settled
 /// Threads      Configure off the audio thread, the rest on it; allocates in Configure only
-class Reverb : public ModuleContainer<DattorroCore> {
+class Reverb : public ModuleContainer<DattorroCore>, public ReverbKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
   /// Positions behind the tank's parameters; `kOwnBase` + position is the index.
-  using enum ReverbKnobs::OwnParam;
   using OwnParam = ReverbKnobs::OwnParam;
   using OwnIndex = OwnParam;
   static constexpr uint32_t kParamCount = kOwnBase + kOwnCount;

@@ -8,8 +8,13 @@ namespace Vantora::dsp::ReverbKnobs {
 
 using namespace Knobs;
 
-/// Positions behind the tank's knobs.
-enum OwnParam : uint32_t { kLowPass, kHighPass, kWet, kOutputGain, kMidSideMix, kOwnCount };
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions behind the tank's knobs.
+  enum OwnParam : uint32_t { kLowPass, kHighPass, kWet, kOutputGain, kMidSideMix, kOwnCount };
+};
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 inline constexpr const char* kGroup = "Plate";
 

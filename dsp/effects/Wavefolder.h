@@ -34,10 +34,9 @@ namespace Vantora::dsp {
 /// Blocks      whole groups of four samples; what lies behind the last group stays as it was
 /// Reset       filters and the fold's memory clear, the compensation lands
 /// Threads     Configure off the audio thread, the rest on it; allocates in Configure only
-class Wavefolder : public UnitModule {
+class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 6, kOutputCount = 4, kParamCount = 12;
-  using enum WavefolderKnobs::ParamIndex;
   using ParamIndex = WavefolderKnobs::ParamIndex;
 
   explicit Wavefolder(std::string name);

@@ -7,20 +7,25 @@ namespace Vantora::dsp::WavefolderKnobs {
 
 using namespace Knobs;
 
-enum ParamIndex : uint32_t {
-  kType,  ///< below 0.5 sine, else triangle
-  kWet,
-  kDrive,       ///< dB
-  kOutputGain,  ///< dB
-  kOverload,    ///< read-out
-  kStereo,
-  kUpsmp,
-  kAntiAl,
-  kAutoComp,
-  kFeedbackOn,
-  kGainStagingIn,   ///< dB
-  kGainStagingOut,  ///< dB
+/// Base of the module, so that its class names them too.
+struct Indices {
+  enum ParamIndex : uint32_t {
+    kType,  ///< below 0.5 sine, else triangle
+    kWet,
+    kDrive,       ///< dB
+    kOutputGain,  ///< dB
+    kOverload,    ///< read-out
+    kStereo,
+    kUpsmp,
+    kAntiAl,
+    kAutoComp,
+    kFeedbackOn,
+    kGainStagingIn,   ///< dB
+    kGainStagingOut,  ///< dB
+  };
 };
+using ParamIndex = Indices::ParamIndex;
+using enum Indices::ParamIndex;
 
 inline constexpr const char* kTypes[] = {"sine", "triangle"};
 inline constexpr const char* kGroup = "Distortion";

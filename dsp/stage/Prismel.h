@@ -42,10 +42,9 @@ using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0
 ///
 /// Parameters: 0..75 reach all eight clones of "FXL", 76..151 those of "FXR", 152..174 are the enumeration
 /// below. Allocates in `Configure` only.
-class Prismel : public ModuleContainer<FxBank, FxBank> {
+class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Indices {
  public:
   static constexpr uint32_t kInputCount = 4, kOutputCount = 2, kParamCount = 175;
-  using enum PrismelKnobs::OwnParam;
   using OwnParam = PrismelKnobs::OwnParam;
   static_assert(kOwnBase == 152 && kOwnBase + kFeedbackPrimary + 1 == kParamCount);
   static_assert(FxBank::kInputCount == 184 && FxBank::kOutputCount == 16 && FxBank::kParamCount == 76);

@@ -17,12 +17,12 @@ namespace Vantora::dsp {
 /// DistoType  0..2 a curve of "ShapingDist", 3 the wavefolder
 /// Drive      dB, -14..36; forwarded to both inner drives on every write, one way
 class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<Wavefolder, 6, 2>,
-                                                         engine::IOSubset<MultiDist, 5, 2>> {
+                                                         engine::IOSubset<MultiDist, 5, 2>>,
+                            public PrismelDistoVariantKnobs::Indices {
  public:
   static constexpr uint32_t kFullInputCount =
       ModuleVariant::kInputCount;             ///< 9: the pair and the alternatives' control ports
   static constexpr uint32_t kInputCount = 2;  ///< the pair: a voice feeds no control ports
-  using enum PrismelDistoVariantKnobs::OwnParam;
   using OwnParam = PrismelDistoVariantKnobs::OwnParam;
   static constexpr uint32_t kDistoTypeParam = kOwnBase + kDistoType;  ///< 27
   static constexpr uint32_t kDriveParam = kOwnBase + kDrive;          ///< 28

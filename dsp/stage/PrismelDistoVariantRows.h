@@ -10,8 +10,13 @@ namespace Vantora::dsp::PrismelDistoVariantKnobs {
 
 using namespace Knobs;
 
-/// Positions in the own list.
-enum OwnParam : uint32_t { kDistoType = engine::ModuleVariantKnobs::kOwnParamCount, kDrive };
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions in the own list.
+  enum OwnParam : uint32_t { kDistoType = engine::ModuleVariantKnobs::kOwnParamCount, kDrive };
+};
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 inline constexpr const char* kBySpread = "written by the spread";
 inline constexpr const char* kByChoice = "written by the distortion's choice";

@@ -18,33 +18,38 @@ enum FxType : uint32_t {
   kFxTypeCount = 6,
 };
 
-/// Positions in the own list.
-enum OwnParam : uint32_t {
-  kVoices,
-  kDetune,  ///< its curve turns "Prismelion" into the depth of the tap sweep, ms; its value is never read
-  kRate,    ///< the same for the rate of the tap sweep, Hz
-  kWet,
-  kHpfCutoff,
-  kLpfCutoff,
-  kBandpassCutoff,
-  kBandpassResonance,
-  kCombCutoff,
-  kCombResonance,  ///< its position is the feedback
-  kBitCrusherDownsample,
-  kBitCrusherBitDepth,
-  kDistortionDrive,
-  kDistortionAlgorithm,
-  kHarmonizerSpray,
-  kHarmonizerChord,
-  kPrismelion,
-  kFxType,
-  kInputGain,
-  kOutputGain,
-  kFeedbackDelayTime,
-  kFeedbackPrismel,  ///< read-out: "Prismelion" with its modulation; nothing to do with audio feedback
-  kFeedbackPrimary,  ///< read-out: the primary parameter's position with its modulation
-  kOwnParamCount
+/// Base of the module, so that its class names them too.
+struct Indices {
+  /// Positions in the own list.
+  enum OwnParam : uint32_t {
+    kVoices,
+    kDetune,  ///< its curve turns "Prismelion" into the depth of the tap sweep, ms; its value is never read
+    kRate,    ///< the same for the rate of the tap sweep, Hz
+    kWet,
+    kHpfCutoff,
+    kLpfCutoff,
+    kBandpassCutoff,
+    kBandpassResonance,
+    kCombCutoff,
+    kCombResonance,  ///< its position is the feedback
+    kBitCrusherDownsample,
+    kBitCrusherBitDepth,
+    kDistortionDrive,
+    kDistortionAlgorithm,
+    kHarmonizerSpray,
+    kHarmonizerChord,
+    kPrismelion,
+    kFxType,
+    kInputGain,
+    kOutputGain,
+    kFeedbackDelayTime,
+    kFeedbackPrismel,  ///< read-out: "Prismelion" with its modulation; nothing to do with audio feedback
+    kFeedbackPrimary,  ///< read-out: the primary parameter's position with its modulation
+    kOwnParamCount
+  };
 };
+using OwnParam = Indices::OwnParam;
+using enum Indices::OwnParam;
 
 inline constexpr uint32_t kMostVoices = 8;
 inline constexpr const char* kEffects[] = {"off", "band-pass", "comb", "crusher", "distortion", "harmonizer"};

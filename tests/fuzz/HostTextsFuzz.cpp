@@ -6,9 +6,9 @@
 #include <sstream>
 #include <string>
 
-#include "host/files/AutomationFile.h"
 #include "host/HostError.h"
 #include "host/Preset.h"
+#include "host/files/AutomationFile.h"
 #include "host/files/TempoMapFile.h"
 #include "tests/fuzz/Pieces.h"
 

@@ -78,7 +78,9 @@ TEST(FDLThread, OneWakeUpReachesEveryThreadThatHasWork) {
   for (int i = 1; i <= 2'000; ++i) {
     // Chains of two and three, so that a relay which has not been passed on yet meets another.
     const size_t middle = i % 3 == 0 ? 2 : 1;
-    const auto give = [&](size_t t) { threads[t].Queue().Enqueue([&worked, t, i] { worked[t] = i; }, [] {}); };
+    const auto give = [&](size_t t) {
+      threads[t].Queue().Enqueue([&worked, t, i] { worked[t] = i; }, [] {});
+    };
     for (const size_t t : {size_t{0}, size_t{1}, size_t{2}}) {
       if (t <= middle) give(t);
     }
