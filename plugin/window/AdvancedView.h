@@ -8,8 +8,8 @@
 
 namespace Vantora::plugin {
 
-/// AdvancedView: what is rarely wanted, for the chosen effect and for the LFO. Of knobs that both sides have, left and
-/// right are moved together, or one alone.
+/// AdvancedView: what is rarely wanted, for the chosen effect and for the LFO. Of knobs that both sides
+/// have, left and right are moved together, or one alone.
 class AdvancedView {
  public:
   explicit AdvancedView(Desk& desk);

@@ -24,8 +24,8 @@ struct TextStyle {
   bool strong = false;
 };
 
-/// Canvas: the few things that the face is drawn with, in the face's units. Colours and sizes come from Theme.h.
-/// Valid within one frame of its drawing context.
+/// Canvas: the few things that the face is drawn with, in the face's units. Colours and sizes come from
+/// Theme.h. Valid within one frame of its drawing context.
 class Canvas {
  public:
   /// Told of every text that is drawn, with the rectangle it fills; for tests.

@@ -7,8 +7,8 @@
 
 namespace Vantora::plugin {
 
-/// Choice: all values of an enumeration side by side, or one below the other, each with its name and, where there
-/// is one, its picture. A click takes one; wheel and arrows go to the next.
+/// Choice: all values of an enumeration side by side, or one below the other, each with its name and, where
+/// there is one, its picture. A click takes one; wheel and arrows go to the next.
 class Choice : public Widget {
  public:
   using Drawing = void (*)(Canvas& canvas, Rect place, uint32_t value, theme::Colour colour);

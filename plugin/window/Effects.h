@@ -10,8 +10,8 @@
 
 namespace Vantora::plugin {
 
-/// EffectInfo: what the face knows of one effect beside its parameters: which two knobs are its own, under which
-/// short names, and how its axis is ticked.
+/// EffectInfo: what the face knows of one effect beside its parameters: which two knobs are its own, under
+/// which short names, and how its axis is ticked.
 struct EffectInfo {
   struct Tick {
     float value;  ///< in the first knob's unit

@@ -22,7 +22,10 @@ uint64_t Mix(uint64_t hash, uint64_t value) { return (hash ^ value) * 0x9E3779B9
 
 }  // namespace
 
-Face::Face(WindowModel& theModel, Desktop& theDesktop) : model(theModel), desktop(theDesktop) { Build(); }
+Face::Face(WindowModel& theModel, Desktop& theDesktop, ShellExtras* theExtras)
+    : model(theModel), desktop(theDesktop), extras(theExtras) {
+  Build();
+}
 
 Face::~Face() { EndHeldGesture(); }
 
@@ -56,6 +59,10 @@ bool Face::Update(double time) {
   if (!heldGesture.empty() && now > heldUntil) EndHeldGesture();
   if (const uint64_t revision = model.Revision(); revision != seenRevision) {
     seenRevision = revision;
+    isStale = true;
+  }
+  if (extras != nullptr && extras->ExtrasRevision() != seenExtras) {
+    seenExtras = extras->ExtrasRevision();
     isStale = true;
   }
   if (const uint64_t revision = model.LiveRevision(); revision != seenLive) {

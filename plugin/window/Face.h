@@ -30,9 +30,9 @@ class Desktop {
   ~Desktop() = default;
 };
 
-/// Face: the whole window of the effect, without a window system: draws itself with NanoVG into any context, takes
-/// mouse and keys, and says when there is something new to see. Its own units are `kWidth` by `kHeight`; in a window
-/// of another shape it keeps its own and stands in the middle.
+/// Face: the whole window of the effect, without a window system: draws itself with NanoVG into any context,
+/// takes mouse and keys, and says when there is something new to see. Its own units are `kWidth` by
+/// `kHeight`; in a window of another shape it keeps its own and stands in the middle.
 ///
 /// Order    any events, `Update` some 30 times a second, `Draw` when that said so. [main thread]
 class Face final : private Desk {
@@ -40,11 +40,12 @@ class Face final : private Desk {
   static constexpr float kWidth = 980.0f, kHeight = 620.0f;
   static constexpr double kSmallest = 0.75, kLargest = 2.0;
 
-  /// `model` and `desktop` must outlive the face.
-  Face(WindowModel& model, Desktop& desktop);
+  /// `model`, `desktop` and `extras`, which may be null, must outlive the face.
+  Face(WindowModel& model, Desktop& desktop, ShellExtras* extras = nullptr);
   ~Face();
 
-  /// Takes what the model shows at `now` (seconds, any origin). True when a picture drawn earlier is out of date.
+  /// Takes what the model shows at `now` (seconds, any origin). True when a picture drawn earlier is out of
+  /// date.
   bool Update(double now);
   /// The next `Update` answers true.
   void Invalidate() { isStale = true; }
@@ -84,11 +85,13 @@ class Face final : private Desk {
   void Arrange();
   void DrawGrounds(Canvas& canvas);
   std::vector<MenuItem> MainMenu();
+  void AddSource(std::vector<MenuItem>& items);
   template <typename Type, typename... Arguments>
   Type* Add(Rect place, Arguments&&... arguments);
 
   // Desk
   WindowModel& Model() override { return model; }
+  ShellExtras* Extras() override { return extras; }
   const LiveView& Live() const override { return live; }
   void OpenMenu(Point at, std::vector<MenuItem> items) override;
   void OpenEntry(Rect place, std::string text, std::function<std::string(std::string)> commit) override;
@@ -111,6 +114,7 @@ class Face final : private Desk {
 
   WindowModel& model;
   Desktop& desktop;
+  ShellExtras* extras;
   LiveView live;
 
   std::vector<std::unique_ptr<Widget>> widgets;  // in drawing and keyboard order
@@ -139,7 +143,7 @@ class Face final : private Desk {
   double now = 0.0;
   float scale = 1.0f;  // pixels a unit
   Point offset;        // of the face in the window, pixels
-  uint64_t seenRevision = ~0ull, seenLive = ~0ull, seenPicture = ~0ull;
+  uint64_t seenRevision = ~0ull, seenLive = ~0ull, seenPicture = ~0ull, seenExtras = 0;
   bool isStale = true;
 };
 

@@ -126,6 +126,7 @@ void Face::BuildTopBar() {
 
 std::vector<MenuItem> Face::MainMenu() {
   std::vector<MenuItem> items;
+  if (extras != nullptr) AddSource(items);
   items.push_back({"Save as a preset…", parts->SavePreset, false, true, "Ctrl+S"});
   items.push_back({"Copy the settings", parts->CopySettings, false, true, "Ctrl+C"});
   items.push_back({"Paste settings", parts->PasteSettings, false, true, "Ctrl+V"});
@@ -146,6 +147,27 @@ std::vector<MenuItem> Face::MainMenu() {
                      {}});
   }
   return items;
+}
+
+void Face::AddSource(std::vector<MenuItem>& items) {
+  items.push_back({extras->DriverText(), nullptr, false, true, {}});
+  const std::string file = extras->FileName();
+  items.push_back({"Play the input", [this] { extras->UseInput(); }, file.empty(), true, {}});
+  items.push_back({"Play a sound file…",
+                   [this] {
+                     OpenEntry({290.0f, 300.0f, 400.0f, 28.0f}, "",
+                               [this](const std::string& path) { return extras->OpenFile(path); });
+                     Say("Path of a WAV, FLAC, OGG or MP3 file:");
+                   },
+                   !file.empty(), true, file});
+  if (!file.empty()) {
+    items.push_back({extras->IsPlaying() ? "Stop" : "Go on",
+                     [this] { extras->SetPlaying(!extras->IsPlaying()); },
+                     false,
+                     true,
+                     {}});
+  }
+  items.push_back({});
 }
 
 // ---- Left: the effect and its two knobs
@@ -244,13 +266,13 @@ void Face::BuildLfo() {
   const float knobY = inner.y + 26.0f;
   const auto knob = [&](float x, float width, const char* parameter, const char* name, bool isBipolar) {
     return Add<Knob>({x, knobY, width, 92.0f}, ParameterList{Named(parameter).Index()},
-                     Knob::Look{50.0f, name, isBipolar, false});
+                     Knob::Look{46.0f, name, isBipolar, false});
   };
   parts->rate = knob(inner.x + 384.0f, 76.0f, "LFO_RateUnSynced", "Rate", false);
   parts->wave = Add<WaveView>({inner.x + 468.0f, inner.y + 4.0f, 212.0f, 116.0f});
   const float right = inner.x + 688.0f;
-  knob(right, 50.0f, "LFO_PhaseInit", "Start", false)->look.diameter = kSmallKnob;
-  knob(right + 52.0f, 50.0f, "LFO_Swing", "Swing", false)->look.diameter = kSmallKnob;
+  knob(right, 50.0f, "LFO_PhaseInit", "Start", false);
+  knob(right + 52.0f, 50.0f, "LFO_Swing", "Swing", false);
   parts->toPrismelion = knob(right + 110.0f, 72.0f, "LFOPrismelAmount", "to Prismelion", true);
   parts->toPrimary = knob(right + 186.0f, 62.0f, "LFOPrimaryAmount", "to Pitch", true);
   parts->toPrimary->idleReason = [this] {

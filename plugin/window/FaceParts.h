@@ -12,8 +12,8 @@
 
 namespace Vantora::plugin {
 
-/// The controls of the face that change with the effect, or that more than one place speaks of. All belong to the
-/// face's list of widgets.
+/// The controls of the face that change with the effect, or that more than one place speaks of. All belong
+/// to the face's list of widgets.
 struct Face::Parts {
   Knob *prismelion = nullptr, *primary = nullptr, *secondary = nullptr;
   ChordChoice* chord = nullptr;

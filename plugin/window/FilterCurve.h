@@ -6,8 +6,8 @@
 
 namespace Vantora::plugin {
 
-/// FilterCurve: the high-pass in front of the voices and the low-pass behind them as one curve, with a handle each
-/// and its value below. Handles are dragged sideways.
+/// FilterCurve: the high-pass in front of the voices and the low-pass behind them as one curve, with a
+/// handle each and its value below. Handles are dragged sideways.
 class FilterCurve : public Widget {
  public:
   explicit FilterCurve(Desk& desk);

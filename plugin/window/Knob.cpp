@@ -74,7 +74,8 @@ void Knob::Draw(Canvas& canvas) {
   const float value = desk.Model().Value(parameters.front());
   const bool isIdle = idleReason && !idleReason().empty();
   DrawArcs(canvas, value, isIdle);
-  const std::string text = isIdle ? "–" : ValueText(desk, parameters.front(), value);
+  const bool isLearning = desk.Extras() != nullptr && desk.Extras()->IsLearning(parameters.front());
+  const std::string text = isLearning ? "MIDI…" : isIdle ? "–" : ValueText(desk, parameters.front(), value);
   const Point centre = Centre();
   if (look.isHuge) {
     canvas.Text(centre, text, {kHuge, kText, Align::kCentre, true});

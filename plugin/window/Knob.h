@@ -8,11 +8,11 @@
 
 namespace Vantora::plugin {
 
-/// Knob: a position on two arcs. The thick one is what is set; the thin one outside is where modulation takes it
-/// now, on the faint span that it can reach. Name and value stand below, or, of a large one, within.
+/// Knob: a position on two arcs. The thick one is what is set; the thin one outside is where modulation
+/// takes it now, on the faint span that it can reach. Name and value stand below, or, of a large one, within.
 ///
-/// Drag up and down (Shift: ten times as fine), wheel, double click to reset, right click for the menu, a click on
-/// the value to type one.
+/// Drag up and down (Shift: ten times as fine), wheel, double click to reset, right click for the menu, a
+/// click on the value to type one.
 class Knob : public Widget {
  public:
   struct Look {

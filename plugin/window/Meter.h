@@ -7,8 +7,8 @@
 
 namespace Vantora::plugin {
 
-/// Meter: a level as a bar from -60 to 6 dBFS, green, amber from -6, red from 0; a line stays at the highest for
-/// two seconds, and so does its number below.
+/// Meter: a level as a bar from -60 to 6 dBFS, green, amber from -6, red from 0; a line stays at the highest
+/// for two seconds, and so does its number below.
 class Meter : public Widget {
  public:
   Meter(Desk& desk, std::string name, std::string tip, std::function<float()> levelDb);

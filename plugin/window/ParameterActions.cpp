@@ -25,7 +25,8 @@ float StepOf(const host::Parameter& parameter) {
 }  // namespace
 
 const host::Parameter& Named(std::string_view name) {
-  // The table's own search understands much more than exact names; at every frame that was a third of its cost.
+  // The table's own search understands much more than exact names; at every frame that was a third of its
+  // cost.
   thread_local std::map<std::string, const host::Parameter*, std::less<>> known;
   const auto found = known.find(name);
   if (found != known.end()) return *found->second;
@@ -53,7 +54,7 @@ std::string SetTyped(Desk& desk, uint32_t parameter, std::string text) {
   return desk.Model().SetText(parameter, text);
 }
 
-std::string TitleOf(uint32_t parameter) { return At(parameter).UniqueName(); }
+std::string TitleOf(uint32_t parameter) { return std::string(At(parameter).Title()); }
 
 void SetAll(Desk& desk, const ParameterList& parameters, float normalized) {
   for (const uint32_t index : parameters) desk.Model().BeginGesture(index);
@@ -129,6 +130,14 @@ void OpenParameterMenu(Desk& desk, const ParameterList& parameters, Point at, Re
                    false,
                    true,
                    {}});
+  if (ShellExtras* extras = desk.Extras(); extras != nullptr) {
+    items.push_back({});
+    items.push_back({extras->IsLearning(shown) ? "Turn a MIDI controller…" : "Learn a MIDI controller",
+                     [extras, shown] { extras->Learn(shown); }, false, true, extras->ControllerOf(shown)});
+    if (!extras->ControllerOf(shown).empty() || extras->IsLearning(shown)) {
+      items.push_back({"Forget the controller", [extras, shown] { extras->Forget(shown); }, false, true, {}});
+    }
+  }
   desk.OpenMenu(at, std::move(items));
 }
 
@@ -173,11 +182,11 @@ std::string ParameterTip(uint32_t parameter) {
   const host::Parameter& shown = At(parameter);
   std::string note(shown.Note());
   if (!note.empty()) note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
-  std::string tip = TitleOf(parameter);
-  tip += "\n" + note;
+  if (!note.empty() && !note.ends_with('.')) note += '.';
+  std::string tip = TitleOf(parameter) + "\n" + note;
   // Enumerations show their names themselves; a long list in a tip is noise.
-  if (shown.Labels().empty()) tip += ". " + shown.RangeText();
-  return tip + ".";
+  if (shown.Labels().empty()) tip += " " + shown.RangeText() + ".";
+  return tip;
 }
 
 }  // namespace Vantora::plugin

@@ -6,22 +6,22 @@
 
 #include "plugin/window/Widget.h"
 
-/// What every control of a parameter can do, whatever it looks like. `parameters` are moved together, the first
-/// one is shown: left and right of the same knob.
+/// What every control of a parameter can do, whatever it looks like. `parameters` are moved together, the
+/// first one is shown: left and right of the same knob.
 namespace Vantora::plugin {
 
 using ParameterList = std::vector<uint32_t>;
 
 /// The parameter's value for people: as its own text, but ratios in percent.
 std::string ValueText(Desk& desk, uint32_t parameter, float normalized);
-/// Sets a typed value: numbers without a unit count in the unit that is shown, so "70" is 70 %; "0.7" still is, too.
-/// One sentence when it isn't one.
+/// Sets a typed value: numbers without a unit count in the unit that is shown, so "70" is 70 %; "0.7" still
+/// is, too. One sentence when it isn't one.
 std::string SetTyped(Desk& desk, uint32_t parameter, std::string text);
 /// The parameter's name for people.
 std::string TitleOf(uint32_t parameter);
 
-/// Adds `steps` hundredths of the travel, or whole steps of a stepped parameter; tenths of that when `isFine`.
-/// Part of a gesture that ends by itself.
+/// Adds `steps` hundredths of the travel, or whole steps of a stepped parameter; tenths of that when
+/// `isFine`. Part of a gesture that ends by itself.
 void Nudge(Desk& desk, const ParameterList& parameters, float steps, bool isFine);
 /// Sets a position, with a gesture of its own.
 void SetAll(Desk& desk, const ParameterList& parameters, float normalized);

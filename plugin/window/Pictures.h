@@ -13,7 +13,8 @@ void DrawShapePicture(Canvas& canvas, Rect place, uint32_t shape, theme::Colour 
 void DrawCurvePicture(Canvas& canvas, Rect place, uint32_t algorithm, theme::Colour colour,
                       float width = 1.75f);
 
-/// Value -1 to 1 of a periodic shape at `phase` 0 to 1; for the two random ones a still example of eight steps.
+/// Value -1 to 1 of a periodic shape at `phase` 0 to 1; for the two random ones a still example of eight
+/// steps.
 float ShapeValue(uint32_t shape, float phase);
 
 enum class Icon {

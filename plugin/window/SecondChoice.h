@@ -6,8 +6,8 @@
 
 namespace Vantora::plugin {
 
-/// ChordChoice: the chosen chord as eight notes in the voices' colours over a staff of octaves, with its name. A
-/// click opens the grid of all twelve; wheel and arrows go to the next.
+/// ChordChoice: the chosen chord as eight notes in the voices' colours over a staff of octaves, with its
+/// name. A click opens the grid of all twelve; wheel and arrows go to the next.
 class ChordChoice : public Widget {
  public:
   explicit ChordChoice(Desk& desk);
@@ -43,8 +43,8 @@ class KindChoice : public Widget {
   ParameterList parameters;
 };
 
-/// ChordGrid: all chords, one a row, with the interval of each voice in its colour; those of voices that are off are
-/// dim. To be opened over the face.
+/// ChordGrid: all chords, one a row, with the interval of each voice in its colour; those of voices that are
+/// off are dim. To be opened over the face.
 class ChordGrid : public Widget {
  public:
   explicit ChordGrid(Desk& desk);

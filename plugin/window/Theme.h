@@ -3,8 +3,9 @@
 #include <array>
 #include <cstdint>
 
-/// The look of the face, in one place: what is set in one colour, voices in eight, levels in green to red, everything
-/// else in greys. Contrasts are to be read against `kPanel` unless said otherwise; a test holds them.
+/// The look of the face, in one place: what is set in one colour, voices in eight, levels in green to red,
+/// everything else in greys. Contrasts are to be read against `kPanel` unless said otherwise; a test holds
+/// them.
 namespace Vantora::plugin::theme {
 
 /// A colour with its opacity, 0 to 255 each.

@@ -6,8 +6,8 @@
 
 namespace Vantora::plugin {
 
-/// WaveView: two cycles of the LFO as set, start phase, swing and depth included, and a dot where it is now. The
-/// random shapes have no picture in advance: of them it draws what came in the last two cycles.
+/// WaveView: two cycles of the LFO as set, start phase, swing and depth included, and a dot where it is now.
+/// The random shapes have no picture in advance: of them it draws what came in the last two cycles.
 /// Dragging sideways moves the start phase.
 class WaveView : public Widget {
  public:

@@ -10,6 +10,7 @@
 #include "host/ParameterTable.h"
 #include "plugin/core/WindowModel.h"
 #include "plugin/window/Canvas.h"
+#include "plugin/window/ShellExtras.h"
 
 namespace Vantora::plugin {
 
@@ -63,6 +64,8 @@ class Widget;
 class Desk {
  public:
   virtual WindowModel& Model() = 0;
+  /// Null within a host.
+  virtual ShellExtras* Extras() = 0;
   /// The moving picture of the frame that is drawn.
   virtual const LiveView& Live() const = 0;
   virtual void OpenMenu(Point at, std::vector<MenuItem> items) = 0;
@@ -115,7 +118,8 @@ class Widget {
 
   /// What this is, in plain words; empty for nothing to say.
   virtual std::string Tip(Point) const { return {}; }
-  /// What may differ from frame to frame without the model's revision moving: two equal answers, no new picture.
+  /// What may differ from frame to frame without the model's revision moving: two equal answers, no new
+  /// picture.
   virtual uint64_t Picture() const { return 0; }
 
  protected:

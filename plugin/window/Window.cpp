@@ -162,12 +162,12 @@ class FaceWidget final : public DGL::NanoTopLevelWidget {
 
 class DglWindow final : public PluginWindow, private Desktop {
  public:
-  DglWindow(WindowModel& theModel, uintptr_t parent, double theScale)
+  DglWindow(WindowModel& theModel, uintptr_t parent, double theScale, ShellExtras* extras)
       : model(theModel),
         screenScale(theScale > 0.0 ? theScale : 1.0),
         application(false),
         system(*this, application, parent, InitialSize(theModel, screenScale), screenScale),
-        face(theModel, *this) {
+        face(theModel, *this, extras) {
     if (system.getNativeWindowHandle() == 0) {
       throw host::HostError("The window can't be opened: there is no display, or it has no OpenGL.");
     }
@@ -287,8 +287,9 @@ WindowSize InitialSize(const WindowModel& model, double scale) {
                 (scale > 0.0 ? scale : 1.0));
 }
 
-std::unique_ptr<PluginWindow> OpenWindow(WindowModel& model, uintptr_t parent, double scale) {
-  return std::make_unique<DglWindow>(model, parent, scale);
+std::unique_ptr<PluginWindow> OpenWindow(WindowModel& model, uintptr_t parent, double scale,
+                                         ShellExtras* extras) {
+  return std::make_unique<DglWindow>(model, parent, scale, extras);
 }
 
 }  // namespace Vantora::plugin

@@ -11,8 +11,8 @@
 
 namespace Vantora::plugin {
 
-/// StubRenderer: a drawing context without a display. Everything up to the graphics card is done; what would go there
-/// is counted, and looked through for numbers that aren't.
+/// StubRenderer: a drawing context without a display. Everything up to the graphics card is done; what would
+/// go there is counted, and looked through for numbers that aren't.
 class StubRenderer {
  public:
   StubRenderer() {
