@@ -11,8 +11,9 @@ namespace Vantora {
 /// FlushDenormals: while one stands on the stack, this thread's denormal results and operands count as zero.
 ///
 /// Dying filter tails in denormal numbers measured up to 38 times as slow as the signal before them. The
-/// caller's mode comes back with the guard's end: a host's floating-point state is its own. On machines without
-/// such a mode, WebAssembly among them, the guard does nothing: live hosts there keep the input away from zero.
+/// caller's mode comes back with the guard's end: a host's floating-point state is its own. On machines
+/// without such a mode, WebAssembly among them, the guard does nothing: live hosts there keep the input away
+/// from zero.
 class FlushDenormals {
  public:
 #if defined(__x86_64__) || defined(__i386__)

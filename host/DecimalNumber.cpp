@@ -10,8 +10,8 @@ namespace Vantora::host {
 
 #if defined(__EMSCRIPTEN__)
 
-// Its library has no `from_chars` for doubles. What `strtod` takes beyond that (blanks, a plus sign, hexadecimal digits)
-// is kept from it; a program of its own, it stays in the locale "C".
+// Its library has no `from_chars` for doubles. What `strtod` takes beyond that (blanks, a plus sign,
+// hexadecimal digits) is kept from it; a program of its own, it stays in the locale "C".
 std::optional<DecimalNumber> ReadDecimal(std::string_view text) {
   const size_t sign = text.starts_with('-') ? 1 : 0;
   if (text.size() <= sign) return std::nullopt;

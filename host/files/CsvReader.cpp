@@ -1,8 +1,9 @@
 #include "host/files/CsvReader.h"
 
-#include <charconv>
 #include <cmath>
+#include <optional>
 
+#include "host/DecimalNumber.h"
 #include "host/HostError.h"
 
 namespace Vantora::host {
@@ -70,12 +71,11 @@ bool CsvReader::Next(std::vector<std::string>& fields) {
 double CsvReader::Number(std::string_view field, std::string_view what) const {
   std::string_view text = field;
   if (text.starts_with('+')) text.remove_prefix(1);
-  double value = 0.0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size() || !std::isfinite(value)) {
+  const std::optional<DecimalNumber> number = ReadDecimal(text);
+  if (!number || number->length != text.size() || !std::isfinite(number->value)) {
     throw HostError(Place() + std::string(what) + " \"" + std::string(field) + "\" is not a number.");
   }
-  return value;
+  return number->value;
 }
 
 }  // namespace Vantora::host

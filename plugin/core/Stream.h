@@ -29,6 +29,7 @@ class Stream final : public host::BlockListener {
   void Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs, uint32_t outputs);
   void Stop();
   bool IsRunning() const { return collector != nullptr; }
+  uint32_t Latency() const { return collector != nullptr ? collector->Latency() : 0; }  ///< samples
 
   void SetTime(const HostTime& time);                                                 ///< [process]
   void SetOffline(bool isOffline);                                                    ///< [process]

@@ -18,7 +18,7 @@ Positions Values::All() const {
 void Values::Write(uint32_t index, float position) {
   const std::lock_guard lock(writers);
   Note(index, position);
-  const uint64_t entry = (uint64_t{soundNumber} << 32) | std::bit_cast<uint32_t>(position);
+  const uint64_t entry = (uint64_t{soundNumber} << 32) | BitCast<uint32_t>(position);
   // Relaxed: the bit publishes it.
   waiting[index].store(entry, std::memory_order_relaxed);
   dirty[index / 64].fetch_or(uint64_t{1} << (index % 64), std::memory_order_release);

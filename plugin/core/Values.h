@@ -7,6 +7,8 @@
 #include <memory>
 #include <mutex>
 
+#include "basictools/BitCast.h"
+
 namespace Vantora::plugin {
 
 /// Parameters of the effect, by flat index: the size of `host::ParameterTable`.
@@ -62,7 +64,7 @@ class Values {
         const auto index = static_cast<uint32_t>(word * 64 + static_cast<size_t>(std::countr_zero(rest)));
         const uint64_t entry = waiting[index].load(std::memory_order_relaxed);
         if (static_cast<uint32_t>(entry >> 32) < takenSound) continue;  // older than the sound
-        const float position = std::bit_cast<float>(static_cast<uint32_t>(entry));
+        const float position = BitCast<float>(static_cast<uint32_t>(entry));
         Note(index, position);
         apply(index, position);
       }

@@ -1,0 +1,73 @@
+#include "web/wasm/Table.h"
+
+#include <nlohmann/json.hpp>
+
+#include "host/ParameterTable.h"
+#include "host/ProcessorSource.h"
+#include "plugin/core/FactoryBank.h"
+#include "processor/LinkedFactory.h"
+
+namespace Vantora::web {
+namespace {
+
+const char* RoleName(host::Role role) {
+  switch (role) {
+    case host::Role::kMain:
+      return "main";
+    case host::Role::kAdvanced:
+      return "advanced";
+    case host::Role::kReadOut:
+      return "readOut";
+    case host::Role::kCommand:
+      return "command";
+    case host::Role::kInternal:
+      break;
+  }
+  return "internal";
+}
+
+nlohmann::json Row(const host::Parameter& parameter) {
+  return {{"index", parameter.Index()},
+          {"id", parameter.Id()},
+          {"name", parameter.UniqueName()},
+          {"title", parameter.Title()},
+          {"symbol", parameter.Symbol()},
+          {"order", parameter.Order()},
+          {"group", parameter.Group()},
+          {"role", RoleName(parameter.GetRole())},
+          {"note", parameter.Note()},
+          {"unit", host::UnitName(parameter.GetUnit())},
+          {"min", parameter.Minimum()},
+          {"max", parameter.Maximum()},
+          {"steps", parameter.StepCount()},
+          {"labels", parameter.Labels()},
+          {"preferred", parameter.PreferredNormalized()},
+          {"range", parameter.RangeText()},
+          {"inPresets", parameter.IsInPresets()}};
+}
+
+}  // namespace
+
+std::string TableJson() {
+  const host::ParameterTable& table = host::ParameterTable::Get();
+  nlohmann::json rows = nlohmann::json::array();
+  for (const host::Parameter& parameter : table) rows.push_back(Row(parameter));
+
+  const host::Parameter& effect = table.At("Prismel_FXType");
+  nlohmann::json bank = nlohmann::json::array();
+  const auto& presets = plugin::FactoryPresets();
+  for (size_t i = 0; i < presets.size(); ++i) {
+    const plugin::FactoryText& text = plugin::FactoryTexts()[i];
+    bank.push_back({{"file", text.file},
+                    {"name", presets[i].name},
+                    {"description", presets[i].description},
+                    {"effect", effect.Text(presets[i].ValueOf(effect))},
+                    {"json", text.json}});
+  }
+  return nlohmann::json{{"version", host::ProcessorSource(Processor::MakeLinkedFactory()).Version()},
+                        {"parameters", std::move(rows)},
+                        {"presets", std::move(bank)}}
+      .dump();
+}
+
+}  // namespace Vantora::web

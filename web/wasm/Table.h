@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+
+namespace Vantora::web {
+
+/// Everything about the effect that a page shows, as JSON, out of the host library and the factory bank:
+///
+///     {"version": "1.0.0",
+///      "parameters": [{"index", "id", "name", "title", "symbol", "order", "group", "role", "note", "unit",
+/// "min", "max",
+///                      "steps", "labels": [...], "preferred", "range", "inPresets"}, ... all 228],
+///      "presets": [{"file", "name", "description", "effect", "json"}, ...]}
+///
+/// "preferred" is a position 0 to 1, "min" and "max" are in the unit, "steps" is 0 for a continuous knob.
+std::string TableJson();
+
+}  // namespace Vantora::web
