@@ -109,6 +109,10 @@ void Face::Draw(NVGcontext* context, FontSet fonts, float width, float height,
       if (control->isVisible) control->Draw(canvas);
     }
   }
+  // Bypassed, everything steps back; it can still be read and set.
+  if (model.Value(Named("Bypass").Index()) >= 0.5f) {
+    canvas.Box({0.0f, 56.0f, kWidth, kHeight - 56.0f}, 0.0f, kGround.Alpha(0.4f));
+  }
   if (const std::string message = model.Message(); !message.empty()) DrawNotice(canvas, message, true);
   for (const auto& popup : popups) popup->Draw(canvas);
   if (!notice.empty()) DrawNotice(canvas, notice, false);

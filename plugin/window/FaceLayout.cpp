@@ -50,7 +50,7 @@ double CycleSeconds(const WindowModel& model) {
 
 std::string SecondsText(double seconds) {
   if (seconds < 1.0) return fmt::format("{:.0f} ms", seconds * 1e3);
-  return seconds < 10.0 ? fmt::format("{:.2f} s", seconds) : fmt::format("{:.0f} s", seconds);
+  return fmt::format("{:.3g} s", seconds);
 }
 
 }  // namespace
@@ -91,7 +91,7 @@ void Face::BuildTopBar() {
   };
 
   constexpr float kY = 14.0f, kHeightOfIcon = 30.0f;
-  Add<PresetBar>({252.0f, 11.0f, 404.0f, 40.0f});
+  Add<PresetBar>({168.0f, 11.0f, 488.0f, 40.0f});
   Add<Button>({660.0f, kY + 1.0f, 32.0f, kHeightOfIcon}, Icon::kSave,
               "Save as a preset\nInto your own folder. Ctrl+S", [this] { parts->SavePreset(); });
 
@@ -199,7 +199,7 @@ void Face::BuildEffect() {
 void Face::BuildCentre() {
   const Rect inner = kCentrePanel.Inset(16.0f, 12.0f);
   parts->spread = Add<SpreadView>({inner.x, inner.y, inner.w, 58.0f});
-  parts->taps = Add<TapView>({inner.x, kHub.y - 112.0f, inner.w, 224.0f});
+  parts->taps = Add<TapView>({inner.x, kHub.y - 114.0f, inner.w, 220.0f});
   constexpr float kDiameter = 140.0f;
   parts->prismelion = Add<Knob>({kHub.x - 84.0f, kHub.y - 0.5f * kDiameter - 5.0f, 168.0f, kDiameter + 12.0f},
                                 ParameterList{Named("Prismel_Prismelion").Index()},
@@ -328,7 +328,10 @@ void Face::DrawGrounds(Canvas& canvas) {
                      {kBody, kDim, Align::kCentre});
   }
   if (!isAdvanced) {
-    canvas.Text({kHub.x, kHub.y + 96.0f}, "Prismelion", {kTitle, kText, Align::kCentre, true});
+    canvas.Text({kHub.x, kHub.y + 94.0f}, "Prismelion", {kTitle, kText, Align::kCentre, true});
+  }
+  if (model.Value(Named("Bypass").Index()) >= 0.5f) {
+    canvas.Text({926.0f, 31.0f}, "off", {kSmall, kText, Align::kRight});
   }
   canvas.Text({kLfoPanel.x + kPad, kLfoPanel.y + 21.0f}, "LFO", {kTitle, kText, Align::kLeft, true});
   const int type = static_cast<int>(std::lround(model.Value(Named("LFORateType").Index()) * 4.0f));

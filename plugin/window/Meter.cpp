@@ -57,7 +57,7 @@ void Meter::Draw(Canvas& canvas) {
   }
   for (const float db : {0.0f, -6.0f, -20.0f, -40.0f}) {
     const float y = PlaceOf(db);
-    canvas.Line({x - 4.0f, y}, {x - 2.0f, y}, 1.0f, db == 0.0f ? kDim : kLine);
+    canvas.Text({x - 4.0f, y}, fmt::format("{:g}", db), {kTickSize, kTick, Align::kRight});
   }
   if (held > kLow) {
     const float y = PlaceOf(held);

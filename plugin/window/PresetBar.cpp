@@ -69,7 +69,7 @@ void PresetBar::Step(int by) {
 void PresetBar::OpenChooser() {
   desk.Model().RefreshPresets();
   auto chooser = std::make_unique<PresetChooser>(desk);
-  chooser->bounds = {150.0f, bounds.Bottom() + 6.0f, 680.0f, 540.0f};
+  chooser->bounds = {20.0f, bounds.Bottom() + 6.0f, 940.0f, 540.0f};
   desk.OpenPopup(std::move(chooser));
 }
 
@@ -139,6 +139,7 @@ void PresetChooser::Filter() {
   const std::string key = Lower(search);
   for (size_t i = 0; i < presets.size(); ++i) {
     const PresetItem& item = presets[i];
+    if (onlyEffect >= 0 && static_cast<int>(EffectNumber(item.effect)) != onlyEffect) continue;
     if (Lower(item.name + " " + item.description + " " + item.effect).find(key) != std::string::npos)
       shown.push_back(i);
   }
@@ -148,6 +149,17 @@ void PresetChooser::Filter() {
 
 Rect PresetChooser::List() const {
   return {bounds.x + 8.0f, bounds.y + kHead, bounds.w - 16.0f, bounds.h - kHead - 8.0f};
+}
+
+Rect PresetChooser::ChipOf(int effect) const {
+  return {bounds.Right() - 16.0f - 34.0f * static_cast<float>(6 - effect), bounds.y + 9.0f, 32.0f, 28.0f};
+}
+
+int PresetChooser::ChipAt(Point at) const {
+  for (int i = 0; i < 6; ++i) {
+    if (ChipOf(i).Contains(at)) return i;
+  }
+  return -1;
 }
 
 float PresetChooser::Height() const {
@@ -177,15 +189,19 @@ void PresetChooser::Draw(Canvas& canvas) {
   const float headY = bounds.y + 0.5f * kHead + 1.0f;
   canvas.Text({bounds.x + 20.0f, headY}, search.empty() ? "Presets" : "Presets with \"" + search + "\"",
               {kTitle, kText, Align::kLeft, true});
-  canvas.Text({bounds.Right() - 20.0f, headY},
-              search.empty() ? "type to search" : "Backspace to widen the search",
+  canvas.Text({ChipOf(0).x - 16.0f, headY}, search.empty() ? "type to search" : "Backspace to widen the search",
               {kSmall, kDim, Align::kRight});
+  for (int i = 0; i < 6; ++i) {
+    const Rect chip = ChipOf(i);
+    if (i == onlyEffect || i == hoveredChip) canvas.Box(chip, kSmallRadius, i == onlyEffect ? kRaised : kLine);
+    DrawEffectPicture(canvas, chip.Inset(6.0f, 6.0f), static_cast<uint32_t>(i), i == onlyEffect ? kAccent : kDim);
+  }
   const auto& presets = desk.Model().Presets();
   if (presets.size() != known) Filter();  // one was deleted
   const auto current = desk.Model().CurrentPreset();
   canvas.Clip(List());
   if (shown.empty()) {
-    canvas.Text({bounds.Centre().x, List().y + 30.0f}, "None has that in its name or description.",
+    canvas.Text({bounds.Centre().x, List().y + 30.0f}, "There is none like that.",
                 {kBody, kDim, Align::kCentre});
   }
   for (size_t row = 0; row < shown.size(); ++row) {
@@ -218,6 +234,11 @@ void PresetChooser::Load(int row) {
 }
 
 bool PresetChooser::Press(const Pointer& pointer) {
+  if (const int chip = ChipAt(pointer.at); chip >= 0) {
+    onlyEffect = chip == onlyEffect ? -1 : chip;
+    Filter();
+    return true;
+  }
   const int row = CellAt(pointer.at);
   if (row < 0) return true;
   // The first click loads and lets compare; the second one is sure.
@@ -242,7 +263,10 @@ bool PresetChooser::Menu(const Pointer& pointer) {
   return true;
 }
 
-void PresetChooser::Hover(const Pointer& pointer) { chosen = CellAt(pointer.at); }
+void PresetChooser::Hover(const Pointer& pointer) {
+  chosen = CellAt(pointer.at);
+  hoveredChip = ChipAt(pointer.at);
+}
 
 bool PresetChooser::Wheel(const Pointer&, float steps) {
   scroll = std::clamp(scroll - steps * kCellHeight, 0.0f, std::max(Height() - List().h, 0.0f));
@@ -301,6 +325,7 @@ bool PresetChooser::Type(std::string_view text) {
 
 uint64_t PresetChooser::Picture() const {
   return static_cast<uint64_t>(chosen + 1) + static_cast<uint64_t>(scroll) * 64 +
+         static_cast<uint64_t>(onlyEffect * 7 + hoveredChip + 8) * 4096 +
          std::hash<std::string>()(search);
 }
 

@@ -16,32 +16,40 @@ constexpr float kLongestMs = 16.5f;  // of a tap at full "Prismelion"
 
 }  // namespace
 
-void TapView::Draw(Canvas& canvas) {
-  const LiveView& live = desk.Live();
-  const auto voices = VoicesAsked(desk.Model());
+/// Where a tap of `ms` stands on the ray of a voice: eight rays a side, the first at the top, from the knob's rim
+/// to the panel's edge.
+Point TapView::PlaceOf(uint32_t side, uint32_t voice, float ms) const {
   const Point centre = bounds.Centre();
   const float inner = 0.5f * bounds.h - 20.0f;         // where the delay is 0
   const float outer = 0.5f * bounds.w - 6.0f - inner;  // room for the longest
+  const float sign = side == 0 ? -1.0f : 1.0f;
+  const float fan = (static_cast<float>(voice) - 3.5f) / 3.5f;
+  const float angle = fan * 0.92f;
+  const float start = std::cos(angle) * inner;
+  const float way = (outer + inner - start) * std::clamp(ms / kLongestMs, 0.0f, 1.0f);
+  return {centre.x + sign * (start + way), centre.y + std::sin(angle) * inner * 0.98f + fan * 0.30f * way};
+}
+
+void TapView::Draw(Canvas& canvas) {
+  const LiveView& live = desk.Live();
+  const auto voices = VoicesAsked(desk.Model());
   for (uint32_t side = 0; side < LiveView::kSides; ++side) {
-    const float sign = side == 0 ? -1.0f : 1.0f;
+    // Lines of equal delay, and their numbers below.
+    for (const float ms : {0.0f, 4.0f, 8.0f, 12.0f, 16.0f}) {
+      std::array<Point, LiveView::kVoices> line;
+      for (uint32_t v = 0; v < LiveView::kVoices; ++v) line[v] = PlaceOf(side, v, ms);
+      canvas.Polyline(line, 1.0f, kLine.Alpha(0.55f));
+      const float x = line.back().x;
+      canvas.Text({x, bounds.Bottom() + 8.0f}, ms == 16.0f ? "16 ms" : fmt::format("{:g}", ms),
+                  {kTickSize, kTick, ms == 16.0f && side == 1 ? Align::kRight : Align::kCentre});
+    }
     for (uint32_t v = 0; v < LiveView::kVoices; ++v) {
-      // A fan of eight rays, the first at the top.
-      const float fan = (static_cast<float>(v) - 3.5f) / 3.5f;
-      const float angle = fan * 0.92f;
-      const float startX = centre.x + sign * std::max(std::cos(angle) * inner, 0.0f);
-      const float startY = centre.y + std::sin(angle) * inner * 0.98f;
-      const float reach = outer + inner - std::cos(angle) * inner;
-      const float slope = fan * 0.30f;
-      const auto at = [&](float ms) {
-        const float way = reach * std::clamp(ms / kLongestMs, 0.0f, 1.0f);
-        return Point{startX + sign * way, startY + slope * way};
-      };
       const Colour colour = kVoices[v];
       const bool isOn = v < voices;
-      canvas.Line(at(0.0f), at(kLongestMs), 1.0f, colour.Alpha(isOn ? 0.30f : 0.16f));
+      canvas.Line(PlaceOf(side, v, 0.0f), PlaceOf(side, v, kLongestMs), 1.0f, colour.Alpha(isOn ? 0.32f : 0.16f));
       if (!isOn) continue;
-      const Point dot = at(live.tapMs[side][v]);
-      canvas.Line(at(0.0f), dot, 2.25f, colour.Alpha(0.75f));
+      const Point dot = PlaceOf(side, v, live.tapMs[side][v]);
+      canvas.Line(PlaceOf(side, v, 0.0f), dot, 2.25f, colour.Alpha(0.75f));
       canvas.Disc(dot, 5.0f, colour);
     }
   }

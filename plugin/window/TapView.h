@@ -12,6 +12,9 @@ class TapView : public Widget {
   explicit TapView(Desk& theDesk) : Widget(theDesk) {}
   void Draw(Canvas& canvas) override;
   std::string Tip(Point) const override;
+
+ private:
+  Point PlaceOf(uint32_t side, uint32_t voice, float ms) const;
 };
 
 /// SpreadView: the effect's first knob as each voice has it, on that knob's own axis, left voices above the
