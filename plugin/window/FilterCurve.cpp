@@ -51,7 +51,10 @@ void FilterCurve::Draw(Canvas& canvas) {
   for (const float hertz : {100.0f, 1000.0f, 10000.0f}) {
     const float x = inner.x + inner.w * axis.ToNormalized(hertz);
     canvas.Line({x, field.y + 4.0f}, {x, field.Bottom() - 13.0f}, 1.0f, kLine.Alpha(0.6f));
-    canvas.Text({x, field.Bottom() - 7.0f}, hertz < 1e3f ? "100" : hertz < 1e4f ? "1 k" : "10 k",
+    canvas.Text({x, field.Bottom() - 7.0f},
+                hertz < 1e3f   ? "100"
+                : hertz < 1e4f ? "1 k"
+                               : "10 k",
                 {kTickSize, kTick, Align::kCentre});
   }
   std::array<Point, kPoints> points;

@@ -189,12 +189,15 @@ void PresetChooser::Draw(Canvas& canvas) {
   const float headY = bounds.y + 0.5f * kHead + 1.0f;
   canvas.Text({bounds.x + 20.0f, headY}, search.empty() ? "Presets" : "Presets with \"" + search + "\"",
               {kTitle, kText, Align::kLeft, true});
-  canvas.Text({ChipOf(0).x - 16.0f, headY}, search.empty() ? "type to search" : "Backspace to widen the search",
+  canvas.Text({ChipOf(0).x - 16.0f, headY},
+              search.empty() ? "type to search" : "Backspace to widen the search",
               {kSmall, kDim, Align::kRight});
   for (int i = 0; i < 6; ++i) {
     const Rect chip = ChipOf(i);
-    if (i == onlyEffect || i == hoveredChip) canvas.Box(chip, kSmallRadius, i == onlyEffect ? kRaised : kLine);
-    DrawEffectPicture(canvas, chip.Inset(6.0f, 6.0f), static_cast<uint32_t>(i), i == onlyEffect ? kAccent : kDim);
+    if (i == onlyEffect || i == hoveredChip)
+      canvas.Box(chip, kSmallRadius, i == onlyEffect ? kRaised : kLine);
+    DrawEffectPicture(canvas, chip.Inset(6.0f, 6.0f), static_cast<uint32_t>(i),
+                      i == onlyEffect ? kAccent : kDim);
   }
   const auto& presets = desk.Model().Presets();
   if (presets.size() != known) Filter();  // one was deleted
@@ -325,8 +328,7 @@ bool PresetChooser::Type(std::string_view text) {
 
 uint64_t PresetChooser::Picture() const {
   return static_cast<uint64_t>(chosen + 1) + static_cast<uint64_t>(scroll) * 64 +
-         static_cast<uint64_t>(onlyEffect * 7 + hoveredChip + 8) * 4096 +
-         std::hash<std::string>()(search);
+         static_cast<uint64_t>(onlyEffect * 7 + hoveredChip + 8) * 4096 + std::hash<std::string>()(search);
 }
 
 }  // namespace Vantora::plugin

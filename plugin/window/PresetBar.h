@@ -45,7 +45,7 @@ class PresetChooser : public Widget {
 
  private:
   Rect List() const;
-  Rect ChipOf(int effect) const;   ///< picture that shows the presets of one effect
+  Rect ChipOf(int effect) const;  ///< picture that shows the presets of one effect
   int ChipAt(Point at) const;
   Rect CellOf(size_t row) const;  ///< of the row'th shown preset, scrolled
   int CellAt(Point at) const;
@@ -57,7 +57,7 @@ class PresetChooser : public Widget {
   std::vector<size_t> shown;  // positions in the model's list
   size_t known = 0;           // length of the model's list when it was searched
   std::string search;
-  int onlyEffect = -1;        // by "FXType"; -1 for all
+  int onlyEffect = -1;  // by "FXType"; -1 for all
   int hoveredChip = -1;
   float scroll = 0.0f;  // units from the top
   int chosen = -1;      // row under pointer or keys

@@ -46,7 +46,8 @@ void TapView::Draw(Canvas& canvas) {
     for (uint32_t v = 0; v < LiveView::kVoices; ++v) {
       const Colour colour = kVoices[v];
       const bool isOn = v < voices;
-      canvas.Line(PlaceOf(side, v, 0.0f), PlaceOf(side, v, kLongestMs), 1.0f, colour.Alpha(isOn ? 0.32f : 0.16f));
+      canvas.Line(PlaceOf(side, v, 0.0f), PlaceOf(side, v, kLongestMs), 1.0f,
+                  colour.Alpha(isOn ? 0.32f : 0.16f));
       if (!isOn) continue;
       const Point dot = PlaceOf(side, v, live.tapMs[side][v]);
       canvas.Line(PlaceOf(side, v, 0.0f), dot, 2.25f, colour.Alpha(0.75f));
