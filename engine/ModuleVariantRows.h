@@ -26,11 +26,11 @@ using enum Indices::OwnParam;
 constexpr std::array<Row, kOwnParamCount> OwnRows(uint32_t alternatives) {
   constexpr const char* kHelp = "of the clones";
   return {{
-      {"ModuleType", Steps(alternatives), {}, Unit::kNone, Role::kInternal, "", "Module", "what runs"},
-      {"Bypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass", kHelp, kOffOn},
-      {"CopyOnBypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass copies", kHelp, kOffOn},
-      {"CrossfadeOnBypass", Switch(), {}, Unit::kNone, Role::kInternal, "", "Bypass fades", kHelp, kOffOn},
-      {"FadeOnModuleChange", Switch(), {}, Unit::kNone, Role::kInternal, "", "Change fades", kHelp, kOffOn},
+      {"ModuleType", Steps(alternatives), {}, kNone, kInternal, "", "Module", "what runs"},
+      {"Bypass", Switch(), {}, kNone, kInternal, "", "Bypass", kHelp, kOffOn},
+      {"CopyOnBypass", Switch(), {}, kNone, kInternal, "", "Bypass copies", kHelp, kOffOn},
+      {"CrossfadeOnBypass", Switch(), {}, kNone, kInternal, "", "Bypass fades", kHelp, kOffOn},
+      {"FadeOnModuleChange", Switch(), {}, kNone, kInternal, "", "Change fades", kHelp, kOffOn},
   }};
 }
 

@@ -7,8 +7,10 @@ namespace Vantora::dsp::PassThroughKnobs {
 
 using namespace Knobs;
 
+// clang-format off
 inline constexpr auto kRows = std::to_array<Row>({
-    {"BypassUselessParam", Plain(), {}, Unit::kNone, Role::kInternal, "", "Unused", "read by nobody"},
+    {"BypassUselessParam", Plain(), {}, kNone, kInternal, "", "Unused", "read by nobody"},
 });
+// clang-format on
 
 }  // namespace Vantora::dsp::PassThroughKnobs

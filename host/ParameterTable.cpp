@@ -1,12 +1,12 @@
 #include "host/ParameterTable.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "host/EditDistance.h"
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
 #include "host/ParameterRows.h"
@@ -14,33 +14,12 @@
 namespace Vantora::host {
 namespace {
 
-std::string Lower(std::string_view text) {
-  std::string lower(text);
-  std::transform(lower.begin(), lower.end(), lower.begin(),
-                 [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-  return lower;
-}
-
 /// The name without the module that most names begin with.
 std::string_view ShortName(std::string_view name) {
   for (const std::string_view prefix : {"Prismel_", "LFO_"}) {
     if (name.starts_with(prefix)) return name.substr(prefix.size());
   }
   return name;
-}
-
-/// Levenshtein's distance: single letters to insert, delete or replace.
-size_t EditDistance(std::string_view a, std::string_view b) {
-  std::vector<size_t> row(b.size() + 1);
-  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (size_t i = 1; i <= a.size(); ++i) {
-    size_t diagonal = std::exchange(row[0], i);
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const size_t replaced = diagonal + (a[i - 1] != b[j - 1] ? 1 : 0);
-      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, replaced}));
-    }
-  }
-  return row[b.size()];
 }
 
 std::string Listed(const std::vector<std::string>& names) {

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <string_view>
 
 #include "basictools/FlushDenormals.h"
 #include "basictools/math/SeedHash.h"
@@ -13,12 +12,7 @@
 namespace Vantora::offline {
 
 std::vector<std::string> NoiseStream::Colors() {
-  std::vector<std::string> names;
-  for (const std::string_view name : dsp::NoiseGenerator::kTypeNames) {
-    names.emplace_back(name);
-    names.back()[0] = static_cast<char>(names.back()[0] + ('a' - 'A'));
-  }
-  return names;
+  return {std::begin(dsp::NoiseGeneratorKnobs::kTypes), std::end(dsp::NoiseGeneratorKnobs::kTypes)};
 }
 
 NoiseStream::NoiseStream(const NoiseSettings& settings)
@@ -28,8 +22,7 @@ NoiseStream::NoiseStream(const NoiseSettings& settings)
     // Hashed, so that neighbouring numbers and channels have nothing in common from the first sample on.
     const uint32_t seed = SeedHash(settings.seed, static_cast<uint32_t>(channel));
     auto generator = std::make_unique<dsp::NoiseGenerator>("", seed);
-    const ModuleKnobs knobs = ModuleKnobs::Of(
-        *generator, {{"", "colour", Colors()}, {"", "of the variable colour: 0 brown to 1 violet"}});
+    const ModuleKnobs knobs(dsp::NoiseGeneratorKnobs::kRows);
     knobs.Set(*generator, "NoiseType", settings.color);
     for (const auto& [name, value] : settings.knobs) knobs.Set(*generator, name, value);
     generator->Init(blockSize, static_cast<float>(settings.rate));

@@ -37,19 +37,7 @@ void Check(const dsp::Impulse& impulse) {
 
 }  // namespace
 
-ModuleKnobs ReverbKnobs() {
-  return ModuleKnobs(dsp::ConvolutionReverb::DeclareParams(),
-                     {{"", "dry to wet, at equal power"},
-                      {"dB", "gain of the impulse"},
-                      {"ms", "delay in front of the impulse"},
-                      {"", "1 leaves the impulse alone, less lets it fall sooner"},
-                      {"", "resampling factor of the impulse"},
-                      {"", "length factor of the impulse"},
-                      {"s", "of a change from one impulse to the next"},
-                      {"", "0: a change of the impulse acts at once, 1: on the next poll"},
-                      {"ms", "between two polls"},
-                      {"", "0: crossfade of two impulses, 1: fade out, then in"}});
-}
+ModuleKnobs ReverbKnobs() { return ModuleKnobs(dsp::ConvolutionReverbKnobs::kRows); }
 
 void ReverbEffect::Start(int newRate, int inputChannels, int outputChannels) {
   rate = newRate;

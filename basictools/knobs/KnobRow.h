@@ -38,6 +38,10 @@ enum class Role {
   kCommand,   ///< an action or a text, not a value
 };
 
+// The rows say them often.
+using enum Unit;
+using enum Role;
+
 /// Range: curve and limits of a knob, in its unit. Made by the functions below.
 struct Range {
   uint32_t kind;          ///< `MappingTools::MappingKind`

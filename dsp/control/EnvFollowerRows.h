@@ -24,36 +24,20 @@ using enum Indices::ParamIndex;
 
 inline constexpr const char* kGroup = "Meters";
 
+// clang-format off
 inline constexpr auto kRows = std::to_array<Row>({
-    {"Attack", Linear(0.001f, 5), Value(0.005f), Unit::kSeconds, Role::kInternal, kGroup, "Attack",
+    {"Attack", Linear(0.001f, 5), Value(0.005f), kSeconds, kInternal, kGroup, "Attack", "of the meter"},
+    {"Release", Linear(0.001f, 5), Value(0.01f), kSeconds, kInternal, kGroup, "Release", "of the meter"},
+    {"RMSWindowDurationMs", Linear(0, 100), Value(10), kMilliseconds, kInternal, kGroup, "Window",
      "of the meter"},
-    {"Release", Linear(0.001f, 5), Value(0.01f), Unit::kSeconds, Role::kInternal, kGroup, "Release",
-     "of the meter"},
-    {"RMSWindowDurationMs", Linear(0, 100), Value(10), Unit::kMilliseconds, Role::kInternal, kGroup, "Window",
-     "of the meter"},
-    {"FixedLinearGain", Linear(0, 100), Value(1.4142135f), Unit::kTimes, Role::kInternal, kGroup, "Gain",
+    {"FixedLinearGain", Linear(0, 100), Value(1.4142135f), kTimes, kInternal, kGroup, "Gain",
      "makes the RMS of a sine read as its peak"},
-    {"StereoInput",
-     Toggle(),
-     {},
-     Unit::kNone,
-     Role::kInternal,
-     kGroup,
-     "Stereo",
-     "averages two channels",
-     kOffOn},
-    {"Threshold", Linear(-120, 0), Value(-120), Unit::kDecibels, Role::kInternal, kGroup, "Threshold",
+    {"StereoInput", Toggle(), {}, kNone, kInternal, kGroup, "Stereo", "averages two channels", kOffOn},
+    {"Threshold", Linear(-120, 0), Value(-120), kDecibels, kInternal, kGroup, "Threshold",
      "of the meter's gate"},
-    {"ThresholdActive",
-     Toggle(),
-     {},
-     Unit::kNone,
-     Role::kInternal,
-     kGroup,
-     "Gate",
-     "the meter's gate",
-     kOffOn},
+    {"ThresholdActive", Toggle(), {}, kNone, kInternal, kGroup, "Gate", "the meter's gate", kOffOn},
 });
+// clang-format on
 static_assert(std::size(kRows) == kThresholdActive + 1);
 
 }  // namespace Vantora::dsp::EnvFollowerKnobs

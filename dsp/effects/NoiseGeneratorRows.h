@@ -17,17 +17,13 @@ using enum Indices::ParamIndex;
 inline constexpr const char* kTypes[] = {"violet", "white", "pink", "brown", "dark", "variable"};
 inline constexpr const char* kGroup = "Noise";
 
+// clang-format off
 inline constexpr auto kRows = std::to_array<Row>({
-    {"NoiseType", Steps(std::size(kTypes)), {}, Unit::kNone, Role::kMain, kGroup, "Colour", "colour", kTypes},
-    {"NoiseColor",
-     Plain(),
-     {},
-     Unit::kNone,
-     Role::kMain,
-     kGroup,
-     "Variable colour",
+    {"NoiseType", Steps(std::size(kTypes)), {}, kNone, kMain, kGroup, "Colour", "colour", kTypes},
+    {"NoiseColor", Plain(), {}, kRatio, kMain, kGroup, "Variable colour",
      "of the variable colour: 0 brown to 1 violet"},
 });
+// clang-format on
 static_assert(std::size(kRows) == kNoiseColor + 1);
 
 }  // namespace Vantora::dsp::NoiseGeneratorKnobs

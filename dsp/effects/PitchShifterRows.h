@@ -22,36 +22,16 @@ using enum Indices::ParamIndex;
 
 inline constexpr const char* kGroup = "Harmonizer";
 
+// clang-format off
 inline constexpr auto kRows = std::to_array<Row>({
-    {"Stereo", Toggle(), {}, Unit::kNone, Role::kInternal, kGroup, "Stereo", "second channel", kOffOn},
-    {"PreDelay",
-     Linear(0, 1000),
-     {},
-     Unit::kMilliseconds,
-     Role::kAdvanced,
-     kGroup,
-     "Pre-delay",
+    {"Stereo", Toggle(), {}, kNone, kInternal, kGroup, "Stereo", "second channel", kOffOn},
+    {"PreDelay", Linear(0, 1000), {}, kMilliseconds, kAdvanced, kGroup, "Pre-delay",
      "delay in front of the pitch shifter"},
-    {"PitchShift", Linear(-24, 24), Value(0), Unit::kSemitones, Role::kMain, kGroup, "Pitch",
-     "shift of the pitch"},
-    {"Spray",
-     Exponential(0, 1500, 3),
-     {},
-     Unit::kMilliseconds,
-     Role::kMain,
-     kGroup,
-     "Spray",
-     "scatters the grains"},
-    {"ModDelayConnected",
-     Toggle(),
-     {},
-     Unit::kNone,
-     Role::kInternal,
-     kGroup,
-     "Delay input",
-     "configuration",
-     kOffOn},
+    {"PitchShift", Linear(-24, 24), Value(0), kSemitones, kMain, kGroup, "Pitch", "shift of the pitch"},
+    {"Spray", Exponential(0, 1500, 3), {}, kMilliseconds, kMain, kGroup, "Spray", "scatters the grains"},
+    {"ModDelayConnected", Toggle(), {}, kNone, kInternal, kGroup, "Delay input", "configuration", kOffOn},
 });
+// clang-format on
 static_assert(std::size(kRows) == kModDelayConnected + 1);
 
 }  // namespace Vantora::dsp::PitchShifterKnobs

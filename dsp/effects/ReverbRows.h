@@ -18,26 +18,18 @@ using enum Indices::OwnParam;
 
 inline constexpr const char* kGroup = "Plate";
 
+// clang-format off
 inline constexpr auto kOwnRows = std::to_array<Row>({
-    Row{"LPBandWith", Exponential(100, 20000, 6), Position(1), Unit::kHertz, Role::kMain, kGroup, "Low-pass",
-        "upper band limit of what enters; off at its upper end"}
-        .WithSymbol("low_pass"),
-    Row{"HPBandWith",
-        Exponential(30, 10000, 6),
-        {},
-        Unit::kHertz,
-        Role::kMain,
-        kGroup,
-        "High-pass",
-        "lower band limit; off at its lower end"}
-        .WithSymbol("high_pass"),
-    {"Wet", Linear(0, 1), Value(0.5f), Unit::kNone, Role::kMain, kGroup, "Wet", "dry to wet, at equal power"},
-    {"OutputGain", Linear(-20, 20), Value(0), Unit::kDecibels, Role::kMain, kGroup, "Gain",
-     "gain of the wet signal"},
-    Row{"MSMix", Linear(0, 1), Value(0.5f), Unit::kNone, Role::kMain, kGroup, "Middle to sides",
-        "0 middle only, 0.5 as it comes, 1 sides only"}
-        .WithSymbol("middle_to_sides"),
+    Row{"LPBandWith", Exponential(100, 20000, 6), Position(1), kHertz, kMain, kGroup, "Low-pass",
+        "upper band limit of what enters; off at its upper end"}.WithSymbol("low_pass"),
+    Row{"HPBandWith", Exponential(30, 10000, 6), {}, kHertz, kMain, kGroup, "High-pass",
+        "lower band limit; off at its lower end"}.WithSymbol("high_pass"),
+    {"Wet", Linear(0, 1), Value(0.5f), kRatio, kMain, kGroup, "Wet", "dry to wet, at equal power"},
+    {"OutputGain", Linear(-20, 20), Value(0), kDecibels, kMain, kGroup, "Gain", "gain of the wet signal"},
+    Row{"MSMix", Linear(0, 1), Value(0.5f), kRatio, kMain, kGroup, "Middle to sides",
+        "0 middle only, 0.5 as it comes, 1 sides only"}.WithSymbol("middle_to_sides"),
 });
+// clang-format on
 static_assert(std::size(kOwnRows) == kOwnCount);
 
 /// The tank's knobs and behind them the own ones, by index.

@@ -55,22 +55,16 @@ inline constexpr auto kShaperRows = Refit(MultiDistKnobs::kRows, kShaperFits);
 inline constexpr Fit kVariantFits[] = {
     {.index = engine::ModuleVariantKnobs::kModuleType, .internal = kByChoice},
 };
+// clang-format off
+inline constexpr auto kAddedRows = std::to_array<Row>({
+    Row{"DistoType", Steps(std::size(PrismelKnobs::kDistortions)), {}, kNone, kInternal, "Distortion", "Kind",
+        "written by \"DistortionAlgorithm\"", PrismelKnobs::kDistortions}.WithSymbol("kind"),
+    {"Drive", kDriveRange, {}, kDecibels, kInternal, "Distortion", "Drive", kBySpread},
+});
+// clang-format on
 /// Behind those of the alternatives.
 inline constexpr auto kOwnRows =
-    Join(Refit(engine::ModuleVariantKnobs::OwnRows(2), kVariantFits),
-         std::to_array<Row>({
-             Row{"DistoType",
-                 Steps(std::size(PrismelKnobs::kDistortions)),
-                 {},
-                 Unit::kNone,
-                 Role::kInternal,
-                 "Distortion",
-                 "Kind",
-                 "written by \"DistortionAlgorithm\"",
-                 PrismelKnobs::kDistortions}
-                 .WithSymbol("kind"),
-             {"Drive", kDriveRange, {}, Unit::kDecibels, Role::kInternal, "Distortion", "Drive", kBySpread},
-         }));
+    Join(Refit(engine::ModuleVariantKnobs::OwnRows(2), kVariantFits), kAddedRows);
 static_assert(kOwnRows.size() == kDrive + 1);
 
 }  // namespace Vantora::dsp::PrismelDistoVariantKnobs

@@ -1,4 +1,4 @@
-// The texts of `Parameter`: values as people write and read them.
+// The texts of `Knob`: values as people write and read them.
 
 #include <algorithm>
 #include <cctype>
@@ -9,7 +9,7 @@
 
 #include "host/DecimalNumber.h"
 #include "host/HostError.h"
-#include "host/Parameter.h"
+#include "host/Knob.h"
 
 namespace Vantora::host {
 namespace {
@@ -124,14 +124,14 @@ std::string PositionText(float normalized) { return fmt::format("norm:{}", norma
 
 }  // namespace
 
-uint32_t Parameter::ChoiceAt(float normalized) const {
+uint32_t Knob::ChoiceAt(float normalized) const {
   if (row.range.kind == MappingTools::Stepped) {
     return static_cast<uint32_t>(std::lround(ToValue(normalized) - row.range.min));
   }
   return normalized > 0.5f || (row.range.onAtHalf && normalized == 0.5f) ? 1 : 0;
 }
 
-std::string Parameter::Text(float normalized) const {
+std::string Knob::Text(float normalized) const {
   if (IsStepped()) {
     const uint32_t choice = ChoiceAt(normalized);
     return choice < labels.size() ? labels[choice]
@@ -143,14 +143,14 @@ std::string Parameter::Text(float normalized) const {
   return ValueText(static_cast<double>(value), row.unit, kDisplayDigits);
 }
 
-std::optional<float> Parameter::ReadBack(std::string_view text) const {
+std::optional<float> Knob::ReadBack(std::string_view text) const {
   const std::optional<double> number = CutNumber(text);
   const std::optional<double> scale = number ? Scale(row.unit, text) : std::nullopt;
   if (!scale || !Accepts(*number * *scale)) return std::nullopt;
   return ToNormalized(static_cast<float>(*number * *scale));
 }
 
-std::string Parameter::ExactText(float normalized) const {
+std::string Knob::ExactText(float normalized) const {
   const float position = std::clamp(normalized, 0.0f, 1.0f);
   if (IsStepped()) {
     const float value = row.range.min + static_cast<float>(ChoiceAt(position));
@@ -164,7 +164,7 @@ std::string Parameter::ExactText(float normalized) const {
   return PositionText(position);
 }
 
-double Parameter::ExactValue(float normalized) const {
+double Knob::ExactValue(float normalized) const {
   const float position = std::clamp(normalized, 0.0f, 1.0f);
   const float value = ToValue(position);
   for (int digits = 1; digits <= kMostDigits; ++digits) {
@@ -175,19 +175,19 @@ double Parameter::ExactValue(float normalized) const {
   return ReadDecimal(fmt::format("{}", value))->value;
 }
 
-std::string Parameter::RangeText() const {
+std::string Knob::RangeText() const {
   if (!Labels().empty()) return fmt::format("{}", fmt::join(Labels(), ", "));
   return ValueText(static_cast<double>(row.range.min), row.unit, kDisplayDigits) + " to " +
          ValueText(static_cast<double>(row.range.max), row.unit, kDisplayDigits);
 }
 
-float Parameter::Parse(std::string_view written) const {
+Knob::Reading Knob::Read(std::string_view written) const {
   std::string_view text = Trimmed(written);
   const auto refuse = [&](const std::string& because) {
     return HostError(
-        fmt::format("{} takes {}; \"{}\" {}.", UniqueName(), RangeText(), Trimmed(written), because));
+        fmt::format("{} takes {}; \"{}\" {}.", fullName, RangeText(), Trimmed(written), because));
   };
-  if (text.empty()) throw HostError(fmt::format("{} needs a value: it takes {}.", UniqueName(), RangeText()));
+  if (text.empty()) throw HostError(fmt::format("{} needs a value: it takes {}.", fullName, RangeText()));
 
   if (text.starts_with("norm:")) {
     text.remove_prefix(5);
@@ -195,13 +195,13 @@ float Parameter::Parse(std::string_view written) const {
     if (!position || !text.empty() || *position < 0.0 || *position > 1.0) {
       throw refuse("is not a position from norm:0 to norm:1");
     }
-    return static_cast<float>(*position);
+    return {*position, true};
   }
 
   for (size_t step = 0; step < labels.size(); ++step) {
     const std::string key = Key(labels[step]);
     if (key == Key(text) || (key.find('/') != std::string::npos && key == NoteLengthKey(text))) {
-      return ToNormalized(row.range.min + static_cast<float>(step));
+      return {static_cast<double>(row.range.min + static_cast<float>(step)), false};
     }
   }
 
@@ -214,16 +214,26 @@ float Parameter::Parse(std::string_view written) const {
             ? "has a unit where there is none"
             : fmt::format("is not in {}", row.unit == Unit::kRatio ? "percent" : UnitName(row.unit)));
   }
-  try {
-    return ParseValue(*number * *scale);
-  } catch (const HostError&) {
-    throw refuse(row.range.kind == MappingTools::Stepped && *number != std::floor(*number)
-                     ? "is not a whole number"
-                     : "is outside");
+  const double value = *number * *scale;
+  if (!Accepts(value)) {
+    const bool mustBeWhole = row.range.kind == MappingTools::Stepped;
+    throw refuse(mustBeWhole && value != std::floor(value) ? "is not a whole number" : "is outside");
   }
+  return {value, false};
 }
 
-bool Parameter::Accepts(double value) const {
+float Knob::Parse(std::string_view text) const {
+  const Reading reading = Read(text);
+  return reading.isPosition ? static_cast<float>(reading.number) : ToNormalized(HeldValue(reading.number));
+}
+
+float Knob::ParseToValue(std::string_view text) const {
+  const Reading reading = Read(text);
+  if (reading.isPosition) return ToValue(static_cast<float>(reading.number));
+  return std::clamp(HeldValue(reading.number), row.range.min, row.range.max);
+}
+
+bool Knob::Accepts(double value) const {
   const auto low = static_cast<double>(row.range.min), high = static_cast<double>(row.range.max);
   // A bound may be written with fewer digits than it has.
   const double slack = 1e-6 * std::max(high - low, 1e-3);
@@ -232,13 +242,16 @@ bool Parameter::Accepts(double value) const {
          (!mustBeWhole || std::abs(value - std::round(value)) <= 1e-6);
 }
 
-float Parameter::ParseValue(double value) const {
+float Knob::ParseValue(double value) const {
   if (!Accepts(value)) {
     throw HostError(
-        fmt::format("{} takes {}, not {}.", UniqueName(), RangeText(), NumberText(value, kMostDigits)));
+        fmt::format("{} takes {}, not {}.", fullName, RangeText(), NumberText(value, kMostDigits)));
   }
-  const bool isWhole = row.range.kind == MappingTools::Stepped;
-  return ToNormalized(static_cast<float>(isWhole ? std::round(value) : value));
+  return ToNormalized(HeldValue(value));
+}
+
+float Knob::HeldValue(double value) const {
+  return static_cast<float>(row.range.kind == MappingTools::Stepped ? std::round(value) : value);
 }
 
 }  // namespace Vantora::host
