@@ -7,7 +7,7 @@ namespace Vantora::dsp {
 DelayLine::~DelayLine() = default;
 
 void DelayLine::Resize(uint32_t newSize) {
-  buffer.assign(newSize, 0.0f);
+  buffer.assign(newSize + 1u, 0.0f);  // the first cell stands behind the last once more
   data = buffer.data();
   size = static_cast<int32_t>(newSize);
   Clear();
@@ -24,6 +24,7 @@ void DelayLine::Clear() noexcept {
 void DelayLine::WriteAt(uint32_t delay, float value) noexcept {
   const int32_t i = Wrapped(writeIndex - static_cast<int32_t>(delay));
   data[i] = value;
+  if (i == 0) data[size] = value;
   if (!IsInZeroRange(i)) return;
   const int32_t below = i - zeroBegin;
   const int32_t above = zeroEnd - 1 - i;
@@ -43,6 +44,7 @@ void DelayLine::WriteBlock(const float* values, uint32_t count) noexcept {
     const int32_t begin = writeIndex;
     const int32_t end = std::min(begin + left, size);
     std::copy_n(values, end - begin, data + begin);
+    if (begin == 0) data[size] = data[0];
     // As sample by sample: the range shrinks once the write position has reached its lower bound.
     if (zeroBegin >= begin && zeroBegin < end && zeroBegin < zeroEnd) zeroBegin = std::min(end, zeroEnd);
     writeIndex = end == size ? 0 : end;

@@ -44,6 +44,7 @@ class DelayLine {
   void Write(float value) noexcept {
     assert(size > 0);
     data[writeIndex] = value;
+    if (writeIndex == 0) data[size] = value;
     if (zeroBegin == writeIndex && writeIndex < zeroEnd) zeroBegin = writeIndex + 1;
     if (++writeIndex >= size) writeIndex -= size;
   }
@@ -100,6 +101,17 @@ class DelayLine {
     y = y * frac + 0.5f * (c - a);
     return y * frac + b;
   }
+
+  /// The ring itself, for loops that read many places at once. Behind its last cell stands the first one again, so that
+  /// two neighbours are always found side by side.
+  struct Ring {
+    const float* data;
+    int32_t size;
+    int32_t writeIndex;
+    int32_t zeroBegin;  ///< what lies from here to below `zeroEnd` counts as 0
+    int32_t zeroEnd;
+  };
+  Ring GetRing() const noexcept { return {data, size, writeIndex, zeroBegin, zeroEnd}; }
 
   /// Length in samples.
   uint32_t Size() const noexcept { return static_cast<uint32_t>(size); }

@@ -27,23 +27,6 @@ enum Port : uint32_t {
 };
 constexpr uint32_t kSendPort = 2;  // left; right follows
 
-template <bool kFiltered, bool kGlide, bool kCompanding>
-void CrushBlock(const CrusherSettings& settings, CrusherChannel& channel, float* data, uint32_t count) {
-  const CrusherSettings c = settings;
-  CrusherChannel m = channel;
-  for (uint32_t i = 0; i < count; ++i) data[i] = Crush<kFiltered, kGlide, kCompanding>(c, m, data[i]);
-  channel = m;
-}
-
-using BlockFunction = void (*)(const CrusherSettings&, CrusherChannel&, float*, uint32_t);
-
-// Index: filtered * 4 + glide * 2 + companding.
-constexpr BlockFunction kBlockFunctions[8] = {
-    CrushBlock<false, false, false>, CrushBlock<false, false, true>, CrushBlock<false, true, false>,
-    CrushBlock<false, true, true>,   CrushBlock<true, false, false>, CrushBlock<true, false, true>,
-    CrushBlock<true, true, false>,   CrushBlock<true, true, true>,
-};
-
 float FiniteOrZero(float x) { return std::isfinite(x) ? x : 0.0f; }
 
 }  // namespace
@@ -61,6 +44,7 @@ void BitCrusher::Configure(uint32_t maxBlockSize, float newSampleRate) {
   wet.assign(maxBlockSize, 0.0f);
   dry.assign(maxBlockSize, 0.0f);
   settings.SetScale(Value(kScale));
+  tunedCutoff = periodRate = 0.0f;
   UpdateAntiAlias();
 }
 
@@ -129,6 +113,8 @@ void BitCrusher::UpdateAntiAlias() {
   // The factor is just under pi / 2: the corner lies near half of the cutoff. A cutoff above the host's rate
   // would turn the tangent negative.
   const float cutoff = std::min(rate + (kReferenceRate - rate) * aliasing, sampleRate);
+  if (cutoff == tunedCutoff) return;
+  tunedCutoff = cutoff;
   settings.antiAlias.Tune(std::tan(cutoff * 1.5671835f / sampleRate), 1.4142071f);
 }
 
@@ -140,7 +126,12 @@ float BitCrusher::DrawAsFloat() {
 }
 
 void BitCrusher::DrawPeriods(uint32_t count) {
+  if (jitter <= 0.0f && rate == periodRate) {
+    sinceJitter += count;
+    return;  // the periods stand
+  }
   const float base = sampleRate / rate;
+  periodRate = jitter <= 0.0f ? rate : 0.0f;
   if (jitter <= 0.0f) {
     for (CrusherChannel& channel : channels) channel.SetPeriod(base);
   } else if (!perBlockJitter) {
@@ -194,18 +185,17 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
     for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn;
   }
 
+  const CrusherBlock block{.settings = &settings,
+                           .channel = &channels[channel],
+                           .in = in,
+                           .out = out,
+                           .wet = wet.data(),
+                           .gain = gainOut,
+                           .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr};
+  const LaneBank::Loop<CrusherBlock> loop = CrusherKernels().run[Variant()];
   const bool isPlain = channelCount == 1 && !feedbackOn && in != dry.data();
-  if (isPlain && bank != nullptr &&
-      bank->Add(
-          LaneBank::CrusherBlock{{&settings, &channels[channel], out}, Variant(), in, wet.data(), gainOut})) {
-    return;
-  }
-  kBlockFunctions[Variant()](settings, channels[channel], out, count);
-
-  if (feedbackOn && context.Output(kSendPort + channel) != nullptr) {
-    std::copy_n(out, count, context.Output(kSendPort + channel));
-  }
-  MixCrushed(in, wet.data(), gainOut, out, count);
+  if (isPlain && bank != nullptr && bank->Add(loop, block)) return;
+  loop(&block, 1, count);
 }
 
 }  // namespace Vantora::dsp

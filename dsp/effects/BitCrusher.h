@@ -8,6 +8,7 @@
 #include "dsp/effects/BitCrusherRows.h"
 #include "dsp/effects/CrusherChannel.h"
 #include "dsp/effects/bank/LaneBank.h"
+#include "dsp/effects/crusher/CrusherKernels.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -71,6 +72,8 @@ class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
   float bits = 0.0f;
   float rate = 44100.0f;      // Hz, after the crusher
   float aliasing = 0.0f;      // 0..1
+  float tunedCutoff = 0.0f;   // Hz, that the anti-alias filter was made for
+  float periodRate = 0.0f;    // Hz, that the channels' periods were made for; 0: drawn, or none yet
   float jitter = 0.0f;        // percent
   float jitterPeriod = 0.0f;  // samples
   float gainIn = 1.0f;

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstdint>
 
-#include "basictools/math/Float4.h"
 #include "basictools/math/ParabolicSine.h"
 
 namespace Vantora::dsp {
@@ -31,18 +30,31 @@ struct GrainShape {
   }
 };
 
-/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`, four samples: a quarter of a sine
-/// up at the start, 1, the same down behind the middle, and silence until it restarts.
-inline Float4 HeadGain(Float4 h, Float4 w) noexcept {
-  const Float4 unlimited = (1.0f - 2.0f * h) * (1.0f - w) + w;
-  const Float4 zero = MakeFloat4(0.0f);
-  const Float4 one = MakeFloat4(1.0f);
-  const Float4 t = unlimited < zero ? zero : (unlimited > one ? one : unlimited);
-  const Float4 v = t < w ? t : one - t;
+/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`: a quarter of a sine up at the start, 1, the
+/// same down behind the middle, and silence until it restarts. Without branches, so that loops over it vectorise.
+/// `kHalf` where w is 0.5, whose quotient is a product.
+template <bool kHalf = false>
+inline float HeadGain(float h, float w) noexcept {
+  const float unlimited = (1.0f - 2.0f * h) * (1.0f - w) + w;
+  const float t = unlimited < 0.0f ? 0.0f : (unlimited > 1.0f ? 1.0f : unlimited);
+  const float v = t < w ? t : 1.0f - t;
   // Inside the window the turn is at most a quarter; outside, the sine is not used. A true division: the
   // processors' fast reciprocals differ from maker to maker.
-  const Float4 turn = v / (4.0f * (w == zero ? MakeFloat4(1e-8f) : w));
-  return v < w ? ParabolicSine(6.2831855f * turn) : one;
+  const float turn = kHalf ? v * 0.5f : v / (4.0f * (w == 0.0f ? 1e-8f : w));
+  return v < w ? ParabolicSine(6.2831855f * turn) : 1.0f;
 }
+
+/// Way that a head has left to go, 0..1 of its length, at place `h`.
+inline float HeadDelay(float h) noexcept {
+  const float rest = 1.0f - h;
+  return rest < 0.0f ? 0.0f : (rest > 1.0f ? 1.0f : rest);
+}
+
+/// What lies behind the point, with the number's sign.
+inline float Fraction(float x) noexcept { return x - static_cast<float>(static_cast<int32_t>(x)); }
+
+/// Places of the two heads on their ways, 0..1, at a phase of -1..1 cycles.
+inline float HeadA(float phase) noexcept { return Fraction(phase + 1.0f); }
+inline float HeadB(float phase) noexcept { return Fraction(phase + 1.5f); }
 
 }  // namespace Vantora::dsp

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "basictools/math/Float4.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "dsp/effects/FilterCompensation.h"
 
@@ -12,16 +11,15 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr uint32_t kFadeBlocks = 25;
-constexpr uint32_t kShortestRun = 8;  // of a comb, below which runs don't pay
-constexpr uint32_t kLongestRun = 64;
 constexpr float kHighestFrequency = 0.495f;  // of the sample rate
 
 enum Port : uint32_t { kFmPort = 2, kFreqPort = 3, kQPort = 4, kGainPort = 5, kFmAmountPort = 6 };
 
 }  // namespace
 
-MultiModeFilter::MultiModeFilter(std::string text)
-    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(MultiModeFilterKnobs::kRows)) {
+MultiModeFilter::MultiModeFilter(std::string text, uint32_t newChannelCount)
+    : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(MultiModeFilterKnobs::kRows)),
+      channelCount(newChannelCount) {
   for (uint32_t number = 0; number < kFilterModeCount; ++number) {
     allowedModes.push_back(number);
     indexOfMode[number] = static_cast<int32_t>(number);
@@ -57,7 +55,8 @@ void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
     return kFilterModes[number].topology == FilterTopology::Comb;
   });
   if (!hasComb) return;
-  for (DelayLine& line : lines) line.Resize(static_cast<uint32_t>(sampleRate / pitch.GetMinimum()) + 5u);
+  for (uint32_t c = 0; c < channelCount; ++c)
+    lines[c].Resize(static_cast<uint32_t>(sampleRate / pitch.GetMinimum()) + 5u);
 }
 
 void MultiModeFilter::DoReset(bool) {
@@ -222,6 +221,7 @@ float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
 
 void MultiModeFilter::UpdateComb(ProcessContext& context) {
   combDelaySmoother.SetTarget(CombDelayTarget(context));
+  combDelayStands = combDelaySmoother.IsSettled();
   combDelaySmoother.Render(combDelays.data(), context.sampleCount);
   feedback = Param(kQ).ReadNormalizedModulated(context, kQPort) * 0.99f;
 }
@@ -255,11 +255,14 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
   Channels io = {{context.Input(0), context.Input(1)}, {context.Output(0), context.Output(1)}, 1};
   if (io.in[0] == nullptr || io.out[0] == nullptr) return 1;
-  if (stereo && io.in[1] != nullptr && io.out[1] != nullptr) io.count = 2;
+  if (stereo && channelCount > 1 && io.in[1] != nullptr && io.out[1] != nullptr) io.count = 2;
 
   const bool isPlain =
       IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
-  if (isPlain && bank != nullptr && bank->Add({&chain, io.in[0], compensation.data(), io.out[0]})) return 1;
+  if (isPlain && bank != nullptr) {
+    const LaneBank::Loop<FilterBlock> loop = FilterKernels().run[mode.order - 1];
+    if (bank->Add(loop, StageBlock(io, 0))) return 1;
+  }
 
   if (bypassed) {
     for (uint32_t c = 0; c < io.count; ++c) {
@@ -283,72 +286,18 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
 }
 
 void MultiModeFilter::RunStateVariable(const Channels& io, uint32_t count) {
-  switch (mode.order) {
-    case 1:
-      return RunStages<1>(io, count);
-    case 2:
-      return RunStages<2>(io, count);
-    default:
-      return RunStages<3>(io, count);
-  }
+  FilterBlock blocks[2];
+  for (uint32_t c = 0; c < io.count; ++c) blocks[c] = StageBlock(io, c);
+  FilterKernels().run[mode.order - 1](blocks, io.count, count);
 }
 
-namespace {
-
-// The loop over a block. T is float for one channel, Float4 for two in lanes.
-template <uint32_t kOrder, typename T, typename Load, typename Store>
-inline void RunChain(StateVariableCoefficients& now, const StateVariableCoefficients& step,
-                     StateVariableState<T>* memory, const float* gain, uint32_t count, Load load,
-                     Store store) {
-  StateVariableCoefficients c = now;
-  const StateVariableCoefficients d = step;
-  StateVariableState<T> stages[kOrder];
-  std::copy_n(memory, kOrder, stages);
-  for (uint32_t i = 0; i < count; ++i) {
-    c.g1 += d.g1;
-    c.g2 += d.g2;
-    c.g3 += d.g3;
-    c.m1 += d.m1;
-    T y = load(i);
-    for (uint32_t s = 0; s < kOrder; ++s) y = StateVariableTick(c, stages[s], y);
-    store(i, y * gain[i]);
-  }
-  std::copy_n(stages, kOrder, memory);
-  now = c;
-}
-
-}  // namespace
-
-template <uint32_t kOrder>
-void MultiModeFilter::RunStages(const Channels& io, uint32_t count) {
-  const float* left = io.in[0];
-  float* outLeft = io.out[0];
-  const float* gain = compensation.data();
-  if (io.count == 1) {
-    RunChain<kOrder, float>(
-        chain.now, chain.step, chain.stages[0], gain, count, [=](uint32_t i) { return left[i]; },
-        [=](uint32_t i, float y) { outLeft[i] = y; });
-    return;
-  }
-  const float* right = io.in[1];
-  float* outRight = io.out[1];
-  StateVariableState<Float4> memory[kOrder];
-  for (uint32_t s = 0; s < kOrder; ++s) {
-    memory[s].s1 = Float4{chain.stages[0][s].s1, chain.stages[1][s].s1, 0.0f, 0.0f};
-    memory[s].s2 = Float4{chain.stages[0][s].s2, chain.stages[1][s].s2, 0.0f, 0.0f};
-  }
-  RunChain<kOrder, Float4>(
-      chain.now, chain.step, memory, gain, count,
-      [=](uint32_t i) {
-        return Float4{left[i], right[i], 0.0f, 0.0f};
-      },
-      [=](uint32_t i, Float4 y) {
-        outLeft[i] = y[0];
-        outRight[i] = y[1];
-      });
-  for (uint32_t s = 0; s < kOrder; ++s) {
-    for (uint32_t c = 0; c < 2; ++c) chain.stages[c][s] = {memory[s].s1[c], memory[s].s2[c]};
-  }
+FilterBlock MultiModeFilter::StageBlock(const Channels& io, uint32_t channel) {
+  return {.chain = &chain,
+          .stages = chain.stages[channel],
+          .in = io.in[channel],
+          .gain = compensation.data(),
+          .out = io.out[channel],
+          .isLast = channel + 1 == io.count};
 }
 
 void MultiModeFilter::RunFirstOrder(const Channels& io, uint32_t count) {
@@ -372,32 +321,16 @@ void MultiModeFilter::RunFirstOrder(const Channels& io, uint32_t count) {
 }
 
 void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {
-  const float f = feedback;
   for (uint32_t c = 0; c < io.count; ++c) {
-    const float* in = io.in[c];
-    float* out = io.out[c];
-    DelayLine& line = lines[c];
-    const bool isFeedback = mode.use == FilterUse::Feedback;
-    for (uint32_t start = 0; start < count;) {
-      // As far as the delay stands still and reaches behind this run, its samples don't depend on each other.
-      const auto delay = static_cast<uint32_t>(combDelays[start]);
-      uint32_t run = 1;
-      const uint32_t longest = std::min({count - start, delay, kLongestRun});
-      if (delay >= kShortestRun) {
-        while (run < longest && static_cast<uint32_t>(combDelays[start + run]) == delay) ++run;
-      }
-      float y[kLongestRun];
-      for (uint32_t i = 0; i < run; ++i) y[i] = line.ReadAhead(delay, i);
-      if (isFeedback) {
-        for (uint32_t i = 0; i < run; ++i) y[i] = in[start + i] + f * y[i];
-        for (uint32_t i = 0; i < run; ++i) line.Write(y[i]);
-        for (uint32_t i = 0; i < run; ++i) out[start + i] = y[i] * compensation[start + i];
-      } else {
-        for (uint32_t i = 0; i < run; ++i) line.Write(in[start + i]);
-        for (uint32_t i = 0; i < run; ++i) out[start + i] = in[start + i] + f * y[i];
-      }
-      start += run;
-    }
+    CombKernels().run({.line = &lines[c],
+                       .delays = combDelays.data(),
+                       .delayStands = combDelayStands && count % 4 == 0,
+                       .isFedBack = mode.use == FilterUse::Feedback,
+                       .feedback = feedback,
+                       .gain = compensation.data(),
+                       .in = io.in[c],
+                       .out = io.out[c]},
+                      count);
   }
 }
 

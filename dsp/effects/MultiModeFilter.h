@@ -14,6 +14,8 @@
 #include "dsp/effects/MultiModeFilterRows.h"
 #include "dsp/effects/StateVariableChain.h"
 #include "dsp/effects/bank/LaneBank.h"
+#include "dsp/effects/filter/CombKernels.h"
+#include "dsp/effects/filter/FilterKernels.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -41,7 +43,8 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   using ParamIndex = MultiModeFilterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 
-  explicit MultiModeFilter(std::string name);
+  /// `channelCount` is 1 or 2: a mono one holds no comb for a right channel and leaves that alone, whatever "Stereo" says.
+  explicit MultiModeFilter(std::string name, uint32_t channelCount = 2);
 
   /// Which mode numbers "Mode" chooses from, in this order; each below 20, at least one. "Mode" is declared
   /// anew with that many steps and stands on the first. Only before `Configure`, which sizes the comb by it.
@@ -55,8 +58,8 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is the plain three-stage
-  /// loop on channel 0: mono, no fade, no bypass. Null: never.
+  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is plain: three stages,
+  /// mono, no fade, no bypass. Null: never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
@@ -88,8 +91,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   void UpdateBypass(const ProcessContext& context);
   float CombDelayTarget(ProcessContext& context);
   void RunStateVariable(const Channels& io, uint32_t count);
-  template <uint32_t kOrder>
-  void RunStages(const Channels& io, uint32_t count);
+  FilterBlock StageBlock(const Channels& io, uint32_t channel);
   void RunFirstOrder(const Channels& io, uint32_t count);
   void RunComb(const Channels& io, uint32_t count);
   void ApplyFade(ProcessContext& context, const Channels& io, uint32_t count);
@@ -97,6 +99,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   // Declaration, before Configure.
   std::vector<uint32_t> allowedModes;
   std::array<int32_t, kFilterModeCount> indexOfMode;
+  uint32_t channelCount;
   LaneBank* bank = nullptr;  // the owner's
 
   // Settings, written by Configure.
@@ -113,6 +116,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool fadeOnModeChange = false;
   bool compensate = true;
   bool bypassed = false;
+  bool combDelayStands = false;  // throughout the block
   bool snap = true;  // coefficients and compensation jump in this block
   uint32_t modeNumber = 0;
   FilterMode mode = kFilterModes[0];

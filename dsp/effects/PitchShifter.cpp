@@ -4,7 +4,6 @@
 #include <cmath>
 #include <utility>
 
-#include "basictools/math/Float4.h"
 #include "basictools/math/WholeQuads.h"
 #include "basictools/math/Xorshift.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
@@ -12,7 +11,7 @@
 namespace Vantora::dsp {
 namespace {
 
-constexpr float kLineSeconds = 2.0f;
+constexpr float kGlideRoom = 1.25f;  // of the longest pre-delay: a glide in short blocks runs past its aim
 constexpr uint32_t kDefaultSeed = 2023;
 
 enum Port : uint32_t { kPreDelayPort = 2, kPitchShiftPort = 3, kSprayPort = 4 };
@@ -25,21 +24,29 @@ float ReadLinear(const DelayLine& line, float place, uint32_t ahead) {
   return x + (line.ReadAhead(whole + 1, ahead) - x) * frac;
 }
 
-float Fraction(float x) { return x - static_cast<float>(static_cast<int32_t>(x)); }
-
 }  // namespace
 
-PitchShifter::PitchShifter(std::string text, uint32_t seed)
+PitchShifter::PitchShifter(std::string text, uint32_t seed, uint32_t newChannelCount)
     : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PitchShifterKnobs::kRows)),
-      random(seed != 0 ? seed : kDefaultSeed) {}
+      channelCount(newChannelCount) {
+  heads.random = seed != 0 ? seed : kDefaultSeed;
+}
 
 void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   sampleRate = newSampleRate;
   rampLength = static_cast<float>(maxBlockSize);
-  const auto lineLength = static_cast<uint32_t>(std::ceil(kLineSeconds * sampleRate));
-  for (Lines& lines : channels) {
-    lines.preDelay.Resize(lineLength);
-    lines.grain.Resize(lineLength);
+  // As far back as the knobs can ask.
+  const auto wayOf = [&](float interval) { return GrainShape::ForInterval(interval, sampleRate).length; };
+  const float longestWay =
+      std::max(wayOf(Param(kPitchShift).GetMinimum()), wayOf(Param(kPitchShift).GetMaximum()));
+  const float samplesPerMs = sampleRate * 0.001f;
+  const auto preDelayLength =
+      static_cast<uint32_t>(kGlideRoom * Param(kPreDelay).GetMaximum() * samplesPerMs) + maxBlockSize + kShifterChunk;
+  const auto grainLength = static_cast<uint32_t>(longestWay + Param(kSpray).GetMaximum() * samplesPerMs) +
+                           maxBlockSize + 2 * kShifterChunk;
+  for (uint32_t c = 0; c < channelCount; ++c) {
+    channels[c].preDelay.Resize(preDelayLength);
+    channels[c].grain.Resize(grainLength);
   }
   for (std::vector<float>* buffer : {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases,
                                      &preDelays, &placesA, &placesB, &delayed}) {
@@ -49,6 +56,11 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   delaysB.assign(maxBlockSize, 0.5f);
   gainsA.assign(maxBlockSize, 1.0f);
   gainsB.assign(maxBlockSize, 1.0f);
+  heads.delaysA = delaysA.data();
+  heads.delaysB = delaysB.data();
+  heads.gainsA = gainsA.data();
+  heads.gainsB = gainsB.data();
+  levelSemitones = levelPreDelays = 0;
   pitchSmoother.Setup(1, sampleRate);
   widthSmoother.Setup(1, sampleRate);
   lengthSmoother.Setup(1, sampleRate);
@@ -60,9 +72,9 @@ void PitchShifter::DoReset(bool) {
     lines.preDelay.Clear();
     lines.grain.Clear();
   }
-  phase = 0.0f;
-  previousDelayA = 0.0f;
-  sprayA = sprayB = 0.0f;
+  heads.phase = 0.0f;
+  heads.previousDelayA = 0.0f;
+  heads.sprayA = heads.sprayB = 0.0f;
 }
 
 // Parameters ------------------------------------------------------------------------------------------------
@@ -81,12 +93,19 @@ bool PitchShifter::UpdateParams(ProcessContext& context) {
   spraySize = sampleRate * 0.001f * Param(kSpray).ReadValueModulated(context, kSprayPort);
   preDelaySmoother.SetTarget(preDelayAim);
   preDelayMoves = Normalized(kModDelayConnected) > 0.5f || !preDelaySmoother.IsSettled();
-  preDelaySmoother.Render(preDelays.data(), context.sampleCount);
+  if (!preDelaySmoother.IsSettled()) {
+    levelPreDelays = 0;
+    preDelaySmoother.Render(preDelays.data(), context.sampleCount);
+  } else if (levelPreDelays < context.sampleCount || preDelays[0] != static_cast<float>(preDelaySmoother.Target())) {
+    preDelaySmoother.Render(preDelays.data(), context.sampleCount);
+    levelPreDelays = WholeQuads(context.sampleCount);
+  }
   return true;
 }
 
 void PitchShifter::SnapInterval(float semitonesNow) {
   pitchSmoother.SetValue(semitonesNow);
+  levelSemitones = static_cast<uint32_t>(semitones.size());
   std::fill(semitones.begin(), semitones.end(), semitonesNow);
   grain = GrainShape::ForInterval(semitonesNow, sampleRate);
   grainSemitones = semitonesNow;
@@ -99,16 +118,67 @@ void PitchShifter::SnapInterval(float semitonesNow) {
 
 uint32_t PitchShifter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
-  pitchSmoother.Render(semitones.data(), count);
+  RenderPitch(count);
   UpdateGrain(count);
+  if (RunsSettled(context)) {
+    RunSettled(context);
+    return 1;
+  }
   AdvancePhase(count);
   ComputeHeads(count);
   PlaceHeads(count);
-  for (uint32_t c = 0; c < (stereo ? 2u : 1u); ++c) {
+  for (uint32_t c = 0; c < (stereo ? channelCount : 1u); ++c) {
     if (context.Input(c) == nullptr || context.Output(c) == nullptr) continue;
     RunChannel(channels[c], context.Input(c), context.Output(c), count);
   }
   return 1;
+}
+
+void PitchShifter::RenderPitch(uint32_t count) {
+  if (!pitchSmoother.IsSettled()) {
+    levelSemitones = 0;
+  } else if (levelSemitones >= count && semitones[0] == static_cast<float>(pitchSmoother.Target())) {
+    return;
+  } else {
+    levelSemitones = WholeQuads(count);
+  }
+  pitchSmoother.Render(semitones.data(), count);
+}
+
+// Interval, crossfade and length stand still, the pre-delay too, and all that a block can reach lies within the lines.
+bool PitchShifter::RunsSettled(const ProcessContext& context) const {
+  const uint32_t count = context.sampleCount;
+  if (count % 4 != 0 || levelSemitones < count || rampWritten) return false;
+  const auto stands = [](const SmootherLPF& smoother, float value) {
+    return smoother.IsSettled() && smoother.Target() == static_cast<double>(value);
+  };
+  if (!stands(widthSmoother, grain.width) || !stands(lengthSmoother, grain.length)) return false;
+  if (preDelayMoves || levelPreDelays < count) return false;
+  const Lines& lines = channels[0];
+  const float furthest =
+      grain.length + std::max({heads.sprayA, heads.sprayB, spraySize}) + static_cast<float>(kShifterChunk + 3);
+  if (furthest >= static_cast<float>(lines.grain.Size()) ||
+      preDelays[0] + static_cast<float>(kShifterChunk + 1) >= static_cast<float>(lines.preDelay.Size())) {
+    return false;
+  }
+  const bool isStereo = stereo && channelCount > 1 && context.Input(1) != nullptr && context.Output(1) != nullptr;
+  return !isStereo && context.Input(0) != nullptr && context.Output(0) != nullptr;
+}
+
+void PitchShifter::RunSettled(ProcessContext& context) {
+  const ShifterBlock block{.heads = &heads,
+                           .preDelay = &channels[0].preDelay,
+                           .grain = &channels[0].grain,
+                           .in = context.Input(0),
+                           .out = context.Output(0),
+                           .step = grain.rate / sampleRate,
+                           .width = grain.width,
+                           .length = grain.length,
+                           .semitones = semitones[0],
+                           .spraySize = spraySize,
+                           .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
+  const LaneBank::Loop<ShifterBlock> loop = ShifterKernels().run;
+  if (bank == nullptr || !bank->Add(loop, block)) loop(&block, 1, context.sampleCount);
 }
 
 void PitchShifter::UpdateGrain(uint32_t count) {
@@ -145,14 +215,14 @@ void PitchShifter::RampGrain(const GrainShape& from, const GrainShape& to, uint3
 }
 
 void PitchShifter::AdvancePhase(uint32_t count) {
-  float p = phase;
+  float p = heads.phase;
   for (uint32_t i = 0; i < count; ++i) {
     p += rates[i] / sampleRate;
     // A wrap is rare: the branch keeps the truncation out of the chain from sample to sample.
     if (p >= 1.0f || p <= -1.0f) p = Fraction(p);
     phases[i] = p;
   }
-  phase = p;
+  heads.phase = p;
   if (!rampWritten && widthSmoother.Target() == static_cast<double>(grain.width) &&
       widthSmoother.IsSettled()) {
     std::fill_n(widths.data(), count, grain.width);
@@ -165,31 +235,23 @@ void PitchShifter::AdvancePhase(uint32_t count) {
 }
 
 void PitchShifter::ComputeHeads(uint32_t count) {
-  const auto fraction = [](Float4 x) { return x - ToFloat4(Truncate(x)); };
-  const auto limited = [](Float4 x) {
-    const Float4 zero = MakeFloat4(0.0f);
-    const Float4 one = MakeFloat4(1.0f);
-    return x < zero ? zero : (x > one ? one : x);
-  };
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
-    const Float4 phase4 = LoadFloat4(phases.data() + i);
-    const Float4 width = LoadFloat4(widths.data() + i);
-    const Float4 a = fraction(phase4 + 1.0f);
-    const Float4 b = fraction(phase4 + 1.5f);
-    StoreFloat4(HeadGain(a, width), gainsA.data() + i);
-    StoreFloat4(HeadGain(b, width), gainsB.data() + i);
-    StoreFloat4(limited(1.0f - a), delaysA.data() + i);
-    StoreFloat4(limited(1.0f - b), delaysB.data() + i);
+  for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
+    const float a = HeadA(phases[i]);
+    const float b = HeadB(phases[i]);
+    gainsA[i] = HeadGain(a, widths[i]);
+    gainsB[i] = HeadGain(b, widths[i]);
+    delaysA[i] = HeadDelay(a);
+    delaysB[i] = HeadDelay(b);
   }
 }
 
 void PitchShifter::PlaceHeads(uint32_t count) {
   const bool lengthMoves = rampWritten || lengthSmoother.Target() != static_cast<double>(grain.length) ||
                            !lengthSmoother.IsSettled();
-  uint32_t x = random;
-  float before = previousDelayA;
-  float offsetA = sprayA;
-  float offsetB = sprayB;
+  uint32_t x = heads.random;
+  float before = heads.previousDelayA;
+  float offsetA = heads.sprayA;
+  float offsetB = heads.sprayB;
   float nearest = 1e9f;
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t drawA = XorshiftStep(x);
@@ -218,10 +280,10 @@ void PitchShifter::PlaceHeads(uint32_t count) {
     nearest = std::min(nearest, std::min(placesA[i], placesB[i]));
   }
   nearestPlace = nearest;
-  random = x;
-  previousDelayA = before;
-  sprayA = offsetA;
-  sprayB = offsetB;
+  heads.random = x;
+  heads.previousDelayA = before;
+  heads.sprayA = offsetA;
+  heads.sprayB = offsetB;
 }
 
 void PitchShifter::RunChannel(Lines& lines, const float* in, float* out, uint32_t count) {

@@ -9,6 +9,8 @@
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/effects/GrainShape.h"
 #include "dsp/effects/PitchShifterRows.h"
+#include "dsp/effects/bank/LaneBank.h"
+#include "dsp/effects/harmonizer/ShifterKernels.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -33,13 +35,18 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   using ParamIndex = PitchShifterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 
-  /// `seed` starts the spray's generator; 0 takes 2023.
-  explicit PitchShifter(std::string name, uint32_t seed = 0);
+  /// `seed` starts the spray's generator; 0 takes 2023. `channelCount` is 1 or 2: a mono one holds no lines for a right
+  /// channel and leaves it alone, whatever "Stereo" says.
+  explicit PitchShifter(std::string name, uint32_t seed = 0, uint32_t channelCount = 2);
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override;
   void DoReset(bool hard) override;
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
+
+  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is mono and the interval
+  /// stands still. Null: never.
+  void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
   struct Lines {
@@ -47,6 +54,9 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
     DelayLine grain;  // both heads read it
   };
 
+  bool RunsSettled(const ProcessContext& context) const;
+  void RenderPitch(uint32_t count);
+  void RunSettled(ProcessContext& context);
   void SnapInterval(float semitonesNow);
   void UpdateGrain(uint32_t count);
   void RampGrain(const GrainShape& from, const GrainShape& to, uint32_t count);
@@ -54,6 +64,10 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   void ComputeHeads(uint32_t count);
   void PlaceHeads(uint32_t count);
   void RunChannel(Lines& lines, const float* in, float* out, uint32_t count);
+
+  // Declaration, before Configure.
+  uint32_t channelCount;
+  LaneBank* bank = nullptr;  // the owner's
 
   // Settings, written by Configure.
   float sampleRate = 44100.0f;  // Hz
@@ -88,12 +102,11 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   GrainShape grain;             // where the present ramp ends
   float grainSemitones = 0.0f;  // the interval `grain` was made for
   bool rampWritten = false;     // the block buffers hold a slope, not yet its end
-  float phase = 0.0f;           // cycles, keeps its sign
-  float previousDelayA = 0.0f;
-  float sprayA = 0.0f;  // samples
-  float sprayB = 0.0f;
+  ShifterHeads heads;           // its buffers are the four below `phases`
   float nearestPlace = 0.0f;  // of both heads in this block, samples
-  uint32_t random;
+  // How far the buffers hold one and the same value, for blocks that leave them as they are.
+  uint32_t levelSemitones = 0;
+  uint32_t levelPreDelays = 0;
 };
 
 }  // namespace Vantora::dsp

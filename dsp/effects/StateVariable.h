@@ -21,34 +21,11 @@ struct StateVariableCoefficients {
   }
 };
 
-/// One stage's memory. T is float, or Float4 with a channel in each lane.
+/// One stage's memory, of one channel.
 template <typename T>
 struct StateVariableState {
   T s1{};
   T s2{};
 };
-
-/// One sample through one stage.
-template <typename T>
-inline T StateVariableTick(const StateVariableCoefficients& c, StateVariableState<T>& s, T x) noexcept {
-  const T u = x - s.s2;
-  const T b = c.g1 * s.s1 + c.g2 * u;
-  const T l = s.s2 + c.g2 * s.s1 + c.g3 * u;
-  s.s1 = 2.0f * b - s.s1;
-  s.s2 = 2.0f * l - s.s2;
-  return c.m0 * x + c.m1 * b + c.m2 * l;
-}
-
-/// One sample through one low-pass stage, without the sum of the mix.
-template <typename T>
-inline T StateVariableLowPassTick(const StateVariableCoefficients& c, StateVariableState<T>& s,
-                                  T x) noexcept {
-  const T u = x - s.s2;
-  const T b = c.g1 * s.s1 + c.g2 * u;
-  const T l = s.s2 + c.g2 * s.s1 + c.g3 * u;
-  s.s1 = 2.0f * b - s.s1;
-  s.s2 = 2.0f * l - s.s2;
-  return l;
-}
 
 }  // namespace Vantora::dsp

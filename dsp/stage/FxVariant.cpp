@@ -8,11 +8,11 @@ namespace Vantora::dsp {
 
 FxVariant::FxVariant(std::string text, uint32_t seed)
     : ModuleVariant(
-          std::move(text), [] { return PassThrough(""); }, [] { return MultiModeFilter(""); },
-          [] { return MultiModeFilter(""); },
+          std::move(text), [] { return PassThrough(""); }, [] { return MultiModeFilter("", 1); },
+          [] { return MultiModeFilter("", 1); },
           [seed] { return engine::IOSubset<BitCrusher, 10, 2>("BitCrusher", seed); },
           [] { return PrismelDistoVariant("Disto"); },
-          [seed] { return PitchShifter("Harmonizer", seed != 0 ? seed ^ 0x9E3779B9u : 0u); }) {
+          [seed] { return PitchShifter("Harmonizer", seed != 0 ? seed ^ 0x9E3779B9u : 0u, 1); }) {
   Child<kFxBandPass>().SetAllowedModes({FxVariantKnobs::kBandPassMode});
   Child<kFxBandPass>().ApplyFits(FxVariantKnobs::kBandPassFits);
   Child<kFxComb>().SetAllowedModes({FxVariantKnobs::kCombMode});
@@ -24,6 +24,7 @@ FxVariant::FxVariant(std::string text, uint32_t seed)
 void FxVariant::SetLaneBank(LaneBank* bank) {
   Child<kFxBandPass>().SetBank(bank);
   Child<kFxBitCrusher>().SetBank(bank);
+  Child<kFxHarmonizer>().SetBank(bank);
 }
 
 void FxVariant::ResetEffect(uint32_t step) {

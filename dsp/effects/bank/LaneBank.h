@@ -1,63 +1,78 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
-
-#include "dsp/effects/bank/LaneKernels.h"
+#include <cstring>
+#include <type_traits>
 
 namespace Vantora::dsp {
 
 /// LaneBank: collects the blocks of clones that run the same loop and runs them side by side.
 ///
 ///     bank.Open();
-///     for each clone: clone.Process(context)   a filter or crusher with this bank adds its block and returns
+///     for each clone: clone.Process(context)   an effect with this bank adds its block and returns
 ///     bank.Run(count);                         now the outputs hold what one after another had given
 ///
-/// A clone that isn't in the plain state of its loop runs on its own as ever, also while the bank is open.
-/// Inputs, outputs and the clones' memory must stay untouched between `Process` and `Run`, so an owner opens
-/// the bank only when nothing behind the effect works on its output. Audio thread only, allocates nothing.
+/// The bank knows no effect: a block is a plain record, and the loop that goes with it takes several of them. Blocks with
+/// the same loop go together; they nearly always are all of them. A clone that isn't in the plain state of its loop runs
+/// on its own as ever, also while the bank is open. Inputs, outputs and the clones' memory must stay untouched between
+/// `Process` and `Run`, so an owner opens the bank only when nothing behind the effect works on its output. Audio thread
+/// only, allocates nothing.
 class LaneBank {
  public:
-  static constexpr uint32_t kCapacity = 16;
+  static constexpr uint32_t kCapacity = 16;      ///< blocks of one loop
+  static constexpr uint32_t kLoops = 4;          ///< loops at a time
+  static constexpr std::size_t kBlockBytes = 96;  ///< of a record at most
 
-  /// A crusher's block: the crushed signal stands in `lane.data`, then out = in - wet in + wet gain crushed.
-  struct CrusherBlock {
-    CrusherLane lane;
-    uint32_t variant;  // filtered * 4 + glide * 2 + companding
-    const float* in;   // not `lane.data`
-    const float* wet;  // one for each sample
-    float gain;
-  };
+  /// Runs `blockCount` blocks of `sampleCount` samples; each gets the bits that it would get alone.
+  template <typename Block>
+  using Loop = void (*)(const Block* blocks, uint32_t blockCount, uint32_t sampleCount);
 
   /// From here on clones may add their blocks.
   void Open() noexcept { isOpen = true; }
 
   /// False when the bank is closed or full: then the clone runs on its own.
-  bool Add(const StageLane& lane) noexcept {
-    if (!isOpen || stageCount == kCapacity) return false;
-    stages[stageCount++] = lane;
-    return true;
-  }
-  bool Add(const CrusherBlock& block) noexcept {
-    if (!isOpen || crusherCount == kCapacity) return false;
-    crushers[crusherCount++] = block;
+  template <typename Block>
+  bool Add(Loop<Block> loop, const Block& block) noexcept {
+    static_assert(std::is_trivially_copyable_v<Block> && sizeof(Block) <= kBlockBytes && alignof(Block) <= 16);
+    if (!isOpen) return false;
+    const auto key = reinterpret_cast<void (*)()>(loop);
+    uint32_t i = 0;
+    while (i < batchCount && batches[i].loop != key) ++i;
+    if (i == kLoops) return false;
+    Batch& batch = batches[i];
+    if (i == batchCount) {
+      ++batchCount;
+      batch.loop = key;
+      batch.blockCount = 0;
+      batch.run = [](const Batch& all, uint32_t sampleCount) {
+        reinterpret_cast<Loop<Block>>(all.loop)(reinterpret_cast<const Block*>(all.records), all.blockCount, sampleCount);
+      };
+    }
+    if (batch.blockCount == kCapacity) return false;
+    std::memcpy(batch.records + batch.blockCount++ * sizeof(Block), &block, sizeof(Block));
     return true;
   }
 
-  /// Runs what was added, `count` samples each, and closes.
-  void Run(uint32_t count) noexcept;
+  /// Runs what was added, `sampleCount` samples each, and closes.
+  void Run(uint32_t sampleCount) noexcept {
+    for (uint32_t i = 0; i < batchCount; ++i) batches[i].run(batches[i], sampleCount);
+    batchCount = 0;
+    isOpen = false;
+  }
 
  private:
-  void RunCrushers(uint32_t count) noexcept;
+  struct Batch {
+    void (*loop)();
+    void (*run)(const Batch& batch, uint32_t sampleCount);
+    uint32_t blockCount;
+    alignas(16) std::byte records[kCapacity * kBlockBytes];
+  };
 
   bool isOpen = false;
-  uint32_t stageCount = 0;
-  uint32_t crusherCount = 0;
-  std::array<StageLane, kCapacity> stages;
-  std::array<CrusherBlock, kCapacity> crushers;
+  uint32_t batchCount = 0;
+  std::array<Batch, kLoops> batches;
 };
-
-/// out = in - wet in + wet gain out, in whole groups of four; the crusher's mix.
-void MixCrushed(const float* in, const float* wet, float gain, float* out, uint32_t count) noexcept;
 
 }  // namespace Vantora::dsp

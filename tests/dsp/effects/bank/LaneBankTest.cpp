@@ -8,6 +8,7 @@
 
 #include "dsp/effects/BitCrusher.h"
 #include "dsp/effects/MultiModeFilter.h"
+#include "dsp/effects/PitchShifter.h"
 #include "tests/dsp/effects/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -102,6 +103,18 @@ TEST(LaneBank, CrushersSideBySideGiveTheBitsOfCrushersAlone) {
   }
 }
 
+TEST(LaneBank, ShiftersSideBySideGiveTheBitsOfShiftersAlone) {
+  for (const uint32_t clones : {1u, 5u, 16u, 18u}) {
+    ExpectSameBits<PitchShifter>(
+        clones, [] { return std::make_unique<PitchShifter>("", 3u); },
+        [](auto& pair, uint32_t round, auto& draw, auto& position) {
+          if (round == 0) pair.Set(PitchShifter::kSpray, 0.4f);
+          if (round == 0 || round == 100) pair.Set(PitchShifter::kPitchShift, position(draw));
+          if (round % 50 == 49) pair.Set(PitchShifter::kPreDelay, 0.01f * position(draw));
+        });
+  }
+}
+
 TEST(LaneBank, EveryInstructionSetComputesTheSame) {
   std::vector<prims::SimdTarget> targets;
   for (const auto target : {prims::SimdTarget::Baseline, prims::SimdTarget::Ssse3, prims::SimdTarget::Sse4,
@@ -117,18 +130,21 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
     for (uint32_t variant = 0; variant < 8; ++variant) {
       std::array<CrusherChannel, 13> channels;
       std::vector<Samples> data;
-      std::array<CrusherLane, 13> lanes;
+      std::array<CrusherBlock, 13> blocks;
+      const Samples dry(75, 0.2f);
+      const Samples wet(75, 0.8f);
       for (uint32_t i = 0; i < 13; ++i) {
         channels[i].SetPeriod(1.0f + 0.7f * static_cast<float>(i));
         data.push_back(Noise(75, i + 1));
       }
-      for (uint32_t i = 0; i < 13; ++i) lanes[i] = {&settings, &channels[i], data[i].data()};
-      LaneKernelsFor(target).crush[variant](lanes.data(), 13, 75);
+      for (uint32_t i = 0; i < 13; ++i)
+        blocks[i] = {&settings, &channels[i], dry.data(), data[i].data(), wet.data(), 0.9f, nullptr};
+      CrusherKernelsFor(target).run[variant](blocks.data(), 13, 75);
       for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     }
     std::array<StateVariableChain, 13> chains;
     std::vector<Samples> data;
-    std::array<StageLane, 13> lanes;
+    std::array<FilterBlock, 13> blocks;
     const Samples gain(75, 0.7f);
     for (uint32_t i = 0; i < 13; ++i) {
       chains[i].now.Tune(0.05f * static_cast<float>(i + 1), 0.3f);
@@ -136,8 +152,9 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
       chains[i].step.g1 = 1e-4f;
       data.push_back(Noise(75, i + 1));
     }
-    for (uint32_t i = 0; i < 13; ++i) lanes[i] = {&chains[i], data[i].data(), gain.data(), data[i].data()};
-    LaneKernelsFor(target).stages(lanes.data(), 13, 75);
+    for (uint32_t i = 0; i < 13; ++i)
+      blocks[i] = {&chains[i], chains[i].stages[0], data[i].data(), gain.data(), data[i].data(), true};
+    FilterKernelsFor(target).run[2](blocks.data(), 13, 75);
     for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     return result;
   };

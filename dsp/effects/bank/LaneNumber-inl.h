@@ -1,0 +1,241 @@
+// LaneNumber: the lanes of a vector as one number, so that an effect's loop is written once, as a template, and runs on a
+// float for one clone and on a LaneNumber for several. Every operation rounds in each lane as it does for a float;
+// nothing is fused. Compiled anew for each instruction set, as LaneFrames-inl.h is.
+#include <cmath>
+#include <cstdint>
+#include <type_traits>
+
+#include "basictools/BitCast.h"
+#include "dsp/effects/bank/LaneFrames-inl.h"
+
+#if defined(PRISMEL_LANE_NUMBER_INL) == defined(HWY_TARGET_TOGGLE)
+#ifdef PRISMEL_LANE_NUMBER_INL
+#undef PRISMEL_LANE_NUMBER_INL
+#else
+#define PRISMEL_LANE_NUMBER_INL
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+
+template <typename D>
+struct LaneMask {
+  hn::Mask<D> m;
+};
+
+// D is the tag of the vector: as many lanes as there may be clones, or four for the few.
+template <typename D>
+struct LaneNumber {
+  hn::Vec<D> v;
+};
+
+using ManyLanes = hn::CappedTag<float, 16>;
+using FewLanes = hn::CappedTag<float, 4>;
+
+#define PRISMEL_LANE_OPERATOR(symbol, Result, member, Function)                       \
+  template <typename D>                                                               \
+  HWY_INLINE Result<D> operator symbol(LaneNumber<D> a, LaneNumber<D> b) {            \
+    return {hn::Function(a.v, b.v)};                                                  \
+  }
+PRISMEL_LANE_OPERATOR(+, LaneNumber, v, Add)
+PRISMEL_LANE_OPERATOR(-, LaneNumber, v, Sub)
+PRISMEL_LANE_OPERATOR(*, LaneNumber, v, Mul)
+PRISMEL_LANE_OPERATOR(/, LaneNumber, v, Div)
+PRISMEL_LANE_OPERATOR(<, LaneMask, m, Lt)
+PRISMEL_LANE_OPERATOR(>, LaneMask, m, Gt)
+PRISMEL_LANE_OPERATOR(>=, LaneMask, m, Ge)
+#undef PRISMEL_LANE_OPERATOR
+HWY_INLINE bool Both(bool a, bool b) { return a && b; }
+template <typename D>
+HWY_INLINE LaneMask<D> Both(LaneMask<D> a, LaneMask<D> b) {
+  return {hn::And(a.m, b.m)};
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> operator-(LaneNumber<D> a) {
+  return {hn::Neg(a.v)};
+}
+
+// The same operations for both kinds of number. T is named where no argument tells it.
+template <typename T>
+struct LanesOf;
+template <>
+struct LanesOf<float> {
+  static constexpr uint32_t kCount = 1;
+};
+template <typename D>
+struct LanesOf<LaneNumber<D>> {
+  using Tag = D;
+  static constexpr uint32_t kCount = static_cast<uint32_t>(hn::MaxLanes(D()));
+};
+
+template <typename T>
+HWY_INLINE T Number(float x) {
+  if constexpr (std::is_same_v<T, float>) {
+    return x;
+  } else {
+    return {hn::Set(typename LanesOf<T>::Tag(), x)};
+  }
+}
+
+HWY_INLINE float Select(bool condition, float yes, float no) { return condition ? yes : no; }
+template <typename D>
+HWY_INLINE LaneNumber<D> Select(LaneMask<D> condition, LaneNumber<D> yes, LaneNumber<D> no) {
+  return {hn::IfThenElse(condition.m, yes.v, no.v)};
+}
+
+HWY_INLINE bool Any(bool condition) { return condition; }
+template <typename D>
+HWY_INLINE bool Any(LaneMask<D> condition) {
+  return !hn::AllFalse(D(), condition.m);
+}
+
+HWY_INLINE float Magnitude(float x) { return std::fabs(x); }
+template <typename D>
+HWY_INLINE LaneNumber<D> Magnitude(LaneNumber<D> x) {
+  return {hn::Abs(x.v)};
+}
+
+// Towards zero, for numbers that fit 32 bits.
+HWY_INLINE float Whole(float x) { return static_cast<float>(static_cast<int32_t>(x)); }
+template <typename D>
+HWY_INLINE LaneNumber<D> Whole(LaneNumber<D> x) {
+  return {hn::ConvertTo(D(), hn::ConvertTo(hn::RebindToSigned<D>(), x.v))};
+}
+
+// The bits of a number, read as a whole number, as a number.
+HWY_INLINE float BitsAsNumber(float x) { return static_cast<float>(BitCast<int32_t>(x)); }
+template <typename D>
+HWY_INLINE LaneNumber<D> BitsAsNumber(LaneNumber<D> x) {
+  return {hn::ConvertTo(D(), hn::BitCast(hn::RebindToSigned<D>(), x.v))};
+}
+
+// The mantissa of a positive, normal number, 0.5..1.
+HWY_INLINE float MantissaOf(float x) {
+  return BitCast<float>((BitCast<uint32_t>(x) & 0x007FFFFFu) | 0x3F000000u);
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> MantissaOf(LaneNumber<D> x) {
+  const hn::RebindToSigned<D> di;
+  const auto bits = hn::And(hn::BitCast(di, x.v), hn::Set(di, 0x007FFFFF));
+  return {hn::BitCast(D(), hn::Or(bits, hn::Set(di, 0x3F000000)))};
+}
+
+// x times 2 to the power of a whole number.
+HWY_INLINE float TimesPowerOfTwo(float x, float whole) {
+  return BitCast<float>(BitCast<uint32_t>(x) + (static_cast<uint32_t>(static_cast<int32_t>(whole)) << 23));
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> TimesPowerOfTwo(LaneNumber<D> x, LaneNumber<D> whole) {
+  const hn::RebindToSigned<D> di;
+  const auto shifted = hn::ShiftLeft<23>(hn::ConvertTo(di, whole.v));
+  return {hn::BitCast(D(), hn::Add(hn::BitCast(di, x.v), shifted))};
+}
+
+template <typename T>
+HWY_INLINE T LoadNumber(const float* from) {
+  if constexpr (std::is_same_v<T, float>) {
+    return *from;
+  } else {
+    return {hn::LoadU(typename LanesOf<T>::Tag(), from)};
+  }
+}
+HWY_INLINE void StoreNumber(float x, float* to) { *to = x; }
+template <typename D>
+HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to) {
+  hn::StoreU(x.v, D(), to);
+}
+
+// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of its call
+// operator, and the first sample. Whole vectors first, then fours, then the rest one by one.
+template <typename Run>
+HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
+  uint32_t i = 0;
+#if HWY_TARGET != HWY_EMU128
+  constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
+  for (; i + kMany <= count; i += kMany) run.template operator()<LaneNumber<ManyLanes>>(i);
+  if constexpr (kMany > 4) {
+    for (; i + 4 <= count; i += 4) run.template operator()<LaneNumber<FewLanes>>(i);
+  }
+#endif
+  for (; i < count; ++i) run.template operator()<float>(i);
+}
+
+// A field of each clone's record as a number, and back. Lanes without a clone hold `spare` and are dropped.
+template <typename T, typename Read>
+HWY_INLINE T Collect(uint32_t clones, Read read, float spare = 0.0f) {
+  if constexpr (std::is_same_v<T, float>) {
+    (void)clones;
+    (void)spare;
+    return read(0);
+  } else {
+    HWY_ALIGN float numbers[LanesOf<T>::kCount];
+    for (uint32_t lane = 0; lane < LanesOf<T>::kCount; ++lane) numbers[lane] = lane < clones ? read(lane) : spare;
+    return {hn::Load(typename LanesOf<T>::Tag(), numbers)};
+  }
+}
+
+template <typename T, typename Write>
+HWY_INLINE void Distribute(T x, uint32_t clones, Write write) {
+  if constexpr (std::is_same_v<T, float>) {
+    (void)clones;
+    write(0, x);
+  } else {
+    HWY_ALIGN float numbers[LanesOf<T>::kCount];
+    hn::Store(x.v, typename LanesOf<T>::Tag(), numbers);
+    for (uint32_t lane = 0; lane < clones; ++lane) write(lane, numbers[lane]);
+  }
+}
+
+// Runs `tick`, a function from the input's number to the output's, over `count` samples of `clones` streams: one clone
+// sample by sample, several in frames of which each holds a sample of every clone.
+template <typename T, typename In, typename Out, typename Tick>
+HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick tick) {
+  if constexpr (std::is_same_v<T, float>) {
+    (void)clones;
+    const float* from = in(0);
+    float* to = out(0);
+    for (uint32_t i = 0; i < count; ++i) to[i] = tick(from[i]);
+  } else {
+    constexpr uint32_t kLanes = LanesOf<T>::kCount;
+    const typename LanesOf<T>::Tag d;
+    HWY_ALIGN float frames[kFrames * kLanes];
+    HWY_ALIGN float spare[kFrames] = {};  // lanes without a clone share a row that nobody hears
+    const float* from[kLanes];
+    float* to[kLanes];
+    for (uint32_t start = 0; start < count; start += kFrames) {
+      const uint32_t chunk = count - start < kFrames ? count - start : kFrames;
+      for (uint32_t lane = 0; lane < kLanes; ++lane) {
+        from[lane] = lane < clones ? in(lane) + start : spare;
+        to[lane] = lane < clones ? out(lane) + start : spare;
+      }
+      ToFrames<kLanes>(from, chunk, frames);
+      for (uint32_t i = 0; i < chunk; ++i) {
+        float* frame = frames + i * kLanes;
+        hn::Store(tick(T{hn::Load(d, frame)}).v, d, frame);
+      }
+      ToRows<kLanes>(frames, chunk, to);
+    }
+  }
+}
+
+// Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how many. Where
+// the machine has no vectors that are a gain, each runs alone.
+template <typename Run>
+HWY_INLINE void ForEachGroup(uint32_t clones, Run run) {
+  uint32_t first = 0;
+#if HWY_TARGET != HWY_EMU128
+  constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
+  for (; clones - first > 4; first += std::min(kMany, clones - first))
+    run.template operator()<LaneNumber<ManyLanes>>(first, std::min(kMany, clones - first));
+  if (clones - first > 1) {
+    run.template operator()<LaneNumber<FewLanes>>(first, clones - first);
+    return;
+  }
+#endif
+  for (; first < clones; ++first) run.template operator()<float>(first, 1);
+}
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // toggle

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "dsp/effects/CrusherChannel.h"
+#include "dsp/effects/prims/SimdTarget.h"
+
+namespace Vantora::dsp {
+
+/// One channel's block through the crusher:
+///
+///     crushed = crush(data);   send = crushed;   out = in - wet in + wet gain crushed, in whole groups of four
+struct CrusherBlock {
+  const CrusherSettings* settings;
+  CrusherChannel* channel;
+  const float* in;   ///< not `out`
+  float* out;        ///< holds the crusher's input, `in` with gain and feedback
+  const float* wet;  ///< one for each sample
+  float gain;
+  float* send;  ///< null: none
+};
+
+/// The crusher's loop, for each instruction set. Several blocks run side by side in the lanes of a vector; each gets the
+/// single crusher's sequence of single roundings.
+struct CrusherKernelTable {
+  /// Index: filtered * 4 + glide * 2 + companding, which all blocks share.
+  void (*run[8])(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count);
+};
+
+/// The kernels for `target`, which must not be above BestSimdTarget().
+const CrusherKernelTable& CrusherKernelsFor(prims::SimdTarget target) noexcept;
+
+/// The best kernels of this machine.
+const CrusherKernelTable& CrusherKernels() noexcept;
+
+}  // namespace Vantora::dsp

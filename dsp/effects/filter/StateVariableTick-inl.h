@@ -1,0 +1,52 @@
+// One sample through one state-variable stage, for a float or the lanes of a vector. Compiled anew for each instruction
+// set, as bank/LaneNumber-inl.h is.
+#include "dsp/effects/bank/LaneNumber-inl.h"
+
+#if defined(PRISMEL_STATE_VARIABLE_TICK_INL) == defined(HWY_TARGET_TOGGLE)
+#ifdef PRISMEL_STATE_VARIABLE_TICK_INL
+#undef PRISMEL_STATE_VARIABLE_TICK_INL
+#else
+#define PRISMEL_STATE_VARIABLE_TICK_INL
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+
+// The fields of StateVariableCoefficients and StateVariableState.
+template <typename T>
+struct StageCoefficients {
+  T g1, g2, g3, m0, m1, m2;
+};
+
+template <typename T>
+struct StageState {
+  T s1, s2;
+};
+
+template <typename T>
+struct StageOutputs {
+  T bandPass, lowPass;
+};
+
+template <typename T>
+HWY_INLINE StageOutputs<T> StageStep(const StageCoefficients<T>& c, StageState<T>& s, T x) {
+  const T two = Number<T>(2.0f);
+  const T u = x - s.s2;
+  const T b = c.g1 * s.s1 + c.g2 * u;
+  const T l = s.s2 + c.g2 * s.s1 + c.g3 * u;
+  s.s1 = two * b - s.s1;
+  s.s2 = two * l - s.s2;
+  return {b, l};
+}
+
+// The mix of input, band-pass and low-pass.
+template <typename T>
+HWY_INLINE T StageTick(const StageCoefficients<T>& c, StageState<T>& s, T x) {
+  const StageOutputs<T> y = StageStep(c, s, x);
+  return c.m0 * x + c.m1 * y.bandPass + c.m2 * y.lowPass;
+}
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // toggle

@@ -1,0 +1,339 @@
+#include "dsp/effects/harmonizer/ShifterKernels.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "basictools/math/XorshiftJump.h"
+#include "dsp/effects/GrainShape.h"
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/effects/harmonizer/ShifterKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+#include "dsp/effects/bank/LaneFrames-inl.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+namespace {
+
+constexpr uint32_t kVector = 16;  // loops over samples run to whole multiples of it
+constexpr uint32_t kGroup = 16;   // shifters whose phases advance together
+
+#if HWY_TARGET != HWY_EMU128
+using LaneTag = hn::CappedTag<float, kGroup>;
+using LaneVector = hn::Vec<LaneTag>;
+constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(LaneTag()));
+#endif
+
+// Phases -----
+
+#if HWY_TARGET != HWY_EMU128
+
+// rows[shifter][sample], for up to sixteen of them.
+void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count, float (*rows)[kShifterChunk]) {
+  constexpr uint32_t kParts = kGroup / kLanes;
+  const LaneTag d;
+  HWY_ALIGN float phases[kGroup] = {};
+  HWY_ALIGN float steps[kGroup] = {};
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    phases[b] = blocks[b].heads->phase;
+    steps[b] = blocks[b].step;
+  }
+  LaneVector phase[kParts];
+  LaneVector step[kParts];
+  for (uint32_t p = 0; p < kParts; ++p) {
+    phase[p] = hn::Load(d, phases + p * kLanes);
+    step[p] = hn::Load(d, steps + p * kLanes);
+  }
+  const LaneVector one = hn::Set(d, 1.0f);
+  const hn::RebindToSigned<LaneTag> di;
+  HWY_ALIGN float frames[kParts][kFrames * kLanes];
+  for (uint32_t start = 0; start < count; start += kFrames) {
+    const uint32_t chunk = std::min(kFrames, count - start);
+    for (uint32_t i = 0; i < chunk; ++i) {
+      for (uint32_t p = 0; p < kParts; ++p) {
+        phase[p] = hn::Add(phase[p], step[p]);
+        // A wrap is rare: the branch keeps the truncation out of the chain from sample to sample.
+        if (HWY_UNLIKELY(!hn::AllTrue(d, hn::Lt(hn::Abs(phase[p]), one)))) {
+          phase[p] = hn::Sub(phase[p], hn::ConvertTo(d, hn::ConvertTo(di, phase[p])));
+        }
+        hn::Store(phase[p], d, frames[p] + i * kLanes);
+      }
+    }
+    for (uint32_t p = 0; p < kParts; ++p) {
+      float* part[kLanes];
+      for (uint32_t lane = 0; lane < kLanes; ++lane) part[lane] = rows[p * kLanes + lane] + start;
+      ToRows<kLanes>(frames[p], chunk, part);
+    }
+  }
+  for (uint32_t p = 0; p < kParts; ++p) hn::Store(phase[p], d, phases + p * kLanes);
+  for (uint32_t b = 0; b < blockCount; ++b) blocks[b].heads->phase = phases[b];
+}
+
+#else
+
+void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count, float (*rows)[kShifterChunk]) {
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    float phase = blocks[b].heads->phase;
+    for (uint32_t i = 0; i < count; ++i) {
+      phase += blocks[b].step;
+      if (!(std::fabs(phase) < 1.0f)) phase = Fraction(phase);
+      rows[b][i] = phase;
+    }
+    blocks[b].heads->phase = phase;
+  }
+}
+
+#endif
+
+// Heads -----
+
+// Where the heads stand and how loud they are, in whole vectors; the loops are left to the compiler, which knows the
+// width. One vector in front of `delayA` belongs to the sample before.
+struct HeadRows {
+  alignas(64) float delayA[kVector + kShifterChunk];
+  alignas(64) float delayB[kShifterChunk];
+  alignas(64) float gainA[kShifterChunk];
+  alignas(64) float gainB[kShifterChunk];
+  alignas(64) float sprayA[kShifterChunk];
+  alignas(64) float sprayB[kShifterChunk];
+};
+
+template <bool kHalf>
+void PlaceHeads(const float* __restrict phases, float width, HeadRows& rows, uint32_t padded) {
+  float* __restrict delayA = rows.delayA + kVector;
+  float* __restrict delayB = rows.delayB;
+  float* __restrict gainA = rows.gainA;
+  float* __restrict gainB = rows.gainB;
+  for (uint32_t i = 0; i < padded; ++i) {
+    const float a = HeadA(phases[i]);
+    const float b = HeadB(phases[i]);
+    gainA[i] = HeadGain<kHalf>(a, width);
+    gainB[i] = HeadGain<kHalf>(b, width);
+    delayA[i] = HeadDelay(a);
+    delayB[i] = HeadDelay(b);
+  }
+}
+
+// A head restarts where its delay jumps back; head B where A's passes the middle of its way.
+struct Restart {
+  bool a, b;
+};
+inline Restart RestartAt(bool rising, float before, float now) {
+  return {rising ? now > before : now < before,
+          rising ? before > 0.5f && now <= 0.5f : before <= 0.5f && now > 0.5f};
+}
+
+bool AnyRestart(const float* delayA, bool rising, uint32_t count) {
+  const float* before = delayA - 1;
+  uint32_t found = 0;
+  if (rising) {
+    for (uint32_t i = 0; i < count; ++i)
+      found |= static_cast<uint32_t>(delayA[i] > before[i]) |
+               (static_cast<uint32_t>(before[i] > 0.5f) & static_cast<uint32_t>(delayA[i] <= 0.5f));
+  } else {
+    for (uint32_t i = 0; i < count; ++i)
+      found |= static_cast<uint32_t>(delayA[i] < before[i]) |
+               (static_cast<uint32_t>(before[i] <= 0.5f) & static_cast<uint32_t>(delayA[i] > 0.5f));
+  }
+  return found != 0;
+}
+
+// Each restart draws a new offset, from where the generator stands at that sample.
+void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
+  ShifterHeads& heads = *block.heads;
+  float* delayA = rows.delayA + kVector;
+  delayA[-1] = heads.previousDelayA;
+  const bool rising = block.semitones >= 0.0f;
+  std::fill_n(rows.sprayA, padded, heads.sprayA);
+  std::fill_n(rows.sprayB, padded, heads.sprayB);
+  if (HWY_UNLIKELY(AnyRestart(delayA, rising, count))) {
+    const float size = std::fabs(block.semitones);
+    for (uint32_t i = 0; i < count; ++i) {
+      const Restart restart = RestartAt(rising, delayA[static_cast<int32_t>(i) - 1], delayA[i]);
+      if (!restart.a && !restart.b) continue;
+      const uint32_t draw = XorshiftJump::Apply(heads.random, 2 * i + (restart.a ? 1 : 2));
+      const float offset =
+          size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
+      if (restart.a) {
+        heads.sprayA = offset;
+        std::fill(rows.sprayA + i, rows.sprayA + padded, offset);
+      } else {
+        heads.sprayB = offset;
+        std::fill(rows.sprayB + i, rows.sprayB + padded, offset);
+      }
+    }
+  }
+  heads.previousDelayA = delayA[count - 1];
+  heads.random = XorshiftJump::Apply(heads.random, 2 * count);
+}
+
+// Reads -----
+
+#if HWY_TARGET != HWY_EMU128
+
+using DI = hn::RebindToSigned<LaneTag>;
+using DU = hn::RebindToUnsigned<LaneTag>;
+
+alignas(64) constexpr int32_t kPlaces[kGroup] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+struct Neighbours {
+  LaneVector older, newer;
+};
+
+// data[index] and data[index + 1] of every lane, as pairs of 64 bits.
+HWY_INLINE Neighbours GatherPairs(const float* data, hn::Vec<DI> index) {
+  const LaneTag d;
+  using Wide = hn::Repartition<int64_t, LaneTag>;
+  const Wide wide;
+  const hn::Half<DI> half;
+  const auto low = hn::ShiftLeft<2>(hn::PromoteTo(wide, hn::LowerHalf(half, index)));
+  const auto high = hn::ShiftLeft<2>(hn::PromoteTo(wide, hn::UpperHalf(half, index)));
+  const auto* base = reinterpret_cast<const int64_t*>(data);
+  const LaneVector first = hn::BitCast(d, hn::GatherOffset(wide, base, low));
+  const LaneVector second = hn::BitCast(d, hn::GatherOffset(wide, base, high));
+  return {hn::ConcatEven(d, second, first), hn::ConcatOdd(d, second, first)};
+}
+
+// A linear read `place` samples behind the write position that each sample of the vector meets.
+template <bool kZeros>
+HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, LaneVector place) {
+  const LaneTag d;
+  const DI di;
+  const DU du;
+  const auto whole = hn::ConvertTo(di, place);
+  const LaneVector frac = hn::Sub(place, hn::ConvertTo(d, whole));
+  const auto size = hn::Set(du, static_cast<uint32_t>(ring.size));
+  // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are large.
+  auto index = hn::BitCast(du, hn::Sub(hn::Add(hn::Set(di, firstIndex), hn::Load(di, kPlaces)), whole));
+  index = hn::Min(index, hn::Add(index, size));
+  index = hn::Min(index, hn::Sub(index, size));
+  Neighbours x = GatherPairs(ring.data, hn::BitCast(di, index));
+  if constexpr (kZeros) {
+    const auto begin = hn::Set(di, ring.zeroBegin);
+    const auto end = hn::Set(di, ring.zeroEnd);
+    const auto older = hn::BitCast(di, index);
+    auto newer = hn::Add(older, hn::Set(di, 1));
+    newer = hn::IfThenElse(hn::Eq(newer, hn::Set(di, ring.size)), hn::Zero(di), newer);
+    const auto isSilent = [&](auto i) HWY_ATTR {
+      return hn::RebindMask(d, hn::AndNot(hn::Lt(i, begin), hn::Lt(i, end)));
+    };
+    x.older = hn::IfThenElse(isSilent(older), hn::Zero(d), x.older);
+    x.newer = hn::IfThenElse(isSilent(newer), hn::Zero(d), x.newer);
+  }
+  return hn::Add(x.newer, hn::Mul(hn::Sub(x.older, x.newer), frac));
+}
+
+template <bool kZeros>
+void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
+               uint32_t padded) {
+  const LaneTag d;
+  const LaneVector way = hn::Set(d, length);
+  const LaneVector one = hn::Set(d, 1.0f);
+  for (uint32_t i = 0; i < padded; i += kLanes) {
+    const int32_t firstIndex = start + static_cast<int32_t>(i) - 1;
+    const auto place = [&](const float* delays, const float* sprays) HWY_ATTR {
+      return hn::Add(hn::Add(hn::Mul(hn::Load(d, delays + i), way), one), hn::Load(d, sprays + i));
+    };
+    const LaneVector a = ReadHead<kZeros>(ring, firstIndex, place(rows.delayA + kVector, rows.sprayA));
+    const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.delayB, rows.sprayB));
+    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.gainA + i), a), hn::Mul(hn::Load(d, rows.gainB + i), b)), d, out + i);
+  }
+}
+
+#else
+
+template <bool kZeros>
+void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
+               uint32_t padded) {
+  const auto at = [&](int32_t index) {
+    if (index < 0) index += ring.size;
+    if (index >= ring.size) index -= ring.size;
+    return kZeros && index >= ring.zeroBegin && index < ring.zeroEnd ? 0.0f : ring.data[index];
+  };
+  const auto read = [&](float place, int32_t now) {
+    const auto whole = static_cast<int32_t>(place);
+    const float x = at(now - whole);
+    return x + (at(now - whole - 1) - x) * (place - static_cast<float>(whole));
+  };
+  for (uint32_t i = 0; i < padded; ++i) {
+    const int32_t now = start + static_cast<int32_t>(i);
+    const float a = read(rows.delayA[kVector + i] * length + 1.0f + rows.sprayA[i], now);
+    const float b = read(rows.delayB[i] * length + 1.0f + rows.sprayB[i], now);
+    out[i] = rows.gainA[i] * a + rows.gainB[i] * b;
+  }
+}
+
+#endif
+
+// One shifter's chunk, from its phases on.
+void RunChunk(const ShifterBlock& block, const float* phases, uint32_t done, uint32_t count) {
+  const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
+  HeadRows rows;
+  if (block.width == 0.5f) {
+    PlaceHeads<true>(phases, block.width, rows, padded);
+  } else {
+    PlaceHeads<false>(phases, block.width, rows, padded);
+  }
+  SprayHeads(block, rows, count, padded);
+
+  // The chunk goes in before the heads read it: they are at least a sample behind, and far from the ring's end.
+  alignas(64) float buffer[kShifterChunk];
+  block.preDelay->WriteBlock(block.in + done, count);
+  const float* delayed = block.in + done;
+  if (block.preDelayed > 0) {
+    block.preDelay->CopyRun(buffer, block.preDelayed + count, count);
+    delayed = buffer;
+  }
+  const auto start = static_cast<int32_t>(block.grain->GetRing().writeIndex);
+  block.grain->WriteBlock(delayed, count);
+  const DelayLine::Ring ring = block.grain->GetRing();
+  if (ring.zeroBegin < ring.zeroEnd) {
+    ReadHeads<true>(ring, start, rows, block.length, buffer, padded);
+  } else {
+    ReadHeads<false>(ring, start, rows, block.length, buffer, padded);
+  }
+  std::copy_n(buffer, count, block.out + done);
+  std::copy_n(rows.delayA + kVector, count, block.heads->delaysA + done);
+  std::copy_n(rows.delayB, count, block.heads->delaysB + done);
+  std::copy_n(rows.gainA, count, block.heads->gainsA + done);
+  std::copy_n(rows.gainB, count, block.heads->gainsB + done);
+}
+
+void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
+  alignas(64) float rows[kGroup][kShifterChunk] = {};
+  for (uint32_t first = 0; first < blockCount; first += kGroup) {
+    const uint32_t group = std::min(kGroup, blockCount - first);
+    for (uint32_t done = 0; done < count; done += kShifterChunk) {
+      const uint32_t chunk = std::min(kShifterChunk, count - done);
+      AdvancePhases(blocks + first, group, chunk, rows);
+      for (uint32_t b = 0; b < group; ++b) RunChunk(blocks[first + b], rows[b], done, chunk);
+    }
+  }
+}
+
+}  // namespace
+
+constexpr ShifterKernelTable kShifterKernels{.run = Run};
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantora::dsp {
+
+const ShifterKernelTable& ShifterKernelsFor(prims::SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kShifterKernels);
+}
+
+namespace {
+const ShifterKernelTable& kBest = ShifterKernelsFor(prims::BestSimdTarget());
+}  // namespace
+
+const ShifterKernelTable& ShifterKernels() noexcept { return kBest; }
+
+}  // namespace Vantora::dsp
+#endif  // HWY_ONCE
