@@ -15,8 +15,8 @@ inline float FastLog2(float x) noexcept {
   const auto bits = BitCast<uint32_t>(x);
   const float mantissa = BitCast<float>((bits & 0x007FFFFFu) | 0x3F000000u);  // 0.5..1
   // By way of a signed number, which every vector machine converts.
-  return static_cast<float>(static_cast<int32_t>(bits)) * 1.1920929e-07f - 124.22552f - 1.4980303f * mantissa -
-         1.72588f / (mantissa + 0.35208872f);
+  return static_cast<float>(static_cast<int32_t>(bits)) * 1.1920929e-07f - 124.22552f -
+         1.4980303f * mantissa - 1.72588f / (mantissa + 0.35208872f);
 }
 
 /// 2 to the power `p`, for p below 128; p under -126 counts as -126. Relative error below 1e-4.

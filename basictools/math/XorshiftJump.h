@@ -7,8 +7,9 @@
 
 namespace Vantora {
 
-/// Many steps of `XorshiftStep` at once. A step is linear over bits, so that 2^k steps are one linear map again; each map
-/// is kept as what it makes of every four bits of the state, which are then added up without carry.
+/// Many steps of `XorshiftStep` at once. A step is linear over bits, so that 2^k steps are one linear map
+/// again; each map is kept as what it makes of every four bits of the state, which are then added up without
+/// carry.
 class XorshiftJump {
  public:
   /// The state after `steps` steps from `x`, below 2^kPowers of them.

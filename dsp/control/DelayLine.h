@@ -102,8 +102,8 @@ class DelayLine {
     return y * frac + b;
   }
 
-  /// The ring itself, for loops that read many places at once. Behind its last cell stands the first one again, so that
-  /// two neighbours are always found side by side.
+  /// The ring itself, for loops that read many places at once. Behind its last cell stands the first one
+  /// again, so that two neighbours are always found side by side.
   struct Ring {
     const float* data;
     int32_t size;

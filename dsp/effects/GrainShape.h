@@ -30,9 +30,9 @@ struct GrainShape {
   }
 };
 
-/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`: a quarter of a sine up at the start, 1, the
-/// same down behind the middle, and silence until it restarts. Without branches, so that loops over it vectorise.
-/// `kHalf` where w is 0.5, whose quotient is a product.
+/// Gain of a head at place `h` of its way, 0..1, for a crossfade width `w`: a quarter of a sine up at the
+/// start, 1, the same down behind the middle, and silence until it restarts. Without branches, so that loops
+/// over it vectorise. `kHalf` where w is 0.5, whose quotient is a product.
 template <bool kHalf = false>
 inline float HeadGain(float h, float w) noexcept {
   const float unlimited = (1.0f - 2.0f * h) * (1.0f - w) + w;

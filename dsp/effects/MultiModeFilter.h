@@ -43,7 +43,8 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   using ParamIndex = MultiModeFilterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 
-  /// `channelCount` is 1 or 2: a mono one holds no comb for a right channel and leaves that alone, whatever "Stereo" says.
+  /// `channelCount` is 1 or 2: a mono one holds no comb for a right channel and leaves that alone, whatever
+  /// "Stereo" says.
   explicit MultiModeFilter(std::string name, uint32_t channelCount = 2);
 
   /// Which mode numbers "Mode" chooses from, in this order; each below 20, at least one. "Mode" is declared
@@ -117,7 +118,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool compensate = true;
   bool bypassed = false;
   bool combDelayStands = false;  // throughout the block
-  bool snap = true;  // coefficients and compensation jump in this block
+  bool snap = true;              // coefficients and compensation jump in this block
   uint32_t modeNumber = 0;
   FilterMode mode = kFilterModes[0];
   float frequency = 20.0f;          // Hz, smoothed

@@ -41,7 +41,8 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
       std::max(wayOf(Param(kPitchShift).GetMinimum()), wayOf(Param(kPitchShift).GetMaximum()));
   const float samplesPerMs = sampleRate * 0.001f;
   const auto preDelayLength =
-      static_cast<uint32_t>(kGlideRoom * Param(kPreDelay).GetMaximum() * samplesPerMs) + maxBlockSize + kShifterChunk;
+      static_cast<uint32_t>(kGlideRoom * Param(kPreDelay).GetMaximum() * samplesPerMs) + maxBlockSize +
+      kShifterChunk;
   const auto grainLength = static_cast<uint32_t>(longestWay + Param(kSpray).GetMaximum() * samplesPerMs) +
                            maxBlockSize + 2 * kShifterChunk;
   for (uint32_t c = 0; c < channelCount; ++c) {
@@ -96,7 +97,8 @@ bool PitchShifter::UpdateParams(ProcessContext& context) {
   if (!preDelaySmoother.IsSettled()) {
     levelPreDelays = 0;
     preDelaySmoother.Render(preDelays.data(), context.sampleCount);
-  } else if (levelPreDelays < context.sampleCount || preDelays[0] != static_cast<float>(preDelaySmoother.Target())) {
+  } else if (levelPreDelays < context.sampleCount ||
+             preDelays[0] != static_cast<float>(preDelaySmoother.Target())) {
     preDelaySmoother.Render(preDelays.data(), context.sampleCount);
     levelPreDelays = WholeQuads(context.sampleCount);
   }
@@ -145,7 +147,8 @@ void PitchShifter::RenderPitch(uint32_t count) {
   pitchSmoother.Render(semitones.data(), count);
 }
 
-// Interval, crossfade and length stand still, the pre-delay too, and all that a block can reach lies within the lines.
+// Interval, crossfade and length stand still, the pre-delay too, and all that a block can reach lies within
+// the lines.
 bool PitchShifter::RunsSettled(const ProcessContext& context) const {
   const uint32_t count = context.sampleCount;
   if (count % 4 != 0 || levelSemitones < count || rampWritten) return false;
@@ -155,13 +158,14 @@ bool PitchShifter::RunsSettled(const ProcessContext& context) const {
   if (!stands(widthSmoother, grain.width) || !stands(lengthSmoother, grain.length)) return false;
   if (preDelayMoves || levelPreDelays < count) return false;
   const Lines& lines = channels[0];
-  const float furthest =
-      grain.length + std::max({heads.sprayA, heads.sprayB, spraySize}) + static_cast<float>(kShifterChunk + 3);
+  const float furthest = grain.length + std::max({heads.sprayA, heads.sprayB, spraySize}) +
+                         static_cast<float>(kShifterChunk + 3);
   if (furthest >= static_cast<float>(lines.grain.Size()) ||
       preDelays[0] + static_cast<float>(kShifterChunk + 1) >= static_cast<float>(lines.preDelay.Size())) {
     return false;
   }
-  const bool isStereo = stereo && channelCount > 1 && context.Input(1) != nullptr && context.Output(1) != nullptr;
+  const bool isStereo =
+      stereo && channelCount > 1 && context.Input(1) != nullptr && context.Output(1) != nullptr;
   return !isStereo && context.Input(0) != nullptr && context.Output(0) != nullptr;
 }
 

@@ -35,8 +35,8 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   using ParamIndex = PitchShifterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 
-  /// `seed` starts the spray's generator; 0 takes 2023. `channelCount` is 1 or 2: a mono one holds no lines for a right
-  /// channel and leaves it alone, whatever "Stereo" says.
+  /// `seed` starts the spray's generator; 0 takes 2023. `channelCount` is 1 or 2: a mono one holds no lines
+  /// for a right channel and leaves it alone, whatever "Stereo" says.
   explicit PitchShifter(std::string name, uint32_t seed = 0, uint32_t channelCount = 2);
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override;
@@ -103,7 +103,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   float grainSemitones = 0.0f;  // the interval `grain` was made for
   bool rampWritten = false;     // the block buffers hold a slope, not yet its end
   ShifterHeads heads;           // its buffers are the four below `phases`
-  float nearestPlace = 0.0f;  // of both heads in this block, samples
+  float nearestPlace = 0.0f;    // of both heads in this block, samples
   // How far the buffers hold one and the same value, for blocks that leave them as they are.
   uint32_t levelSemitones = 0;
   uint32_t levelPreDelays = 0;

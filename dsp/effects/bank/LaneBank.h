@@ -14,15 +14,15 @@ namespace Vantora::dsp {
 ///     for each clone: clone.Process(context)   an effect with this bank adds its block and returns
 ///     bank.Run(count);                         now the outputs hold what one after another had given
 ///
-/// The bank knows no effect: a block is a plain record, and the loop that goes with it takes several of them. Blocks with
-/// the same loop go together; they nearly always are all of them. A clone that isn't in the plain state of its loop runs
-/// on its own as ever, also while the bank is open. Inputs, outputs and the clones' memory must stay untouched between
-/// `Process` and `Run`, so an owner opens the bank only when nothing behind the effect works on its output. Audio thread
-/// only, allocates nothing.
+/// The bank knows no effect: a block is a plain record, and the loop that goes with it takes several of them.
+/// Blocks with the same loop go together; they nearly always are all of them. A clone that isn't in the plain
+/// state of its loop runs on its own as ever, also while the bank is open. Inputs, outputs and the clones'
+/// memory must stay untouched between `Process` and `Run`, so an owner opens the bank only when nothing
+/// behind the effect works on its output. Audio thread only, allocates nothing.
 class LaneBank {
  public:
-  static constexpr uint32_t kCapacity = 16;      ///< blocks of one loop
-  static constexpr uint32_t kLoops = 4;          ///< loops at a time
+  static constexpr uint32_t kCapacity = 16;       ///< blocks of one loop
+  static constexpr uint32_t kLoops = 4;           ///< loops at a time
   static constexpr std::size_t kBlockBytes = 96;  ///< of a record at most
 
   /// Runs `blockCount` blocks of `sampleCount` samples; each gets the bits that it would get alone.
@@ -35,7 +35,8 @@ class LaneBank {
   /// False when the bank is closed or full: then the clone runs on its own.
   template <typename Block>
   bool Add(Loop<Block> loop, const Block& block) noexcept {
-    static_assert(std::is_trivially_copyable_v<Block> && sizeof(Block) <= kBlockBytes && alignof(Block) <= 16);
+    static_assert(std::is_trivially_copyable_v<Block> && sizeof(Block) <= kBlockBytes &&
+                  alignof(Block) <= 16);
     if (!isOpen) return false;
     const auto key = reinterpret_cast<void (*)()>(loop);
     uint32_t i = 0;
@@ -47,7 +48,8 @@ class LaneBank {
       batch.loop = key;
       batch.blockCount = 0;
       batch.run = [](const Batch& all, uint32_t sampleCount) {
-        reinterpret_cast<Loop<Block>>(all.loop)(reinterpret_cast<const Block*>(all.records), all.blockCount, sampleCount);
+        reinterpret_cast<Loop<Block>>(all.loop)(reinterpret_cast<const Block*>(all.records), all.blockCount,
+                                                sampleCount);
       };
     }
     if (batch.blockCount == kCapacity) return false;

@@ -1,6 +1,6 @@
-// LaneNumber: the lanes of a vector as one number, so that an effect's loop is written once, as a template, and runs on a
-// float for one clone and on a LaneNumber for several. Every operation rounds in each lane as it does for a float;
-// nothing is fused. Compiled anew for each instruction set, as LaneFrames-inl.h is.
+// LaneNumber: the lanes of a vector as one number, so that an effect's loop is written once, as a template,
+// and runs on a float for one clone and on a LaneNumber for several. Every operation rounds in each lane as
+// it does for a float; nothing is fused. Compiled anew for each instruction set, as LaneFrames-inl.h is.
 #include <cmath>
 #include <cstdint>
 #include <type_traits>
@@ -32,10 +32,10 @@ struct LaneNumber {
 using ManyLanes = hn::CappedTag<float, 16>;
 using FewLanes = hn::CappedTag<float, 4>;
 
-#define PRISMEL_LANE_OPERATOR(symbol, Result, member, Function)                       \
-  template <typename D>                                                               \
-  HWY_INLINE Result<D> operator symbol(LaneNumber<D> a, LaneNumber<D> b) {            \
-    return {hn::Function(a.v, b.v)};                                                  \
+#define PRISMEL_LANE_OPERATOR(symbol, Result, member, Function)            \
+  template <typename D>                                                    \
+  HWY_INLINE Result<D> operator symbol(LaneNumber<D> a, LaneNumber<D> b) { \
+    return {hn::Function(a.v, b.v)};                                       \
   }
 PRISMEL_LANE_OPERATOR(+, LaneNumber, v, Add)
 PRISMEL_LANE_OPERATOR(-, LaneNumber, v, Sub)
@@ -145,8 +145,8 @@ HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to) {
   hn::StoreU(x.v, D(), to);
 }
 
-// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of its call
-// operator, and the first sample. Whole vectors first, then fours, then the rest one by one.
+// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of
+// its call operator, and the first sample. Whole vectors first, then fours, then the rest one by one.
 template <typename Run>
 HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   uint32_t i = 0;
@@ -169,7 +169,8 @@ HWY_INLINE T Collect(uint32_t clones, Read read, float spare = 0.0f) {
     return read(0);
   } else {
     HWY_ALIGN float numbers[LanesOf<T>::kCount];
-    for (uint32_t lane = 0; lane < LanesOf<T>::kCount; ++lane) numbers[lane] = lane < clones ? read(lane) : spare;
+    for (uint32_t lane = 0; lane < LanesOf<T>::kCount; ++lane)
+      numbers[lane] = lane < clones ? read(lane) : spare;
     return {hn::Load(typename LanesOf<T>::Tag(), numbers)};
   }
 }
@@ -186,8 +187,8 @@ HWY_INLINE void Distribute(T x, uint32_t clones, Write write) {
   }
 }
 
-// Runs `tick`, a function from the input's number to the output's, over `count` samples of `clones` streams: one clone
-// sample by sample, several in frames of which each holds a sample of every clone.
+// Runs `tick`, a function from the input's number to the output's, over `count` samples of `clones` streams:
+// one clone sample by sample, several in frames of which each holds a sample of every clone.
 template <typename T, typename In, typename Out, typename Tick>
 HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick tick) {
   if constexpr (std::is_same_v<T, float>) {
@@ -218,8 +219,8 @@ HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick
   }
 }
 
-// Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how many. Where
-// the machine has no vectors that are a gain, each runs alone.
+// Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how
+// many. Where the machine has no vectors that are a gain, each runs alone.
 template <typename Run>
 HWY_INLINE void ForEachGroup(uint32_t clones, Run run) {
   uint32_t first = 0;

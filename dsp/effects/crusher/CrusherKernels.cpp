@@ -53,7 +53,8 @@ HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   const auto taken = m.phase > c.period;
   m.phase = Select(taken, m.phase - c.period, m.phase);
   // More than one period behind: only after it has become much shorter.
-  while (HWY_UNLIKELY(Any(m.phase > c.period))) m.phase = Select(m.phase > c.period, m.phase - c.period, m.phase);
+  while (HWY_UNLIKELY(Any(m.phase > c.period)))
+    m.phase = Select(m.phase > c.period, m.phase - c.period, m.phase);
   if constexpr (kGlide) {
     m.slope = Select(taken, (y - m.held) * c.inversePeriod, m.slope);
     m.held = m.held + m.slope;
@@ -81,7 +82,9 @@ void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
         clones, [&](uint32_t b) { return blocks[b].channel->*number; }, 1.0f);
   };
   const T zero = Number<T>(0.0f);
-  const HoldSettings<T> c{setting(&Settings::dcGain), setting(&Settings::dcPole), field(&Channel::period),
+  const HoldSettings<T> c{setting(&Settings::dcGain),
+                          setting(&Settings::dcPole),
+                          field(&Channel::period),
                           field(&Channel::inversePeriod),
                           {tuned(&C::g1), tuned(&C::g2), tuned(&C::g3), zero, zero, zero}};
   HoldState<T> m;
@@ -105,8 +108,10 @@ void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
   keep(m.held, &Channel::held);
   keep(m.slope, &Channel::slope);
   for (uint32_t s = 0; s < 2; ++s) {
-    Distribute(m.antiAlias[s].s1, clones, [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s1 = y; });
-    Distribute(m.antiAlias[s].s2, clones, [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s2 = y; });
+    Distribute(m.antiAlias[s].s1, clones,
+               [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s1 = y; });
+    Distribute(m.antiAlias[s].s2, clones,
+               [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s2 = y; });
   }
 }
 
@@ -116,7 +121,8 @@ void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
 template <typename T>
 HWY_INLINE T FastLog2Of(T x) {
   const T mantissa = MantissaOf(x);
-  const T y = BitsAsNumber(x) * Number<T>(1.1920929e-07f) - Number<T>(124.22552f) - Number<T>(1.4980303f) * mantissa;
+  const T y =
+      BitsAsNumber(x) * Number<T>(1.1920929e-07f) - Number<T>(124.22552f) - Number<T>(1.4980303f) * mantissa;
   return y - Number<T>(1.72588f) / (mantissa + Number<T>(0.35208872f));
 }
 
@@ -190,17 +196,17 @@ void QuantiseBlock(const CrusherBlock& block, uint32_t count) {
 
 template <bool kFiltered, bool kGlide, bool kCompanding>
 void Run(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count) {
-  ForEachGroup(blockCount, [&]<typename T>(uint32_t first, uint32_t clones) HWY_ATTR {
-    HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count);
-  });
+  ForEachGroup(blockCount, [&]<typename T>(uint32_t first, uint32_t clones)
+                               HWY_ATTR { HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count); });
   for (uint32_t b = 0; b < blockCount; ++b) QuantiseBlock<kCompanding>(blocks[b], count);
 }
 
 }  // namespace
 
-constexpr CrusherKernelTable kCrusherKernels{
-    .run = {Run<false, false, false>, Run<false, false, true>, Run<false, true, false>, Run<false, true, true>,
-            Run<true, false, false>, Run<true, false, true>, Run<true, true, false>, Run<true, true, true>}};
+constexpr CrusherKernelTable kCrusherKernels{.run = {Run<false, false, false>, Run<false, false, true>,
+                                                     Run<false, true, false>, Run<false, true, true>,
+                                                     Run<true, false, false>, Run<true, false, true>,
+                                                     Run<true, true, false>, Run<true, true, true>}};
 
 }  // namespace Vantora::dsp::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

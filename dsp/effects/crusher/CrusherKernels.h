@@ -20,8 +20,8 @@ struct CrusherBlock {
   float* send;  ///< null: none
 };
 
-/// The crusher's loop, for each instruction set. Several blocks run side by side in the lanes of a vector; each gets the
-/// single crusher's sequence of single roundings.
+/// The crusher's loop, for each instruction set. Several blocks run side by side in the lanes of a vector;
+/// each gets the single crusher's sequence of single roundings.
 struct CrusherKernelTable {
   /// Index: filtered * 4 + glide * 2 + companding, which all blocks share.
   void (*run[8])(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count);

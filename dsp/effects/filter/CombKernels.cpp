@@ -40,7 +40,8 @@ void ReadMoving(const DelayLine& line, const float* delays, float* y, uint32_t c
     const auto delay = hn::ConvertTo(di, hn::LoadU(d, delays + i));
     const auto now = hn::Set(di, ring.writeIndex + static_cast<int32_t>(i));
     auto index = hn::BitCast(du, hn::Sub(hn::Add(now, hn::Load(di, kPlaces)), delay));
-    // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are large.
+    // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are
+    // large.
     index = hn::Min(index, hn::Add(index, size));
     index = hn::Min(index, hn::Sub(index, size));
     const auto place = hn::BitCast(di, index);

@@ -22,8 +22,8 @@ struct CombBlock {
   float* out;  ///< may be `in`
 };
 
-/// The comb's loop, for each instruction set, with the same bits on all of them. As far as a delay reaches behind the
-/// samples that are being made, these don't depend on each other and are made together.
+/// The comb's loop, for each instruction set, with the same bits on all of them. As far as a delay reaches
+/// behind the samples that are being made, these don't depend on each other and are made together.
 struct CombKernelTable {
   void (*run)(const CombBlock& block, uint32_t count);
 };

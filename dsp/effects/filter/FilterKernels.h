@@ -17,8 +17,9 @@ struct FilterBlock {
   bool isLast;        ///< of the chain's channels: its coefficients move on
 };
 
-/// The loop over a block of state-variable stages, for each instruction set and one to three stages. Several blocks run
-/// side by side in the lanes of a vector; each gets the single filter's sequence of single roundings.
+/// The loop over a block of state-variable stages, for each instruction set and one to three stages. Several
+/// blocks run side by side in the lanes of a vector; each gets the single filter's sequence of single
+/// roundings.
 struct FilterKernelTable {
   void (*run[StateVariableChain::kMaxStages])(const FilterBlock* blocks, uint32_t blockCount, uint32_t count);
 };

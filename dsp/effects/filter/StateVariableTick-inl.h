@@ -1,5 +1,5 @@
-// One sample through one state-variable stage, for a float or the lanes of a vector. Compiled anew for each instruction
-// set, as bank/LaneNumber-inl.h is.
+// One sample through one state-variable stage, for a float or the lanes of a vector. Compiled anew for each
+// instruction set, as bank/LaneNumber-inl.h is.
 #include "dsp/effects/bank/LaneNumber-inl.h"
 
 #if defined(PRISMEL_STATE_VARIABLE_TICK_INL) == defined(HWY_TARGET_TOGGLE)

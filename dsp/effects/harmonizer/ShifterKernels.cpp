@@ -33,7 +33,8 @@ constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(LaneTag()));
 #if HWY_TARGET != HWY_EMU128
 
 // rows[shifter][sample], for up to sixteen of them.
-void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count, float (*rows)[kShifterChunk]) {
+void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count,
+                   float (*rows)[kShifterChunk]) {
   constexpr uint32_t kParts = kGroup / kLanes;
   const LaneTag d;
   HWY_ALIGN float phases[kGroup] = {};
@@ -75,7 +76,8 @@ void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t cou
 
 #else
 
-void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count, float (*rows)[kShifterChunk]) {
+void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count,
+                   float (*rows)[kShifterChunk]) {
   for (uint32_t b = 0; b < blockCount; ++b) {
     float phase = blocks[b].heads->phase;
     for (uint32_t i = 0; i < count; ++i) {
@@ -91,8 +93,8 @@ void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t cou
 
 // Heads -----
 
-// Where the heads stand and how loud they are, in whole vectors; the loops are left to the compiler, which knows the
-// width. One vector in front of `delayA` belongs to the sample before.
+// Where the heads stand and how loud they are, in whole vectors; the loops are left to the compiler, which
+// knows the width. One vector in front of `delayA` belongs to the sample before.
 struct HeadRows {
   alignas(64) float delayA[kVector + kShifterChunk];
   alignas(64) float delayB[kShifterChunk];
@@ -207,7 +209,8 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, 
   const auto whole = hn::ConvertTo(di, place);
   const LaneVector frac = hn::Sub(place, hn::ConvertTo(d, whole));
   const auto size = hn::Set(du, static_cast<uint32_t>(ring.size));
-  // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are large.
+  // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are
+  // large.
   auto index = hn::BitCast(du, hn::Sub(hn::Add(hn::Set(di, firstIndex), hn::Load(di, kPlaces)), whole));
   index = hn::Min(index, hn::Add(index, size));
   index = hn::Min(index, hn::Sub(index, size));
@@ -240,7 +243,8 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
     };
     const LaneVector a = ReadHead<kZeros>(ring, firstIndex, place(rows.delayA + kVector, rows.sprayA));
     const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.delayB, rows.sprayB));
-    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.gainA + i), a), hn::Mul(hn::Load(d, rows.gainB + i), b)), d, out + i);
+    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.gainA + i), a), hn::Mul(hn::Load(d, rows.gainB + i), b)), d,
+              out + i);
   }
 }
 
@@ -280,7 +284,8 @@ void RunChunk(const ShifterBlock& block, const float* phases, uint32_t done, uin
   }
   SprayHeads(block, rows, count, padded);
 
-  // The chunk goes in before the heads read it: they are at least a sample behind, and far from the ring's end.
+  // The chunk goes in before the heads read it: they are at least a sample behind, and far from the ring's
+  // end.
   alignas(64) float buffer[kShifterChunk];
   block.preDelay->WriteBlock(block.in + done, count);
   const float* delayed = block.in + done;

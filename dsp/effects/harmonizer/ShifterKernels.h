@@ -7,7 +7,8 @@
 
 namespace Vantora::dsp {
 
-/// What the two heads of a pitch shifter remember from block to block, with where they stand throughout the last one.
+/// What the two heads of a pitch shifter remember from block to block, with where they stand throughout the
+/// last one.
 struct ShifterHeads {
   float phase = 0.0f;  ///< cycles, keeps its sign
   float previousDelayA = 0.0f;
@@ -26,20 +27,21 @@ struct ShifterBlock {
   DelayLine* preDelay;
   DelayLine* grain;
   const float* in;
-  float* out;          ///< may be `in`
-  float step;          ///< of the phase, cycles a sample
-  float width;         ///< crossfade, 0..0.5 of a head's way
-  float length;        ///< way of a head, samples
-  float semitones;     ///< the interval
-  float spraySize;     ///< samples
+  float* out;           ///< may be `in`
+  float step;           ///< of the phase, cycles a sample
+  float width;          ///< crossfade, 0..0.5 of a head's way
+  float length;         ///< way of a head, samples
+  float semitones;      ///< the interval
+  float spraySize;      ///< samples
   uint32_t preDelayed;  ///< samples; with `kShifterChunk` within the line
 };
 
 /// Samples that a block is taken in. A head's place and a chunk stay within the grain line.
 inline constexpr uint32_t kShifterChunk = 64;
 
-/// Shifters side by side, for each instruction set: their phases as lanes of a vector, then one after another with
-/// samples as lanes. Each computes what it would alone, sample by sample. Blocks in whole groups of four.
+/// Shifters side by side, for each instruction set: their phases as lanes of a vector, then one after another
+/// with samples as lanes. Each computes what it would alone, sample by sample. Blocks in whole groups of
+/// four.
 struct ShifterKernelTable {
   void (*run)(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count);
 };
