@@ -1,6 +1,7 @@
 #include "plugin/core/ShellCore.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <cmath>
 #include <cstdlib>
@@ -77,6 +78,12 @@ struct ShellCore::Parts {
   std::array<uint16_t, kParameterCount> gestures{};  // open ones, by parameter
   Sound beforeGesture;
 
+  // Programs that a host sends to the audio thread.
+  std::vector<Positions> factoryPositions;
+  std::atomic<size_t> program{~size_t{0}};  // factory preset that sounds; none
+  std::atomic<size_t> processProgram{
+      0};  // 1 + the one that the audio thread began, until the main thread has read it
+
   uint32_t variation = 0;
   double windowScale = 1.0;
   uint32_t toldTail = 0;  // audio thread's: value of "FXType" that the host's tail stands for
@@ -99,8 +106,14 @@ struct ShellCore::Parts {
     ++ownRevision;
   }
 
-  bool IsModified() const { return wasModified || !IsSameSound(values.All(), reference); }
-  Sound Capture() const { return {values.All(), name, description, IsModified()}; }
+  bool IsModified() {
+    AdoptProgram();
+    return wasModified || !IsSameSound(values.All(), reference);
+  }
+  Sound Capture() {
+    AdoptProgram();
+    return {values.All(), name, description, IsModified()};
+  }
 
   /// Another sound, all at once; the bypass stays where the listener put it.
   void Recall(const Sound& sound) {
@@ -114,6 +127,7 @@ struct ShellCore::Parts {
     for (const host::Parameter& parameter : Table()) {
       if (!parameter.IsOffered()) positions[parameter.Index()] = values.Get(parameter.Index());
     }
+    processProgram.store(0, std::memory_order_relaxed);
     values.WriteSound(positions);
     name = std::move(newName);
     description = std::move(newDescription);
@@ -129,6 +143,20 @@ struct ShellCore::Parts {
                                     [&](const PresetItem& item) { return item.name == name; });
     preset =
         found != presets.end() ? std::optional(static_cast<size_t>(found - presets.begin())) : std::nullopt;
+    program.store(preset.value_or(~size_t{0}), std::memory_order_relaxed);
+  }
+
+  /// Takes up the name of a program that the audio thread began.
+  void AdoptProgram() {
+    const size_t number = processProgram.exchange(0, std::memory_order_acquire);
+    if (number == 0) return;
+    const host::Preset& begun = FactoryPresets()[number - 1];
+    name = begun.name;
+    description = begun.description;
+    reference = factoryPositions[number - 1];
+    wasModified = false;
+    FindPreset();
+    ++ownRevision;
   }
 
   void ListPresets() {
@@ -163,6 +191,7 @@ ShellCore::ShellCore() : parts(std::make_unique<Parts>()) {
   HostParameters::Get();  // what the audio thread will look up is built here
   const Positions preferred = PreferredPositions();
   for (uint32_t i = 0; i < kParameterCount; ++i) parts->values.Note(i, preferred[i]);
+  for (const host::Preset& preset : FactoryPresets()) parts->factoryPositions.push_back(PositionsOf(preset));
   parts->ListPresets();
   for (const host::Preset& preset : FactoryPresets()) {
     if (preset.name == kFirstPreset)
@@ -217,6 +246,13 @@ void ShellCore::RampTo(uint32_t index, float normalized, uint32_t fromOffset, ui
 }
 void ShellCore::Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
   parts->stream.Process(inputs, outputs, frames);
+}
+void ShellCore::LoadFactoryPreset(size_t position) {
+  if (position >= FactoryPresets().size() || parts->program.load(std::memory_order_relaxed) == position)
+    return;
+  parts->program.store(position, std::memory_order_relaxed);
+  parts->stream.StartSound(parts->factoryPositions[position]);
+  parts->processProgram.store(position + 1, std::memory_order_release);
 }
 void ShellCore::Reset() { parts->stream.Reset(); }
 
@@ -298,7 +334,9 @@ float ShellCore::Value(uint32_t index) const { return parts->values.Get(index); 
 
 void ShellCore::BeginGesture(uint32_t index) {
   if (parts->openGestures++ == 0) parts->beforeGesture = parts->Capture();
-  if (parts->gestures[index]++ == 0 && parts->link != nullptr) parts->link->OnGestureBegin(index);
+  if (parts->gestures[index]++ > 0) return;
+  parts->stream.Hold(index);
+  if (parts->link != nullptr) parts->link->OnGestureBegin(index);
 }
 
 void ShellCore::SetValue(uint32_t index, float normalized) {
@@ -318,7 +356,10 @@ void ShellCore::SetValue(uint32_t index, float normalized) {
 
 void ShellCore::EndGesture(uint32_t index) {
   if (parts->gestures[index] == 0) return;
-  if (--parts->gestures[index] == 0 && parts->link != nullptr) parts->link->OnGestureEnd(index);
+  if (--parts->gestures[index] == 0) {
+    parts->stream.Release(index);
+    if (parts->link != nullptr) parts->link->OnGestureEnd(index);
+  }
   if (--parts->openGestures > 0) return;
   if (!IsSameSound(parts->values.All(), parts->beforeGesture.positions)) {
     parts->history.Leave(std::move(parts->beforeGesture));
@@ -342,8 +383,17 @@ std::optional<uint32_t> ShellCore::Twin(uint32_t index) const { return Table()[i
 float ShellCore::DefaultValue(uint32_t index) const { return Table()[index].PreferredNormalized(); }
 
 const std::vector<PresetItem>& ShellCore::Presets() const { return parts->presets; }
-std::optional<size_t> ShellCore::CurrentPreset() const { return parts->preset; }
-std::string ShellCore::PresetName() const { return parts->name; }
+
+std::optional<size_t> ShellCore::CurrentPreset() const {
+  parts->AdoptProgram();
+  return parts->preset;
+}
+
+std::string ShellCore::PresetName() const {
+  parts->AdoptProgram();
+  return parts->name;
+}
+
 bool ShellCore::IsModified() const { return parts->IsModified(); }
 
 std::string ShellCore::LoadPreset(size_t position) {

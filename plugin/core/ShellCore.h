@@ -77,6 +77,9 @@ class ShellCore final : public WindowModel {
   /// [process] `frames` samples; any number, 0 too. Inputs and outputs may share memory; a null channel is silence
   /// in, and dropped out. As many channels as `Activate` was told.
   void Process(const float* const* inputs, float* const* outputs, uint32_t frames);
+  /// [process] The factory preset at this position of `Presets`, before the next block; nothing when it is the present
+  /// sound already. For hosts that send a program with their buffers.
+  void LoadFactoryPreset(size_t position);
   /// [process] Silence, as after activation; settings stay.
   void Reset();
 

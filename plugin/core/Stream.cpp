@@ -54,6 +54,10 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   // The effect's read-out begins where the knob stands.
   values.Note(Indices::Get().prismelion, values.Get(Indices::Get().knob));
   timeline.Clear();
+  streamPosition.store(0, std::memory_order_relaxed);
+  for (auto& hand : hands) {
+    if (hand.load(std::memory_order_relaxed) != kHeld) hand.store(0, std::memory_order_relaxed);
+  }
   panic.store(false, std::memory_order_relaxed);
   isAtStart = true;
   startHasMoved = false;
@@ -83,6 +87,7 @@ void Stream::SetOffline(bool isOffline) { processor->GetTransport().isOffline = 
 
 void Stream::StepTo(uint32_t index, float position, uint32_t offset) {
   position = std::clamp(position, 0.0f, 1.0f);
+  if (IsInHand(index, collector->NextSample())) return;
   if (isAtStart && offset == 0) {
     startHasMoved = startHasMoved || position != values.Get(index);
     values.Note(index, position);
@@ -98,6 +103,7 @@ void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_
     return;
   }
   const uint64_t next = collector->NextSample();
+  if (IsInHand(index, next)) return;
   timeline.RampTo(index, std::clamp(position, 0.0f, 1.0f), next + fromOffset, next + offset,
                   values.Get(index));
 }
@@ -114,6 +120,21 @@ void Stream::Reset() {
   picture.Restart();
   isAtStart = true;
   startHasMoved = false;
+}
+
+void Stream::StartSound(const Positions& sound) {
+  for (const uint32_t index : soundIndices) values.Note(index, sound[index]);
+  WriteSound(*processor, values.All());
+  picture.Restart();
+  valueRevision.fetch_add(1, std::memory_order_release);
+}
+
+void Stream::Release(uint32_t index) {
+  constexpr double kEchoSeconds = 0.1;
+  const auto echo = processor != nullptr
+                        ? static_cast<uint64_t>(kEchoSeconds * static_cast<double>(processor->SampleRate()))
+                        : 0;
+  hands[index].store(streamPosition.load(std::memory_order_relaxed) + echo, std::memory_order_relaxed);
 }
 
 void Stream::BeginFromStart() {
@@ -151,6 +172,7 @@ void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
 }
 
 void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
+  streamPosition.store(position, std::memory_order_relaxed);
   values.TakeUp(
       [&](const Positions& sound) {
         WriteSound(hosted, sound);

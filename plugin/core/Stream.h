@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstdint>
 #include <memory>
@@ -38,6 +39,14 @@ class Stream final : public host::BlockListener {
   void Process(const float* const* inputs, float* const* outputs, uint32_t frames);   ///< [process]
   void Reset();                                                                       ///< [process]
 
+  /// [process] Another sound from the next block on.
+  void StartSound(const Positions& sound);
+
+  /// [main thread] A hand holds this knob: what the host sends for it meanwhile is its echo or an automation line, and
+  /// is passed over, for a moment after the release too.
+  void Hold(uint32_t index) { hands[index].store(kHeld, std::memory_order_relaxed); }
+  void Release(uint32_t index);
+
   /// [any thread] Everything starts anew before the next block.
   void Panic() { panic.store(true, std::memory_order_relaxed); }
 
@@ -70,6 +79,14 @@ class Stream final : public host::BlockListener {
   bool isAtStart = true;       // nothing processed since Start or Reset
   bool startHasMoved = false;  // a value was given for that start
   uint32_t blocksToWatch = 0;  // until the picture of the taps may rest
+
+  static constexpr uint64_t kHeld = ~uint64_t{0};
+  bool IsInHand(uint32_t index, uint64_t at) const {
+    return hands[index].load(std::memory_order_relaxed) > at;
+  }
+  std::array<std::atomic<uint64_t>, kParameterCount>
+      hands{};                              // held until this sample of the stream; 0: free
+  std::atomic<uint64_t> streamPosition{0};  // samples, of the last block
 
   std::atomic<bool> panic{false};
   mutable std::atomic<bool> isWatched{false};  // somebody looks: set by `Store`, taken by the audio thread

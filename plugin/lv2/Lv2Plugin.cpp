@@ -1,0 +1,236 @@
+// The LV2 plug-in: control ports in the parameters' units, song position by events, everything else in the state.
+
+#include <lv2/atom/atom.h>
+#include <lv2/atom/util.h>
+#include <lv2/core/lv2.h>
+#include <lv2/state/state.h>
+#include <lv2/time/time.h>
+#include <lv2/urid/urid.h>
+
+#include <array>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/ParameterTable.h"
+#include "plugin/core/ShellCore.h"
+#include "plugin/lv2/Lv2Instance.h"
+#include "plugin/lv2/Lv2Ports.h"
+
+namespace Vantora::plugin {
+namespace {
+
+struct Urids {
+  LV2_URID string, object, blank, position, beatsPerMinute, barBeat, bar, beat, beatsPerBar, speed, state,
+      real, number, integer, wide;
+};
+
+class Lv2Plugin final : public Lv2Instance {
+ public:
+  Lv2Plugin(const Lv2Variant& itsVariant, double rate, LV2_URID_Map* map)
+      : variant(itsVariant), numbers(variant), sampleRate(rate), hasMap(map != nullptr) {
+    const HostParameters& list = HostParameters::Get();
+    ports.assign(numbers.firstParameter + list.Size(), nullptr);
+    seen.assign(list.WritableCount(), 0.0f);
+    if (map == nullptr) return;
+    const auto id = [&](const char* uri) { return map->map(map->handle, uri); };
+    urids = {id(LV2_ATOM__String),         id(LV2_ATOM__Object),  id(LV2_ATOM__Blank), id(LV2_TIME__Position),
+             id(LV2_TIME__beatsPerMinute), id(LV2_TIME__barBeat), id(LV2_TIME__bar),   id(LV2_TIME__beat),
+             id(LV2_TIME__beatsPerBar),    id(LV2_TIME__speed),   id(kLv2StateUri),    id(LV2_ATOM__Float),
+             id(LV2_ATOM__Double),         id(LV2_ATOM__Int),     id(LV2_ATOM__Long)};
+  }
+
+  void Connect(uint32_t port, void* data) {
+    if (port < ports.size()) ports[port] = data;
+  }
+
+  void Activate() {
+    try {
+      core.Activate(sampleRate, variant.inputs, variant.outputs);
+      isFirstRun = true;
+    } catch (const std::exception&) {
+      // Run then stays silent.
+    }
+  }
+
+  void Deactivate() { core.Deactivate(); }
+
+  void Run(uint32_t frames) {
+    std::array<const float*, 2> in{};
+    std::array<float*, 2> out{};
+    for (uint32_t c = 0; c < variant.inputs; ++c) in[c] = static_cast<const float*>(ports[c]);
+    for (uint32_t c = 0; c < variant.outputs; ++c)
+      out[c] = static_cast<float*>(ports[numbers.firstOutput + c]);
+    if (!core.IsActive()) {
+      for (float* channel : out) {
+        if (channel != nullptr) std::fill_n(channel, frames, 0.0f);
+      }
+      return;
+    }
+    if (const auto* wheel = static_cast<const float*>(ports[numbers.freeWheeling]))
+      core.SetOffline(*wheel > 0.5f);
+    HostTime now = song;
+    ReadEvents();
+    // A position that begins with this run holds for it; otherwise the song goes on by itself.
+    if (isSongNew) now = song;
+    isSongNew = false;
+    core.SetTime(now);
+    song.songPosition.reset();
+    ReadPorts();
+    core.Process(in.data(), out.data(), frames);
+    WritePorts();
+  }
+
+  LV2_State_Status Save(LV2_State_Store_Function store, LV2_State_Handle handle) {
+    if (!hasMap) return LV2_STATE_ERR_NO_FEATURE;
+    const std::string text = core.SaveState();
+    return store(handle, urids.state, text.c_str(), text.size() + 1, urids.string,
+                 LV2_STATE_IS_POD | LV2_STATE_IS_PORTABLE);
+  }
+
+  LV2_State_Status Restore(LV2_State_Retrieve_Function retrieve, LV2_State_Handle handle) {
+    if (!hasMap) return LV2_STATE_ERR_NO_FEATURE;
+    size_t size = 0;
+    uint32_t type = 0, flags = 0;
+    const void* value = retrieve(handle, urids.state, &size, &type, &flags);
+    if (value == nullptr) return LV2_STATE_SUCCESS;  // a preset that holds ports alone
+    if (type != urids.string) return LV2_STATE_ERR_BAD_TYPE;
+    const std::string problem = core.LoadState(std::string(static_cast<const char*>(value), size));
+    return problem.empty() ? LV2_STATE_SUCCESS : LV2_STATE_ERR_UNKNOWN;
+  }
+
+  WindowModel& Model() override { return core; }
+  void SetLink(HostLink* link) override { core.SetHostLink(link); }
+  uint32_t FirstParameterPort() const override { return numbers.firstParameter; }
+
+ private:
+  void ReadEvents() {
+    const auto* sequence = static_cast<const LV2_Atom_Sequence*>(ports[numbers.events]);
+    if (sequence == nullptr || !hasMap) return;
+    LV2_ATOM_SEQUENCE_FOREACH(sequence, event) {
+      if (event->body.type != urids.object && event->body.type != urids.blank) continue;
+      const auto* object = reinterpret_cast<const LV2_Atom_Object*>(&event->body);
+      if (object->body.otype == urids.position) ReadPosition(*object, event->time.frames == 0);
+    }
+  }
+
+  std::optional<double> Number(const LV2_Atom* atom) const {
+    if (atom == nullptr) return std::nullopt;
+    const void* body = atom + 1;
+    if (atom->type == urids.real) return static_cast<double>(*static_cast<const float*>(body));
+    if (atom->type == urids.number) return *static_cast<const double*>(body);
+    if (atom->type == urids.integer) return static_cast<double>(*static_cast<const int32_t*>(body));
+    if (atom->type == urids.wide) return static_cast<double>(*static_cast<const int64_t*>(body));
+    return std::nullopt;
+  }
+
+  void ReadPosition(const LV2_Atom_Object& object, bool isAtStart) {
+    const LV2_Atom *tempo = nullptr, *barBeat = nullptr, *bar = nullptr, *beat = nullptr, *perBar = nullptr,
+                   *speed = nullptr;
+    lv2_atom_object_get(&object, urids.beatsPerMinute, &tempo, urids.barBeat, &barBeat, urids.bar, &bar,
+                        urids.beat, &beat, urids.beatsPerBar, &perBar, urids.speed, &speed, 0);
+    if (const auto value = Number(tempo)) song.tempo = *value;
+    if (const auto value = Number(speed)) song.isPlaying = *value != 0.0;
+    isSongNew = true;
+    if (!isAtStart) return;  // its moment lies inside the run: tempo and motion hold, the position goes on
+    if (const auto value = Number(beat)) {
+      song.songPosition = *value;
+    } else if (const auto bars = Number(bar), inBar = Number(barBeat), beats = Number(perBar);
+               bars && inBar && beats) {
+      song.songPosition = *bars * *beats + *inBar;
+    }
+  }
+
+  void ReadPorts() {
+    const HostParameters& list = HostParameters::Get();
+    for (size_t i = 0; i < seen.size(); ++i) {
+      const auto* port = static_cast<const float*>(ports[numbers.firstParameter + i]);
+      if (port == nullptr || (*port == seen[i] && !isFirstRun)) continue;
+      seen[i] = *port;
+      const host::Parameter& parameter = list.At(i);
+      // The port says what is set already: a restored state or the window set it, with more digits than a port has.
+      if (*port == ToPortValue(parameter, core.Value(parameter.Index()))) continue;
+      core.StepTo(parameter.Index(), FromPortValue(parameter, *port), 0);
+    }
+    isFirstRun = false;
+  }
+
+  void WritePorts() {
+    const HostParameters& list = HostParameters::Get();
+    for (size_t i = list.WritableCount(); i < list.Size(); ++i) {
+      auto* port = static_cast<float*>(ports[numbers.firstParameter + i]);
+      if (port != nullptr) *port = list.At(i).ToValue(core.Value(list.IndexAt(i)));
+    }
+    if (auto* latency = static_cast<float*>(ports[numbers.latency])) {
+      *latency = static_cast<float>(core.LatencyAt(sampleRate));
+    }
+  }
+
+  const Lv2Variant& variant;
+  const Lv2Ports numbers;
+  const double sampleRate;
+  const bool hasMap;
+  Urids urids{};
+  ShellCore core;
+  std::vector<void*> ports;
+  std::vector<float> seen;  // the written ports' last values
+  bool isFirstRun = true;
+  HostTime song;  // tempo and motion as told last; the position once
+  bool isSongNew = false;
+};
+
+Lv2Plugin& Of(LV2_Handle handle) { return *static_cast<Lv2Plugin*>(static_cast<Lv2Instance*>(handle)); }
+
+template <size_t kVariant>
+LV2_Handle Instantiate(const LV2_Descriptor*, double rate, const char*, const LV2_Feature* const* features) {
+  LV2_URID_Map* map = nullptr;
+  for (size_t i = 0; features != nullptr && features[i] != nullptr; ++i) {
+    if (std::strcmp(features[i]->URI, LV2_URID__map) == 0)
+      map = static_cast<LV2_URID_Map*>(features[i]->data);
+  }
+  try {
+    return static_cast<Lv2Instance*>(new Lv2Plugin(kLv2Variants[kVariant], rate, map));
+  } catch (const std::exception&) {
+    return nullptr;
+  }
+}
+
+const void* ExtensionData(const char* uri) {
+  static const LV2_State_Interface state = {
+      [](LV2_Handle handle, LV2_State_Store_Function store, LV2_State_Handle to, uint32_t,
+         const LV2_Feature* const*) { return Of(handle).Save(store, to); },
+      [](LV2_Handle handle, LV2_State_Retrieve_Function retrieve, LV2_State_Handle from, uint32_t,
+         const LV2_Feature* const*) { return Of(handle).Restore(retrieve, from); },
+  };
+  return std::strcmp(uri, LV2_STATE__interface) == 0 ? &state : nullptr;
+}
+
+template <size_t kVariant>
+constexpr LV2_Descriptor kDescriptor = {
+    kLv2Variants[kVariant].uri,
+    Instantiate<kVariant>,
+    [](LV2_Handle handle, uint32_t port, void* data) { Of(handle).Connect(port, data); },
+    [](LV2_Handle handle) { Of(handle).Activate(); },
+    [](LV2_Handle handle, uint32_t frames) { Of(handle).Run(frames); },
+    [](LV2_Handle handle) { Of(handle).Deactivate(); },
+    [](LV2_Handle handle) { delete &Of(handle); },
+    ExtensionData,
+};
+
+}  // namespace
+}  // namespace Vantora::plugin
+
+extern "C" LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
+  using namespace Vantora::plugin;
+  switch (index) {
+    case 0:
+      return &kDescriptor<0>;
+    case 1:
+      return &kDescriptor<1>;
+    case 2:
+      return &kDescriptor<2>;
+    default:
+      return nullptr;
+  }
+}
