@@ -6,6 +6,8 @@ import { kProcessorName, type FromWorklet, type ToWorklet, type WorkletOptions }
 export interface PrismelOptions {
   /** Text of a preset, or the name of a factory preset. Absent: everything at its preferred value. */
   preset?: string;
+  /** Positions of all parameters in place of a preset. */
+  sound?: Float32Array;
   /** Which sequence of random elements; 0 (absent) is that of `prismel render`. */
   seed?: number;
   /** Quarter notes a minute; absent: 120. */
@@ -84,7 +86,7 @@ export class Prismel extends AudioWorkletNode {
     }
     const engine = parts.engine ?? new Engine(parts.module);
     const table = engine.table();
-    let sound = engine.defaultSound();
+    let sound = (options.sound?.slice() ?? engine.defaultSound()) as Sound;
     if (options.preset !== undefined) {
       const named = table.presets.find((p) => p.name.toLowerCase() === options.preset!.toLowerCase() || p.file === options.preset);
       sound = engine.readPreset(named?.json ?? options.preset).sound;

@@ -9,6 +9,27 @@ const engine = new Engine(compileWasm());
 const { presets } = engine.table();
 check(presets.length >= 24, `${presets.length} factory presets are compiled in`);
 
+// Texts and numbers: this library reads numbers by another function than the native one.
+const { parameters } = engine.table();
+const cutoff = parameters.find((p) => p.name === "Prismel_HPFCutoff").index;
+const refused = ["", " ", "nan", "inf", "-inf", "1e999", "0.5.5", "0x10", "+-3", "19 Hz", "norm:1.01", "1e", "3 dB"].filter((text) => {
+  try {
+    engine.read(cutoff, text);
+    return false;
+  } catch (error) {
+    return error.name === "PrismelError";
+  }
+});
+check(refused.length === 13, `${refused.length} of 13 texts that are no cutoff are refused with a sentence`);
+const same = [["250", "250 Hz"], ["1.2 kHz", "1200Hz"], [" +1.2e3 hz ", "1200"], [".5kHz", "500"], ["norm:1", "20 kHz"]]
+  .every(([a, b]) => engine.read(cutoff, a) === engine.read(cutoff, b));
+check(same, "numbers are read with and without sign, point, exponent and unit");
+const turned = parameters.filter((p) => p.role === "main").filter((p) => {
+  const text = engine.text(p.index, p.preferred);
+  return Math.abs(engine.value(p.index, engine.read(p.index, text)) - engine.value(p.index, p.preferred)) <= 1e-3 * (p.max - p.min);
+});
+check(turned.length === parameters.filter((p) => p.role === "main").length, `the texts of all ${turned.length} main knobs read back`);
+
 const seconds = 6;
 let equal = 0, live = 0, count = 0;
 const worse = [];

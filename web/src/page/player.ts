@@ -42,8 +42,7 @@ export class Player {
     if (typeof AudioContext === "undefined") throw new PrismelError("This browser can't play sound: it has no Web Audio.");
     const context = new AudioContext({ latencyHint: "interactive" });
     try {
-      const node = await Prismel.create(context, this.parts, { tempo: this.tempo });
-      node.setSound(this.store.sound);
+      const node = await Prismel.create(context, this.parts, { tempo: this.tempo, sound: this.store.sound });
       node.connect(context.destination);
       node.watch(true);
       node.onlive = ({ numbers, quanta, missed }) => {
