@@ -48,7 +48,7 @@ class OrderExplorer {
     clocks = {Clock{1, 0}, Clock{0, 1}};
     for (int i = 0; i < 2; ++i) {
       stacks[i].resize(1 << 18);
-      getcontext(&contexts[i]);
+      Capture(contexts[i]);
       contexts[i].uc_stack.ss_sp = stacks[i].data();
       contexts[i].uc_stack.ss_size = stacks[i].size();
       contexts[i].uc_link = nullptr;
@@ -91,6 +91,9 @@ class OrderExplorer {
   struct Cell {
     Clock reads{}, writes{};
   };
+
+  // On its own: getcontext returns twice, and GCC fears for every variable that lives beyond it.
+  [[gnu::noinline]] static void Capture(ucontext_t& context) { getcontext(&context); }
 
   static void Enter() {
     OrderExplorer& explorer = *active;
