@@ -1,7 +1,16 @@
 # PRISMEL_SANITIZE: "address,undefined" or "thread", for every target of the build.
 set(PRISMEL_SANITIZE "" CACHE STRING "Sanitizers for the whole build")
 if(PRISMEL_SANITIZE)
-  # GCC 12 sees uninitialised variables in instrumented code that the plain build knows to be set.
-  add_compile_options(-fsanitize=${PRISMEL_SANITIZE} -fno-omit-frame-pointer -g -Wno-maybe-uninitialized)
+  add_compile_options(-fsanitize=${PRISMEL_SANITIZE} -fno-omit-frame-pointer -g)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+    # GCC 12 sees uninitialised variables in instrumented code that the plain build knows to be set.
+    add_compile_options(-Wno-maybe-uninitialized)
+  endif()
   add_link_options(-fsanitize=${PRISMEL_SANITIZE})
+endif()
+
+# A shared library without open symbols; clang's sanitizers leave theirs to the program.
+set(PRISMEL_NO_UNDEFINED LINKER:--no-undefined)
+if(PRISMEL_SANITIZE AND NOT CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+  set(PRISMEL_NO_UNDEFINED "")
 endif()

@@ -23,7 +23,7 @@ using OwnParam = Indices::OwnParam;
 using enum Indices::OwnParam;
 
 /// For a choice of `alternatives`.
-constexpr std::array<Row, kOwnParamCount> OwnRows(uint32_t alternatives) {
+constexpr std::array<Row, Indices::kOwnParamCount> OwnRows(uint32_t alternatives) {
   constexpr const char* kHelp = "of the clones";
   return {{
       {"ModuleType", Steps(alternatives), {}, kNone, kInternal, "", "Module", "what runs"},
