@@ -5,11 +5,9 @@
 
 #include "host/loading/ProcessorLibrary.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// CommandContext: what all subcommands share. Options are in it once the command line has been read, that is
 /// when a subcommand's callback runs.
@@ -27,17 +25,17 @@ struct CommandContext {
 };
 
 // Each adds one subcommand, with its options and its callback, to `app`. `context` outlives `app`.
-void AddRenderCommand(CLI::App& app, CommandContext& context);
-void AddReverbCommand(CLI::App& app, CommandContext& context);
-void AddParamsCommand(CLI::App& app, CommandContext& context);
-void AddPresetCommand(CLI::App& app, CommandContext& context);
-void AddGenerateCommand(CLI::App& app, CommandContext& context);
-void AddPlotCommand(CLI::App& app, CommandContext& context);
-void AddInfoCommand(CLI::App& app, CommandContext& context);
-void AddNoiseCommand(CLI::App& app, CommandContext& context);
-void AddPlateCommand(CLI::App& app, CommandContext& context);
+void AddRenderCommand(Command app, CommandContext& context);
+void AddReverbCommand(Command app, CommandContext& context);
+void AddParamsCommand(Command app, CommandContext& context);
+void AddPresetCommand(Command app, CommandContext& context);
+void AddGenerateCommand(Command app, CommandContext& context);
+void AddPlotCommand(Command app, CommandContext& context);
+void AddInfoCommand(Command app, CommandContext& context);
+void AddNoiseCommand(Command app, CommandContext& context);
+void AddPlateCommand(Command app, CommandContext& context);
 
 /// --log, --log-file and --log-config, which take effect before any subcommand runs.
-void AddLogOptions(CLI::App& app, CommandContext& context);
+void AddLogOptions(Command app, CommandContext& context);
 
 }  // namespace Vantora::cli

@@ -28,8 +28,8 @@ void Tell(fmt::format_string<Arguments...> format, Arguments&&... arguments) {
 /// "prismel: TEXT" and a line's end to standard error, at most one of each.
 void Complain(const std::string& text);
 
-/// Sees to it that descriptors 0 to 2 are taken: the first file would otherwise get a closed one's number, and
-/// our messages would go into it. Comes before anything is opened.
+/// Sees to it that descriptors 0 to 2 are taken: the first file would otherwise get a closed one's number,
+/// and our messages would go into it. Comes before anything is opened.
 void HoldStandardDescriptors();
 
 /// Hands over what standard output still buffers. Throws Failure where not all of it could be written.

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <thread>
 
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 
@@ -31,48 +31,45 @@ std::vector<int> ParseChannels(const std::string& text) {
 
 }  // namespace
 
-void FileOptions::AddTo(CLI::App& command) {
+void FileOptions::AddTo(Command command) {
   command
-      .add_option("FILES", files, "IN OUT, or inputs (files, folders) and -o; - is standard input or output")
-      ->required();
-  command.add_option("-o,--output", folder, "folder for the outputs; the files keep their names");
-  command.add_flag("-y,--overwrite", overwrite, "replace files that exist");
-  command.add_option("-j,--jobs", jobs, "files that are rendered at the same time (all cores)");
-  command.add_flag("-q,--quiet", quiet, "print failures and warnings only");
+      .AddOption("FILES", files, "IN OUT, or inputs (files, folders) and -o; - is standard input or output")
+      .Required();
+  command.AddOption("-o,--output", folder, "folder for the outputs; the files keep their names");
+  command.AddFlag("-y,--overwrite", overwrite, "replace files that exist");
+  command.AddOption("-j,--jobs", jobs, "files that are rendered at the same time (all cores)");
+  command.AddFlag("-q,--quiet", quiet, "print failures and warnings only");
   constexpr const char* kPart = "Which part";
-  command.add_option("--start", start, "where in the input to begin: seconds or minutes:seconds")
-      ->group(kPart);
-  command.add_option("--duration", duration, "how much of the input to take")->group(kPart);
+  command.AddOption("--start", start, "where in the input to begin: seconds or minutes:seconds").Group(kPart);
+  command.AddOption("--duration", duration, "how much of the input to take").Group(kPart);
   command
-      .add_option(
+      .AddOption(
           "--tail", tail,
           "how long to ring on behind the input: auto (until it stays below -90 dB, a minute at most) or "
           "seconds")
-      ->group(kPart)
-      ->capture_default_str();
-  command.add_option("--channels", channels, "input channels to take, such as 1,2 or 3")->group(kPart);
-  command.add_flag("--stereo", stereo, "two channels out of a mono input")->group(kPart);
+      .Group(kPart)
+      .ShowStart();
+  command.AddOption("--channels", channels, "input channels to take, such as 1,2 or 3").Group(kPart);
+  command.AddFlag("--stereo", stereo, "two channels out of a mono input").Group(kPart);
   command
-      .add_flag("--damaged", damaged,
-                "of a file that ends before its time, or is damaged, take what is there")
-      ->group(kPart);
+      .AddFlag("--damaged", damaged, "of a file that ends before its time, or is damaged, take what is there")
+      .Group(kPart);
   constexpr const char* kForm = "Form of the output";
-  command.add_option("-f,--format", format, "samples as 16, 24, 32 (bits) or float (as the input's)")
-      ->group(kForm);
-  command.add_option("-t,--type", type, "kind of file in place of the ending's: " + WritableEndings())
-      ->group(kForm);
+  command.AddOption("-f,--format", format, "samples as 16, 24, 32 (bits) or float (as the input's)")
+      .Group(kForm);
+  command.AddOption("-t,--type", type, "kind of file in place of the ending's: " + WritableEndings())
+      .Group(kForm);
+  command.AddOption("-n,--normalize", normalize, "bring the output to a peak (-1dB) or a loudness (-14LUFS)")
+      .Group(kForm);
+  command.AddFlag("--no-dither", noDither, "plain rounding to 16 bit").Group(kForm);
   command
-      .add_option("-n,--normalize", normalize, "bring the output to a peak (-1dB) or a loudness (-14LUFS)")
-      ->group(kForm);
-  command.add_flag("--no-dither", noDither, "plain rounding to 16 bit")->group(kForm);
-  command
-      .add_option("--raw-input", rawInput,
-                  "the input has no header: RATE,CHANNELS,FORMAT such as 48000,2,float")
-      ->group(kForm);
-  command.add_option("--block", block, "frames handed over at a time; the result is the same for any")
-      ->group(kForm)
-      ->check(CLI::Range(1, 1 << 20))
-      ->capture_default_str();
+      .AddOption("--raw-input", rawInput,
+                 "the input has no header: RATE,CHANNELS,FORMAT such as 48000,2,float")
+      .Group(kForm);
+  command.AddOption("--block", block, "frames handed over at a time; the result is the same for any")
+      .Group(kForm)
+      .Range(1, 1 << 20)
+      .ShowStart();
 }
 
 RenderSettings FileOptions::Settings() const {

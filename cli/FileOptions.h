@@ -5,11 +5,9 @@
 
 #include "cli/offline/FileRenderer.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// FileOptions: the options about audio files and streams
 /// that all commands share that turn inputs to outputs.
@@ -23,7 +21,7 @@ struct FileOptions {
   bool stereo = false, noDither = false, overwrite = false, damaged = false, quiet = false;
 
   /// Adds all of them to a subcommand.
-  void AddTo(CLI::App& command);
+  void AddTo(Command command);
   /// What the texts mean. Throws UsageError.
   RenderSettings Settings() const;
   /// Files at a time, 1 or more.

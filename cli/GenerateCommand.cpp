@@ -1,50 +1,31 @@
 // The man page and the shells' completions are written from the options themselves, so they can't go stale.
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <functional>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 
 namespace Vantora::cli {
 namespace {
 
-using Visit = std::function<void(const CLI::App& command, const std::string& path)>;
+using Visit = std::function<void(const Command& command, const std::string& path)>;
 
-std::vector<const CLI::App*> Subcommands(const CLI::App& app) {
-  return app.get_subcommands([](const CLI::App* command) { return !command->get_group().empty(); });
+std::vector<Command> Subcommands(const Command& app) {
+  std::vector<Command> commands = app.Commands();
+  std::erase_if(commands, [](const Command& command) { return command.IsHidden(); });
+  return commands;
 }
 
 /// Visits every subcommand with its path, "preset list", parents first.
-void ForEachCommand(const CLI::App& app, const std::string& prefix, const Visit& visit) {
-  for (const CLI::App* command : Subcommands(app)) {
-    const std::string path = prefix + command->get_name();
-    visit(*command, path);
-    ForEachCommand(*command, path + " ", visit);
+void ForEachCommand(const Command& app, const std::string& prefix, const Visit& visit) {
+  for (const Command& command : Subcommands(app)) {
+    const std::string path = prefix + command.Name();
+    visit(command, path);
+    ForEachCommand(command, path + " ", visit);
   }
-}
-
-struct Option {
-  std::vector<std::string> names;  // with their dashes; none for a positional
-  std::string positional;
-  std::string use;
-  bool takesValue;
-};
-
-std::vector<Option> Options(const CLI::App& command) {
-  std::vector<Option> options;
-  for (const CLI::Option* option : command.get_options()) {
-    Option entry{{},
-                 option->get_positional() ? option->get_name(true) : "",
-                 option->get_description(),
-                 option->get_items_expected_max() > 0};
-    for (const std::string& name : option->get_snames()) entry.names.push_back("-" + name);
-    for (const std::string& name : option->get_lnames()) entry.names.push_back("--" + name);
-    options.push_back(std::move(entry));
-  }
-  return options;
 }
 
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
@@ -61,8 +42,8 @@ std::string Roff(const std::string& text) {
   return escaped.starts_with('.') || escaped.starts_with('\'') ? "\\&" + escaped : escaped;
 }
 
-void PrintManOptions(const CLI::App& command) {
-  for (const Option& option : Options(command)) {
+void PrintManOptions(const Command& command) {
+  for (const Command::Declared& option : command.Options()) {
     const std::string names =
         option.names.empty() ? option.positional : fmt::format("{}", fmt::join(option.names, ", "));
     const bool showsValue = option.takesValue && !option.names.empty();
@@ -70,16 +51,16 @@ void PrintManOptions(const CLI::App& command) {
   }
 }
 
-void PrintMan(const CLI::App& app) {
+void PrintMan(const Command& app) {
   Print(".TH PRISMEL 1 \"\" \"prismel {}\" \"User Commands\"\n", PRISMEL_VERSION);
   Print(".SH NAME\nprismel \\- run audio through a swept, spreading multi\\-voice effect\n");
   Print(".SH SYNOPSIS\n.B prismel\n[\\fIOPTIONS\\fR] \\fICOMMAND\\fR [\\fIARGUMENTS\\fR]\n");
-  Print(".SH DESCRIPTION\n{}\n", Roff(app.get_description()));
+  Print(".SH DESCRIPTION\n{}\n", Roff(app.Use()));
   Print(".SH OPTIONS\n");
   PrintManOptions(app);
   Print(".SH COMMANDS\n");
-  ForEachCommand(app, "", [](const CLI::App& command, const std::string& path) {
-    Print(".SS prismel {}\n{}\n", Roff(path), Roff(command.get_description()));
+  ForEachCommand(app, "", [](const Command& command, const std::string& path) {
+    Print(".SS prismel {}\n{}\n", Roff(path), Roff(command.Use()));
     PrintManOptions(command);
   });
   Print(
@@ -97,7 +78,7 @@ void PrintMan(const CLI::App& app) {
 
 // ---- bash -------------------------------------------------------------------------------------------------
 
-void PrintBash(const CLI::App& app) {
+void PrintBash(const Command& app) {
   Print(
       "# bash completion for prismel\n"
       "_prismel() {{\n"
@@ -107,7 +88,7 @@ void PrintBash(const CLI::App& app) {
       "  for word in \"${{COMP_WORDS[@]:1:COMP_CWORD-1}}\"; do\n"
       "    case \"${{path:+$path }}$word\" in\n");
   std::string paths;
-  ForEachCommand(app, "", [&](const CLI::App&, const std::string& path) {
+  ForEachCommand(app, "", [&](const Command&, const std::string& path) {
     paths += fmt::format("{}'{}'", paths.empty() ? "" : "|", path);
   });
   Print("      {}) path=\"${{path:+$path }}$word\" ;;\n    esac\n  done\n", paths);
@@ -125,16 +106,16 @@ void PrintBash(const CLI::App& app) {
       "      return ;;\n"
       "  esac\n"
       "  case $path in\n");
-  const auto words = [](const CLI::App& command) {
+  const auto words = [](const Command& command) {
     std::string list;
-    for (const CLI::App* sub : Subcommands(command)) list += sub->get_name() + " ";
-    for (const Option& option : Options(command)) {
+    for (const Command& sub : Subcommands(command)) list += sub.Name() + " ";
+    for (const Command::Declared& option : command.Options()) {
       for (const std::string& name : option.names) list += name + " ";
     }
     return list;
   };
   Print("    '') words='{}' ;;\n", words(app));
-  ForEachCommand(app, "", [&](const CLI::App& command, const std::string& path) {
+  ForEachCommand(app, "", [&](const Command& command, const std::string& path) {
     Print("    '{}') words='{}' ;;\n", path, words(command));
   });
   Print(
@@ -155,32 +136,32 @@ std::string ZshText(const std::string& text) {
   return escaped;
 }
 
-void PrintZsh(const CLI::App& app) {
+void PrintZsh(const Command& app) {
   Print("#compdef prismel\n_prismel() {{\n  local -a commands\n");
-  const auto describe = [](const CLI::App& command) {
+  const auto describe = [](const Command& command) {
     Print("commands=(");
-    for (const CLI::App* sub : Subcommands(command)) {
-      Print("'{}:{}' ", sub->get_name(), ZshText(sub->get_description()));
+    for (const Command& sub : Subcommands(command)) {
+      Print("'{}:{}' ", sub.Name(), ZshText(sub.Use()));
     }
     Print(")\n");
   };
   Print("  if (( CURRENT == 2 )); then\n    ");
   describe(app);
   Print("    _describe command commands\n    return\n  fi\n");
-  for (const CLI::App* command : Subcommands(app)) {
-    if (Subcommands(*command).empty()) continue;
-    Print("  if [[ $words[2] == {} ]] && (( CURRENT == 3 )); then\n    ", command->get_name());
-    describe(*command);
+  for (const Command& command : Subcommands(app)) {
+    if (Subcommands(command).empty()) continue;
+    Print("  if [[ $words[2] == {} ]] && (( CURRENT == 3 )); then\n    ", command.Name());
+    describe(command);
     Print("    _describe command commands\n    return\n  fi\n");
   }
   Print("  case \"$words[2] $words[3]\" in\n");
   // Longer paths first: "preset save" before "preset *".
   std::vector<std::string> cases;
-  ForEachCommand(app, "", [&](const CLI::App& command, const std::string& path) {
+  ForEachCommand(app, "", [&](const Command& command, const std::string& path) {
     if (!Subcommands(command).empty()) return;
     const bool isNested = path.find(' ') != std::string::npos;
     std::string text = fmt::format("    '{}'{}) _arguments -s ", path, isNested ? "" : "\\ *");
-    for (const Option& option : Options(command)) {
+    for (const Command::Declared& option : command.Options()) {
       for (const std::string& name : option.names) {
         text += fmt::format("\\\n      '*{}[{}]{}' ", name, ZshText(option.use),
                             option.takesValue ? ":value:_files" : "");
@@ -194,12 +175,12 @@ void PrintZsh(const CLI::App& app) {
 
 }  // namespace
 
-void AddGenerateCommand(CLI::App& app, CommandContext&) {
+void AddGenerateCommand(Command app, CommandContext&) {
   auto what = std::make_shared<std::string>();
-  CLI::App* command = app.add_subcommand("generate", "Print the man page or a shell's completion");
-  command->group("");  // for packagers: not in the list
-  command->add_option("WHAT", *what)->required()->check(CLI::IsMember({"man", "bash", "zsh"}));
-  command->callback([&app, what] {
+  const Command command = app.AddCommand("generate", "Print the man page or a shell's completion");
+  command.Hide();  // for packagers: not in the list
+  command.AddOption("WHAT", *what, "").Required().OneOf({"man", "bash", "zsh"});
+  command.OnRun([app, what] {
     if (*what == "man") {
       PrintMan(app);
     } else if (*what == "bash") {

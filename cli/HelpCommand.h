@@ -1,20 +1,10 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
 
-struct CommandContext;
+class CommandLine;
 
-/// `prismel help [COMMAND]`.
-void AddHelpCommand(CLI::App& app, CommandContext& context);
-
-/// The help of the innermost of `chosen` subcommands, or of the whole command where that is empty.
-std::string HelpText(const CLI::App& app, const std::vector<CLI::App*>& chosen);
+/// `prismel help [COMMAND]`. `line` outlives the reading of the command line.
+void AddHelpCommand(CommandLine& line);
 
 }  // namespace Vantora::cli

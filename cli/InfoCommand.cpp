@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "dsp/effects/prims/SimdTarget.h"
 #include "host/HostedProcessor.h"
@@ -49,7 +49,7 @@ void PrintPlaces(const char* title, const std::vector<SearchedPlace>& places) {
 }
 
 void PrintTextReport(const host::ProcessorLibrary& library, const host::HostedProcessor& processor,
-           const LibraryInfo& info) {
+                     const LibraryInfo& info) {
   Print("{} {} by {}\n", library.Name(), library.Version(), library.Vendor());
   Print("library              {}\n", library.Path().string());
   Print("interface            version {}, {} parameters\n", library.InterfaceVersion(),
@@ -67,12 +67,12 @@ void PrintTextReport(const host::ProcessorLibrary& library, const host::HostedPr
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, CommandContext& context) {
+void AddInfoCommand(Command app, CommandContext& context) {
   auto json = std::make_shared<bool>(false);
-  CLI::App* command =
-      app.add_subcommand("info", "Tell where the library lies and what it finds around itself");
-  command->add_flag("--json", *json, "as JSON, for programs");
-  command->callback([json, &context] {
+  const Command command =
+      app.AddCommand("info", "Tell where the library lies and what it finds around itself");
+  command.AddFlag("--json", *json, "as JSON, for programs");
+  command.OnRun([json, &context] {
     const host::ProcessorLibrary library = context.LoadLibrary();
     const host::HostedProcessor processor(library);
     const LibraryInfo info = DescribeLibrary(library.Path().string());

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <fstream>
 #include <iostream>
 #include <sstream>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "tools/CLog.h"
 
@@ -62,15 +62,15 @@ void Apply(const CommandContext& context) {
 
 }  // namespace
 
-void AddLogOptions(CLI::App& app, CommandContext& context) {
+void AddLogOptions(Command app, CommandContext& context) {
   constexpr const char* kGroup = "Log";
-  app.add_option("--log", context.log,
-                 "LEVEL[,CATEGORY=LEVEL...]: what to tell on standard error, such as info")
-      ->group(kGroup);
-  app.add_option("--log-file", context.logFile, "write the log to this file")->group(kGroup);
-  app.add_option("--log-config", context.logConfig, "read the log's configuration from this file")
-      ->group(kGroup);
-  app.parse_complete_callback([&context] { Apply(context); });
+  app.AddOption("--log", context.log,
+                "LEVEL[,CATEGORY=LEVEL...]: what to tell on standard error, such as info")
+      .Group(kGroup);
+  app.AddOption("--log-file", context.logFile, "write the log to this file").Group(kGroup);
+  app.AddOption("--log-config", context.logConfig, "read the log's configuration from this file")
+      .Group(kGroup);
+  app.OnRead([&context] { Apply(context); });
 }
 
 }  // namespace Vantora::cli

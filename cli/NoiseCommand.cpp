@@ -1,12 +1,12 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <memory>
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
@@ -75,43 +75,40 @@ void Run(const NoiseOptions& options) {
   }
   writer.Finish();
   if (const uint64_t clipped = writer.ClippedSamples(); clipped > 0) {
-    Tell("prismel: {}: {} of {} samples were clipped at full scale; a lower --gain or --format float keeps "
-         "them\n",
-         options.path == "-" ? "standard output" : options.path, clipped, frames * channels);
+    Tell(
+        "prismel: {}: {} of {} samples were clipped at full scale; a lower --gain or --format float keeps "
+        "them\n",
+        options.path == "-" ? "standard output" : options.path, clipped, frames * channels);
   }
 }
 
 }  // namespace
 
-void AddNoiseCommand(CLI::App& app, CommandContext&) {
+void AddNoiseCommand(Command app, CommandContext&) {
   auto options = std::make_shared<NoiseOptions>();
-  CLI::App* command = app.add_subcommand("noise", "Write noise of one of six colours to a file");
-  command->add_option("OUT", options->path, "the file to write; - is standard output")->required();
-  command->add_option("--type", options->kind, "violet, white, pink, brown, dark or variable")
-      ->check(CLI::IsMember(offline::NoiseStream::Colors(), CLI::ignore_case))
-      ->capture_default_str();
-  command->add_option("--seconds", options->seconds, "length: seconds or minutes:seconds")
-      ->capture_default_str();
-  command->add_option("--seed", options->seed, "the same seed gives the same noise")
-      ->check(CLI::Range(1u, 4294967295u))
-      ->capture_default_str();
-  command->add_option("--rate", options->rate, "Hz")
-      ->check(CLI::Range(AudioReader::kMinRate, AudioReader::kMaxRate))
-      ->capture_default_str();
-  command->add_option("--channels", options->channels, "1 or 2, unlike each other")
-      ->check(CLI::Range(1, 2))
-      ->capture_default_str();
-  command->add_option("--gain", options->gainDb, "dB; violet and brown reach beyond full scale at 0")
-      ->check(CLI::Range(-120.0, 24.0))
-      ->capture_default_str();
-  command->add_option("-f,--format", options->format, "samples as 16, 24, 32 or float")
-      ->capture_default_str();
-  command->add_option("--file-type", options->type,
-                      "kind of file in place of the ending's: " + WritableEndings());
-  command->add_option("-p,--set", options->assignments, "NAME=VALUE: NoiseColor=0.3 for the variable colour")
-      ->allow_extra_args(false);
-  command->add_flag("-y,--overwrite", options->overwrite, "replace a file that exists");
-  command->callback([options] { Run(*options); });
+  const Command command = app.AddCommand("noise", "Write noise of one of six colours to a file");
+  command.AddOption("OUT", options->path, "the file to write; - is standard output").Required();
+  command.AddOption("--type", options->kind, "violet, white, pink, brown, dark or variable")
+      .OneOf(offline::NoiseStream::Colors(), true)
+      .ShowStart();
+  command.AddOption("--seconds", options->seconds, "length: seconds or minutes:seconds").ShowStart();
+  command.AddOption("--seed", options->seed, "the same seed gives the same noise")
+      .Range(1u, 4294967295u)
+      .ShowStart();
+  command.AddOption("--rate", options->rate, "Hz")
+      .Range(AudioReader::kMinRate, AudioReader::kMaxRate)
+      .ShowStart();
+  command.AddOption("--channels", options->channels, "1 or 2, unlike each other").Range(1, 2).ShowStart();
+  command.AddOption("--gain", options->gainDb, "dB; violet and brown reach beyond full scale at 0")
+      .Range(-120.0, 24.0)
+      .ShowStart();
+  command.AddOption("-f,--format", options->format, "samples as 16, 24, 32 or float").ShowStart();
+  command.AddOption("--file-type", options->type,
+                    "kind of file in place of the ending's: " + WritableEndings());
+  command.AddOption("-p,--set", options->assignments, "NAME=VALUE: NoiseColor=0.3 for the variable colour")
+      .OnePerUse();
+  command.AddFlag("-y,--overwrite", options->overwrite, "replace a file that exists");
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

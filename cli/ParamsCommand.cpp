@@ -1,12 +1,12 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "host/ParameterTable.h"
 
@@ -85,12 +85,12 @@ void PrintTable(bool all) {
 
 }  // namespace
 
-void AddParamsCommand(CLI::App& app, CommandContext& context) {
+void AddParamsCommand(Command app, CommandContext& context) {
   auto options = std::make_shared<ParamsOptions>();
-  CLI::App* command = app.add_subcommand("params", "List the effect's parameters with range and start value");
-  command->add_flag("-a,--all", options->all, "internal parameters, read-outs and commands too: all 228");
-  command->add_flag("--json", options->json, "as JSON, for programs");
-  command->callback([options, &context] {
+  const Command command = app.AddCommand("params", "List the effect's parameters with range and start value");
+  command.AddFlag("-a,--all", options->all, "internal parameters, read-outs and commands too: all 228");
+  command.AddFlag("--json", options->json, "as JSON, for programs");
+  command.OnRun([options, &context] {
     options->json ? PrintJson(options->all) : PrintTable(options->all);
     context.status = 0;
   });

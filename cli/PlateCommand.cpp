@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 #include <utility>
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
@@ -33,8 +33,8 @@ std::unique_ptr<offline::ModuleEffect> MakePlate(const PlateOptions& options) {
 void PrintKnobs() {
   const offline::ModuleKnobs knobs = offline::PlateKnobs();
   for (size_t i = 0; i < knobs.Size(); ++i) {
-    Print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)),
-               knobs.RangeText(i), knobs.Note(i).use);
+    Print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)), knobs.RangeText(i),
+          knobs.Note(i).use);
   }
 }
 
@@ -52,19 +52,19 @@ void Run(const PlateOptions& options, CommandContext& context) {
 
 }  // namespace
 
-void AddPlateCommand(CLI::App& app, CommandContext& context) {
+void AddPlateCommand(Command app, CommandContext& context) {
   auto options = std::make_shared<PlateOptions>();
-  CLI::App* command = app.add_subcommand("plate", "Run audio files through the plate reverb");
-  options->files.AddTo(*command);
-  command->get_option("FILES")->required(false);
+  const Command command = app.AddCommand("plate", "Run audio files through the plate reverb");
+  options->files.AddTo(command);
+  command.OptionNamed("FILES").Required(false);
   constexpr const char* kSound = "Sound";
   command
-      ->add_option("-p,--set", options->assignments,
-                   "NAME=VALUE, any number of times: Decay=0.8, Predelay=20ms")
-      ->group(kSound)
-      ->allow_extra_args(false);
-  command->add_flag("--params", options->list, "list the parameters and do nothing else")->group(kSound);
-  command->callback([options, &context] { Run(*options, context); });
+      .AddOption("-p,--set", options->assignments,
+                 "NAME=VALUE, any number of times: Decay=0.8, Predelay=20ms")
+      .Group(kSound)
+      .OnePerUse();
+  command.AddFlag("--params", options->list, "list the parameters and do nothing else").Group(kSound);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/SoundOptions.h"
@@ -80,34 +80,34 @@ struct PresetOptions {
 
 }  // namespace
 
-void AddPresetCommand(CLI::App& app, CommandContext&) {
+void AddPresetCommand(Command app, CommandContext&) {
   auto options = std::make_shared<PresetOptions>();
-  CLI::App* command = app.add_subcommand("preset", "List, show, save and compare presets");
-  command->require_subcommand(1);
+  const Command command = app.AddCommand("preset", "List, show, save and compare presets");
+  command.RequireCommand();
 
-  CLI::App* list = command->add_subcommand("list", "One line for each preset: its name and what it is for");
-  list->add_option("FOLDER", options->folder, "a folder of presets in place of the usual ones");
-  list->callback([options] { List(options->folder); });
+  const Command list = command.AddCommand("list", "One line for each preset: its name and what it is for");
+  list.AddOption("FOLDER", options->folder, "a folder of presets in place of the usual ones");
+  list.OnRun([options] { List(options->folder); });
 
-  CLI::App* show = command->add_subcommand("show", "Print a preset's values");
-  show->add_option("PRESET", options->first, "name or file")->required();
-  show->add_flag("--json", options->json, "as the JSON of a preset file");
-  show->callback([options] { Show(options->first, options->json); });
+  const Command show = command.AddCommand("show", "Print a preset's values");
+  show.AddOption("PRESET", options->first, "name or file").Required();
+  show.AddFlag("--json", options->json, "as the JSON of a preset file");
+  show.OnRun([options] { Show(options->first, options->json); });
 
-  CLI::App* save = command->add_subcommand("save", "Write a sound to a preset file");
-  save->add_option("FILE", options->path, "where to write, ending in .json")->required();
-  options->sound.AddTo(*save);
-  save->add_option("--name", options->name, "the preset's name (the file's)");
-  save->add_option("--description", options->description, "one line on what it is for");
-  save->add_flag("-y,--overwrite", options->overwrite, "replace a file that exists");
-  save->callback([options] {
+  const Command save = command.AddCommand("save", "Write a sound to a preset file");
+  save.AddOption("FILE", options->path, "where to write, ending in .json").Required();
+  options->sound.AddTo(save);
+  save.AddOption("--name", options->name, "the preset's name (the file's)");
+  save.AddOption("--description", options->description, "one line on what it is for");
+  save.AddFlag("-y,--overwrite", options->overwrite, "replace a file that exists");
+  save.OnRun([options] {
     Save(options->sound, options->path, options->name, options->description, options->overwrite);
   });
 
-  CLI::App* diff = command->add_subcommand("diff", "Print the parameters on which two presets disagree");
-  diff->add_option("FIRST", options->first, "name or file")->required();
-  diff->add_option("SECOND", options->second, "name or file")->required();
-  diff->callback([options] { Diff(options->first, options->second); });
+  const Command diff = command.AddCommand("diff", "Print the parameters on which two presets disagree");
+  diff.AddOption("FIRST", options->first, "name or file").Required();
+  diff.AddOption("SECOND", options->second, "name or file").Required();
+  diff.OnRun([options] { Diff(options->first, options->second); });
 }
 
 }  // namespace Vantora::cli

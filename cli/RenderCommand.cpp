@@ -1,7 +1,7 @@
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/SoundOptions.h"
@@ -52,30 +52,28 @@ void Run(const RenderOptions& options, CommandContext& context) {
 
 }  // namespace
 
-void AddRenderCommand(CLI::App& app, CommandContext& context) {
+void AddRenderCommand(Command app, CommandContext& context) {
   auto options = std::make_shared<RenderOptions>();
-  CLI::App* command = app.add_subcommand("render", "Run audio files through the effect");
-  options->files.AddTo(*command);
-  options->sound.AddTo(*command);
+  const Command command = app.AddCommand("render", "Run audio files through the effect");
+  options->files.AddTo(command);
+  options->sound.AddTo(command);
   constexpr const char* kTime = "Time";
-  command->add_option("--bpm", options->bpm, "tempo, quarter notes a minute")
-      ->group(kTime)
-      ->check(CLI::Range(host::TempoMap::kLowest, host::TempoMap::kHighest))
-      ->capture_default_str();
+  command.AddOption("--bpm", options->bpm, "tempo, quarter notes a minute")
+      .Group(kTime)
+      .Range(host::TempoMap::kLowest, host::TempoMap::kHighest)
+      .ShowStart();
+  command.AddOption("--tempo-map", options->tempoMap, "CSV of seconds,bpm or beats,bpm in place of one tempo")
+      .Group(kTime)
+      .Excludes("--bpm");
+  command.AddOption("--automation", options->automation, "CSV of time,parameter,value[,step|ramp]")
+      .Group(kTime);
   command
-      ->add_option("--tempo-map", options->tempoMap, "CSV of seconds,bpm or beats,bpm in place of one tempo")
-      ->group(kTime)
-      ->excludes("--bpm");
-  command->add_option("--automation", options->automation, "CSV of time,parameter,value[,step|ramp]")
-      ->group(kTime);
-  command
-      ->add_option("--automation-unit", options->automationUnit,
-                   "what its times count where it doesn't say so")
-      ->group(kTime)
-      ->check(CLI::IsMember({"seconds", "frames", "beats"}))
-      ->capture_default_str();
-  command->add_flag("--ramps", options->ramps, "lead to each value in a line, not in a step")->group(kTime);
-  command->callback([options, &context] { Run(*options, context); });
+      .AddOption("--automation-unit", options->automationUnit, "what its times count where it doesn't say so")
+      .Group(kTime)
+      .OneOf({"seconds", "frames", "beats"})
+      .ShowStart();
+  command.AddFlag("--ramps", options->ramps, "lead to each value in a line, not in a step").Group(kTime);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/Assignment.h"
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/offline/PacedReverb.h"
@@ -60,26 +60,25 @@ void Run(const ReverbOptions& options, CommandContext& context) {
 
 }  // namespace
 
-void AddReverbCommand(CLI::App& app, CommandContext& context) {
+void AddReverbCommand(Command app, CommandContext& context) {
   auto options = std::make_shared<ReverbOptions>();
-  CLI::App* command = app.add_subcommand("reverb", "Run audio files through the convolution reverb");
-  options->files.AddTo(*command);
+  const Command command = app.AddCommand("reverb", "Run audio files through the convolution reverb");
+  options->files.AddTo(command);
   constexpr const char* kGroup = "Sound";
   command
-      ->add_option("-i,--impulse", options->impulse,
-                   "mono or stereo sound file to convolve with, up to 100 s")
-      ->group(kGroup)
-      ->required();
+      .AddOption("-i,--impulse", options->impulse, "mono or stereo sound file to convolve with, up to 100 s")
+      .Group(kGroup)
+      .Required();
   command
-      ->add_option("-p,--set", options->assignments,
-                   "NAME=VALUE, any number of times; Wet is 0.5 unless set. " + ListKnobs())
-      ->group(kGroup)
-      ->allow_extra_args(false);
+      .AddOption("-p,--set", options->assignments,
+                 "NAME=VALUE, any number of times; Wet is 0.5 unless set. " + ListKnobs())
+      .Group(kGroup)
+      .OnePerUse();
   command
-      ->add_flag("--realtime", options->isRealTime,
-                 "as in a live host: blocks of 64 at the pace of the sound, with worker threads")
-      ->group(kGroup);
-  command->callback([options, &context] { Run(*options, context); });
+      .AddFlag("--realtime", options->isRealTime,
+               "as in a live host: blocks of 64 at the pace of the sound, with worker threads")
+      .Group(kGroup);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

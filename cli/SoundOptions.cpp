@@ -1,9 +1,9 @@
 #include "cli/SoundOptions.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cstdio>
 
 #include "cli/Assignment.h"
@@ -21,19 +21,19 @@ host::Preset LoadPreset(const std::string& text) {
   return preset;
 }
 
-void SoundOptions::AddTo(CLI::App& command) {
+void SoundOptions::AddTo(Command command) {
   constexpr const char* kGroup = "Sound";
   command
-      .add_option("-P,--preset", preset,
-                  "start from this preset: a file, or a name that prismel preset list tells")
-      ->group(kGroup);
+      .AddOption("-P,--preset", preset,
+                 "start from this preset: a file, or a name that prismel preset list tells")
+      .Group(kGroup);
   command
-      .add_option(
+      .AddOption(
           "-p,--set", assignments,
           "NAME=VALUE, any number of times: Prismelion=0.7, HPFCutoff=250Hz, OutputGain=-3dB, FXType=comb; "
           "prismel params lists the names")
-      ->group(kGroup)
-      ->allow_extra_args(false);
+      .Group(kGroup)
+      .OnePerUse();
 }
 
 std::vector<SoundOptions::Value> SoundOptions::ParseAssignments() const {

@@ -5,11 +5,9 @@
 
 #include "host/Preset.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// SoundOptions: --preset and --set, which together name a whole sound.
 struct SoundOptions {
@@ -17,7 +15,7 @@ struct SoundOptions {
   std::vector<std::string> assignments;
 
   /// Adds both to a subcommand.
-  void AddTo(CLI::App& command);
+  void AddTo(Command command);
 
   /// The preset, or what a preset without values is, with the assignments that belong to presets in it.
   /// Warnings about unknown names go to standard error. Throws UsageError for a bad assignment,

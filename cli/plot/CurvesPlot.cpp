@@ -1,9 +1,9 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "dsp/effects/ShapingCurves.h"
@@ -40,11 +40,11 @@ void Run(const PlotOptions& picture) {
 
 }  // namespace
 
-void AddCurvesPlot(CLI::App& plot, CommandContext&) {
+void AddCurvesPlot(Command plot, CommandContext&) {
   auto picture = std::make_shared<PlotOptions>();
-  CLI::App* command = plot.add_subcommand("curves", "All sixteen curves of the waveshaper");
-  picture->AddTo(*command);
-  command->callback([picture] { Run(*picture); });
+  const Command command = plot.AddCommand("curves", "All sixteen curves of the waveshaper");
+  picture->AddTo(command);
+  command.OnRun([picture] { Run(*picture); });
 }
 
 }  // namespace Vantora::cli

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
 #include <numbers>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/EffectRun.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
@@ -59,20 +59,16 @@ void Run(const HarmonicsOptions& options, const CommandContext& context) {
 
 }  // namespace
 
-void AddHarmonicsPlot(CLI::App& plot, CommandContext& context) {
+void AddHarmonicsPlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<HarmonicsOptions>();
-  CLI::App* command = plot.add_subcommand("harmonics", "The spectrum that a sine comes out with, left side");
-  command->add_option("--frequency", options->hertz, "of the sine, Hz")
-      ->check(CLI::Range(20.0, 20000.0))
-      ->capture_default_str();
-  command->add_option("--level", options->level, "of the sine, dBFS")
-      ->check(CLI::Range(-120.0, 0.0))
-      ->capture_default_str();
-  command->add_flag("--stage", options->stage,
-                    "the stage effect alone: one voice at rest, no dry signal, open filters");
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options, &context] { Run(*options, context); });
+  const Command command = plot.AddCommand("harmonics", "The spectrum that a sine comes out with, left side");
+  command.AddOption("--frequency", options->hertz, "of the sine, Hz").Range(20.0, 20000.0).ShowStart();
+  command.AddOption("--level", options->level, "of the sine, dBFS").Range(-120.0, 0.0).ShowStart();
+  command.AddFlag("--stage", options->stage,
+                  "the stage effect alone: one voice at rest, no dry signal, open filters");
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

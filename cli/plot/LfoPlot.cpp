@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "cli/plot/Variants.h"
@@ -72,18 +72,16 @@ void Run(const LfoOptions& options, const CommandContext& context) {
 
 }  // namespace
 
-void AddLfoPlot(CLI::App& plot, CommandContext& context) {
+void AddLfoPlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<LfoOptions>();
-  CLI::App* command = plot.add_subcommand("lfo", "The six shapes of the LFO, at 1 Hz unless set otherwise");
-  command->add_option("--seconds", options->seconds, "how long to watch")
-      ->check(CLI::Range(0.05, 600.0))
-      ->capture_default_str();
-  command->add_option("--bpm", options->bpm, "tempo, quarter notes a minute")
-      ->check(CLI::Range(host::TempoMap::kLowest, host::TempoMap::kHighest))
-      ->capture_default_str();
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options, &context] { Run(*options, context); });
+  const Command command = plot.AddCommand("lfo", "The six shapes of the LFO, at 1 Hz unless set otherwise");
+  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.05, 600.0).ShowStart();
+  command.AddOption("--bpm", options->bpm, "tempo, quarter notes a minute")
+      .Range(host::TempoMap::kLowest, host::TempoMap::kHighest)
+      .ShowStart();
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

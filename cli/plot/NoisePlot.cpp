@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <cmath>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "cli/plot/Spectrum.h"
@@ -87,16 +87,14 @@ void Run(const NoiseOptions& options) {
 
 }  // namespace
 
-void AddNoisePlot(CLI::App& plot, CommandContext&) {
+void AddNoisePlot(Command plot, CommandContext&) {
   auto options = std::make_shared<NoiseOptions>();
-  CLI::App* command = plot.add_subcommand(
+  const Command command = plot.AddCommand(
       "noise",
       "Level of the noise colours in thirds of an octave; the slopes in the legend are those of the density");
-  command->add_option("--rate", options->rate, "sample rate, Hz")
-      ->check(CLI::Range(8000.0, 384000.0))
-      ->capture_default_str();
-  options->picture.AddTo(*command);
-  command->callback([options] { Run(*options); });
+  command.AddOption("--rate", options->rate, "sample rate, Hz").Range(8000.0, 384000.0).ShowStart();
+  options->picture.AddTo(command);
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

@@ -1,6 +1,5 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -8,6 +7,7 @@
 #include <sstream>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/plot/EffectRun.h"
@@ -119,19 +119,15 @@ void Run(const PlateOptions& options) {
 
 }  // namespace
 
-void AddPlatePlot(CLI::App& plot, CommandContext&) {
+void AddPlatePlot(Command plot, CommandContext&) {
   auto options = std::make_shared<PlateOptions>();
-  CLI::App* command =
-      plot.add_subcommand("plate", "The plate reverb's impulse response and how it dies away");
-  command->add_option("--decays", options->decays, "values of Decay to draw")->capture_default_str();
-  command->add_option("--damping", options->damping, "value of Damping")
-      ->check(CLI::Range(0.0, 1.0))
-      ->capture_default_str();
-  command->add_option("--seconds", options->seconds, "how long to watch")
-      ->check(CLI::Range(0.5, 60.0))
-      ->capture_default_str();
-  options->picture.AddTo(*command);
-  command->callback([options] { Run(*options); });
+  const Command command =
+      plot.AddCommand("plate", "The plate reverb's impulse response and how it dies away");
+  command.AddOption("--decays", options->decays, "values of Decay to draw").ShowStart();
+  command.AddOption("--damping", options->damping, "value of Damping").Range(0.0, 1.0).ShowStart();
+  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.5, 60.0).ShowStart();
+  options->picture.AddTo(command);
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

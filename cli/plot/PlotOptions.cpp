@@ -1,9 +1,9 @@
 #include "cli/plot/PlotOptions.h"
+#include "cli/CommandLine.h"
 #include "cli/Console.h"
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstdio>
 #include <filesystem>
@@ -32,13 +32,13 @@ void ParseSize(const std::string& text, int& width, int& height) {
 
 }  // namespace
 
-void PlotOptions::AddTo(CLI::App& command) {
+void PlotOptions::AddTo(Command command) {
   constexpr const char* kGroup = "Picture";
-  command.add_option("-o,--output", output, "picture to write, ending in .png or .svg")->group(kGroup);
-  command.add_flag("-y,--overwrite", overwrite, "replace a picture that exists")->group(kGroup);
-  command.add_option("--size", size, "WIDTHxHEIGHT in pixels, such as 1200x675")->group(kGroup);
-  command.add_option("--title", title, "heading in place of the usual one")->group(kGroup);
-  command.add_flag("--csv", csv, "print the data; alone or beside -o")->group(kGroup);
+  command.AddOption("-o,--output", output, "picture to write, ending in .png or .svg").Group(kGroup);
+  command.AddFlag("-y,--overwrite", overwrite, "replace a picture that exists").Group(kGroup);
+  command.AddOption("--size", size, "WIDTHxHEIGHT in pixels, such as 1200x675").Group(kGroup);
+  command.AddOption("--title", title, "heading in place of the usual one").Group(kGroup);
+  command.AddFlag("--csv", csv, "print the data; alone or beside -o").Group(kGroup);
 }
 
 PictureType PlotOptions::Type() const {

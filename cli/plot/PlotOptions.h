@@ -5,11 +5,9 @@
 #include "cli/plot/Figure.h"
 #include "cli/plot/GnuplotScript.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// PlotOptions: where a picture goes and how large it is; the same for every kind.
 struct PlotOptions {
@@ -19,7 +17,7 @@ struct PlotOptions {
   bool csv = false, overwrite = false;
 
   /// Adds them to a kind's subcommand.
-  void AddTo(CLI::App& command);
+  void AddTo(Command command);
 
   /// Refuses at once what couldn't be drawn in the end: no output at all, an unknown ending, a file that
   /// exists, no gnuplot. Throws UsageError or Failure.

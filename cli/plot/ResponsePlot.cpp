@@ -1,12 +1,12 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <memory>
 #include <random>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/EffectRun.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
@@ -86,18 +86,18 @@ void Run(const ResponseOptions& options, const CommandContext& context) {
 
 }  // namespace
 
-void AddResponsePlot(CLI::App& plot, CommandContext& context) {
+void AddResponsePlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<ResponseOptions>();
-  CLI::App* command = plot.add_subcommand(
+  const Command command = plot.AddCommand(
       "response",
       "Gain over frequency of the whole effect: exact for the filters, for the others the linear filter "
       "that comes nearest to what they do to noise at -20 dBFS");
-  command->add_flag("--stage", options->stage,
-                    "the stage effect alone: one voice at rest, no dry signal, open filters");
-  command->add_flag("--right", options->right, "the right side in place of the left");
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options, &context] { Run(*options, context); });
+  command.AddFlag("--stage", options->stage,
+                  "the stage effect alone: one voice at rest, no dry signal, open filters");
+  command.AddFlag("--right", options->right, "the right side in place of the left");
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

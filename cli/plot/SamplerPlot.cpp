@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <array>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "cli/plot/Spectrum.h"
@@ -69,14 +69,14 @@ void Run(const SamplerOptions& options) {
 
 }  // namespace
 
-void AddSamplerPlot(CLI::App& plot, CommandContext&) {
+void AddSamplerPlot(Command plot, CommandContext&) {
   auto options = std::make_shared<SamplerOptions>();
-  CLI::App* command = plot.add_subcommand("sampler", "Filters of the oversamplers");
-  command->add_option("--factor", options->factor, "2, 4, 6, 8, 16 or 32")
-      ->check(CLI::IsMember({2u, 4u, 6u, 8u, 16u, 32u}))
-      ->capture_default_str();
-  options->picture.AddTo(*command);
-  command->callback([options] { Run(*options); });
+  const Command command = plot.AddCommand("sampler", "Filters of the oversamplers");
+  command.AddOption("--factor", options->factor, "2, 4, 6, 8, 16 or 32")
+      .OneOf({2u, 4u, 6u, 8u, 16u, 32u})
+      .ShowStart();
+  options->picture.AddTo(command);
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

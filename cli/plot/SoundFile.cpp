@@ -2,21 +2,21 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/audio/AudioReader.h"
 
 namespace Vantora::cli {
 
-void SoundFileOptions::AddTo(CLI::App& command) {
-  command.add_option("FILE", file, "audio file; - is standard input")->required();
-  command.add_option("--start", start, "where in the file to begin: seconds or minutes:seconds")
-      ->group("Which part");
-  command.add_option("--duration", duration, "how much of the file to take")->group("Which part");
+void SoundFileOptions::AddTo(Command command) {
+  command.AddOption("FILE", file, "audio file; - is standard input").Required();
+  command.AddOption("--start", start, "where in the file to begin: seconds or minutes:seconds")
+      .Group("Which part");
+  command.AddOption("--duration", duration, "how much of the file to take").Group("Which part");
 }
 
 SoundFile::SoundFile(const SoundFileOptions& options) {

@@ -4,11 +4,9 @@
 
 #include "cli/plot/EffectRun.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// SoundFileOptions: a file, or a part of one, that is held in memory whole.
 struct SoundFileOptions {
@@ -17,7 +15,7 @@ struct SoundFileOptions {
   std::string file, start, duration;
 
   /// Adds them to a kind's subcommand, the file as its argument.
-  void AddTo(CLI::App& command);
+  void AddTo(Command command);
 };
 
 /// SoundFile: the samples, a mono file in both channels.

@@ -1,11 +1,11 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
@@ -93,13 +93,13 @@ void Run(const SpreadOptions& options) {
 
 }  // namespace
 
-void AddSpreadPlot(CLI::App& plot, CommandContext&) {
+void AddSpreadPlot(Command plot, CommandContext&) {
   auto options = std::make_shared<SpreadOptions>();
-  CLI::App* command = plot.add_subcommand(
-      "spread", "Each voice's value of the effect's first knob over Prismelion, both sides");
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options] { Run(*options); });
+  const Command command =
+      plot.AddCommand("spread", "Each voice's value of the effect's first knob over Prismelion, both sides");
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

@@ -1,10 +1,10 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "cli/plot/Variants.h"
@@ -81,16 +81,14 @@ void Run(const TapsOptions& options) {
 
 }  // namespace
 
-void AddTapsPlot(CLI::App& plot, CommandContext&) {
+void AddTapsPlot(Command plot, CommandContext&) {
   auto options = std::make_shared<TapsOptions>();
-  CLI::App* command =
-      plot.add_subcommand("taps", "The delays of the voices' taps over time, without what the LFO adds");
-  command->add_option("--seconds", options->seconds, "how long to watch")
-      ->check(CLI::Range(0.1, 3600.0))
-      ->capture_default_str();
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options] { Run(*options); });
+  const Command command =
+      plot.AddCommand("taps", "The delays of the voices' taps over time, without what the LFO adds");
+  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.1, 3600.0).ShowStart();
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options] { Run(*options); });
 }
 
 }  // namespace Vantora::cli

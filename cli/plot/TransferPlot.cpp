@@ -1,12 +1,12 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <cmath>
 #include <memory>
 #include <numbers>
 #include <sstream>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "cli/Numbers.h"
 #include "cli/plot/EffectRun.h"
@@ -78,15 +78,14 @@ void Run(const TransferOptions& options, const CommandContext& context) {
 
 }  // namespace
 
-void AddTransferPlot(CLI::App& plot, CommandContext& context) {
+void AddTransferPlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<TransferOptions>();
-  CLI::App* command =
-      plot.add_subcommand("transfer", "Output over input of the four distortions, measured with a slow sine");
-  command->add_option("--drives", options->drives, "values of DistortionDrive to draw, dB")
-      ->capture_default_str();
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options, &context] { Run(*options, context); });
+  const Command command =
+      plot.AddCommand("transfer", "Output over input of the four distortions, measured with a slow sine");
+  command.AddOption("--drives", options->drives, "values of DistortionDrive to draw, dB").ShowStart();
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli

@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <sstream>
 
 #include "cli/Assignment.h"
+#include "cli/CommandLine.h"
 #include "cli/Failure.h"
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
@@ -24,9 +24,9 @@ std::string Variant::Text(const std::string& name) const {
   return host::ParameterTable::Get().At(name).Text(Normalized(name));
 }
 
-void VariantOptions::AddTo(CLI::App& command) {
+void VariantOptions::AddTo(Command command) {
   sound.AddTo(command);
-  command.add_option("--each", each, "NAME=A,B,C: draw one for each of these values")->group("Sound");
+  command.AddOption("--each", each, "NAME=A,B,C: draw one for each of these values").Group("Sound");
 }
 
 std::vector<Variant> VariantOptions::Variants(const std::vector<std::string>& usual) const {

@@ -5,11 +5,9 @@
 
 #include "cli/SoundOptions.h"
 
-namespace CLI {
-class App;
-}
-
 namespace Vantora::cli {
+
+class Command;
 
 /// Variant: one of the sounds that a picture compares.
 struct Variant {
@@ -30,7 +28,7 @@ struct VariantOptions {
   std::string each;
 
   /// Adds them to a kind's subcommand.
-  void AddTo(CLI::App& command);
+  void AddTo(Command command);
 
   /// Assignments of `usual` come first: a --set replaces them. Throws UsageError, host::HostError.
   std::vector<Variant> Variants(const std::vector<std::string>& usual = {}) const;

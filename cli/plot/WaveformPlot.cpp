@@ -1,12 +1,12 @@
 #include <fmt/format.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <memory>
 
 #include "cli/CommandContext.h"
+#include "cli/CommandLine.h"
 #include "cli/Numbers.h"
 #include "cli/SoundOptions.h"
 #include "cli/plot/PlotKinds.h"
@@ -87,14 +87,14 @@ void Run(const WaveformOptions& options, const CommandContext& context) {
 
 }  // namespace
 
-void AddWaveformPlot(CLI::App& plot, CommandContext& context) {
+void AddWaveformPlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<WaveformOptions>();
-  CLI::App* command = plot.add_subcommand("waveform", "A file before and after the effect");
-  options->file.AddTo(*command);
-  command->add_option("--tail", options->tail, "seconds to go on behind the file")->capture_default_str();
-  options->sound.AddTo(*command);
-  options->picture.AddTo(*command);
-  command->callback([options, &context] { Run(*options, context); });
+  const Command command = plot.AddCommand("waveform", "A file before and after the effect");
+  options->file.AddTo(command);
+  command.AddOption("--tail", options->tail, "seconds to go on behind the file").ShowStart();
+  options->sound.AddTo(command);
+  options->picture.AddTo(command);
+  command.OnRun([options, &context] { Run(*options, context); });
 }
 
 }  // namespace Vantora::cli
