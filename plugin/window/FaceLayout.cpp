@@ -153,20 +153,19 @@ void Face::AddSource(std::vector<MenuItem>& items) {
   items.push_back({extras->DriverText(), nullptr, false, true, {}});
   const std::string file = extras->FileName();
   items.push_back({"Play the input", [this] { extras->UseInput(); }, file.empty(), true, {}});
+  if (!file.empty()) {
+    items.push_back({file, [this] { extras->SetPlaying(!extras->IsPlaying()); }, true, true,
+                     extras->IsPlaying() ? "stop" : "go on"});
+  }
   items.push_back({"Play a sound file…",
                    [this] {
                      OpenEntry({290.0f, 300.0f, 400.0f, 28.0f}, "",
                                [this](const std::string& path) { return extras->OpenFile(path); });
                      Say("Path of a WAV, FLAC, OGG or MP3 file:");
                    },
-                   !file.empty(), true, file});
-  if (!file.empty()) {
-    items.push_back({extras->IsPlaying() ? "Stop" : "Go on",
-                     [this] { extras->SetPlaying(!extras->IsPlaying()); },
-                     false,
-                     true,
-                     {}});
-  }
+                   false,
+                   true,
+                   {}});
   items.push_back({});
 }
 

@@ -70,10 +70,24 @@ void Knob::DrawArcs(Canvas& canvas, float value, bool isIdle) const {
               isIdle ? kTick : kText);
 }
 
+bool Knob::IsSwitch() const { return host::ParameterTable::Get()[parameters.front()].IsSwitch(); }
+
+void Knob::DrawSwitch(Canvas& canvas, bool isOn) const {
+  const Point centre = Centre();
+  const Rect track{centre.x - 17.0f, centre.y - 10.0f, 34.0f, 20.0f};
+  canvas.Box(track, 10.0f, isOn ? kAccent.Alpha(0.85f) : kRaised);
+  canvas.Frame(track, 10.0f, isHovered ? kDim : kLine);
+  canvas.Disc({isOn ? track.Right() - 10.0f : track.x + 10.0f, centre.y}, 7.0f, isOn ? kGround : kDim);
+}
+
 void Knob::Draw(Canvas& canvas) {
   const float value = desk.Model().Value(parameters.front());
   const bool isIdle = idleReason && !idleReason().empty();
-  DrawArcs(canvas, value, isIdle);
+  if (IsSwitch()) {
+    DrawSwitch(canvas, value >= 0.5f);
+  } else {
+    DrawArcs(canvas, value, isIdle);
+  }
   const bool isLearning = desk.Extras() != nullptr && desk.Extras()->IsLearning(parameters.front());
   const std::string text = isLearning ? "MIDI…" : isIdle ? "–" : ValueText(desk, parameters.front(), value);
   const Point centre = Centre();
@@ -90,6 +104,10 @@ void Knob::Draw(Canvas& canvas) {
 }
 
 bool Knob::Press(const Pointer& pointer) {
+  if (IsSwitch()) {
+    SetAll(desk, parameters, desk.Model().Value(parameters.front()) < 0.5f ? 1.0f : 0.0f);
+    return true;
+  }
   if (pointer.clicks == 2) {
     if (isDragging) Release(pointer);
     Reset(desk, parameters);
@@ -139,11 +157,21 @@ bool Knob::Wheel(const Pointer& pointer, float steps) {
 }
 
 Cursor Knob::CursorAt(Point at) const {
+  if (IsSwitch()) return Cursor::kHand;
   return !look.isHuge && ValuePlace().Contains(at) ? Cursor::kCaret : Cursor::kUpDown;
+}
+
+bool Knob::Strike(const Stroke& stroke) {
+  if (IsSwitch() && (stroke.key == Key::kEnter || stroke.key == Key::kSpace)) return Press({});
+  return StrikeParameter(desk, parameters, stroke, ValuePlace());
 }
 
 std::string Knob::Tip(Point) const {
   std::string tip = ParameterTip(parameters.front());
+  if (desk.Extras() != nullptr) {
+    const std::string controller = desk.Extras()->ControllerOf(parameters.front());
+    if (!controller.empty()) tip += "\nMoved by " + controller + ".";
+  }
   if (idleReason) {
     if (const std::string reason = idleReason(); !reason.empty()) tip += "\n" + reason;
   }

@@ -13,6 +13,7 @@ namespace Vantora::plugin {
 ///
 /// Drag up and down (Shift: ten times as fine), wheel, double click to reset, right click for the menu, a
 /// click on the value to type one.
+/// A parameter of two values is a switch: a click turns it over.
 class Knob : public Widget {
  public:
   struct Look {
@@ -41,9 +42,7 @@ class Knob : public Widget {
   bool Wheel(const Pointer& pointer, float steps) override;
   Cursor CursorAt(Point at) const override;
   bool TakesFocus() const override { return true; }
-  bool Strike(const Stroke& stroke) override {
-    return StrikeParameter(desk, parameters, stroke, ValuePlace());
-  }
+  bool Strike(const Stroke& stroke) override;
   std::string Tip(Point at) const override;
 
   Point Centre() const;
@@ -52,6 +51,8 @@ class Knob : public Widget {
 
  private:
   void DrawArcs(Canvas& canvas, float value, bool isIdle) const;
+  void DrawSwitch(Canvas& canvas, bool isOn) const;
+  bool IsSwitch() const;
 
   bool isDragging = false;
   float dragPosition = 0.0f;  // where the hand is, before steps are taken

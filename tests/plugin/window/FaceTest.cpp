@@ -254,6 +254,30 @@ TEST_F(FaceTest, TheKeyboardReachesEveryControlAndMovesIt) {
   EXPECT_EQ(OpenGestures(), 0);
 }
 
+TEST_F(FaceTest, TheFoldOutMovesBothSidesOrOneAndSwitchesAtAClick) {
+  model.SetTo("FXType", "distortion");
+  face.SetAdvanced(true);
+  const auto placeOf = [&](const std::string& word) {
+    for (const DrawnText& text : Frame()) {
+      if (text.text == word) return text.place.Centre();
+    }
+    ADD_FAILURE() << word << " isn't drawn";
+    return Point{};
+  };
+  const auto left = [&] { return model.Get("Prismel_FXL_FX_Disto_Wavefolder_Upsmp"); };
+  const auto right = [&] { return model.Get("Prismel_FXR_FX_Disto_Wavefolder_Upsmp"); };
+  const Point name = placeOf("Twice the rate"), knob{name.x, name.y - 30.0f};
+  Click(knob);
+  EXPECT_EQ(left(), 1.0f);
+  EXPECT_EQ(right(), 1.0f);
+  Click(placeOf("Right"));
+  Frame();
+  Click(knob);
+  EXPECT_EQ(left(), 1.0f);
+  EXPECT_EQ(right(), 0.0f);
+  EXPECT_EQ(OpenGestures(), 0);
+}
+
 TEST_F(FaceTest, MenusResetCopyAndClose) {
   model.Set("Prismel_Prismelion", 0.5f);
   Frame();
