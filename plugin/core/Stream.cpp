@@ -46,7 +46,6 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   Stop();
   auto fresh = std::make_unique<host::HostedProcessor>(source);
   values.DropWaiting();
-  WriteSound(*fresh, values.All());
   fresh->Init(static_cast<float>(sampleRate));
   auto blocks = std::make_unique<host::LiveCollector>(*fresh, inputs, outputs);
   blocks->SetListener(this);
@@ -59,7 +58,7 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
     if (hand.load(std::memory_order_relaxed) != kHeld) hand.store(0, std::memory_order_relaxed);
   }
   panic.store(false, std::memory_order_relaxed);
-  isAtStart = true;
+  isAtStart = isFresh = true;
   startHasMoved = false;
   processor = std::move(fresh);
   collector = std::move(blocks);
@@ -115,6 +114,7 @@ void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t
 }
 
 void Stream::Reset() {
+  if (isFresh) return;
   processor->Set(Indices::Get().panic, 1.0f);
   collector->Flush();
   picture.Restart();
@@ -139,10 +139,13 @@ void Stream::Release(uint32_t index) {
 
 void Stream::BeginFromStart() {
   isAtStart = false;
-  if (!startHasMoved) return;
-  startHasMoved = false;
+  // A fresh processor is written to here and not at `Start`, because each reset draws random numbers: what the main
+  // thread loaded and what the host gave with its first sample must come to one reset, or the song sounds another way.
+  if (!isFresh && !startHasMoved) return;
+  values.TakeUp([](const Positions&) {}, [](uint32_t, float) {});
   WriteSound(*processor, values.All());
-  processor->Set(Indices::Get().panic, 1.0f);
+  if (!isFresh) processor->Set(Indices::Get().panic, 1.0f);
+  isFresh = startHasMoved = false;
   picture.Restart();
   valueRevision.fetch_add(1, std::memory_order_release);
 }

@@ -77,6 +77,7 @@ class Stream final : public host::BlockListener {
   // Audio thread's.
   Positions written{};         // what the processor was told last
   bool isAtStart = true;       // nothing processed since Start or Reset
+  bool isFresh = true;         // the processor hasn't been told any sound
   bool startHasMoved = false;  // a value was given for that start
   uint32_t blocksToWatch = 0;  // until the picture of the taps may rest
 
