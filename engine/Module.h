@@ -59,6 +59,18 @@ class Module {
   /// Returns 0 for a skipped block, which keeps its flags and its changed mark for the next one.
   uint32_t Process(ProcessContext& context);
 
+  /// The same for a parent that knows the module's class and gives it just the ports it has: no port is
+  /// counted and nothing is found by way of a table.
+  template <typename Exact>
+  uint32_t ProcessAs(ProcessContext& context) {
+    auto& self = static_cast<Exact&>(*this);
+    if (!self.Exact::UpdateParams(context)) return 0;
+    const uint32_t result = self.Exact::DoProcess(context);
+    changed = 0;
+    self.Exact::SetDirty(false);
+    return result;
+  }
+
   const std::string& GetName() const { return name; }
   uint32_t GetInputPortCount() const { return inputPortCount; }
   uint32_t GetOutputPortCount() const { return outputPortCount; }

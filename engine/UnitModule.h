@@ -46,6 +46,8 @@ class UnitModule : public Module {
   /// A record, for parents and tests.
   ParamRecord& Param(uint32_t index) { return store.params[index]; }
   uint32_t GetParamCount() const { return store.Count(); }
+  /// True from a parameter's move to the end of the next block.
+  bool HasNews() const { return store.anyDirty != 0; }
 
  protected:
   bool IsDirty(uint32_t index) const { return store.dirtyFlags[index] != 0; }

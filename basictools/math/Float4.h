@@ -2,6 +2,9 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora {
 
@@ -38,6 +41,31 @@ inline Float4 FromBits(Int4 bits) noexcept {
 /// Towards zero.
 inline Int4 Truncate(Float4 x) noexcept { return __builtin_convertvector(x, Int4); }
 inline Float4 ToFloat4(Int4 x) noexcept { return __builtin_convertvector(x, Float4); }
+
+// The same for a single float, so that a formula can be written once, as a template over the kind of number.
+// A loop over floats takes as many lanes as the compiler knows.
+inline int32_t BitsOf(float x) noexcept { return BitCast<int32_t>(x); }
+inline float FromBits(int32_t bits) noexcept { return BitCast<float>(bits); }
+inline int32_t Truncate(float x) noexcept { return static_cast<int32_t>(x); }
+inline float ToFloat4(int32_t x) noexcept { return static_cast<float>(x); }
+
+/// condition ? yes : no. For a float by its bits: a plain choice is at times turned into a branch, and then
+/// its loop no longer vectorises.
+inline Float4 Choose(Int4 condition, Float4 yes, Float4 no) noexcept { return condition ? yes : no; }
+inline float Choose(bool condition, float yes, float no) noexcept {
+  const int32_t mask = -static_cast<int32_t>(condition);
+  return FromBits((BitsOf(yes) & mask) | (BitsOf(no) & ~mask));
+}
+
+/// `x` as a T: a Float4 or a float.
+template <typename T>
+inline T MakeNumber(float x) noexcept {
+  if constexpr (std::is_same_v<T, float>) {
+    return x;
+  } else {
+    return MakeFloat4(x);
+  }
+}
 
 /// Replaces data[0..count) in whole groups of four by `f` of them; what lies behind the last group stays.
 template <typename Function>

@@ -185,17 +185,19 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
     for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn;
   }
 
-  const CrusherBlock block{.settings = &settings,
-                           .channel = &channels[channel],
-                           .in = in,
-                           .out = out,
-                           .wet = wet.data(),
-                           .gain = gainOut,
-                           .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr};
   const LaneBank::Loop<CrusherBlock> loop = CrusherKernels().run[Variant()];
   const bool isPlain = channelCount == 1 && !feedbackOn && in != dry.data();
-  if (isPlain && bank != nullptr && bank->Add(loop, block)) return;
-  loop(&block, 1, count);
+  CrusherBlock own;
+  CrusherBlock* shared = isPlain && bank != nullptr ? bank->Add(loop) : nullptr;
+  CrusherBlock& block = shared != nullptr ? *shared : own;
+  block = {.settings = &settings,
+           .channel = &channels[channel],
+           .in = in,
+           .out = out,
+           .wet = wet.data(),
+           .gain = gainOut,
+           .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr};
+  if (shared == nullptr) loop(&own, 1, count);
 }
 
 }  // namespace Vantora::dsp

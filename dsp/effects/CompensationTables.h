@@ -32,6 +32,9 @@ class CompensationRamp {
   /// out[i] = the gain on the way to `gain`, which is reached at out[count - 1].
   void Render(float gain, float* out, uint32_t count) noexcept;
 
+  /// True when a block would be level at `gain`, as the last one ended.
+  bool StandsAt(float gain) const noexcept { return !isSnapPending && last == gain; }
+
   /// Without compensation the gain is 1 at once, and 1 is where a later ramp starts.
   void SwitchOff() noexcept {
     last = 1.0f;

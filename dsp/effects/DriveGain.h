@@ -3,19 +3,16 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "basictools/math/VectorExpLog.h"
 #include "dsp/control/SmootherInterpLPF.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
 
 namespace Vantora::dsp {
 
 /// gain[i] = 10^(dB[i] / 20) over the whole groups of four, by the vector exponential: once a sample, on the
 /// drive alone. A drive that `isSettled` throughout the block is taken once, with the same result.
 inline void RenderDriveGain(const float* dB, float* gain, uint32_t count, bool isSettled) noexcept {
-  constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
   const uint32_t different = isSettled ? std::min(count, 4u) : count;
-  for (uint32_t i = 0; i + 4 <= different; i += 4) {
-    StoreFloat4(ExpFloat4(LoadFloat4(dB + i) * kNepersPerDb), gain + i);
-  }
+  DistortionKernels().driveGains(dB, gain, different);
   std::fill(gain + different, gain + count, gain[0]);
 }
 

@@ -11,6 +11,7 @@
 #include "basictools/math/WholeQuads.h"
 #include "dsp/effects/DriveGain.h"
 #include "dsp/effects/ShapingCurves.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
 
 namespace Vantora::dsp {
 namespace {
@@ -69,6 +70,7 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
     *buffer = next;
     next += stride;
   }
+  resting = {};
   for (Channel& channel : channels) channel.sampler.Init(stride);
 }
 
@@ -120,23 +122,35 @@ uint32_t MultiDist::DoProcess(ProcessContext& context) {
 
 void MultiDist::RenderGains(uint32_t count) {
   const bool isDriveSettled = drive.IsSettled();
+  const bool isOutputSettled = outputGain.IsSettled();
+  if (IsChanged() && isCompensating) compensation.Snap();
+  // What the buffers hold while nothing moves stays in them.
+  const RestingGains now{drive.Target(), outputGain.Target(), algorithm, isCompensating, count};
+  if (isDriveSettled && isOutputSettled && resting.Covers(now) &&
+      (!isCompensating || compensation.StandsAt(compensations[0]))) {
+    if (!isCompensating) compensation.SwitchOff();
+    return;
+  }
   drive.Render(driveDb, count);
   outputGain.Render(outputGains, count);
   RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
-  if (!isCompensating) {
+  bool isLevel = isDriveSettled && isOutputSettled;
+  if (isCompensating) {
+    const float gain = DbToGain(LookUpCompensation(kShaperCompensation[algorithm], driveDb[count - 1]));
+    isLevel = isLevel && compensation.StandsAt(gain);
+    compensation.Render(gain, compensations, count);
+  } else {
     compensation.SwitchOff();
-    return;
   }
-  if (IsChanged()) compensation.Snap();
-  const float dB = LookUpCompensation(kShaperCompensation[algorithm], driveDb[count - 1]);
-  compensation.Render(DbToGain(dB), compensations, count);
+  resting = isLevel ? now : RestingGains{};
 }
 
 void MultiDist::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
   const float* in = context.Input(index);
   float* out = context.Output(index);
   if (in == nullptr || out == nullptr) return;
-  for (uint32_t i = 0; i < count; ++i) shaped[i] = in[i] * driveGains[i];
+  const DistortionKernelTable& kernels = DistortionKernels();
+  kernels.multiply(in, driveGains, shaped, count);
   const float* feedback = isFeedbackOn ? context.Input(index + 3) : nullptr;
   if (feedback != nullptr) {
     for (uint32_t i = 0; i < count; ++i) shaped[i] += feedback[i];
@@ -154,22 +168,20 @@ void MultiDist::ProcessChannel(const ProcessContext& context, uint32_t index, ui
   float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
   if (send != nullptr) std::copy_n(shaped, count, send);
   if (isCompensating) {
-    for (uint32_t i = 0; i < count; ++i) out[i] = shaped[i] * compensations[i] * outputGains[i];
+    kernels.multiplyTwice(shaped, compensations, outputGains, out, count);
   } else {
-    for (uint32_t i = 0; i < count; ++i) out[i] = shaped[i] * outputGains[i];
+    kernels.multiply(shaped, outputGains, out, count);
   }
 }
 
 void MultiDist::Shape(Channel& channel, float* data, uint32_t count) {
   const float last = data[count - 1];
-  VisitShapingCurve(algorithm, [&](auto shape) {
-    using Curve = decltype(shape);
-    if (isAntiAliasing) {
-      ShapeAntiAliased<Curve>(data, count, channel.previous);
-    } else {
-      TransformQuads(data, count, [](Float4 x) { return Curve::template Curve<Float4>(x); });
-    }
-  });
+  if (isAntiAliasing) {
+    VisitShapingCurve(algorithm,
+                      [&](auto shape) { ShapeAntiAliased<decltype(shape)>(data, count, channel.previous); });
+  } else {
+    DistortionKernels().shape[algorithm](data, count);
+  }
   channel.previous = std::clamp(last, -kLargest, kLargest);
 }
 

@@ -55,6 +55,19 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
     prims::Oversampler sampler{2, 1, 1};
   };
 
+  /// What the gain buffers hold on and on while nothing moves; a count of 0: nothing.
+  struct RestingGains {
+    double drive = 0.0;
+    double outputGain = 0.0;
+    uint32_t algorithm = 0;
+    bool isCompensating = false;
+    uint32_t count = 0;
+    bool Covers(const RestingGains& wanted) const {
+      return count >= wanted.count && drive == wanted.drive && outputGain == wanted.outputGain &&
+             algorithm == wanted.algorithm && isCompensating == wanted.isCompensating;
+    }
+  };
+
   void ReadSwitches();
   float OutputGainTarget();
   void RenderGains(uint32_t count);
@@ -83,6 +96,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   float* doubled = nullptr;  // two blocks
 
   // State, written by DoProcess.
+  RestingGains resting;
   CompensationRamp compensation;
   std::array<Channel, 2> channels;
 };

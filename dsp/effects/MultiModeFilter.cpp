@@ -260,8 +260,10 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
   const bool isPlain =
       IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
   if (isPlain && bank != nullptr) {
-    const LaneBank::Loop<FilterBlock> loop = FilterKernels().run[mode.order - 1];
-    if (bank->Add(loop, StageBlock(io, 0))) return 1;
+    if (FilterBlock* block = bank->Add(FilterKernels().run[mode.order - 1])) {
+      *block = StageBlock(io, 0);
+      return 1;
+    }
   }
 
   if (bypassed) {

@@ -170,19 +170,22 @@ bool PitchShifter::RunsSettled(const ProcessContext& context) const {
 }
 
 void PitchShifter::RunSettled(ProcessContext& context) {
-  const ShifterBlock block{.heads = &heads,
-                           .preDelay = &channels[0].preDelay,
-                           .grain = &channels[0].grain,
-                           .in = context.Input(0),
-                           .out = context.Output(0),
-                           .step = grain.rate / sampleRate,
-                           .width = grain.width,
-                           .length = grain.length,
-                           .semitones = semitones[0],
-                           .spraySize = spraySize,
-                           .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
   const LaneBank::Loop<ShifterBlock> loop = ShifterKernels().run;
-  if (bank == nullptr || !bank->Add(loop, block)) loop(&block, 1, context.sampleCount);
+  ShifterBlock own;
+  ShifterBlock* shared = bank != nullptr ? bank->Add(loop) : nullptr;
+  ShifterBlock& block = shared != nullptr ? *shared : own;
+  block = {.heads = &heads,
+           .preDelay = &channels[0].preDelay,
+           .grain = &channels[0].grain,
+           .in = context.Input(0),
+           .out = context.Output(0),
+           .step = grain.rate / sampleRate,
+           .width = grain.width,
+           .length = grain.length,
+           .semitones = semitones[0],
+           .spraySize = spraySize,
+           .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
+  if (shared == nullptr) loop(&own, 1, context.sampleCount);
 }
 
 void PitchShifter::UpdateGrain(uint32_t count) {

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "basictools/math/Decibels.h"
-#include "basictools/math/VectorSine.h"
 #include "basictools/math/WholeQuads.h"
 #include "dsp/effects/DriveGain.h"
 #include "dsp/effects/TriangleFold.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
 
 namespace Vantora::dsp {
 namespace {
@@ -17,47 +17,32 @@ namespace {
 using MappingTools::Linear;
 
 constexpr float kSineScale = 1.5707964f;      // full scale is a quarter turn
-constexpr float kVectorLimit = 4096.0f;       // of the driven input: beyond 72 dB the library takes over
 constexpr double kSmallestDistance = 0.0001;  // below it the difference quotient is not worth its rounding
 constexpr float kLoudest = 1e38f;             // its quarter turns are still a number
 constexpr float kLargest = std::numeric_limits<float>::max();
 
-/// Four lanes of the triangle, for |x| within kVectorLimit.
-Float4 FoldTriangle4(Float4 x) noexcept {
-  const Float4 shifted = x * 0.5f + 0.5f;
-  const Float4 truncated = ToFloat4(Truncate(shifted));
-  const Float4 u = truncated > shifted ? truncated - 1.0f : truncated;
-  const Float4 a = u * 2.0f;
-  return (Truncate(u) & 1) != 0 ? a - x : x - a;
-}
-
-/// Folds a block four samples at a time. Beyond kVectorLimit, which `peak` tells in advance, `foldOne` does
-/// it one by one; what overflowed, or would in the fold, gives silence; NaN stays.
-template <typename FoldQuad, typename FoldOne>
-void FoldBlock(float* data, uint32_t count, float peak, FoldQuad&& foldQuad, FoldOne&& foldOne) noexcept {
-  if (peak <= kVectorLimit) {
-    TransformQuads(data, count, foldQuad);
+/// Folds a block with a vector kernel. Beyond its limit, which `peak` tells in advance, `foldOne` does it one
+/// by one; what overflowed, or would in the fold, gives silence; NaN stays.
+template <typename FoldOne>
+void FoldBlock(float* data, uint32_t count, float peak, void (*fold)(float*, uint32_t),
+               FoldOne&& foldOne) noexcept {
+  if (peak <= kFoldVectorLimit) {
+    fold(data, count);
     return;
   }
   for (uint32_t i = 0; i < count; i += 4) {
-    const Float4 x = LoadFloat4(data + i);
-    Float4 y = foldQuad(x);
-    for (int lane = 0; lane < 4; ++lane) {
-      if (std::fabs(x[lane]) > kVectorLimit)
-        y[lane] = std::fabs(x[lane]) <= kLoudest ? foldOne(x[lane]) : 0.0f;
+    float y[4];
+    std::copy_n(data + i, 4, y);
+    fold(y, 4);
+    for (uint32_t lane = 0; lane < 4; ++lane) {
+      float& x = data[i + lane];
+      if (std::fabs(x) > kFoldVectorLimit) {
+        x = std::fabs(x) <= kLoudest ? foldOne(x) : 0.0f;
+      } else {
+        x = y[lane];
+      }
     }
-    StoreFloat4(y, data + i);
   }
-}
-
-/// Largest size of a sample, NaN left aside.
-float PeakOf(const float* data, uint32_t count) noexcept {
-  Float4 peaks = MakeFloat4(0.0f);
-  for (uint32_t i = 0; i < count; i += 4) {
-    const Float4 size = FromBits(BitsOf(LoadFloat4(data + i)) & 0x7FFFFFFF);
-    peaks = size > peaks ? size : peaks;
-  }
-  return std::max(std::max(peaks[0], peaks[1]), std::max(peaks[2], peaks[3]));
 }
 
 void FoldTriangleAntiAliased(float* data, uint32_t count, float previous) noexcept {
@@ -88,6 +73,7 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   }
   const uint32_t stride = WholeQuads(maxBlockSize + 3);
   workspace.assign(std::size_t{10} * stride, 0.0f);
+  resting = {};
   float* next = workspace.data();
   for (float** buffer :
        {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {
@@ -134,8 +120,12 @@ bool Wavefolder::UpdateParams(ProcessContext& context) {
   Aim(wet, Param(kWet).ReadValueModulated(context, 2), isFresh);
   Aim(outputGain, DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
   isDriveSettled = drive.IsSettled();
-  drive.Render(driveDb, context.sampleCount);
-  wet.Render(wets, context.sampleCount);
+  isWetSettled = wet.IsSettled();
+  if (!isDriveSettled || !isWetSettled || resting.count < WholeQuads(context.sampleCount) ||
+      resting.drive != drive.Target() || resting.wet != wet.Target()) {
+    drive.Render(driveDb, context.sampleCount);
+    wet.Render(wets, context.sampleCount);
+  }
   return true;
 }
 
@@ -150,44 +140,50 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
 }
 
 void Wavefolder::RenderGains(uint32_t count) {
+  const DistortionKernelTable& kernels = DistortionKernels();
+  const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
+  if (IsChanged() && isCompensating) compensation.Snap();
+  // What the buffers hold while nothing moves stays in them.
+  bool isLevel = isDriveSettled && isWetSettled && outputGain.IsSettled();
+  const RestingGains now{drive.Target(), wet.Target(),   outputGain.Target(),
+                         isTriangle,     isCompensating, count};
+  if (isLevel && resting.Covers(now) && (!isCompensating || compensation.StandsAt(compensations[0]))) {
+    if (!isCompensating) compensation.SwitchOff();
+    return;
+  }
+
   if (isCompensating) {
-    const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
-    if (IsChanged()) compensation.Snap();
-    compensation.Render(DbToGain(LookUpCompensation(table, driveDb[count - 1])), compensations, count);
+    const float gain = DbToGain(LookUpCompensation(table, driveDb[count - 1]));
+    isLevel = isLevel && compensation.StandsAt(gain);
+    compensation.Render(gain, compensations, count);
   } else {
     compensation.SwitchOff();
     std::fill_n(compensations, count, 1.0f);
   }
   RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
   const uint32_t different = isDriveSettled ? 4 : count;
-  for (uint32_t i = 0; i < different; i += 4) {
-    const Float4 r = PowFloat4(LoadFloat4(driveGains + i), 0.25f);
-    // A drive so low that g is 0 is silence, not 0 times infinity.
-    const Float4 inverse = r > 0.0f ? 1.0f / r : MakeFloat4(0.0f);
-    StoreFloat4(r, roots + i);
-    StoreFloat4(inverse, inverses + i);
-  }
+  kernels.foldGains(driveGains, roots, inverses, different);
   std::fill(roots + different, roots + count, roots[0]);
   std::fill(inverses + different, inverses + count, inverses[0]);
   outputGain.Render(wetGains, count);
-  for (uint32_t i = 0; i < count; i += 4) {
-    const Float4 gain = LoadFloat4(wets + i) * LoadFloat4(wetGains + i) * LoadFloat4(inverses + i);
-    StoreFloat4(gain * LoadFloat4(compensations + i), wetGains + i);
+  for (uint32_t i = 0; i < count; ++i) {
+    const float gain = wets[i] * wetGains[i] * inverses[i];
+    wetGains[i] = gain * compensations[i];
   }
+  resting = isLevel ? now : RestingGains{};
 }
 
 float Wavefolder::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
   const float* in = context.Input(index);
   float* out = context.Output(index);
   if (in == nullptr || out == nullptr) return 0.0f;
-  for (uint32_t i = 0; i < count; i += 4) {
-    StoreFloat4(LoadFloat4(in + i) * LoadFloat4(driveGains + i) * LoadFloat4(roots + i), driven + i);
-  }
+  const DistortionKernelTable& kernels = DistortionKernels();
+  kernels.multiplyTwice(in, driveGains, roots, driven, count);
   const float* feedback = isFeedbackOn ? context.Input(index + 4) : nullptr;
   if (feedback != nullptr) {
     for (uint32_t i = 0; i < count; ++i) driven[i] += feedback[i];
   }
-  const float peak = PeakOf(driven, count);
+  const float peak = kernels.peak(driven, count);
 
   Channel& channel = channels[index];
   if (isUpsampling) {
@@ -197,24 +193,19 @@ float Wavefolder::ProcessChannel(const ProcessContext& context, uint32_t index, 
   }
   float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
   if (send != nullptr) std::copy_n(driven, count, send);
-  for (uint32_t i = 0; i < count; i += 4) {
-    const Float4 dry = LoadFloat4(in + i);
-    const Float4 wetPart = LoadFloat4(wetGains + i) * LoadFloat4(driven + i);
-    StoreFloat4(dry - dry * LoadFloat4(wets + i) + wetPart, out + i);
-  }
+  kernels.mixFolded(in, wets, wetGains, driven, out, count);
   return peak;
 }
 
 void Wavefolder::Fold(Channel& channel, float* data, uint32_t count, float peak) {
   const float last = data[count - 1];
   if (!isTriangle) {
-    FoldBlock(
-        data, count, peak, [](Float4 x) { return SineFloat4(x * kSineScale); },
-        [](float x) { return std::sin(x * kSineScale); });
+    FoldBlock(data, count, peak, DistortionKernels().foldSine,
+              [](float x) { return std::sin(x * kSineScale); });
   } else if (isAntiAliasing) {
     FoldTriangleAntiAliased(data, count, channel.previous);
   } else {
-    FoldBlock(data, count, peak, FoldTriangle4,
+    FoldBlock(data, count, peak, DistortionKernels().foldTriangle,
               [](float x) { return static_cast<float>(FoldTriangle(static_cast<double>(x))); });
   }
   channel.previous = std::clamp(last, -kLargest, kLargest);
@@ -226,7 +217,7 @@ void Wavefolder::FoldOversampled(Channel& channel, uint32_t count) {
     doubled[2 * i] = channel.up.Process(std::clamp(driven[i], -1e30f, 1e30f));
     doubled[2 * i + 1] = channel.up.Process(0.0f);
   }
-  Fold(channel, doubled, 2 * count, PeakOf(doubled, 2 * count));
+  Fold(channel, doubled, 2 * count, DistortionKernels().peak(doubled, 2 * count));
   for (uint32_t i = 0; i < count; ++i) {
     channel.down.Process(doubled[2 * i]);
     driven[i] = channel.down.Process(doubled[2 * i + 1]);

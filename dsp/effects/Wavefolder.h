@@ -53,6 +53,21 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     FoldFilter down{1.0f};
   };
 
+  /// What the gain buffers hold on and on while nothing moves; a count of 0: nothing.
+  struct RestingGains {
+    double drive = 0.0;
+    double wet = 0.0;
+    double outputGain = 0.0;
+    bool isTriangle = false;
+    bool isCompensating = false;
+    uint32_t count = 0;
+    bool Covers(const RestingGains& wanted) const {
+      return count >= wanted.count && drive == wanted.drive && wet == wanted.wet &&
+             outputGain == wanted.outputGain && isTriangle == wanted.isTriangle &&
+             isCompensating == wanted.isCompensating;
+    }
+  };
+
   void ReadSwitches();
   void ClearSamplers();
   void RenderGains(uint32_t count);
@@ -66,7 +81,8 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool isAntiAliasing = false;
   bool isCompensating = false;
   bool isFeedbackOn = false;
-  bool isDriveSettled = false;  // throughout the block
+  bool isDriveSettled = false;  // throughout the block, as is the next
+  bool isWetSettled = false;
   uint32_t channelCount = 1;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1
@@ -85,6 +101,7 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   float* doubled = nullptr;  // two blocks
 
   // State, written by DoProcess.
+  RestingGains resting;
   CompensationRamp compensation;
   std::array<Channel, 2> channels;
 };

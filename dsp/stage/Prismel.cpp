@@ -64,13 +64,29 @@ void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
   }
 }
 
-/// A block of an effect whose ports the context has as widely as the effect itself knows them.
-template <typename Effect>
-void ProcessAlone(Effect& effect, ProcessContext& context) {
-  context.inputCount = Effect::kInputCount;
-  context.outputCount = Effect::kOutputCount;
-  effect.Process(context);
+// A block of a stage effect of which only the first input and output are connected; `context` has ports for
+// any.
+template <typename Exact, typename Effect>
+void ProcessMono(Effect& effect, ProcessContext& context) {
+  context.inputCount = Exact::kInputCount;
+  context.outputCount = Exact::kOutputCount;
+  effect.template ProcessAs<Exact>(context);
 }
+void ProcessMono(MultiModeFilter& effect, ProcessContext& context) {
+  ProcessMono<MultiModeFilter>(effect, context);
+}
+void ProcessMono(BitCrusher& effect, ProcessContext& context) { ProcessMono<BitCrusher>(effect, context); }
+void ProcessMono(PitchShifter& effect, ProcessContext& context) {
+  ProcessMono<PitchShifter>(effect, context);
+}
+void ProcessMono(PrismelDistoVariant& effect, ProcessContext& context) { effect.ProcessMono(context); }
+
+// True when writing the primary parameter would change nothing.
+template <typename Effect>
+bool StandsAt(Effect&, uint32_t, float) {
+  return false;
+}
+bool StandsAt(PrismelDistoVariant& effect, uint32_t, float drive) { return effect.StandsAtDrive(drive); }
 
 FxBank MakeBank(const char* name, uint32_t seed, uint32_t side) {
   return FxBank(name, {0, 0},
@@ -195,8 +211,8 @@ bool Prismel::UpdateParams(ProcessContext& context) {
 
   wet.SetTarget(OwnValue(kWet));
   wetStands = wet.IsSettled() && count >= 4;
-  inputGain.SetTarget(DbToGain(OwnValue(kInputGain)));
-  outputGain.SetTarget(DbToGain(OwnValue(kOutputGain)));
+  inputGain.SetTarget(inputGainOf(OwnValue(kInputGain), DbToGain));
+  outputGain.SetTarget(outputGainOf(OwnValue(kOutputGain), DbToGain));
   wet.Render(wetBuffer, count);
   inputGain.Render(inputGainBuffer, count);
   outputGain.Render(outputGainBuffer, count);
@@ -227,7 +243,8 @@ void Prismel::CountActiveVoices() {
 void Prismel::UpdateLowPass() {
   const float position = OwnNormalized(kLpfCutoff);
   lowPassPosition.SetTarget(position);
-  const float hz = OwnRecord(kLpfCutoff).ToValue(lowPassPosition.Tick());
+  const float hz =
+      lowPassCurve(lowPassPosition.Tick(), [&](float x) { return OwnRecord(kLpfCutoff).ToValue(x); });
   if (hz != lowPassHz) {
     lowPassHz = hz;
     ComputeLowPass();
@@ -241,10 +258,11 @@ void Prismel::UpdateLowPass() {
 void Prismel::UpdateHighPass() {
   const float position = OwnNormalized(kHpfCutoff);
   highPassPosition.SetTarget(position);
-  highPassHz = OwnRecord(kHpfCutoff).ToValue(highPassPosition.Tick());
+  highPassHz =
+      highPassCurve(highPassPosition.Tick(), [&](float x) { return OwnRecord(kHpfCutoff).ToValue(x); });
   // Intended: compared with the other filter's frequency, so
   // a meeting of the two holds the coefficients for a block.
-  if (highPassHz != lowPassHz) ComputeHighPass();
+  if (highPassHz != lowPassHz && highPassHz != tunedHighPassHz) ComputeHighPass();
   const bool runs = position > 0.0f;
   if (runs && !highPassRuns) taps.ClearHighPass();
   highPassRuns = runs;
@@ -259,6 +277,7 @@ void Prismel::ComputeHighPass() {
   // Held below half the rate, where it would turn unstable;
   // from 44.1 kHz up the knob's top stays below that anyway.
   const float w = std::min(highPassHz, 0.495f * sampleRate) * radiansPerHz;
+  tunedHighPassHz = highPassHz;
   highPass = BiquadCoefficients::HighPass(w, std::sin(w) * 0.5f * kButterworthInverseQ);
 }
 
@@ -267,23 +286,39 @@ void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
   const StageRoute& route = kRoutes[type];
   if (route.law != SpreadLaw::kNone) {
     const float primary = OwnRecord(route.primary).ReadValueModulated(context, kPrimaryPort);
-    for (uint32_t v = 0; v < activeVoices; ++v) {
-      for (uint32_t side = 0; side < 2; ++side) {
-        const StageSpread& spread = spreads[side];
-        const float value = route.law == SpreadLaw::kRatio ? spread.Ratio(v, primary, amount)
-                                                           : spread.Root(v, primary, amount, route.span);
-        AtEffect(Bank(side).Clone(v), type, [&](auto& effect) {
-          const ParamRecord& target = effect.Param(route.primaryTarget);
-          effect.SetParamInternal(route.primaryTarget,
-                                  std::min(std::max(value, target.GetMinimum()), target.GetMaximum()));
-        });
-      }
-    }
+    SpreadPrimary(type, primary, amount);
     PassSecondary(type);
   }
   AimFeedbackGain(context, type);
   UpdateReadOuts(context, type, amount);
   UpdateSweep(amount);
+}
+
+// The values are made when something that bears on them has moved, and written on every block: a voice's own
+// knob may have been written by somebody else.
+void Prismel::SpreadPrimary(uint32_t type, float primary, float amount) {
+  const StageRoute& route = kRoutes[type];
+  if (type != spreadType || primary != spreadPrimary || amount != spreadAmount) spreadVoices = 0;
+  spreadType = type;
+  spreadPrimary = primary;
+  spreadAmount = amount;
+  for (uint32_t v = 0; v < activeVoices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      float& value = spreadValues[side][v];
+      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) {
+        if (v >= spreadVoices) {
+          const StageSpread& spread = spreads[side];
+          const float wanted = route.law == SpreadLaw::kRatio ? spread.Ratio(v, primary, amount)
+                                                              : spread.Root(v, primary, amount, route.span);
+          const ParamRecord& target = effect.Param(route.primaryTarget);
+          value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
+        }
+        if (!StandsAt(effect, route.primaryTarget, value))
+          effect.SetParamInternal(route.primaryTarget, value);
+      });
+    }
+  }
+  spreadVoices = std::max(spreadVoices, activeVoices);
 }
 
 // The same value for all voices, or the chord's, and only when something that bears on it has moved.
@@ -460,7 +495,7 @@ void Prismel::RunClonesAtRest(const ProcessContext& context) {
     for (uint32_t side = 0; side < 2; ++side) {
       inputs[0] = tapBuffers[side][v];
       outputs[0] = effects[side][v];
-      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) { ProcessAlone(effect, inner); });
+      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) { ProcessMono(effect, inner); });
     }
   }
 }

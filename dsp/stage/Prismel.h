@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/LastValue.h"
 #include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
@@ -75,6 +76,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   void ComputeLowPass();
   void ComputeHighPass();
   void UpdateStageEffects(const ProcessContext& context, float amount);
+  void SpreadPrimary(uint32_t type, float primary, float amount);
   void PassSecondary(uint32_t type);
   void UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount);
   void AimFeedbackGain(const ProcessContext& context, uint32_t type);
@@ -118,10 +120,14 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   float sweepRateRight = 0.0f;                                       // Hz
   TapLines taps;
 
+  // Functions whose argument rests most of the time.
+  LastValue lowPassCurve, highPassCurve, inputGainOf, outputGainOf;
+
   // Filters.
   SmootherSRL highPassPosition{0.05f, 1.0f};
   SmootherLPF lowPassPosition{0.05f};
   float highPassHz = 0.0f;
+  float tunedHighPassHz = 0.0f;  // that the coefficients were made for
   float lowPassHz = 0.0f;
   bool highPassRuns = false;
   bool lowPassRuns = false;
@@ -137,6 +143,12 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   SmootherInterpLPF inputGain{0.01f};
   SmootherInterpLPF outputGain{0.01f};
   std::array<StageSpread, 2> spreads;
+  // What the spread last made, by side: of these, for the first so many voices.
+  uint32_t spreadType = kFxTypeCount;
+  float spreadPrimary = 0.0f;
+  float spreadAmount = 0.0f;
+  uint32_t spreadVoices = 0;
+  std::array<std::array<float, kVoiceCount>, 2> spreadValues{};
   SmootherLPF primaryReadOut{0.4f};
   SmootherLPF prismelReadOut{0.4f};
   FeedbackPath feedback;

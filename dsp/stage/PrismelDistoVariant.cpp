@@ -44,4 +44,20 @@ uint32_t PrismelDistoVariant::DoProcess(ProcessContext& context) {
   return ModuleVariant::DoProcess(inner);
 }
 
+uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
+  if (!IsAtRest()) {
+    context.inputCount = kInputCount;
+    context.outputCount = kOutputCount;
+    return Process(context);
+  }
+  if (Selected() == kWavefolder) {
+    context.inputCount = Wavefolder::kInputCount;
+    context.outputCount = Wavefolder::kOutputCount;
+    return Child<kWavefolder>().ProcessAs<Wavefolder>(context);
+  }
+  context.inputCount = MultiDist::kInputCount;
+  context.outputCount = MultiDist::kOutputCount;
+  return Child<kShaper>().ProcessAs<MultiDist>(context);
+}
+
 }  // namespace Vantora::dsp

@@ -34,6 +34,17 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
+  /// As `Process`, of a context with ten inputs and four outputs of which only the first of each are
+  /// connected. At rest the alternative is called itself.
+  uint32_t ProcessMono(ProcessContext& context);
+
+  /// True when writing `drive`, in dB, would change nothing: it stands there, and nobody has moved what
+  /// follows it.
+  bool StandsAtDrive(float drive) {
+    return OwnValue(kDrive) == drive && !IsAnyOwnDirty() && !Child<kWavefolder>().HasNews() &&
+           !Child<kShaper>().HasNews();
+  }
+
  private:
   enum Alternative : uint32_t { kWavefolder, kShaper };
 };

@@ -88,7 +88,8 @@ struct ShellCore::Parts {
   double windowScale = 1.0;
   uint32_t toldTail = 0;  // audio thread's: value of "FXType" that the host's tail stands for
 
-  /// The processors of this instance. Where PRISMEL_LIBRARY can't be loaded, says so and takes the one linked in.
+  /// The processors of this instance. Where PRISMEL_LIBRARY can't be loaded, says so and takes the one linked
+  /// in.
   host::ProcessorSource Source() {
     const char* library = std::getenv("PRISMEL_LIBRARY");
     if (library != nullptr && *library != '\0') {

@@ -13,19 +13,20 @@
 
 namespace Vantora::plugin {
 
-/// HostTime: what a host says of the song at the first sample of a process call. What it doesn't say stays empty,
-/// and what makes no sense (a tempo of 0, NaN) counts as not said: the tempo then stays as it was (120 at first), the
-/// song position goes on by itself.
+/// HostTime: what a host says of the song at the first sample of a process call. What it doesn't say stays
+/// empty, and what makes no sense (a tempo of 0, NaN) counts as not said: the tempo then stays as it was (120
+/// at first), the song position goes on by itself.
 struct HostTime {
   std::optional<double> tempo;         ///< quarter notes per minute
   std::optional<bool> isPlaying;       ///< without it: playing
   std::optional<double> songPosition;  ///< quarter notes since the song's start
 };
 
-/// ShellCore: one instance of the effect as every format needs it, and knowing none: parameters, events, presets,
-/// state, tail, latency, tempo.
+/// ShellCore: one instance of the effect as every format needs it, and knowing none: parameters, events,
+/// presets, state, tail, latency, tempo.
 ///
-/// Life     constructor, then any number of `Activate` ... `Process` ... `Deactivate`; settings may change at any
+/// Life     constructor, then any number of `Activate` ... `Process` ... `Deactivate`; settings may change at
+/// any
 ///          time. Each `Activate` begins with a fresh processor whose random elements follow from `Variation`, so
 ///          the same song gives the same samples, however many instances there were before.
 /// Threads  [main thread] one thread at a time, never beside `Activate` or `Deactivate`; [process] the audio
@@ -36,8 +37,8 @@ class ShellCore final : public WindowModel {
   static constexpr uint32_t kLargestVariation = 4095;
 
   /// An instance that sounds as the factory preset `kFirstPreset`. The processor is the one linked in, or the
-  /// library that the environment variable PRISMEL_LIBRARY names; where that can't be loaded, `Message` says why
-  /// and the one linked in plays.
+  /// library that the environment variable PRISMEL_LIBRARY names; where that can't be loaded, `Message` says
+  /// why and the one linked in plays.
   ShellCore();
   ~ShellCore() override;
 
@@ -49,33 +50,34 @@ class ShellCore final : public WindowModel {
 
   // ---- Stream
 
-  /// [main thread] A new stream at `sampleRate` Hz with 1 or 2 inputs and outputs (mono, mono to stereo, stereo).
-  /// What is set now is the start of the sound: nothing glides to it. Throws `host::HostError`; allocates.
+  /// [main thread] A new stream at `sampleRate` Hz with 1 or 2 inputs and outputs (mono, mono to stereo,
+  /// stereo). What is set now is the start of the sound: nothing glides to it. Throws `host::HostError`;
+  /// allocates.
   void Activate(double sampleRate, uint32_t inputs = 2, uint32_t outputs = 2);
   /// [main thread] Ends the stream.
   void Deactivate();
   bool IsActive() const;
 
-  /// [any thread] Samples between input and output at `sampleRate`, before activation, too: one block, about 1 ms.
-  /// 0 where the rate makes no sense.
+  /// [any thread] Samples between input and output at `sampleRate`, before activation, too: one block, about
+  /// 1 ms. 0 where the rate makes no sense.
   uint32_t LatencyAt(double sampleRate) const;
-  /// [any thread] Samples until the sound has died away, for what is set now; `kEndlessTail` for effects that may
-  /// ring for minutes.
+  /// [any thread] Samples until the sound has died away, for what is set now; `kEndlessTail` for effects that
+  /// may ring for minutes.
   uint32_t TailAt(double sampleRate) const;
 
   /// [process] The song, for the call of `Process` that follows.
   void SetTime(const HostTime& time);
   /// [process] Rendering faster than real time; changes no bit.
   void SetOffline(bool isOffline);
-  /// [process] The value steps to `normalized` at sample `offset` of the coming `Process`; heard from the block on
-  /// that holds it. An offset behind the end waits for the call that holds it. At offset 0 of the first call after
-  /// `Activate` or `Reset` it is the start and not a knob that moves: nothing glides there.
+  /// [process] The value steps to `normalized` at sample `offset` of the coming `Process`; heard from the
+  /// block on that holds it. An offset behind the end waits for the call that holds it. At offset 0 of the
+  /// first call after `Activate` or `Reset` it is the start and not a knob that moves: nothing glides there.
   void StepTo(uint32_t index, float normalized, uint32_t offset);
-  /// [process] The value goes there in a straight line from where it stands at `fromOffset` of the coming call (or at
-  /// the last corner, if that is later), heard block by block.
+  /// [process] The value goes there in a straight line from where it stands at `fromOffset` of the coming
+  /// call (or at the last corner, if that is later), heard block by block.
   void RampTo(uint32_t index, float normalized, uint32_t fromOffset, uint32_t offset);
-  /// [process] `frames` samples; any number, 0 too. Inputs and outputs may share memory; a null channel is silence
-  /// in, and dropped out. As many channels as `Activate` was told.
+  /// [process] `frames` samples; any number, 0 too. Inputs and outputs may share memory; a null channel is
+  /// silence in, and dropped out. As many channels as `Activate` was told.
   void Process(const float* const* inputs, float* const* outputs, uint32_t frames);
   /// [process] The factory preset at this position of `Presets`, before the next block; nothing when it is the present
   /// sound already. For hosts that send a program with their buffers.

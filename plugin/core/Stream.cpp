@@ -165,8 +165,8 @@ void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
   hosted.Set(at.presetLoading, 1.0f);
   for (const uint32_t index : soundIndices) {
     const float position = sound[index];
-    // A fresh crusher sounds as at the other end of its word length until a write differs from the position that it
-    // answers: make one that differs.
+    // A fresh crusher sounds as at the other end of its word length until a write differs from the position
+    // that it answers: make one that differs.
     if (index == at.bitDepth) hosted.Set(index, position < 0.5f ? position + 0.5f : position - 0.5f);
     Write(hosted, index, position);
   }

@@ -17,16 +17,18 @@ namespace Vantora::plugin {
 
 struct HostTime;
 
-/// Stream: the sounding half of a shell core: one processor from activation to deactivation, fed in whole blocks, with
-/// the changes of both threads brought to it on its own grid.
+/// Stream: the sounding half of a shell core: one processor from activation to deactivation, fed in whole
+/// blocks, with the changes of both threads brought to it on its own grid.
 ///
-/// Before each block come, in this order: a sound or single values of the main thread, a panic, what the host timed.
-/// Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on the audio thread.
+/// Before each block come, in this order: a sound or single values of the main thread, a panic, what the host
+/// timed. Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on
+/// the audio thread.
 class Stream final : public host::BlockListener {
  public:
   explicit Stream(Values& values);
 
-  /// A new stream of a new processor, which begins with what `values` hold. Throws `host::HostError`; allocates.
+  /// A new stream of a new processor, which begins with what `values` hold. Throws `host::HostError`;
+  /// allocates.
   void Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs, uint32_t outputs);
   void Stop();
   bool IsRunning() const { return collector != nullptr; }
@@ -53,8 +55,8 @@ class Stream final : public host::BlockListener {
   uint64_t ValueRevision() const { return valueRevision.load(std::memory_order_acquire); }  ///< [any thread]
   uint64_t LiveRevision() const { return liveRevision.load(std::memory_order_acquire); }    ///< [any thread]
   double Tempo() const { return tempo.load(std::memory_order_relaxed); }  ///< [any thread] BPM
-  /// [any thread] Fills in what only this side knows: taps, spread, number of voices. Asking keeps the taps' picture
-  /// going for another second.
+  /// [any thread] Fills in what only this side knows: taps, spread, number of voices. Asking keeps the taps'
+  /// picture going for another second.
   void Store(LiveView& view) const;
 
   /// [process] See `BlockListener`.

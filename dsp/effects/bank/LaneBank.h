@@ -3,7 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
+#include <new>
 #include <type_traits>
 
 namespace Vantora::dsp {
@@ -32,16 +32,17 @@ class LaneBank {
   /// From here on clones may add their blocks.
   void Open() noexcept { isOpen = true; }
 
-  /// False when the bank is closed or full: then the clone runs on its own.
+  /// Where a clone writes its block, as a record of its own from field to field; null when the bank is closed
+  /// or full: then the clone runs on its own.
   template <typename Block>
-  bool Add(Loop<Block> loop, const Block& block) noexcept {
+  Block* Add(Loop<Block> loop) noexcept {
     static_assert(std::is_trivially_copyable_v<Block> && sizeof(Block) <= kBlockBytes &&
                   alignof(Block) <= 16);
-    if (!isOpen) return false;
+    if (!isOpen) return nullptr;
     const auto key = reinterpret_cast<void (*)()>(loop);
     uint32_t i = 0;
     while (i < batchCount && batches[i].loop != key) ++i;
-    if (i == kLoops) return false;
+    if (i == kLoops) return nullptr;
     Batch& batch = batches[i];
     if (i == batchCount) {
       ++batchCount;
@@ -52,9 +53,8 @@ class LaneBank {
                                                 sampleCount);
       };
     }
-    if (batch.blockCount == kCapacity) return false;
-    std::memcpy(batch.records + batch.blockCount++ * sizeof(Block), &block, sizeof(Block));
-    return true;
+    if (batch.blockCount == kCapacity) return nullptr;
+    return new (batch.records + batch.blockCount++ * sizeof(Block)) Block;
   }
 
   /// Runs what was added, `sampleCount` samples each, and closes.

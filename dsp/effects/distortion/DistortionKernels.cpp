@@ -1,0 +1,122 @@
+#include "dsp/effects/distortion/DistortionKernels.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "basictools/math/VectorExpLog.h"
+#include "basictools/math/VectorSine.h"
+
+#include "dsp/effects/prims/SimdTargets.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "dsp/effects/distortion/DistortionKernels.cpp"
+#include <hwy/foreach_target.h>
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+namespace {
+
+// The formulas are free of branches and stand in headers; here they are only compiled for each width.
+
+template <std::size_t kAlgorithm>
+void Shape(float* HWY_RESTRICT data, uint32_t count) {
+  using Curve = std::tuple_element_t<kAlgorithm, ShapingCurves>;
+  for (uint32_t i = 0; i < count; ++i) data[i] = Curve::template Curve<curves::Lane>(curves::Lane{data[i]}).x;
+}
+
+void FoldSine(float* HWY_RESTRICT data, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i)
+    data[i] = SineFloat4(data[i] * 1.5707964f);  // full scale is a quarter turn
+}
+
+void FoldTriangle(float* HWY_RESTRICT data, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    const float x = data[i];
+    const float shifted = x * 0.5f + 0.5f;
+    const float truncated = ToFloat4(Truncate(shifted));
+    const float u = truncated > shifted ? truncated - 1.0f : truncated;
+    const float a = u * 2.0f;
+    data[i] = (Truncate(u) & 1) != 0 ? a - x : x - a;
+  }
+}
+
+float Peak(const float* HWY_RESTRICT data, uint32_t count) {
+  // As bits: numbers without a sign are in the order of their bits, and NaN lies above infinity.
+  int32_t peak = 0;
+  for (uint32_t i = 0; i < count; ++i) {
+    const int32_t size = BitsOf(data[i]) & 0x7FFFFFFF;
+    const int32_t number = size <= 0x7F800000 ? size : 0;
+    peak = number > peak ? number : peak;
+  }
+  return FromBits(peak);
+}
+
+void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
+  constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
+  for (uint32_t i = 0; i < count; ++i) gain[i] = ExpFloat4(dB[i] * kNepersPerDb);
+}
+
+void FoldGains(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, float* HWY_RESTRICT inverse,
+               uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    const float r = PowFloat4(gain[i], 0.25f);
+    root[i] = r;
+    // A drive so low that g is 0 is silence, not 0 times infinity.
+    const float reciprocal = 1.0f / r;
+    inverse[i] = Choose(r > 0.0f, reciprocal, 0.0f);
+  }
+}
+
+void Multiply(const float* HWY_RESTRICT a, const float* HWY_RESTRICT b, float* HWY_RESTRICT out,
+              uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) out[i] = a[i] * b[i];
+}
+
+void MultiplyTwice(const float* a, const float* HWY_RESTRICT b, const float* HWY_RESTRICT c, float* out,
+                   uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) out[i] = a[i] * b[i] * c[i];
+}
+
+void MixFolded(const float* in, const float* HWY_RESTRICT wet, const float* HWY_RESTRICT gain,
+               const float* HWY_RESTRICT folded, float* out, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) out[i] = in[i] - in[i] * wet[i] + gain[i] * folded[i];
+}
+
+template <std::size_t... Index>
+constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
+  return {.shape = {Shape<Index>...},
+          .foldSine = FoldSine,
+          .foldTriangle = FoldTriangle,
+          .peak = Peak,
+          .driveGains = DriveGains,
+          .foldGains = FoldGains,
+          .multiply = Multiply,
+          .multiplyTwice = MultiplyTwice,
+          .mixFolded = MixFolded};
+}
+
+}  // namespace
+
+constexpr DistortionKernelTable kDistortionKernels =
+    MakeTable(std::make_index_sequence<kShapingCurveCount>{});
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace Vantora::dsp {
+
+const DistortionKernelTable& DistortionKernelsFor(prims::SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kDistortionKernels);
+}
+
+namespace {
+const DistortionKernelTable& kBest = DistortionKernelsFor(prims::BestSimdTarget());
+}  // namespace
+
+const DistortionKernelTable& DistortionKernels() noexcept { return kBest; }
+
+}  // namespace Vantora::dsp
+#endif  // HWY_ONCE

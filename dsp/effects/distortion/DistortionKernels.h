@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+
+#include "dsp/effects/ShapingCurves.h"
+#include "dsp/effects/prims/SimdTarget.h"
+
+namespace Vantora::dsp {
+
+/// The loops of shaper and wavefolder over samples that don't depend on one another, for each instruction
+/// set, with the same bits on all of them. Exactly `count` samples each; arrays don't overlap, unless they
+/// are said to be one.
+struct DistortionKernelTable {
+  /// data = the curve of `algorithm`.
+  void (*shape[kShapingCurveCount])(float* data, uint32_t count);
+  /// data = sin(data * pi / 2), for |data| within kFoldVectorLimit.
+  void (*foldSine)(float* data, uint32_t count);
+  /// data = the endless triangle, within the same limit.
+  void (*foldTriangle)(float* data, uint32_t count);
+  /// Largest size of a sample, NaN left aside; `count` a multiple of four.
+  float (*peak)(const float* data, uint32_t count);
+  /// gain = 10^(dB / 20).
+  void (*driveGains)(const float* dB, float* gain, uint32_t count);
+  /// root = gain^0.25, inverse = 1 / root, or 0 for 0.
+  void (*foldGains)(const float* gain, float* root, float* inverse, uint32_t count);
+  /// out = a * b.
+  void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
+  /// out = a * b * c, from the left; `out` may be `a`.
+  void (*multiplyTwice)(const float* a, const float* b, const float* c, float* out, uint32_t count);
+  /// out = in - in * wet + gain * folded; `out` may be `in`.
+  void (*mixFolded)(const float* in, const float* wet, const float* gain, const float* folded, float* out,
+                    uint32_t count);
+};
+
+/// Beyond it the fold's vector arithmetic is no longer exact: 72 dB.
+inline constexpr float kFoldVectorLimit = 4096.0f;
+
+/// The kernels for `target`, which must not be above BestSimdTarget().
+const DistortionKernelTable& DistortionKernelsFor(prims::SimdTarget target) noexcept;
+
+/// The best kernels of this machine.
+const DistortionKernelTable& DistortionKernels() noexcept;
+
+}  // namespace Vantora::dsp
