@@ -16,7 +16,7 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET != HWY_EMU128
+#if HWY_TARGET != HWY_EMU128 && HWY_HAVE_FLOAT64
 
 // Two runs with four samples each make eight doubles: one vector, or as many as it takes.
 using D = hn::CappedTag<double, 8>;
@@ -105,7 +105,7 @@ void RenderLines(LineAndDecay* runs, uint32_t runCount, uint32_t count) {
   RenderPair(single, twin, count);
 }
 
-#else  // pairs, which every machine has
+#else  // pairs, which every machine has; WebAssembly among them, whose vectors hold no doubles for Highway
 
 void RenderLines(LineAndDecay* runs, uint32_t runCount, uint32_t count) {
   for (LineAndDecay* run = runs; run < runs + runCount; ++run) {

@@ -25,6 +25,8 @@ export interface Parameter {
   /** Position 0 to 1 of a preset that doesn't name it. */
   preferred: number;
   range: string;
+  /** Index of the same knob on the other side; -1: there is none. */
+  twin: number;
   inPresets: boolean;
 }
 

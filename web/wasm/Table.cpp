@@ -43,6 +43,7 @@ nlohmann::json Row(const host::Parameter& parameter) {
           {"labels", parameter.Labels()},
           {"preferred", parameter.PreferredNormalized()},
           {"range", parameter.RangeText()},
+          {"twin", parameter.Twin() ? static_cast<int32_t>(*parameter.Twin()) : -1},
           {"inPresets", parameter.IsInPresets()}};
 }
 

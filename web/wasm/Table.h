@@ -9,10 +9,12 @@ namespace Vantora::web {
 ///     {"version": "1.0.0",
 ///      "parameters": [{"index", "id", "name", "title", "symbol", "order", "group", "role", "note", "unit",
 /// "min", "max",
-///                      "steps", "labels": [...], "preferred", "range", "inPresets"}, ... all 228],
+///                      "steps", "labels": [...], "preferred", "range", "twin",
+///                      "inPresets"}, ... all 228],
 ///      "presets": [{"file", "name", "description", "effect", "json"}, ...]}
 ///
-/// "preferred" is a position 0 to 1, "min" and "max" are in the unit, "steps" is 0 for a continuous knob.
+/// "preferred" is a position 0 to 1, "min" and "max" are in the unit, "steps" is 0 for a continuous knob,
+/// "twin" the index of the same knob on the other side, or -1.
 std::string TableJson();
 
 }  // namespace Vantora::web

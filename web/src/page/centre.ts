@@ -34,7 +34,7 @@ export function makeCentre(page: Page): Panel {
   const showAxis = () => {
     const name = firstKnobs[effectOf(page)];
     if (name === undefined) {
-      Object.assign(scene, { ticks: [], axis: "Spread", range: "no effect: sixteen plain voices" });
+      Object.assign(scene, { ticks: [], axis: "Spread", range: "no effect: plain voices" });
       return;
     }
     const parameter = knob(name);

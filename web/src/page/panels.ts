@@ -41,7 +41,7 @@ export function makeEffectPanel(page: Page): Panel {
     const main = new Knob(store, knob(first), { title: short(knob(first)) });
     const second = knob(secondKnobs[e]!);
     const other = second.labels.length > 0 ? makeMenu(store, second, short(second)) : new Knob(store, second, { title: short(second) }).root;
-    return { main, root: element("div", { class: "pair" }, main.root, other) };
+    return { main, root: element("div", { class: second.labels.length > 0 ? "stack" : "pair" }, main.root, other) };
   });
   const place = element("div", { class: "place" });
   const hint = element("p", { class: "hint" });
@@ -172,15 +172,19 @@ export function makeAdvanced(page: Page): HTMLDetailsElement {
     const groups = new Map<string, Parameter[]>();
     for (const parameter of [...page.table.parameters].sort((a, b) => a.order - b.order)) {
       if ((parameter.role !== "main" && parameter.role !== "advanced") || shownAbove.has(parameter.name)) continue;
-      const group = groups.get(parameter.group) ?? [];
+      // Of two sides the left one stands for both.
+      if (parameter.twin >= 0 && parameter.twin < parameter.index) continue;
+      const name = parameter.twin >= 0 ? `${capital(parameter.group.replace(/^left\s+/i, ""))}, both sides` : parameter.group;
+      const group = groups.get(name) ?? [];
       group.push(parameter);
-      groups.set(parameter.group, group);
+      groups.set(name, group);
     }
     for (const [group, parameters] of groups) {
       details.append(element("section", { "aria-label": group }, element("h3", {}, group),
-        element("div", { class: "grid" }, ...parameters.map((parameter) =>
-          parameter.labels.length > 2 ? makeMenu(page.store, parameter, short(parameter))
-            : new Knob(page.store, parameter, { title: short(parameter).replace(/^(left|right)( voices?)?:?\s+/i, ""), size: "small" }).root))));
+        element("div", { class: "grid" }, ...parameters.map((parameter) => {
+          const title = parameter.twin >= 0 ? short(parameter).replace(/\s+L$/, "") : short(parameter);
+          return parameter.labels.length > 2 ? makeMenu(page.store, parameter, title) : new Knob(page.store, parameter, { title, size: "small" }).root;
+        }))));
     }
   });
   return details;

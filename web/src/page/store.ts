@@ -64,14 +64,18 @@ export class Store {
     this.forward = [];
   }
 
+  /** A knob that the other side has, too, moves on both. */
   set(index: number, position: number): void {
     position = Math.fround(Math.min(1, Math.max(0, position)));
     if (!(position === position) || position === this.now.sound[index]) return;
     const isAlone = this.before === undefined;
     if (isAlone) this.beginGesture();
-    this.now.sound[index] = position;
-    if (index !== this.bypass) this.now.isModified = true;
-    this.tell({ kind: "knob", index, position });
+    const { twin } = this.table.parameters[index]!;
+    for (const moved of twin >= 0 ? [index, twin] : [index]) {
+      this.now.sound[moved] = position;
+      if (moved !== this.bypass) this.now.isModified = true;
+      this.tell({ kind: "knob", index: moved, position });
+    }
     if (isAlone) this.endGesture();
   }
 
