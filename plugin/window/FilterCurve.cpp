@@ -19,7 +19,7 @@ Rect FilterCurve::Field() const { return {bounds.x, bounds.y, bounds.w, bounds.h
 
 Rect FilterCurve::ValuePlace(int which) const {
   const float width = 0.5f * bounds.w - 4.0f;
-  return {which == 0 ? bounds.x : bounds.Right() - width, bounds.Bottom() - 21.0f, width, 21.0f};
+  return {which == 0 ? bounds.x : bounds.Right() - width, bounds.Bottom() - kTarget, width, kTarget};
 }
 
 float FilterCurve::HandleX(int which) const {

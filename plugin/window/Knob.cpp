@@ -29,8 +29,8 @@ Point Knob::Centre() const {
 
 Rect Knob::ValuePlace() const {
   if (look.isHuge) return {Centre().x - 44.0f, Centre().y - 16.0f, 88.0f, 32.0f};
-  const float y = bounds.y + look.diameter + 8.0f + kLineHeight - 2.0f;
-  return {bounds.x, y, bounds.w, kTarget - 4.0f};
+  const float y = bounds.y + look.diameter + 8.0f + kLineHeight - 5.0f;
+  return {bounds.x, y, bounds.w, kTarget};
 }
 
 void Knob::DrawArcs(Canvas& canvas, float value, bool isIdle) const {
