@@ -61,6 +61,7 @@ export class PrismelError extends Error {
 
 export class Engine {
   readonly exports: Exports;
+  private known: Table | undefined;
 
   constructor(module: WebAssembly.Module) {
     this.exports = instantiate(module);
@@ -88,10 +89,13 @@ export class Engine {
     }
   }
 
-  /** All parameters and the factory presets. */
+  /** All parameters and the factory presets. The same object each time: don't change it. */
   table(): Table {
-    if (!this.exports.prismel_table()) throw new PrismelError(this.reply());
-    return JSON.parse(this.reply()) as Table;
+    if (this.known === undefined) {
+      if (!this.exports.prismel_table()) throw new PrismelError(this.reply());
+      this.known = JSON.parse(this.reply()) as Table;
+    }
+    return this.known;
   }
   /** "250 Hz": the value at a position, as people write it. */
   text(index: number, position: number): string {

@@ -124,6 +124,15 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   const [ours, theirs] = ["page.wav", "command.wav"].map((name) => readWav(readFileSync(join(scratch, name))).channels);
   check(compare(ours, theirs).different === 0, `"Render WAV" of a 44.1 kHz file has the ${ours[0].length} frames of prismel render`);
 
+  // A file that is dropped.
+  await page.evaluate((data) => {
+    const files = new DataTransfer();
+    files.items.add(new File([Uint8Array.from(atob(data), (c) => c.charCodeAt(0))], "dropped.wav"));
+    document.body.dispatchEvent(new DragEvent("drop", { dataTransfer: files, bubbles: true, cancelable: true }));
+  }, readFileSync(samples).toString("base64"));
+  await page.waitForFunction(() => prismel.player.source.name === "dropped.wav" && prismel.player.isPlaying);
+  check(true, "a dropped file plays");
+
   // A preset out and in again, and through the command.
   await page.click("[title=Menu]");
   await page.click("text=Save preset to a file");

@@ -7,6 +7,9 @@ export interface Loop {
   make(rate: number): [Float32Array<ArrayBuffer>, Float32Array<ArrayBuffer>];
 }
 
+/** Hz at which the page makes them, whatever the context's rate: so they are ready before there is one. */
+export const kLoopRate = 48000;
+
 const kBeats = 8;
 const kSecondsPerBeat = 0.5;
 const kTurn = 2 * Math.PI;

@@ -5,7 +5,7 @@ import { Prismel, type Parts } from "../node";
 import { element, icon, icons } from "./dom";
 import { Store } from "./store";
 import { Player } from "./player";
-import { loops } from "./loops";
+import { kLoopRate, loops } from "./loops";
 import { loadParts } from "./parts";
 import { makeHeader } from "./header";
 import { makeTransport } from "./transport";
@@ -113,8 +113,8 @@ async function start(): Promise<void> {
       store.redo();
     }
   });
-  // The first loop at the usual rate, while nobody waits for it.
-  setTimeout(() => loops[0]!.make(48000), 60);
+  // The first loop, while nobody waits for it.
+  setTimeout(() => loops[0]!.make(kLoopRate), 60);
   document.documentElement.dataset["ready"] = String(Math.round(performance.now()));
   // For tests and the curious: nothing of the page reads this.
   Object.assign(globalThis, { prismel: { ...page, Prismel } });

@@ -19,9 +19,9 @@ export class Picture {
   private width = 0;
   private height = 0;
   private colours: string[] = [];
-  private ink = "";
   private faint = "";
   private dim = "";
+  private font = "";
 
   constructor(readonly canvas: HTMLCanvasElement) {
     this.context = canvas.getContext("2d")!;
@@ -33,7 +33,7 @@ export class Picture {
     const style = getComputedStyle(document.documentElement);
     const read = (name: string) => style.getPropertyValue(name).trim();
     this.colours = Array.from({ length: kVoices }, (_, v) => read(`--voice-${v + 1}`));
-    this.ink = read("--ink");
+    this.font = `11px ${style.fontFamily}`;
     this.dim = read("--dim");
     this.faint = read("--faint");
   }
@@ -51,7 +51,7 @@ export class Picture {
     if (width === 0) return;
     c.clearRect(0, 0, width, height);
     c.lineCap = "round";
-    c.font = "500 11px system-ui, sans-serif";
+    c.font = this.font;
     this.drawSpread(scene, 24, width - 24, 46);
     this.drawTaps(scene, width / 2, 46 + (height - 46) * 0.5);
   }
@@ -138,12 +138,5 @@ export class Picture {
         c.fillText(ms === 16 && side === 1 ? "16 ms" : String(ms), x + side * Math.cos(33 * Math.PI / 180) * r, low);
       }
     }
-  }
-
-  get voiceColours(): readonly string[] {
-    return this.colours;
-  }
-  get inkColour(): string {
-    return this.ink;
   }
 }

@@ -3,7 +3,7 @@
 import { PrismelError, Live } from "../engine";
 import { Prismel, type Parts } from "../node";
 import type { Store } from "./store";
-import { loops } from "./loops";
+import { kLoopRate, loops } from "./loops";
 import { sniffRate } from "./sniff";
 
 export type Source =
@@ -112,8 +112,8 @@ export class Player {
     let buffer = this.buffers.get(key);
     if (buffer === undefined) {
       if (source.kind === "loop") {
-        const channels = loops[source.number]!.make(context.sampleRate);
-        buffer = context.createBuffer(2, channels[0].length, context.sampleRate);
+        const channels = loops[source.number]!.make(kLoopRate);
+        buffer = context.createBuffer(2, channels[0].length, kLoopRate);
         channels.forEach((channel, c) => buffer!.copyToChannel(channel, c));
       } else {
         buffer = await decode(context, source.name, source.bytes);
@@ -131,9 +131,8 @@ export class Player {
     const { source } = this;
     if (source.kind === "microphone") throw new PrismelError("A render needs a loop or a file: the microphone has no end.");
     if (source.kind === "loop") {
-      const rate = this.context?.sampleRate ?? 48000;
       const { name, make } = loops[source.number]!;
-      return { channels: make(rate), sampleRate: rate, name };
+      return { channels: make(kLoopRate), sampleRate: kLoopRate, name };
     }
     // At the file's own rate: a context at another one would resample it.
     const rate = sniffRate(new Uint8Array(source.bytes)) ?? this.context?.sampleRate ?? 48000;
