@@ -7,8 +7,8 @@ namespace Vantora::dsp {
 DelayLine::~DelayLine() = default;
 
 void DelayLine::Resize(uint32_t newSize) {
-  buffer.assign(newSize + 1u, 0.0f);  // the first cell stands behind the last once more
-  data = buffer.data();
+  memory.Resize(newSize + 1u);  // the first cell stands behind the last once more
+  data = memory.Data();
   size = static_cast<int32_t>(newSize);
   Clear();
   ready = true;

@@ -2,7 +2,8 @@
 
 #include <cassert>
 #include <cstdint>
-#include <vector>
+
+#include "dsp/control/LineMemory.h"
 
 namespace Vantora::dsp {
 
@@ -138,8 +139,8 @@ class DelayLine {
     return FifthOrder(Read(delay - 1), Read(delay), Read(delay + 1), Read(delay + 2), frac);
   }
 
-  std::vector<float> buffer;
-  float* data = nullptr;   // its first element
+  LineMemory memory;
+  float* data = nullptr;   // its first float
   bool ready = false;      // set by Resize, cleared by Clear
   int32_t size = 0;        // samples
   int32_t writeIndex = 0;  // where the next sample goes

@@ -45,6 +45,7 @@ void BitCrusher::Configure(uint32_t maxBlockSize, float newSampleRate) {
   dry.assign(maxBlockSize, 0.0f);
   settings.SetScale(Value(kScale));
   tunedCutoff = periodRate = 0.0f;
+  levelWet = 0;
   UpdateAntiAlias();
 }
 
@@ -78,7 +79,11 @@ bool BitCrusher::UpdateParams(ProcessContext& context) {
   } else {
     wetSmoother.SetTarget(wetAim);
   }
-  wetSmoother.Render(wet.data(), context.sampleCount);
+  const auto wetStands = static_cast<float>(wetSmoother.Target());
+  if (!wetSmoother.IsSettled() || levelWet < WholeQuads(context.sampleCount) || wet[0] != wetStands) {
+    levelWet = wetSmoother.IsSettled() ? WholeQuads(context.sampleCount) : 0;
+    wetSmoother.Render(wet.data(), context.sampleCount);
+  }
 
   UpdateWordLength(context);
   UpdateRate(context);

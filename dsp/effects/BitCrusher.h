@@ -78,6 +78,7 @@ class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
   float jitterPeriod = 0.0f;  // samples
   float gainIn = 1.0f;
   float gainOut = 1.0f;
+  uint32_t levelWet = 0;  // so far `wet` holds one and the same value
   SmootherInterpLPF wetSmoother{0.01f};
 
   // State, written by DoProcess.

@@ -11,7 +11,7 @@
 namespace Vantora::dsp {
 namespace {
 
-constexpr float kGlideRoom = 1.25f;  // of the longest pre-delay: a glide in short blocks runs past its aim
+constexpr float kGlideRoom = 1.125f;  // of the longest pre-delay: a glide in short blocks runs past its aim
 constexpr uint32_t kDefaultSeed = 2023;
 
 enum Port : uint32_t { kPreDelayPort = 2, kPitchShiftPort = 3, kSprayPort = 4 };

@@ -10,7 +10,7 @@ namespace Vantora::dsp {
 void FeedbackPath::Configure(uint32_t maxBlockSize, float rate, float maxMs) {
   sampleRate = rate;
   blockLength = maxBlockSize;
-  past.assign(WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
+  for (AlignedFloats& side : past) side.assign(WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
   for (AlignedFloats& side : filtered) side.assign(WholeVectors(maxBlockSize), 0.0f);
   delay.Setup(1, maxBlockSize, rate);
   gain.Setup(1, maxBlockSize, rate);
@@ -39,8 +39,10 @@ void FeedbackPath::RenderDelay(float* out, uint32_t count) {
 void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const float* delaySamples,
                            uint32_t count, const LowPassAlongside* lowPass) {
   const bool stands = ReadsStandingDelay(delaySamples, count);
+  const auto whole = static_cast<uint32_t>(delaySamples[0]);
   if (stands) {
-    for (uint32_t side = 0; side < 2; ++side) ReadRun(lines[side], delaySamples[0], outputs[side], count);
+    // Laid out long before it is read: a load across what was just stored in other pieces would wait.
+    for (uint32_t side = 0; side < 2; ++side) lines[side].CopyRun(past[side].data(), whole + 2, count + 3);
   }
   if (lowPass != nullptr) {
     FilterSides<true>(wetSums, count, lowPass);
@@ -49,6 +51,8 @@ void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const flo
   }
   for (uint32_t side = 0; side < 2; ++side) {
     if (stands) {
+      const float frac = delaySamples[0] - static_cast<float>(whole);
+      StageKernels().readFifthOrder(past[side].data(), frac, outputs[side], count);
       lines[side].WriteBlock(filtered[side].data(), count);
     } else {
       ReadMoving(side, delaySamples, count);
@@ -98,13 +102,6 @@ bool FeedbackPath::ReadsStandingDelay(const float* delaySamples, uint32_t count)
   if (isDelaySettled && count % 4 == 0) return true;
   // The end of a glide may move less than a float can tell.
   return std::all_of(delaySamples, delaySamples + count, [d](float other) { return other == d; });
-}
-
-void FeedbackPath::ReadRun(const DelayLine& line, float delaySample, float* out, uint32_t count) {
-  const auto whole = static_cast<uint32_t>(delaySample);
-  const float frac = delaySample - static_cast<float>(whole);
-  line.CopyRun(past.data(), whole + 2, count + 3);
-  StageKernels().readFifthOrder(past.data(), frac, out, count);
 }
 
 void FeedbackPath::ReadMoving(uint32_t side, const float* delaySamples, uint32_t count) {

@@ -62,7 +62,6 @@ class FeedbackPath {
 
  private:
   bool ReadsStandingDelay(const float* delaySamples, uint32_t count) const;
-  void ReadRun(const DelayLine& line, float delaySample, float* out, uint32_t count);
   void ReadMoving(uint32_t side, const float* delaySamples, uint32_t count);
   template <bool kLowPass>
   void FilterSides(const std::array<const float*, 2>& wetSums, uint32_t count,
@@ -76,8 +75,8 @@ class FeedbackPath {
   std::array<DelayLine, 2> lines;
   std::array<BiquadTransposed2, 2> highPassStates;
   std::array<float*, 2> outputs{};
-  bool isDelaySettled = false;  // throughout the block
-  AlignedFloats past;           // a block and the three neighbours that a read between samples takes
+  bool isDelaySettled = false;            // throughout the block
+  std::array<AlignedFloats, 2> past;      // a block of each side and the three neighbours that a read takes
   std::array<AlignedFloats, 2> filtered;  // a block of each side's sum behind the high-pass
 };
 

@@ -153,7 +153,13 @@ HWY_INLINE T Quantise(const CrusherSettings& c, T v) {
   return Select(Both(v > Number<T>(-c.deadband), v < Number<T>(c.deadband)), zero, onGrid);
 }
 
-template <bool kCompanding, typename T>
+// By the scale: a power of two divides as its reciprocal multiplies, in a quarter of the time.
+template <bool kPowerOfTwo, typename T>
+HWY_INLINE T DivideByScale(const CrusherSettings& c, T x) {
+  return kPowerOfTwo ? x * Number<T>(1.0f / c.scale) : x / Number<T>(c.scale);
+}
+
+template <bool kCompanding, bool kPowerOfTwo, typename T>
 HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
   const T one = Number<T>(1.0f);
   const T scale = Number<T>(c.scale);
@@ -165,17 +171,18 @@ HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
   if constexpr (kCompanding) {
     const T e = Number<T>(c.expFactor) * Magnitude(v);
     // Intended: below the polynomial's range the magnitude is -1, a hard end.
-    v = SignOf(v) * Select(e >= Number<T>(-126.0f), (CubicPow2Of(e) - one) / scale, Number<T>(-1.0f));
+    v = SignOf(v) * Select(e >= Number<T>(-126.0f), DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one),
+                           Number<T>(-1.0f));
   }
   return LimitToOne(v);
 }
 
-template <bool kCompanding>
+template <bool kCompanding, bool kPowerOfTwo>
 void QuantiseBlock(const CrusherBlock& block, uint32_t count) {
   const CrusherSettings c = *block.settings;
   float* out = block.out;
   const auto crush = [&]<typename T>(uint32_t i) HWY_ATTR {
-    StoreNumber(CrushHeld<kCompanding>(c, LoadNumber<T>(out + i)), out + i);
+    StoreNumber(CrushHeld<kCompanding, kPowerOfTwo>(c, LoadNumber<T>(out + i)), out + i);
   };
   const auto mix = [&]<typename T>(uint32_t i) HWY_ATTR {
     const T in = LoadNumber<T>(block.in + i);
@@ -198,7 +205,13 @@ template <bool kFiltered, bool kGlide, bool kCompanding>
 void Run(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count) {
   ForEachGroup(blockCount, [&]<typename T>(uint32_t first, uint32_t clones)
                                HWY_ATTR { HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count); });
-  for (uint32_t b = 0; b < blockCount; ++b) QuantiseBlock<kCompanding>(blocks[b], count);
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    if (MantissaOf(blocks[b].settings->scale) == 0.5f) {
+      QuantiseBlock<kCompanding, true>(blocks[b], count);
+    } else {
+      QuantiseBlock<kCompanding, false>(blocks[b], count);
+    }
+  }
 }
 
 }  // namespace
