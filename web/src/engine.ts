@@ -17,6 +17,8 @@ export interface Parameter {
   /** One line on what it does. */
   note: string;
   unit: string;
+  /** A share of 1, which people read in percent. */
+  isRatio: boolean;
   min: number;
   max: number;
   /** Number of values; 0: continuous. */
@@ -42,6 +44,8 @@ export interface Table {
   version: string;
   parameters: Parameter[];
   presets: FactoryPreset[];
+  /** Semitones of each voice, by "HarmonizerChord". */
+  chords: number[][];
 }
 
 /** A position 0 to 1 for each of the 228 parameters. */

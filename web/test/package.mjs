@@ -22,6 +22,7 @@ const server = createServer((request, response) => {
   if (pathname === "/empty.html") return response.writeHead(200, { "content-type": "text/html" }).end("<!doctype html>");
   // The host page loads its module from one folder up.
   if (pathname === "/index.js") return response.writeHead(200, { "content-type": "text/javascript" }).end('export { default } from "/npm/wam/index.js";');
+  if (pathname === "/prismel.html") return response.writeHead(200, { "content-type": "text/html" }).end(readFileSync(join(root, "web/dist/prismel.html")));
   const file = pathname.startsWith("/npm/") ? join(root, "web/dist", pathname) : join(sdk, pathname);
   if (!existsSync(file)) return response.writeHead(404).end();
   response.writeHead(200, { "content-type": types[extname(file)] ?? "text/plain" }).end(readFileSync(file));
@@ -124,6 +125,11 @@ check(isSame && ratio < -80, `automation: nothing changes before its moment, and
 const latency = Math.round(wam.delay * sampleRate);
 const result = compare(wam.restored.map((t) => floats(t).subarray(latency)), expected("metal-rain").map((c) => c.subarray(0, frames - latency)));
 check(result.different === 0, `a state of ${wam.knobs} knobs, restored in another instance, has the samples of prismel render (${result.different} differ)`);
+await page.goto(`${base}/prismel.html`);
+await page.waitForSelector("html[data-ready]", { state: "attached" });
+await page.click("#play");
+await page.waitForFunction(() => prismel.player.live[5] > -60 && prismel.player.quanta > 0);
+check(true, "the page plays from a web server as well");
 check(faults.length === 0, `no page reports a fault${faults.length > 0 ? `: ${faults.join(" | ")}` : ""}`);
 await browser.close();
 server.close();

@@ -81,8 +81,11 @@ EXPORT(text_of) bool TextOf(uint32_t index, float position) {
 
 /// Position of a value as people write it; -1: not one, and the reply says why.
 EXPORT(read_text) float ReadText(uint32_t index, const char* text, size_t size) {
-  return Guarded(-1.0f,
-                 [&] { return host::ParameterTable::Get()[index].Parse(std::string_view(text, size)); });
+  return Guarded(-1.0f, [&] {
+    const host::Parameter* parameter = web::Find(index);
+    if (parameter == nullptr) throw host::HostError("There is no parameter " + std::to_string(index) + '.');
+    return parameter->Parse(std::string_view(text, size));
+  });
 }
 
 /// Value at a position in the parameter's unit, and back.

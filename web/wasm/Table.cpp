@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "dsp/stage/SpreadTables.h"
 #include "host/ParameterTable.h"
 #include "host/ProcessorSource.h"
 #include "plugin/core/FactoryBank.h"
@@ -37,6 +38,7 @@ nlohmann::json Row(const host::Parameter& parameter) {
           {"role", RoleName(parameter.GetRole())},
           {"note", parameter.Note()},
           {"unit", host::UnitName(parameter.GetUnit())},
+          {"isRatio", parameter.GetUnit() == host::Unit::kRatio},
           {"min", parameter.Minimum()},
           {"max", parameter.Maximum()},
           {"steps", parameter.StepCount()},
@@ -67,6 +69,7 @@ std::string TableJson() {
   }
   return nlohmann::json{{"version", host::ProcessorSource(Processor::MakeLinkedFactory()).Version()},
                         {"parameters", std::move(rows)},
+                        {"chords", dsp::kChords},
                         {"presets", std::move(bank)}}
       .dump();
 }

@@ -11,6 +11,7 @@ namespace Vantora::web {
 /// "min", "max",
 ///                      "steps", "labels": [...], "preferred", "range", "twin",
 ///                      "inPresets"}, ... all 228],
+///      "chords": [[semitones of each voice], ... by "HarmonizerChord"],
 ///      "presets": [{"file", "name", "description", "effect", "json"}, ...]}
 ///
 /// "preferred" is a position 0 to 1, "min" and "max" are in the unit, "steps" is 0 for a continuous knob,

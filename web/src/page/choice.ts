@@ -12,7 +12,7 @@ export class Choice {
 
   /** `draw` may put a picture in front of a label. */
   constructor(private readonly store: Store, private readonly parameter: Parameter, title: string, style: string,
-              draw?: (value: number) => Node, label = (text: string) => text) {
+              draw?: (value: number) => Node, label = (text: string, _value: number) => text) {
     const name = `choice-${++groups}`;
     const last = parameter.steps - 1;
     this.buttons = parameter.labels.map((_, value) => element("input", {
@@ -21,7 +21,7 @@ export class Choice {
     this.root = element("fieldset", { class: `choice ${style}`, "data-note": parameter.note },
       element("legend", {}, title),
       ...parameter.labels.map((text, value) =>
-        element("label", {}, this.buttons[value]!, ...(draw ? [draw(value)] : []), element("span", {}, label(text)))));
+        element("label", {}, this.buttons[value]!, ...(draw ? [draw(value)] : []), element("span", {}, label(text, value)))));
     store.listen((change) => {
       if (change.kind === "sound" || (change.kind === "knob" && change.index === parameter.index)) this.show();
     });

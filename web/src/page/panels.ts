@@ -2,6 +2,7 @@
 
 import { Live, type Parameter } from "../engine";
 import { Choice, makeMenu } from "./choice";
+import { makeChord } from "./chord";
 import { element, icon, shape } from "./dom";
 import { Knob } from "./knob";
 import type { Page } from "./main";
@@ -20,6 +21,11 @@ const secondKnobs = [undefined, "Prismel_BandpassResonance", "Prismel_CombResona
 const pictures = ["M5 12h14", "M3 18c5 0 6-11 9-11s4 11 9 11", "M5 6v13 M10 9v10 M15 11.500v7.500 M20 14v5",
   "M3 18h4v-5h4v-4h4V6h5", "M3 18c9 0 6-12 18-12", "M6 11v8 M12 5v14 M18 8v11"];
 const kHarmonizer = 5;
+/** Of "LFOShapeType" and "LFORateType": pictures, and the short words of the instrument's face. */
+const waves = ["M3 12c3-10 6-10 9 0s6 10 9 0", "M3 12l4.500-7 9 14L21 12", "M3 19V5l9 14V5l9 14", "M3 12V6h6v12h6V6h6v6",
+  "M3 14h4V8h5v9h4V6h5", "M3 13c2-8 4-7 5.500 0s3 6 4.500-3 3-4 4 1 2 6 4-2"];
+const waveNames = ["Sine", "Triangle", "Saw", "Square", "Steps", "Drift"];
+const rateNames = ["Hz", "Any note", "Straight", "Triplet", "Dotted"];
 
 export function effectOf({ store, knob }: Page): number {
   const type = knob("Prismel_FXType");
@@ -41,6 +47,7 @@ export function makeEffectPanel(page: Page): Panel {
     const main = new Knob(store, knob(first), { title: short(knob(first)) });
     const second = knob(secondKnobs[e]!);
     const other = second.labels.length > 0 ? makeMenu(store, second, short(second)) : new Knob(store, second, { title: short(second) }).root;
+    if (e === kHarmonizer) return { main, root: element("div", { class: "stack" }, element("div", { class: "pair" }, main.root, makeChord(page) as unknown as HTMLElement), other) };
     return { main, root: element("div", { class: second.labels.length > 0 ? "stack" : "pair" }, main.root, other) };
   });
   const place = element("div", { class: "place" });
@@ -61,9 +68,12 @@ export function makeEffectPanel(page: Page): Panel {
 }
 
 /** A meter with its number; colour says it again. */
+const marks = [0, -6, -20, -40];
 function makeMeter(title: string): { root: HTMLElement; show(db: number, now: number): void } {
   const bar = element("i"), held = element("b"), text = element("output", { "aria-hidden": "true" });
-  const root = element("div", { class: "meter", role: "img", "aria-label": `${title} level` }, element("div", { class: "scale" }, bar, held), text);
+  const root = element("div", { class: "meter", role: "img", "aria-label": `${title} level` }, element("div", { class: "scale" }, bar, held),
+    element("div", { class: "marks", "aria-hidden": "true" }, ...marks.map((db) => element("span", {}, String(db)))), text);
+  root.querySelectorAll<HTMLElement>(".marks span").forEach((mark, i) => { mark.style.bottom = `${100 * (marks[i]! + 60) / 66}%`; });
   let peak = -80, until = 0, shown = "";
   return {
     root,
@@ -154,8 +164,8 @@ export function makeLfoPanel(page: Page): Panel {
   return {
     root: element("section", { class: "panel lfo", "aria-label": "LFO" },
       element("div", { class: "controls" }, element("h2", {}, "LFO"),
-        new Choice(store, shapes, "Shape", "row", undefined, capital).root,
-        new Choice(store, rates, "Rate by", "row", undefined, (text) => text.replace("synced ", "")).root, hint),
+        new Choice(store, shapes, "Shape", "row waves", (value) => icon(waves[value] ?? ""), (text, value) => waveNames[value] ?? capital(text)).root,
+        new Choice(store, rates, "Rate by", "row", undefined, (text, value) => rateNames[value] ?? capital(text)).root, hint),
       rate, canvas, element("div", { class: "pair" }, toPrismelion.root, primary)),
     draw(live) { wave.draw(Math.round(store.get(shapes.index) * (shapes.steps - 1)), live); },
   };

@@ -47,7 +47,13 @@ export class Store {
   get canUndo(): boolean { return this.back.length > 0; }
   get canRedo(): boolean { return this.forward.length > 0; }
   get(index: number): number { return this.now.sound[index]!; }
-  text(index: number): string { return this.engine.text(index, this.get(index)); }
+  /** As the instrument's face shows it: shares in percent, the rest as the table says. */
+  text(index: number): string {
+    const { isRatio, min } = this.table.parameters[index]!;
+    if (!isRatio) return this.engine.text(index, this.get(index));
+    const percent = Math.round(1000 * this.engine.value(index, this.get(index))) / 10;
+    return `${min < 0 && percent > 0 ? "+" : ""}${Math.abs(percent) >= 10 ? Math.round(percent) : percent}%`;
+  }
 
   /** Between these two lies one step of the history. */
   beginGesture(): void {
