@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/ChildModule.h"
 #include "engine/Module.h"
 #include "engine/ParamStore.h"
 
@@ -23,6 +24,12 @@ enum class ClonerMode : uint32_t { kOwnPortsSharedParams = 0 };
 /// clones with the new value, the next block sees them all.
 template <typename T, uint32_t N, ClonerMode Mode, uint32_t K>
 class ModuleCloner : public dsp::Module {
+  static_assert(ChildModule<T>,
+                "a clone is a module with kParamCount and SetParamInternal, as a container's child");
+  static_assert(StatesItsInputs<T> && StatesItsOutputs<T>,
+                "a clone says as kInputCount and kOutputCount how many ports it wants");
+  static_assert(ShowsItsRecords<T>,
+                "a clone shows its records as Param(index): the mirror is copied from them");
   static_assert(Mode == ClonerMode::kOwnPortsSharedParams && K == 0,
                 "clones have ports of their own and share their parameters; no other form is written");
 

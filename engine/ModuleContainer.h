@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "engine/ChildModule.h"
 #include "engine/Module.h"
 #include "engine/ParamStore.h"
 
@@ -65,6 +66,14 @@ constexpr std::array<uint32_t, sizeof...(Ts) + 1> ChildBases() {
 /// that follow an own one: one knob can drive several.
 template <typename... Ts>
 class ModuleContainer : public Module {
+  // Sentences and not a constraint of the template: compilers don't tell which of several children failed in what.
+  static_assert((engine::IsAWholeModule<Ts> && ...),
+                "a child is a dsp::Module that leaves no operation pure");
+  static_assert((engine::StatesItsParamCount<Ts> && ...),
+                "a child says as kParamCount how many parameters it has");
+  static_assert((engine::TakesValuesFromInside<Ts> && ...),
+                "a child takes values from inside the tree as SetParamInternal(index, value)");
+
  public:
   static constexpr std::size_t kChildCount = sizeof...(Ts);
   /// Flat index of each child's parameter 0; the last entry is where the own list starts.

@@ -10,6 +10,7 @@
 
 #include "basictools/AlignedVector.h"
 #include "basictools/smoothing/SmootherSRL.h"
+#include "engine/ChildModule.h"
 #include "engine/ModuleContainer.h"
 #include "engine/ModuleVariantRows.h"
 
@@ -32,6 +33,9 @@ namespace Vantora::engine {
 /// is reset; the coming one is reset at the moment of the request, before the fade-out, and starts clean.
 template <uint32_t I, uint32_t O, typename... Ts>
 class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKnobs::Indices {
+  static_assert((StatesItsInputs<Ts> && ...), "an alternative says as kInputCount how many inputs it wants");
+  static_assert((AlternativeModule<Ts, I> && ...),
+                "an alternative wants the variant's audio inputs, and its control inputs behind them");
   using Container = dsp::ModuleContainer<Ts...>;
 
  public:

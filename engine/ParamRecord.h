@@ -91,7 +91,6 @@ class ParamRecord {
   uint32_t GetStepCount() const {
     return static_cast<uint32_t>(travel.stepCount);
   }  ///< of a stepped parameter; else 2
-  const MappingTools::PotardMappingHolder& GetMapping() const { return mapping; }
 
   /// Takes over another record's declaration, as a parent does that fits a child's knob to its own use:
   /// everything but the name. The value falls back to the new minimum and the position to 0.

@@ -49,6 +49,8 @@ struct Range {
   float bend = 1.0f;      ///< first argument of the curve
   uint32_t choices = 0;   ///< values to choose from; 0 for a continuous knob
   bool onAtHalf = false;  ///< of a toggle: on from 0.5, else above it
+
+  bool operator==(const Range&) const = default;
 };
 
 /// A position 0 to 1 that is the value.

@@ -10,8 +10,7 @@
 #include "cli/plot/PlotKinds.h"
 #include "cli/plot/PlotOptions.h"
 #include "cli/plot/Variants.h"
-#include "dsp/stage/SpreadTables.h"
-#include "dsp/stage/StageSpread.h"
+#include "dsp/stage/StageRoutes.h"
 #include "host/ParameterTable.h"
 
 namespace Vantora::cli {
@@ -24,44 +23,32 @@ struct SpreadOptions {
   PlotOptions picture;
 };
 
-/// The knob that an effect spreads, by "FXType".
-struct SpreadKnob {
-  const char* name;
-  const char* column;
-  dsp::SpreadLaw law;
-  float span;
-};
-constexpr std::array<SpreadKnob, 6> kKnobs = {{
-    {"", "", dsp::SpreadLaw::kNone, 0.0f},
-    {"BandpassCutoff", "cutoff_hz", dsp::SpreadLaw::kRatio, 0.0f},
-    {"CombCutoff", "pitch_hz", dsp::SpreadLaw::kRatio, 0.0f},
-    {"BitCrusherDownsample", "divisor", dsp::SpreadLaw::kRatio, 0.0f},
-    {"DistortionDrive", "drive_db", dsp::SpreadLaw::kRoot, dsp::kDriveSpan},
-    {"HarmonizerSpray", "spray_ms", dsp::SpreadLaw::kRoot, dsp::kSpraySpan},
-}};
+/// Names of the columns, by "FXType".
+constexpr std::array<const char*, 6> kColumns = {"",        "cutoff_hz", "pitch_hz",
+                                                 "divisor", "drive_db",  "spray_ms"};
 
 void AddPanel(Figure& figure, const Variant& variant) {
   const auto type = static_cast<size_t>(variant.Value("FXType"));
-  const SpreadKnob& knob = kKnobs[type];
-  if (knob.law == dsp::SpreadLaw::kNone) {
+  const dsp::StageRoute& route = dsp::kStageRoutes[type];
+  if (route.law == dsp::SpreadLaw::kNone) {
     throw UsageError("there is nothing to spread while FXType is off; try --set FXType=band-pass");
   }
-  const host::Parameter& parameter = host::ParameterTable::Get().At(knob.name);
-  const float primary = variant.Value(knob.name);
+  const char* name = dsp::PrismelKnobs::kOwnRows[route.primary].name;
+  const host::Parameter& parameter = host::ParameterTable::Get().At(name);
+  const float primary = variant.Value(name);
   const auto voices = static_cast<uint32_t>(variant.Value("Voices"));
-  const std::array<dsp::StageSpread, 2> spreads{dsp::StageSpread(dsp::kLeftRatios, 1.0f),
-                                                dsp::StageSpread(dsp::kRightRatios, dsp::kRightSide)};
+  const std::array<dsp::StageSpread, 2> spreads = dsp::StageSpread::Sides();
   const bool isHertz = parameter.GetUnit() == host::Unit::kHertz;
-  const bool isRatio = knob.law == dsp::SpreadLaw::kRatio;
+  const bool isRatio = route.law == dsp::SpreadLaw::kRatio;
   const std::string unit = std::string(host::UnitName(parameter.GetUnit()));
   Panel panel;
-  panel.title = fmt::format("{} {}", knob.name, variant.Text(knob.name));
+  panel.title = fmt::format("{} {}", name, variant.Text(name));
   panel.x = {"Prismelion", "prismelion", 0.0, 1.0};
   panel.y = isHertz ? Axis::Frequency(parameter.Minimum(), parameter.Maximum())
-                    : Axis{fmt::format("{} ({})", knob.name, unit), "", parameter.Minimum(),
-                           parameter.Maximum(), isRatio};
-  if (isHertz) panel.y.label = fmt::format("{} (Hz)", knob.name);
-  panel.y.column = knob.column;
+                    : Axis{fmt::format("{} ({})", name, unit), "", parameter.Minimum(), parameter.Maximum(),
+                           isRatio};
+  if (isHertz) panel.y.label = fmt::format("{} (Hz)", name);
+  panel.y.column = kColumns[type];
   const std::vector<double> amounts = Spaced(0.0, 1.0, kPoints);
   for (uint32_t side = 0; side < 2; ++side) {
     for (uint32_t v = 0; v < voices; ++v) {
@@ -71,8 +58,7 @@ void AddPanel(Figure& figure, const Variant& variant) {
       series.isDashed = side == 1;
       for (const double place : amounts) {
         const auto amount = static_cast<float>(place);
-        const float value = isRatio ? spreads[side].Ratio(v, primary, amount)
-                                    : spreads[side].Root(v, primary, amount, knob.span);
+        const float value = spreads[side].At(route.law, v, primary, amount, route.span);
         series.x.push_back(place);
         series.y.push_back(static_cast<double>(std::clamp(value, parameter.Minimum(), parameter.Maximum())));
       }

@@ -29,17 +29,9 @@ void AddPanels(Figure& figure, const Variant& variant, double seconds) {
   const auto voices = static_cast<uint32_t>(variant.Value("Voices"));
   const host::ParameterTable& table = host::ParameterTable::Get();
   const float depth = table.At("Detune").ToValue(amount);  // ms
-  const host::Parameter& rate = table.At("Prismel_Rate");
-  const float hertz = rate.ToValue(amount);
   dsp::SweepLfo sweep;
   sweep.Restart();
-  for (uint32_t v = 0; v < dsp::kVoiceCount; ++v) {
-    const auto increment = [&](float ratio, float of) {
-      return std::clamp(ratio * of, 0.5f * rate.Minimum(), 2.0f * rate.Maximum()) * static_cast<float>(kStep);
-    };
-    sweep.SetIncrement(v, 0, increment(dsp::kLeftRatios[v], hertz));
-    sweep.SetIncrement(v, 1, increment(dsp::kRightRatios[v], hertz * dsp::kRightSide));
-  }
+  sweep.SetRate(dsp::kVoiceCount, table.At("Prismel_Rate").ToValue(amount), static_cast<float>(kStep));
 
   std::array<Panel, 2> panels;
   for (size_t side = 0; side < 2; ++side) {

@@ -1,23 +1,16 @@
 #include "dsp/control/LFO.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <utility>
 
 #include "basictools/BitCast.h"
+#include "basictools/math/ClockSeed.h"
 #include "basictools/math/Xorshift.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 
 namespace Vantora::dsp {
 namespace {
-
-uint32_t SeedOrClock(uint32_t seed) {
-  if (seed != 0) return seed;
-  const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
-  const uint32_t fromClock = static_cast<uint32_t>(now ^ (now >> 32));
-  return fromClock != 0 ? fromClock : 2023u;  // the generator never leaves 0
-}
 
 /// Of one cycle, 0..1.
 float Fraction(float x) noexcept { return x - std::floor(x); }
@@ -44,7 +37,7 @@ float Square(float x) noexcept { return x < 0.5f ? 1.0f : -1.0f; }
 
 LFO::LFO(std::string text, uint32_t seed)
     : IGenerator(std::move(text), kInputCount, kOutputCount, MakeRecords(LFOKnobs::kRows)),
-      randomState(SeedOrClock(seed)) {
+      randomState(seed != 0 ? seed : ClockSeed(this)) {
   SetRateInput(false, 0);
 }
 

@@ -99,11 +99,6 @@ class ConvolutionReverb : public UnitModule, public ConvolutionReverbKnobs::Indi
     loadImpulse = std::move(loader);
     needsSndFile = false;
   }
-  /// Whether engines may run at a reduced rate above `limit` Hz; true and 48000 at first. Before Configure.
-  void SetReducedRate(bool use, float limit) {
-    useReducedRate = use;
-    reducedRateLimit = limit;
-  }
 
   /// The function that cuts an impulse by `config`. Throws
   /// std::runtime_error "Partition size must be a power of two".
@@ -163,8 +158,6 @@ class ConvolutionReverb : public UnitModule, public ConvolutionReverbKnobs::Indi
   bool needsSndFile = true;
   PartitionScheduleFunction makeSchedule;
   ImpulseResampler resampler;
-  bool useReducedRate = true;
-  float reducedRateLimit = 48000.0f;  // Hz
   std::atomic<uint64_t> importCount{0};
   Relaxed<uint64_t> rateDivisor, impulseLength;
 

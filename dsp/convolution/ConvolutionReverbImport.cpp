@@ -15,6 +15,7 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr const char* kLogCategory = "audio_engine";
+constexpr float kHighestEngineRate = 48000.0f;  // Hz; above it engines run at a divided rate
 
 }  // namespace
 
@@ -90,7 +91,7 @@ void ConvolutionReverb::Import(std::unique_lock<std::mutex>& lock, const std::st
   importProblem.clear();
   const uint64_t thisImport = ++generation;
   ImpulseShape shape{rate, 0, gain, decayValue, stretchValue, lengthValue};
-  if (useReducedRate) shape.rateDivisor = ChooseRateDivisor(rate, reducedRateLimit);
+  shape.rateDivisor = ChooseRateDivisor(rate, kHighestEngineRate);
   ConvolverPointer convolver;
   try {
     convolver = BuildConvolver(path, shape);

@@ -50,7 +50,6 @@ class FDL {
   const float* Take(uint64_t count) noexcept;
 
   uint64_t PartitionSize() const noexcept { return partitionSize; }
-  uint64_t PartitionCount() const noexcept { return filterSpectra.size(); }
 
  private:
   template <typename IsCancelled>

@@ -74,7 +74,6 @@ class WorkerThread {
     startHook = std::move(hook);
     index = workerIndex;
   }
-  bool HasStartHook() const noexcept { return static_cast<bool>(startHook); }
 
   CommandQueue& Queue() noexcept { return queue; }
   const std::atomic<int32_t>& CancelCounter() const noexcept { return cancelCounter; }

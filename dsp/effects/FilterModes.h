@@ -41,7 +41,6 @@ inline constexpr std::array<FilterMode, kFilterModeCount> kFilterModes = {{
     {FilterTopology::Comb, FilterUse::FeedForward, 0},        // 19
 }};
 
-inline constexpr uint32_t kModeBandPass3 = 11;
 inline constexpr uint32_t kModeFeedbackComb = 18;
 
 }  // namespace Vantora::dsp

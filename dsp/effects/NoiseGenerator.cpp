@@ -1,12 +1,12 @@
 #include "dsp/effects/NoiseGenerator.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 
+#include "basictools/math/ClockSeed.h"
 #include "basictools/math/Float4.h"
 #include "basictools/math/Xorshift.h"
 
@@ -17,16 +17,6 @@ constexpr double kTwoPi = 6.28318548;
 constexpr double kHighestCorner =
     0.495;  // of the rate: above 0.5 a corner has no meaning and the filter runs away
 constexpr double kDbToOctaves = 0.166096404;  // log2(10) / 20, at this module's own digits
-
-/// The clock, stirred with an address so that two modules
-/// of one tick differ. Never 0, where xorshift would stay.
-uint32_t SeedFromClock(const void* owner) {
-  const auto ticks = std::chrono::steady_clock::now().time_since_epoch().count();
-  const uint64_t mixed =
-      (static_cast<uint64_t>(ticks) ^ reinterpret_cast<uintptr_t>(owner)) * 0x9E3779B97F4A7C15u;
-  const uint32_t seed = static_cast<uint32_t>(mixed >> 32);
-  return seed != 0 ? seed : 1;
-}
 
 /// Gain of the violet colour. Intended: the three formulas don't meet at 48 kHz.
 double VioletGain(double sampleRate, double ratio) {
@@ -40,7 +30,7 @@ double VioletGain(double sampleRate, double ratio) {
 
 NoiseGenerator::NoiseGenerator(std::string moduleName, uint32_t seed)
     : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(NoiseGeneratorKnobs::kRows)),
-      randomState(seed != 0 ? seed : SeedFromClock(this)) {}
+      randomState(seed != 0 ? seed : ClockSeed(this)) {}
 
 void NoiseGenerator::Configure(uint32_t maxBlockSize, float sampleRate) {
   const double rate = static_cast<double>(sampleRate);

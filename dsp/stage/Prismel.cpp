@@ -9,33 +9,11 @@
 #include "basictools/math/SeedHash.h"
 #include "basictools/math/SinCos.h"
 #include "basictools/math/WholeQuads.h"
+#include "dsp/stage/StageRoutes.h"
 
 namespace Vantora::dsp {
 
 namespace {
-
-/// What the spread writes for one "FXType": the knob, the inner parameter it drives and the law between them,
-/// then the knob that goes to all voices alike.
-struct StageRoute {
-  Prismel::OwnParam primary;
-  uint32_t primaryTarget;
-  SpreadLaw law;
-  float span;  // of the root law, in the knob's unit
-  Prismel::OwnParam secondary;
-  uint32_t secondaryTarget;
-};
-
-constexpr StageRoute kNoRoute{Prismel::kPrismelion, 0, SpreadLaw::kNone, 0.0f, Prismel::kPrismelion, 0};
-// Targets: "Freq"/"Q"; "CombFreq"/"Q"; "Downsample"/"Bitdepth"; "Drive"/"DistoType"; "Spray"/"PitchShift".
-constexpr std::array<StageRoute, kFxTypeCount> kRoutes = {{
-    kNoRoute,
-    {Prismel::kBandpassCutoff, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBandpassResonance, 4},
-    {Prismel::kCombCutoff, 3, SpreadLaw::kRatio, 0.0f, Prismel::kCombResonance, 4},
-    {Prismel::kBitCrusherDownsample, 2, SpreadLaw::kRatio, 0.0f, Prismel::kBitCrusherBitDepth, 1},
-    {Prismel::kDistortionDrive, PrismelDistoVariant::kDriveParam, SpreadLaw::kRoot, kDriveSpan,
-     Prismel::kDistortionAlgorithm, PrismelDistoVariant::kDistoTypeParam},
-    {Prismel::kHarmonizerSpray, 3, SpreadLaw::kRoot, kSpraySpan, Prismel::kHarmonizerChord, 2},
-}};
 
 constexpr uint32_t kPrimaryPort = 2;
 constexpr uint32_t kPrismelPort = 3;
@@ -111,7 +89,7 @@ Prismel::Prismel(std::string text, uint32_t seed)
           [seed] { return MakeBank("FXL", seed, 0); }, [seed] { return MakeBank("FXR", seed, 1); }),
       voiceGains(ForEachVoice(SmootherSRL(0.2f, 1.0f))),
       sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}},
-      spreads{{StageSpread(kLeftRatios, 1.0f), StageSpread(kRightRatios, kRightSide)}} {
+      spreads(StageSpread::Sides()) {
   for (uint32_t v = 0; v < kVoiceCount; ++v) {
     for (uint32_t side = 0; side < 2; ++side) Bank(side).Clone(v).SetLaneBank(&laneBank);
   }
@@ -124,8 +102,6 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
   blockSize = maxBlockSize;
   tickLength = static_cast<float>(maxBlockSize) / rate;
   radiansPerHz = 6.2831855f / rate;
-  minSweepRate = 0.5f * OwnRecord(kRate).GetMinimum();
-  maxSweepRate = 2.0f * OwnRecord(kRate).GetMaximum();
   CarveWorkspace();
 
   for (auto& gain : voiceGains) gain.Setup(1, rate);
@@ -227,7 +203,7 @@ void Prismel::UpdateVoices() {
   const uint32_t voices = VoicesAsked();
   sweepGroups = voices % 2 + voices / 2;
   // For the voices of the previous block only: one that comes in now keeps the speed it had.
-  UpdateIncrements();
+  sweepLfo.SetRate(activeVoices, sweepRate, tickLength);
   voiceCountGain.SetTarget(kVoiceCountGains[voices - 1]);
   for (uint32_t v = 0; v < kVoiceCount; ++v) voiceGains[v].SetTarget(v < voices ? 1.0f : 0.0f);
 }
@@ -283,7 +259,7 @@ void Prismel::ComputeHighPass() {
 
 void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
   const uint32_t type = Type();
-  const StageRoute& route = kRoutes[type];
+  const StageRoute& route = kStageRoutes[type];
   if (route.law != SpreadLaw::kNone) {
     const float primary = OwnRecord(route.primary).ReadValueModulated(context, kPrimaryPort);
     SpreadPrimary(type, primary, amount);
@@ -297,7 +273,7 @@ void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
 // The values are made when something that bears on them has moved, and written on every block: a voice's own
 // knob may have been written by somebody else.
 void Prismel::SpreadPrimary(uint32_t type, float primary, float amount) {
-  const StageRoute& route = kRoutes[type];
+  const StageRoute& route = kStageRoutes[type];
   if (type != spreadType || primary != spreadPrimary || amount != spreadAmount) spreadVoices = 0;
   spreadType = type;
   spreadPrimary = primary;
@@ -307,9 +283,7 @@ void Prismel::SpreadPrimary(uint32_t type, float primary, float amount) {
       float& value = spreadValues[side][v];
       AtEffect(Bank(side).Clone(v), type, [&](auto& effect) {
         if (v >= spreadVoices) {
-          const StageSpread& spread = spreads[side];
-          const float wanted = route.law == SpreadLaw::kRatio ? spread.Ratio(v, primary, amount)
-                                                              : spread.Root(v, primary, amount, route.span);
+          const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
           const ParamRecord& target = effect.Param(route.primaryTarget);
           value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
         }
@@ -327,7 +301,7 @@ void Prismel::PassSecondary(uint32_t type) {
                    IsOwnDirty(kBitCrusherBitDepth) || IsOwnDirty(kDistortionAlgorithm) ||
                    IsOwnDirty(kHarmonizerChord) || IsOwnDirty(kVoices) || IsOwnDirty(kFxType);
   if (!due) return;
-  const StageRoute& route = kRoutes[type];
+  const StageRoute& route = kStageRoutes[type];
   const float value = OwnValue(route.secondary);
   for (uint32_t v = 0; v < activeVoices; ++v) {
     const float own =
@@ -348,7 +322,7 @@ void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
 
 void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
   if (type != kFxPassThrough) {
-    primaryReadOut.SetTarget(OwnRecord(kRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    primaryReadOut.SetTarget(OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
     SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
   }
   prismelReadOut.SetTarget(amount);
@@ -365,18 +339,7 @@ void Prismel::UpdateSweep(float amount) {
   const float rate = OwnRecord(kRate).ToValue(amount);
   if (rate == sweepRate) return;
   sweepRate = rate;
-  sweepRateRight = rate * kRightSide;
-  UpdateIncrements();
-}
-
-void Prismel::UpdateIncrements() {
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    // The right ratio stands plain here: the right rate holds the side's factor already.
-    const float left = std::clamp(kLeftRatios[v] * sweepRate, minSweepRate, maxSweepRate);
-    const float right = std::clamp(kRightRatios[v] * sweepRateRight, minSweepRate, maxSweepRate);
-    sweepLfo.SetIncrement(v, 0, left * tickLength);
-    sweepLfo.SetIncrement(v, 1, right * tickLength);
-  }
+  sweepLfo.SetRate(activeVoices, sweepRate, tickLength);
 }
 
 void Prismel::ResetStageEffects() {

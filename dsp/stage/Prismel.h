@@ -81,7 +81,6 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   void UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount);
   void AimFeedbackGain(const ProcessContext& context, uint32_t type);
   void UpdateSweep(float amount);
-  void UpdateIncrements();
   void ResetStageEffects();
 
   void RenderSweeps(uint32_t count);
@@ -101,8 +100,6 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   uint32_t blockSize = 0;
   float tickLength = 0.0f;    // seconds of a maximum block: one step of the sweep
   float radiansPerHz = 0.0f;  // 2 pi / rate
-  float minSweepRate = 0.0f;  // Hz
-  float maxSweepRate = 0.0f;  // Hz
 
   LaneBank laneBank;
 
@@ -116,8 +113,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   SweepLfo sweepLfo;
   std::array<std::array<SmootherInterpLPF, kVoiceCount>, 2> sweeps;  // by side
   SmootherLPF sweepDepth{0.2f};                                      // samples
-  float sweepRate = 0.0f;                                            // Hz, left
-  float sweepRateRight = 0.0f;                                       // Hz
+  float sweepRate = 0.0f;                                            // Hz, as "Prismelion" gives it
   TapLines taps;
 
   // Functions whose argument rests most of the time.

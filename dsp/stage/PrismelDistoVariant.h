@@ -27,6 +27,7 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   static constexpr uint32_t kDistoTypeParam = kOwnBase + kDistoType;  ///< 27
   static constexpr uint32_t kDriveParam = kOwnBase + kDrive;          ///< 28
   static constexpr uint32_t kParamCount = kOwnBase + kDrive + 1;
+  static_assert(kDriveParam == PrismelDistoVariantKnobs::kDriveIndex);
   static_assert(kFullInputCount == 9 && kParamCount == 29);
 
   explicit PrismelDistoVariant(std::string name);

@@ -67,4 +67,9 @@ inline constexpr auto kOwnRows =
     Join(Refit(engine::ModuleVariantKnobs::OwnRows(2), kVariantFits), kAddedRows);
 static_assert(kOwnRows.size() == kDrive + 1);
 
+/// Indices among all of the variant's parameters: those of the alternatives stand in front of the own ones.
+inline constexpr uint32_t kOwnBase = kFolderRows.size() + kShaperRows.size();
+inline constexpr uint32_t kDistoTypeIndex = kOwnBase + kDistoType;
+inline constexpr uint32_t kDriveIndex = kOwnBase + kDrive;
+
 }  // namespace Vantora::dsp::PrismelDistoVariantKnobs

@@ -3,9 +3,13 @@
 #include <array>
 #include <cstdint>
 
+#include "dsp/stage/PrismelRows.h"
+
 namespace Vantora::dsp {
 
-inline constexpr uint32_t kVoiceCount = 8;
+// Public: programs that draw the effect read these numbers.
+
+inline constexpr uint32_t kVoiceCount = PrismelKnobs::kMostVoices;
 
 /// What a voice's value is multiplied with, or whose root lowers it, at full spread. By ear: neighbours
 /// diverge, left and right of a voice lie on opposite sides of 1.

@@ -6,6 +6,10 @@
 
 namespace Vantora::dsp {
 
+std::array<StageSpread, 2> StageSpread::Sides() {
+  return {{StageSpread(kLeftRatios, 1.0f), StageSpread(kRightRatios, kRightSide)}};
+}
+
 StageSpread::StageSpread(const std::array<float, kVoiceCount>& ratios, float sideFactor) {
   for (uint32_t v = 0; v < kVoiceCount; ++v) {
     const float t = ratios[v] * sideFactor;

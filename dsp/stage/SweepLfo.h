@@ -9,6 +9,8 @@
 
 namespace Vantora::dsp {
 
+/// Public: programs that draw the effect run one of their own.
+///
 /// SweepLfo: sixteen slow sines, one for each voice and side, that move the delay taps. One step is one
 /// maximum block: a shorter block advances them just as far.
 ///
@@ -30,6 +32,20 @@ class SweepLfo {
 
   /// Back to the start phases; increments and outputs stay.
   void Restart() { phases = startPhases; }
+
+  /// How fast the first `voices` sweep: `hertz` is the rate that "Prismelion" gives, a step lasts
+  /// `stepSeconds`. Each voice goes at its own ratio of it, held in the limits of "Rate" and what the ratios
+  /// add; the others keep theirs.
+  void SetRate(uint32_t voices, float hertz, float stepSeconds) {
+    constexpr Knobs::Range kRange = PrismelKnobs::kOwnRows[PrismelKnobs::kRate].range;
+    constexpr float kLowest = 0.5f * kRange.min, kHighest = 2.0f * kRange.max;
+    const float right = hertz * kRightSide;
+    for (uint32_t v = 0; v < voices; ++v) {
+      // The right ratio stands plain here: the right rate holds the side's factor already.
+      SetIncrement(v, 0, std::clamp(kLeftRatios[v] * hertz, kLowest, kHighest) * stepSeconds);
+      SetIncrement(v, 1, std::clamp(kRightRatios[v] * right, kLowest, kHighest) * stepSeconds);
+    }
+  }
 
   /// Cycles per step of one lane.
   void SetIncrement(uint32_t voice, uint32_t side, float cycles) { increments[Lane(voice, side)] = cycles; }

@@ -1,33 +1,21 @@
 #include "plugin/core/TapPicture.h"
 
 #include <algorithm>
+#include <string>
 
 #include "host/ParameterTable.h"
 
 namespace Vantora::plugin {
-namespace {
-
-constexpr uint32_t kDistortion = 4, kHarmonizer = 5;  // values of "FXType" whose spread follows the root law
-
-float Span(uint32_t effect) {
-  if (effect == kDistortion) return dsp::kDriveSpan;
-  return effect == kHarmonizer ? dsp::kSpraySpan : 0.0f;
-}
-
-}  // namespace
 
 TapPicture::TapPicture()
     : depth(host::ParameterTable::Get().At("Prismel_Detune")),
       rate(host::ParameterTable::Get().At("Prismel_Rate")),
-      spreads{
-          {dsp::StageSpread(dsp::kLeftRatios, 1.0f), dsp::StageSpread(dsp::kRightRatios, dsp::kRightSide)}} {
+      spreads(dsp::StageSpread::Sides()) {
   const host::ParameterTable& table = host::ParameterTable::Get();
-  primary = {nullptr,
-             &table.At("Prismel_BandpassCutoff"),
-             &table.At("Prismel_CombCutoff"),
-             &table.At("Prismel_BitCrusherDownsample"),
-             &table.At("Prismel_DistortionDrive"),
-             &table.At("Prismel_HarmonizerSpray")};
+  for (size_t type = 1; type < primary.size(); ++type) {
+    primary[type] = &table.At(std::string("Prismel_") +
+                              dsp::PrismelKnobs::kOwnRows[dsp::kStageRoutes[type].primary].name);
+  }
 }
 
 void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
@@ -43,14 +31,7 @@ bool TapPicture::Advance(const Reading& reading, bool isWatched) {
   if (hertz != sweepRate || voices != sweepVoices) {
     sweepRate = hertz;
     sweepVoices = voices;
-    const auto increment = [&](float cyclesPerSecond) {
-      return std::clamp(cyclesPerSecond, 0.5f * rate.Minimum(), 2.0f * rate.Maximum()) *
-             static_cast<float>(blockSeconds);
-    };
-    for (uint32_t v = 0; v < voices; ++v) {
-      sweep.SetIncrement(v, 0, increment(dsp::kLeftRatios[v] * hertz));
-      sweep.SetIncrement(v, 1, increment(dsp::kRightRatios[v] * hertz * dsp::kRightSide));
-    }
+    sweep.SetRate(voices, hertz, static_cast<float>(blockSeconds));
   }
   sweep.Advance(voices % 2 + voices / 2);
   if (!isWatched) return false;
@@ -77,14 +58,13 @@ bool TapPicture::PublishSpread(const Reading& reading) {
   }
   spreadReading = reading;
   const host::Parameter* knob = reading.effect < primary.size() ? primary[reading.effect] : nullptr;
-  const float span = Span(reading.effect);
+  const dsp::StageRoute& route = dsp::kStageRoutes[knob != nullptr ? reading.effect : 0];
   for (uint32_t side = 0; side < LiveView::kSides; ++side) {
     for (uint32_t v = 0; v < LiveView::kVoices; ++v) {
       float position = 0.0f;
       if (knob != nullptr) {
         const float value = knob->ToValue(reading.primary);
-        const float spreadValue = span != 0.0f ? spreads[side].Root(v, value, reading.prismelion, span)
-                                               : spreads[side].Ratio(v, value, reading.prismelion);
+        const float spreadValue = spreads[side].At(route.law, v, value, reading.prismelion, route.span);
         position = knob->ToNormalized(std::clamp(spreadValue, knob->Minimum(), knob->Maximum()));
       }
       spread[side][v].store(position, std::memory_order_relaxed);

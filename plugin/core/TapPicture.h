@@ -4,7 +4,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "dsp/stage/StageSpread.h"
+#include "dsp/stage/StageRoutes.h"
 #include "dsp/stage/SweepLfo.h"
 #include "host/Parameter.h"
 #include "plugin/core/WindowModel.h"

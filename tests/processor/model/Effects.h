@@ -6,6 +6,7 @@
 #include "basictools/math/FastPower.h"
 #include "basictools/math/Xorshift.h"
 #include "dsp/effects/FilterCompensation.h"
+#include "dsp/stage/FxVariantRows.h"
 #include "tests/processor/model/Parts.h"
 
 namespace Vantora::test::model {
@@ -88,7 +89,7 @@ struct Filter : Effect {
       delay.Render(delays, count);
       aim = dsp::CombCompensation(feedback);
     } else {
-      aim = dsp::ResonanceCompensation(dsp::kFilterModes[dsp::kModeBandPass3], Tune(fresh));
+      aim = dsp::ResonanceCompensation(dsp::kFilterModes[dsp::FxVariantKnobs::kBandPassMode], Tune(fresh));
     }
     if (!knobs[kCompensation].IsOn()) aim = 1.0f;
     if (fresh) compensation.Snap(aim);

@@ -1,0 +1,18 @@
+# Compiles SOURCE twice: as it stands it must be refused with the text that its first line names, and with REPAIRED
+# defined it must pass, so that nothing else was the reason.
+file(STRINGS "${SOURCE}" first LIMIT_COUNT 1)
+string(REGEX REPLACE "^// Refused with: " "" expected "${first}")
+separate_arguments(flags UNIX_COMMAND "${FLAGS}")
+set(compile "${COMPILER}" ${flags} -std=c++20 -fsyntax-only "-I${ROOT}")
+execute_process(COMMAND ${compile} -DREPAIRED "${SOURCE}" RESULT_VARIABLE result ERROR_VARIABLE said)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "Doesn't compile when repaired:\n${said}")
+endif()
+execute_process(COMMAND ${compile} "${SOURCE}" RESULT_VARIABLE result ERROR_VARIABLE said)
+if(result EQUAL 0)
+  message(FATAL_ERROR "Compiles, and must not")
+endif()
+string(FIND "${said}" "${expected}" place)
+if(place EQUAL -1)
+  message(FATAL_ERROR "Is refused without a word of \"${expected}\":\n${said}")
+endif()
