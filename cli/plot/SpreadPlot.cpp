@@ -24,7 +24,7 @@ struct SpreadOptions {
 };
 
 /// Names of the columns, by "FXType".
-constexpr std::array<const char*, 6> kColumns = {"",        "cutoff_hz", "pitch_hz",
+constexpr std::array<const char*, dsp::kStageRoutes.size()> kColumns = {"",        "cutoff_hz", "pitch_hz",
                                                  "divisor", "drive_db",  "spray_ms"};
 
 void AddPanel(Figure& figure, const Variant& variant) {

@@ -40,6 +40,8 @@ void ShapeAntiAliased(float* data, uint32_t count, float previous) noexcept {
 
 }  // namespace
 
+static_assert(MultiDistKnobs::kCurveCount == kShapingCurveCount);
+
 MultiDist::MultiDist(std::string moduleName)
     : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(MultiDistKnobs::kRows)) {
   std::vector<uint32_t> all(kShapingCurveCount);

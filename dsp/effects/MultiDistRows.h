@@ -25,7 +25,7 @@ struct Indices {
 using ParamIndex = Indices::ParamIndex;
 using enum Indices::ParamIndex;
 
-inline constexpr uint32_t kCurveCount = 15;
+inline constexpr uint32_t kCurveCount = 16;
 inline constexpr const char* kGroup = "Distortion";
 
 // clang-format off

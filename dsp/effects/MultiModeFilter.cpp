@@ -17,6 +17,8 @@ enum Port : uint32_t { kFmPort = 2, kFreqPort = 3, kQPort = 4, kGainPort = 5, kF
 
 }  // namespace
 
+static_assert(MultiModeFilterKnobs::kModeCount == kFilterModeCount);
+
 MultiModeFilter::MultiModeFilter(std::string text, uint32_t newChannelCount)
     : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(MultiModeFilterKnobs::kRows)),
       channelCount(newChannelCount) {

@@ -28,6 +28,8 @@ double VioletGain(double sampleRate, double ratio) {
 
 }  // namespace
 
+static_assert(std::size(NoiseGeneratorKnobs::kTypes) == NoiseGenerator::kTypeCount);
+
 NoiseGenerator::NoiseGenerator(std::string moduleName, uint32_t seed)
     : UnitModule(std::move(moduleName), kInputCount, kOutputCount, MakeRecords(NoiseGeneratorKnobs::kRows)),
       randomState(seed != 0 ? seed : ClockSeed(this)) {}
