@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/BlockBuffers.h"
+#include "basictools/math/WholeQuads.h"
 #include "basictools/smoothing/SmootherSRL.h"
 #include "engine/ChildModule.h"
 #include "engine/ModuleContainer.h"
@@ -59,10 +61,9 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
     bypassFade.SetValue(0.0f);
     moduleFade.SetValue(1.0f);
     selected = Request();
-    const uint32_t length = (maxBlockSize + 3u) & ~3u;
-    fadeMemory.assign(2u * length, 0.0f);
-    bypassFadeBuffer = fadeMemory.data();
-    moduleFadeBuffer = bypassFadeBuffer + length;
+    fadeMemory.Resize(2, maxBlockSize);
+    bypassFadeBuffer = fadeMemory.Take();
+    moduleFadeBuffer = fadeMemory.Take();
   }
 
   void DoReset(bool) override {
@@ -173,9 +174,7 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
       std::array<float*, kPorts> ports;
       std::copy_n(context.inputs, I, ports.begin());
       std::copy_n(context.inputs + SliceStart(kWhich), kPorts - I, ports.begin() + I);
-      dsp::ProcessContext inner = context;
-      inner.inputs = ports.data();
-      inner.inputCount = kPorts;
+      dsp::ProcessContext inner = context.WithInputs(ports);
       result = alternative.Process(inner);
     });
     if (IsOn(kFadeOnModuleChange) && !moduleFade.IsSettled()) {
@@ -204,7 +203,7 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
       if (rest == 0.0f) {
         std::fill_n(out, count, 0.0f);
       } else {
-        for (uint32_t i = 0, end = count & ~3u; i < end; ++i) out[i] *= rest;
+        for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) out[i] *= rest;
       }
     });
   }
@@ -222,7 +221,7 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
         if (out != in) std::copy_n(in, count, out);
         return;
       }
-      for (uint32_t i = 0, end = count & ~3u; i < end; ++i) {
+      for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
         const float f = moves ? bypassFadeBuffer[i] : rest;
         out[i] = std::fma(in[i], 1.0f - f, out[i] * f);
       }
@@ -237,14 +236,14 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
   }
 
   static void Multiply(float* __restrict out, const float* __restrict gain, uint32_t count) {
-    for (uint32_t i = 0, end = count & ~3u; i < end; ++i) out[i] *= gain[i];
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) out[i] *= gain[i];
   }
 
   dsp::SmootherSRL bypassFade{0.05f, 1.0f};   // 1: the module sounds, 0: bypassed
   dsp::SmootherSRL moduleFade{0.025f, 1.0f};  // 1: full level, 0: silence while alternatives change
   float* bypassFadeBuffer = nullptr;          // one block each, in fadeMemory
   float* moduleFadeBuffer = nullptr;
-  AlignedFloats fadeMemory;
+  BlockBuffers fadeMemory;
   uint64_t selected = 0;
   bool endedPlain = false;  // the last block ended with nothing to decide in the next
 };

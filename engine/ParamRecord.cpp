@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "basictools/math/WholeQuads.h"
+
 namespace Vantora::dsp {
 
 namespace {
@@ -75,7 +77,7 @@ float ParamRecord::ReadValueModulated(const ProcessContext& context, uint32_t po
 float ParamRecord::ValueAtOffset(float offset) { return ToValue(ClampPosition(GetNormalized() + offset)); }
 
 void ParamRecord::ToValueBlock(float* out, const float* positions, uint32_t count) const {
-  const uint32_t end = count & ~3u;
+  const uint32_t end = WholeQuads(count);
   if (travel.kind == MappingTools::Normalized) {
     std::copy(positions, positions + end, out);
     return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 namespace Vantora::Processor {
 struct EventList;  // processor/interface/EventList.h; modules here pass the lists on without looking
@@ -32,6 +33,22 @@ struct ProcessContext {
   float songPosition = 0.0f;    ///< quarter notes
   uint8_t isPlaying = 0;        ///< transport runs
   uint32_t modeIsOne = 0;       ///< 1: an offline render
+
+  /// The same block with other ports, as a child gets it. `in` and `out` must outlive the copy.
+  ProcessContext WithPorts(std::span<float*> in, std::span<float*> out) const {
+    ProcessContext inner = WithInputs(in);
+    inner.outputs = out.data();
+    inner.outputCount = static_cast<uint32_t>(out.size());
+    return inner;
+  }
+
+  /// The same block with other inputs.
+  ProcessContext WithInputs(std::span<float*> in) const {
+    ProcessContext inner = *this;
+    inner.inputs = in.data();
+    inner.inputCount = static_cast<uint32_t>(in.size());
+    return inner;
+  }
 
   /// Audio or control input `port`, or null when it isn't there.
   float* Input(uint32_t port) const { return port < inputCount ? inputs[port] : nullptr; }

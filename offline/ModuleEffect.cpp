@@ -27,11 +27,7 @@ void ModuleEffect::RunBlock() {
   // A mono input leaves the second port unconnected; both outputs are there whether they are wanted or not.
   std::array<float*, 2> inputs{buffer.Input()[0], buffer.InputChannels() == 2 ? buffer.Input()[1] : nullptr};
   std::array<float*, 2> outputs{buffer.Output()[0], buffer.Output()[1]};
-  dsp::ProcessContext context;
-  context.inputs = inputs.data();
-  context.inputCount = 2;
-  context.outputs = outputs.data();
-  context.outputCount = 2;
+  dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
   context.sampleCount = buffer.BlockSize();
   context.tempo = 120.0f;
   context.isPlaying = 1;

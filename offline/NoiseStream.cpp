@@ -36,11 +36,7 @@ const float* const* NoiseStream::Next() {
   const FlushDenormals guard;
   for (size_t c = 0; c < generators.size(); ++c) {
     std::array<float*, 1> inputs{nullptr}, outputs{blocks[c].data()};
-    dsp::ProcessContext context;
-    context.inputs = inputs.data();
-    context.inputCount = 1;
-    context.outputs = outputs.data();
-    context.outputCount = 1;
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
     context.sampleCount = blockSize;
     generators[c]->Process(context);
     for (float& sample : blocks[c]) sample = gain * sample;

@@ -8,7 +8,9 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/BlockBuffers.h"
 #include "basictools/math/Decibels.h"
+#include "basictools/math/WholeQuads.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/control/SmootherSRL.h"
@@ -102,11 +104,9 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
   }
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override {
-    const uint32_t length = (maxBlockSize + 3u) & ~3u;
-    blockMemory.assign(4u * length, 0.0f);
-    wet = {blockMemory.data(), blockMemory.data() + length};
-    bypassFadeBuffer = wet[1] + length;
-    outputGainBuffer = bypassFadeBuffer + length;
+    blockMemory.Resize(4, maxBlockSize);
+    for (float** buffer : {&wet[0], &wet[1], &bypassFadeBuffer, &outputGainBuffer})
+      *buffer = blockMemory.Take();
     bypassFade.Setup(1, sampleRate);
     outputGain.Setup(1, sampleRate);
     for (auto& line : dryDelay) line.Resize(static_cast<uint32_t>(std::ceil(0.01f * sampleRate)));
@@ -197,11 +197,11 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
 
  private:
   static void Multiply(float* __restrict signal, const float* __restrict gain, uint32_t count) {
-    for (uint32_t i = 0, end = count & ~3u; i < end; ++i) signal[i] *= gain[i];
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) signal[i] *= gain[i];
   }
 
   void Crossfade(float* out, const float* wetSignal, const float* dry, uint32_t count) const {
-    for (uint32_t i = 0, end = count & ~3u; i < end; ++i) {
+    for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) {
       const float x = bypassFadeBuffer[i];
       out[i] = wetSignal[i] * (1.0f - x) + dry[i] * x;
     }
@@ -221,7 +221,7 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
   dsp::SmootherLPF outputGain{0.1f};
   float* outputGainBuffer = nullptr;
   std::array<dsp::DelayLine, 2> dryDelay;
-  AlignedFloats blockMemory;  // wet left, wet right, bypass fade, output gain: one block each
+  BlockBuffers blockMemory;  // wet left, wet right, bypass fade, output gain: one block each
 };
 
 }  // namespace Vantora::Processor

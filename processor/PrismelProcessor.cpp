@@ -49,18 +49,16 @@ PrismelProcessor::PrismelProcessor(uint32_t seed)
 }
 
 void PrismelProcessor::ConfigureProduct(uint32_t maxBlockSize, float sampleRate) {
-  const std::size_t length = WholeQuads(maxBlockSize + 3u);
-  portMemory.assign(5 * length, 0.0f);
-  inputLeft = portMemory.data();
-  inputRight = inputLeft + length;
-  silentBuffer = inputRight + length;
-  analyzerOutputs = {silentBuffer + length, silentBuffer + 2 * length};
+  portMemory.Resize(5, maxBlockSize);
+  for (float** buffer : {&inputLeft, &inputRight, &silentBuffer, &analyzerOutputs[0], &analyzerOutputs[1]}) {
+    *buffer = portMemory.Take();
+  }
   for (auto* port : {&lfoOutput, &lfoScaled}) {
     port->resize(maxBlockSize + kPortHeader);
     (*port)[kPortHeader - 1] = dsp::kLiveMark;
   }
   monoFade.Setup(1, sampleRate);
-  monoFadeBuffer.assign(length, 0.0f);
+  monoFadeBuffer.assign(WholeQuadsAbove(maxBlockSize), 0.0f);
 }
 
 void PrismelProcessor::ResetProduct(bool) {}
@@ -104,11 +102,7 @@ uint32_t PrismelProcessor::ProcessWet(ProcessContext& context, ChannelMode mode)
   auto& prismel = Child<kPrismel>();
   std::array<float*, 4> ports = {inputLeft, mode == kMono ? silentBuffer : inputRight,
                                  lfoScaled.data() + kPortHeader, lfoOutput.data() + kPortHeader};
-  ProcessContext inner = context;
-  inner.inputs = ports.data();
-  inner.inputCount = static_cast<uint32_t>(ports.size());
-  inner.outputs = wetPair.data();
-  inner.outputCount = static_cast<uint32_t>(wetPair.size());
+  ProcessContext inner = context.WithPorts(ports, wetPair);
   prismel.Process(inner);
 
   const std::array<float*, 2> measured = {inputLeft, mode == kStereo ? inputRight : nullptr};
@@ -124,11 +118,7 @@ void PrismelProcessor::RunLfo(const ProcessContext& context) {
   std::array<float*, 3> nothing{};
   float* data = lfoOutput.data() + kPortHeader;
   std::array<float*, 2> both = {data, data};
-  ProcessContext inner = context;
-  inner.inputs = nothing.data();
-  inner.inputCount = static_cast<uint32_t>(nothing.size());
-  inner.outputs = both.data();
-  inner.outputCount = static_cast<uint32_t>(both.size());
+  ProcessContext inner = context.WithPorts(nothing, both);
   Child<kLfo>().Process(inner);
 
   // Depths are applied here, once a block: the voice engine receives ready offsets of a position. The marks
@@ -158,13 +148,8 @@ void PrismelProcessor::CopyInput(const ProcessContext& context, ChannelMode mode
 void PrismelProcessor::Meter(const ProcessContext& context, std::array<float*, 2> input,
                              std::array<float*, 2> output, float inputGainDb) {
   std::array<float*, 2> levels = {analyzerOutputs[0], analyzerOutputs[1]};
-  std::array<ProcessContext, 2> inner = {context, context};
-  for (uint32_t i = 0; i < 2; ++i) {
-    inner[i].inputs = i == 0 ? input.data() : output.data();
-    inner[i].inputCount = 2;
-    inner[i].outputs = &levels[i];
-    inner[i].outputCount = 1;
-  }
+  std::array<ProcessContext, 2> inner = {context.WithPorts(input, {&levels[0], 1}),
+                                         context.WithPorts(output, {&levels[1], 1})};
   dsp::EnvFollower::ProcessBoth(Child<kInputAnalyzer>(), inner[0], Child<kOutputAnalyzer>(), inner[1]);
   SetParamInternal(kOwnBase + kInputPower, LevelDb(levels[0][0], inputGainDb));
   SetParamInternal(kOwnBase + kOutputPower, LevelDb(levels[1][0], 0.0f));

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/BlockBuffers.h"
 #include "dsp/control/EnvFollower.h"
 #include "dsp/control/LFO.h"
 #include "dsp/control/SmootherSRL.h"
@@ -60,7 +61,7 @@ class PrismelProcessor
   std::vector<float> lfoOutput;
   std::vector<float> lfoScaled;
   dsp::SmootherSRL monoFade{0.01f, 1.0f};  // 1: the two inputs are summed; nothing aims it, so it rests at 0
-  AlignedFloats portMemory;                // a block each, in this order
+  BlockBuffers portMemory;                 // a block each, in this order
   float* inputLeft = nullptr;
   float* inputRight = nullptr;
   float* silentBuffer = nullptr;

@@ -8,4 +8,7 @@ namespace Vantora {
 /// run that far and leave what lies behind as it was; every block length of the engine is a multiple of 4.
 constexpr uint32_t WholeQuads(uint32_t count) noexcept { return count & ~3u; }
 
+/// `count` rounded up to a multiple of 4: what a buffer needs for whole groups to cover all of it.
+constexpr uint32_t WholeQuadsAbove(uint32_t count) noexcept { return WholeQuads(count + 3u); }
+
 }  // namespace Vantora

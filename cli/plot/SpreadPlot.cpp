@@ -25,7 +25,7 @@ struct SpreadOptions {
 
 /// Names of the columns, by "FXType".
 constexpr std::array<const char*, dsp::kStageRoutes.size()> kColumns = {"",        "cutoff_hz", "pitch_hz",
-                                                 "divisor", "drive_db",  "spray_ms"};
+                                                                        "divisor", "drive_db",  "spray_ms"};
 
 void AddPanel(Figure& figure, const Variant& variant) {
   const auto type = static_cast<size_t>(variant.Value("FXType"));

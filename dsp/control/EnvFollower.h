@@ -22,7 +22,8 @@ namespace Vantora::dsp {
 /// Threads               Configure off the audio thread, the rest on it; allocates in Configure only
 class EnvFollower : public UnitModule, public EnvFollowerKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 2, kOutputCount = 1, kParamCount = 7;
+  static constexpr uint32_t kInputCount = 2, kOutputCount = 1;
+  static constexpr uint32_t kParamCount = EnvFollowerKnobs::kRows.size();
   using ParamIndex = EnvFollowerKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

@@ -49,12 +49,8 @@ void IGenerator::Configure(uint32_t maxBlockSize, float newSampleRate) {
   beatsPerSampleAt1Bpm = 1.0 / 60.0 / static_cast<double>(sampleRate);
   beatsPerSample = beatsPerSampleAt1Bpm * static_cast<double>(tempo);
 
-  const size_t length = WholeQuads(maxBlock + 3);
-  arrays.assign(4 * length, 0.0f);
-  rates = arrays.data();
-  phases = rates + length;
-  triggers = phases + length;
-  cycles = triggers + length;
+  arrays.Resize(4, maxBlock);
+  for (float** array : {&rates, &phases, &triggers, &cycles}) *array = arrays.Take();
 }
 
 void IGenerator::Restart() {

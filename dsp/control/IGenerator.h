@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/BlockBuffers.h"
 #include "dsp/control/IGeneratorRows.h"
 #include "engine/UnitModule.h"
 
@@ -127,7 +128,7 @@ class IGenerator : public UnitModule, public IGeneratorKnobs::Indices {
   void RunSyncedSteps(const Block& block);
   void RunFreeSteps(const Block& block);
 
-  AlignedFloats arrays;
+  BlockBuffers arrays;
 
   double position = 0.0;  // quarter notes
   double syncPhase = 0.0;

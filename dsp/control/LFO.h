@@ -28,7 +28,8 @@ namespace Vantora::dsp {
 /// Control rate   one output sample a block
 class LFO : public IGenerator, public LFOKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 3, kOutputCount = 2, kParamCount = 26;
+  static constexpr uint32_t kInputCount = 3, kOutputCount = 2;
+  static constexpr uint32_t kParamCount = LFOKnobs::kRows.size();
   using ParamIndex = LFOKnobs::ParamIndex;
   using OwnParameter = ParamIndex;
   enum Waveform : uint32_t { kSine, kTriangle, kFallingSaw, kRisingSaw, kSquare, kSampleAndHold };

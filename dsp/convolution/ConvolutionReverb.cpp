@@ -65,7 +65,7 @@ void ConvolutionReverb::Shutdown() {
 }
 
 void ConvolutionReverb::Configure(uint32_t newMaxBlockSize, float newSampleRate) {
-  scratchStride = (newMaxBlockSize + 3) & ~uint32_t{3};
+  scratchStride = WholeQuadsAbove(newMaxBlockSize);
   scratch.Resize(kBufferCount * scratchStride);
   for (DelayLine& line : preDelays) line.Resize(static_cast<uint32_t>(std::ceil(newSampleRate)) + 8);
   preDelay.Setup(1, newSampleRate);

@@ -45,7 +45,8 @@ namespace Vantora::dsp {
 /// Threads: as each operation says; Configure, DoReset and Shutdown must not overlap Process.
 class ConvolutionReverb : public UnitModule, public ConvolutionReverbKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 10;
+  static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
+  static constexpr uint32_t kParamCount = ConvolutionReverbKnobs::kRows.size();
   using ParamIndex = ConvolutionReverbKnobs::ParamIndex;
   static constexpr size_t kLongestPath = 256;  ///< bytes
 

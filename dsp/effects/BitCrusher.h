@@ -29,7 +29,8 @@ namespace Vantora::dsp {
 /// Reset      clears filters, phases and the jitter offset; the held value, the slope and the generator go on
 class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 10, kOutputCount = 4, kParamCount = 16;
+  static constexpr uint32_t kInputCount = 10, kOutputCount = 4;
+  static constexpr uint32_t kParamCount = BitCrusherKnobs::kRows.size();
   using ParamIndex = BitCrusherKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

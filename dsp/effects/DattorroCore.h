@@ -38,7 +38,8 @@ namespace Vantora::dsp {
 ///          45(9), 1997
 class DattorroCore : public UnitModule, public DattorroCoreKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 2, kOutputCount = 2, kParamCount = 14;
+  static constexpr uint32_t kInputCount = 2, kOutputCount = 2;
+  static constexpr uint32_t kParamCount = DattorroCoreKnobs::kRows.size();
   using ParamIndex = DattorroCoreKnobs::ParamIndex;
 
   explicit DattorroCore(std::string name);

@@ -65,15 +65,12 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  const uint32_t stride = WholeQuads(maxBlockSize + 3);
-  workspace.assign(std::size_t{7} * stride, 0.0f);
-  float* next = workspace.data();
+  workspace.Resize(7, maxBlockSize);  // the last buffer, at the doubled rate, takes the place of two
   for (float** buffer : {&driveDb, &driveGains, &outputGains, &compensations, &shaped, &doubled}) {
-    *buffer = next;
-    next += stride;
+    *buffer = workspace.Take();
   }
   resting = {};
-  for (Channel& channel : channels) channel.sampler.Init(stride);
+  for (Channel& channel : channels) channel.sampler.Init(WholeQuadsAbove(maxBlockSize));
 }
 
 void MultiDist::DoReset(bool) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/BlockBuffers.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/MultiDistRows.h"
@@ -33,7 +34,8 @@ namespace Vantora::dsp {
 /// Threads     Configure off the audio thread, the rest on it; allocates in Configure and construction only
 class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 5, kOutputCount = 4, kParamCount = 10;
+  static constexpr uint32_t kInputCount = 5, kOutputCount = 4;
+  static constexpr uint32_t kParamCount = MultiDistKnobs::kRows.size();
   using ParamIndex = MultiDistKnobs::ParamIndex;
 
   explicit MultiDist(std::string name);
@@ -87,7 +89,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   SmootherInterpLPF outputGain{0.01f};  // factor
 
   // One block each, in one allocation.
-  std::vector<float> workspace;
+  BlockBuffers workspace;
   float* driveDb = nullptr;
   float* driveGains = nullptr;
   float* outputGains = nullptr;

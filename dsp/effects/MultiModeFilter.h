@@ -39,7 +39,8 @@ namespace Vantora::dsp {
 /// Limits   the minimum of "Freq" and "CombFreq" must stay above 0
 class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 7, kOutputCount = 2, kParamCount = 10;
+  static constexpr uint32_t kInputCount = 7, kOutputCount = 2;
+  static constexpr uint32_t kParamCount = MultiModeFilterKnobs::kRows.size();
   using ParamIndex = MultiModeFilterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

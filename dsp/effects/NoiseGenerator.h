@@ -29,7 +29,8 @@ namespace Vantora::dsp {
 /// Source   xorshift: G. Marsaglia, "Xorshift RNGs", 2003; the low-pass: R. Bristow-Johnson's cookbook
 class NoiseGenerator : public UnitModule, public NoiseGeneratorKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 1, kOutputCount = 1, kParamCount = 2;
+  static constexpr uint32_t kInputCount = 1, kOutputCount = 1;
+  static constexpr uint32_t kParamCount = NoiseGeneratorKnobs::kRows.size();
   using ParamIndex = NoiseGeneratorKnobs::ParamIndex;
   enum Type : uint32_t { kViolet, kWhite, kPink, kBrown, kDark, kVariable, kTypeCount };
 

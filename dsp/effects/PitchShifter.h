@@ -31,7 +31,8 @@ namespace Vantora::dsp {
 /// Reset    empties the lines, phase and offsets; the glides land by the changed mark
 class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 5, kOutputCount = 2, kParamCount = 5;
+  static constexpr uint32_t kInputCount = 5, kOutputCount = 2;
+  static constexpr uint32_t kParamCount = PitchShifterKnobs::kRows.size();
   using ParamIndex = PitchShifterKnobs::ParamIndex;
   using Parameter = ParamIndex;
 

@@ -20,8 +20,8 @@ Reverb::Reverb(std::string moduleName)
 void Reverb::Configure(uint32_t maxBlockSize, float sampleRate) {
   rate = sampleRate;
   const uint32_t block = std::max(maxBlockSize, 1u);
-  workspace.assign(std::size_t{4} * block, 0.0f);
-  for (std::size_t i = 0; i < buffers.size(); ++i) buffers[i] = workspace.data() + i * block;
+  workspace.Resize(buffers.size(), block);
+  for (float*& buffer : buffers) buffer = workspace.Take();
   for (SmootherLPF* smoother : {&lowPass.position, &highPass.position, &gain.glide, &middle.glide}) {
     smoother->Setup(block, sampleRate);
   }
@@ -92,13 +92,9 @@ uint32_t Reverb::DoProcess(ProcessContext& context) {
   LimitBand(0, left, buffers[0], context.sampleCount);
   if (right != nullptr) LimitBand(1, right, buffers[1], context.sampleCount);
 
-  ProcessContext inner = context;
   std::array<float*, 2> ins = {buffers[0], right != nullptr ? buffers[1] : nullptr};
   std::array<float*, 2> outs = {buffers[2], buffers[3]};
-  inner.inputs = ins.data();
-  inner.outputs = outs.data();
-  inner.inputCount = kInputCount;
-  inner.outputCount = kOutputCount;
+  ProcessContext inner = context.WithPorts(ins, outs);
   Child<0>().Process(inner);
   Mix(context, left, right != nullptr ? right : left);
   return 1;

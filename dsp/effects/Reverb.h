@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/BlockBuffers.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/control/SmootherLPF.h"
@@ -67,8 +68,8 @@ class Reverb : public ModuleContainer<DattorroCore>, public ReverbKnobs::Indices
   void Mix(const ProcessContext& context, const float* dryLeft, const float* dryRight);
 
   // Settings, written by Configure.
-  float rate = 0.0f;             // Hz
-  std::vector<float> workspace;  // two inputs and two outputs of the tank
+  float rate = 0.0f;       // Hz
+  BlockBuffers workspace;  // two inputs and two outputs of the tank
   std::array<float*, 4> buffers{};
 
   // Aims, written by UpdateParams; state, written by DoProcess.

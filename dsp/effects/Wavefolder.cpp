@@ -71,14 +71,11 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &wet, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  const uint32_t stride = WholeQuads(maxBlockSize + 3);
-  workspace.assign(std::size_t{10} * stride, 0.0f);
+  workspace.Resize(10, maxBlockSize);  // the last buffer, at the doubled rate, takes the place of two
   resting = {};
-  float* next = workspace.data();
   for (float** buffer :
        {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {
-    *buffer = next;
-    next += stride;
+    *buffer = workspace.Take();
   }
 }
 

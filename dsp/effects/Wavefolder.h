@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/BlockBuffers.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/FoldFilter.h"
@@ -36,7 +37,8 @@ namespace Vantora::dsp {
 /// Threads     Configure off the audio thread, the rest on it; allocates in Configure only
 class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
  public:
-  static constexpr uint32_t kInputCount = 6, kOutputCount = 4, kParamCount = 12;
+  static constexpr uint32_t kInputCount = 6, kOutputCount = 4;
+  static constexpr uint32_t kParamCount = WavefolderKnobs::kRows.size();
   using ParamIndex = WavefolderKnobs::ParamIndex;
 
   explicit Wavefolder(std::string name);
@@ -89,7 +91,7 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   SmootherInterpLPF outputGain{0.01f};  // factor
 
   // One block each, in one allocation.
-  std::vector<float> workspace;
+  BlockBuffers workspace;
   float* driveDb = nullptr;
   float* wets = nullptr;
   float* driveGains = nullptr;  // g

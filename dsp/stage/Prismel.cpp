@@ -128,10 +128,8 @@ void Prismel::Configure(uint32_t maxBlockSize, float rate) {
 }
 
 void Prismel::CarveWorkspace() {
-  const std::size_t length = WholeVectors(blockSize);
-  workspace.assign(kBufferCount * length, 0.0f);
-  float* next = workspace.data();
-  const auto take = [&] { return std::exchange(next, next + length); };
+  workspace.Resize(kBufferCount, WholeVectors(blockSize));
+  const auto take = [&] { return workspace.Take(); };
   for (auto* group : {&sweepRamps, &tapBuffers, &effects}) {
     for (auto& side : *group) {
       for (float*& buffer : side) buffer = take();
@@ -322,7 +320,8 @@ void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
 
 void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
   if (type != kFxPassThrough) {
-    primaryReadOut.SetTarget(OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    primaryReadOut.SetTarget(
+        OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
     SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
   }
   prismelReadOut.SetTarget(amount);
@@ -430,11 +429,7 @@ void Prismel::RunClones(const ProcessContext& context) {
     for (uint32_t side = 0; side < 2; ++side) {
       std::array<float*, FxVariant::kInputCount> inputs{tapBuffers[side][v]};
       std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
-      ProcessContext inner = context;
-      inner.inputs = inputs.data();
-      inner.outputs = outputs.data();
-      inner.inputCount = FxVariant::kInputCount;
-      inner.outputCount = FxVariant::kOutputCount;
+      ProcessContext inner = context.WithPorts(inputs, outputs);
       Bank(side).Clone(v).Process(inner);
     }
   }
@@ -451,9 +446,7 @@ void Prismel::RunClonesAtRest(const ProcessContext& context) {
   constexpr uint32_t kMostOutputs = 4;
   std::array<float*, kMostInputs> inputs{};
   std::array<float*, kMostOutputs> outputs{};
-  ProcessContext inner = context;
-  inner.inputs = inputs.data();
-  inner.outputs = outputs.data();
+  ProcessContext inner = context.WithPorts(inputs, outputs);
   for (uint32_t v = 0; v < activeVoices; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
       inputs[0] = tapBuffers[side][v];

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/BlockBuffers.h"
 #include "basictools/LastValue.h"
 #include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
@@ -151,7 +152,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
 
   // The workspace: 69 buffers of a block, in one piece.
   static constexpr uint32_t kBufferCount = 69;
-  AlignedFloats workspace;
+  BlockBuffers workspace;
   std::array<VoiceBuffers, 2> sweepRamps{};
   std::array<VoiceBuffers, 2> tapBuffers{};
   std::array<VoiceBuffers, 2> effects{};

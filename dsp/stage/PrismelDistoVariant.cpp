@@ -38,9 +38,7 @@ bool PrismelDistoVariant::UpdateParams(ProcessContext& context) {
 uint32_t PrismelDistoVariant::DoProcess(ProcessContext& context) {
   std::array<float*, kFullInputCount> ports{};
   std::copy_n(context.inputs, std::min<uint32_t>(context.inputCount, 2), ports.begin());
-  ProcessContext inner = context;
-  inner.inputs = ports.data();
-  inner.inputCount = kFullInputCount;
+  ProcessContext inner = context.WithInputs(ports);
   return ModuleVariant::DoProcess(inner);
 }
 
