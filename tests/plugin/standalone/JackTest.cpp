@@ -1,4 +1,5 @@
-// The JACK driver against a server of its own without a sound card. Left out, aloud, where no server can be started.
+// The JACK driver against a server of its own without a sound card. Left out, aloud, where no server can be
+// started.
 
 #include <gtest/gtest.h>
 #include <jack/jack.h>
@@ -120,7 +121,8 @@ TEST_F(JackTest, TakesPartWithPortsControllersTransportAndLatency) {
   EXPECT_TRUE(WaitFor([&] { return ports.heard == 0.25f; }));
   EXPECT_TRUE(WaitFor([&] { return controllerValue == 99; }));
   EXPECT_TRUE(WaitFor([&] { return isPlaying.load() && tempo.load() != 0.0; }));
-  // In quarters: 90 eighths are 45 quarters a minute; two bars of six and one and a half eighths are 6.75 quarters.
+  // In quarters: 90 eighths are 45 quarters a minute; two bars of six and one and a half eighths are 6.75
+  // quarters.
   EXPECT_DOUBLE_EQ(tempo, 45.0);
   EXPECT_DOUBLE_EQ(position, 6.75);
 
