@@ -26,8 +26,10 @@ void Instrument::Run() {
 
 void Instrument::Process(const AudioBlock& block) {
   const auto begin = std::chrono::steady_clock::now();
-  FileSource* source = next.load(std::memory_order_acquire);
-  inUse.store(source, std::memory_order_release);
+  // Said to be in use first, then looked at once more: the main thread may have let go of it in between. It
+  // can't change its mind more often than a hand can.
+  FileSource* source = next.load();
+  for (inUse.store(source); source != next.load(); inUse.store(source)) source = next.load();
   core.SetTime(block.time);
   midi.Apply(block.controllers, core);
   if (source == nullptr) {
@@ -49,8 +51,7 @@ void Instrument::Process(const AudioBlock& block) {
 std::string Instrument::Tick() {
   if (midi.Tick()) ++revision;
   std::erase_if(sources, [&](const std::unique_ptr<FileSource>& source) {
-    return source.get() != file && source.get() != inUse.load(std::memory_order_acquire) &&
-           source.get() != next.load(std::memory_order_relaxed);
+    return source.get() != file && source.get() != inUse.load() && source.get() != next.load();
   });
   if (!isLost && !driver->IsAlive()) {
     isLost = true;
@@ -78,7 +79,7 @@ void Instrument::Forget(uint32_t parameter) {
 void Instrument::Hand(std::unique_ptr<FileSource> source) {
   file = source.get();
   if (source != nullptr) sources.push_back(std::move(source));
-  next.store(file, std::memory_order_release);
+  next.store(file);
   ++revision;
 }
 

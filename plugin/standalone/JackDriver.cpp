@@ -14,9 +14,13 @@ namespace {
 
 constexpr size_t kMostControllers = 256;  // of one block; more than a MIDI cable carries in it
 
+/// A connection to the server, closed with its owner.
+using Client = std::unique_ptr<jack_client_t, int (*)(jack_client_t*)>;
+
 class JackDriver final : public AudioDriver {
  public:
-  JackDriver(jack_client_t* theClient, bool connects) : client(theClient), isConnecting(connects) {
+  JackDriver(Client theClient, bool connects)
+      : owned(std::move(theClient)), client(owned.get()), isConnecting(connects) {
     const auto port = [&](const char* name, const char* type, unsigned long flags) {
       jack_port_t* made = jack_port_register(client, name, type, flags, 0);
       if (made == nullptr) throw host::HostError(std::string("JACK refuses the port \"") + name + "\".");
@@ -28,7 +32,7 @@ class JackDriver final : public AudioDriver {
                port("out_right", JACK_DEFAULT_AUDIO_TYPE, JackPortIsOutput)};
     midi = port("midi_in", JACK_DEFAULT_MIDI_TYPE, JackPortIsInput);
   }
-  ~JackDriver() override { jack_client_close(client); }
+  ~JackDriver() override { owned.reset(); }  // ends the callbacks before what they read
 
   std::string Name() const override { return "JACK"; }
   double SampleRate() const override { return jack_get_sample_rate(client); }
@@ -123,6 +127,7 @@ class JackDriver final : public AudioDriver {
     connect(JackPortIsInput, outputs, true);
   }
 
+  Client owned;
   jack_client_t* client;
   bool isConnecting;
   std::array<jack_port_t*, 2> inputs{}, outputs{};
@@ -142,8 +147,8 @@ std::unique_ptr<AudioDriver> OpenJack(bool isConnecting) {
   // A missing server is no news here: the next driver is tried.
   jack_set_error_function([](const char*) {});
   jack_set_info_function([](const char*) {});
-  jack_client_t* client = jack_client_open("PRISMEL", JackNoStartServer, nullptr);
-  return client != nullptr ? std::make_unique<JackDriver>(client, isConnecting) : nullptr;
+  Client client(jack_client_open("PRISMEL", JackNoStartServer, nullptr), jack_client_close);
+  return client != nullptr ? std::make_unique<JackDriver>(std::move(client), isConnecting) : nullptr;
 }
 
 }  // namespace Vantora::plugin

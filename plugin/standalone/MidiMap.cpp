@@ -70,6 +70,11 @@ void MidiMap::Read() {
   std::ifstream file(path);
   if (!file) return;  // nothing learnt yet
   const auto content = nlohmann::json::parse(file, nullptr, false);
+  const auto isEntry = [](const nlohmann::json& entry) {
+    return entry.is_object() && entry.contains("channel") && entry["channel"].is_number_integer() &&
+           entry.contains("controller") && entry["controller"].is_number_integer() &&
+           entry.contains("parameter") && entry["parameter"].is_string();
+  };
   if (!content.is_object() || !content.contains("controllers") || !content["controllers"].is_array()) {
     problem = fmt::format(
         "\"{}\" isn't a list of learnt controllers; it is left as it is until you learn a new one.",
@@ -77,8 +82,10 @@ void MidiMap::Read() {
     return;
   }
   for (const auto& entry : content["controllers"]) {
-    const int channel = entry.value("channel", 0), controller = entry.value("controller", -1);
-    const host::Parameter* parameter = host::ParameterTable::Get().Find(entry.value("parameter", ""));
+    if (!isEntry(entry)) continue;
+    const int channel = entry["channel"], controller = entry["controller"];
+    const host::Parameter* parameter =
+        host::ParameterTable::Get().Find(entry["parameter"].get_ref<const std::string&>());
     if (channel < 1 || channel > 16 || controller < 0 || controller > 127 || parameter == nullptr) continue;
     parameters[SlotOf(static_cast<uint8_t>(channel - 1), static_cast<uint8_t>(controller))].store(
         static_cast<int16_t>(parameter->Index()), std::memory_order_relaxed);

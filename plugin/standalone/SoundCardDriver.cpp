@@ -64,7 +64,10 @@ class SoundCardDriver final : public AudioDriver {
     const float* quiet = silence.data();
     const float* left = input == nullptr ? quiet : input;
     const float* right = input == nullptr ? quiet : inputChannels == 2 ? input + count : input;
-    if (input == nullptr && count > silence.size()) return;
+    if (input == nullptr && count > silence.size()) {
+      std::fill_n(output, 2 * count, 0.0f);
+      return;
+    }
     const std::array<const float*, 2> inputs{left, right};
     const std::array<float*, 2> outputs{output, output + count};
     callback({inputs.data(), outputs.data(), count, HostTime{}, {}});

@@ -16,8 +16,8 @@ constexpr float kLongestMs = 16.5f;  // of a tap at full "Prismelion"
 
 }  // namespace
 
-/// Where a tap of `ms` stands on the ray of a voice: eight rays a side, the first at the top, from the knob's rim
-/// to the panel's edge.
+/// Where a tap of `ms` stands on the ray of a voice: eight rays a side, the first at the top, from the
+/// knob's rim to the panel's edge.
 Point TapView::PlaceOf(uint32_t side, uint32_t voice, float ms) const {
   const Point centre = bounds.Centre();
   const float inner = 0.5f * bounds.h - 20.0f;         // where the delay is 0

@@ -36,11 +36,10 @@ float WaveView::Value(float cycles) const {
 void WaveView::Tick() {
   const LiveView& live = desk.Live();
   if (live.lfoPhase == lastPhase) return;
-  if (live.lfoPhase < lastPhase - 0.5f) isSecondCycle = !isSecondCycle;
+  if (live.lfoPhase < lastPhase - 0.5f) cycle = (cycle + 1) % kTraceCycles;
   lastPhase = live.lfoPhase;
-  const auto bin = std::min(
-      static_cast<size_t>((lastPhase + (isSecondCycle ? 1.0f : 0.0f)) * 0.5f * static_cast<float>(kBins)),
-      kBins - 1);
+  const float place = (static_cast<float>(cycle) + lastPhase) / static_cast<float>(kTraceCycles);
+  const size_t bin = std::min(static_cast<size_t>(place * static_cast<float>(kBins)), kBins - 1);
   // A fast LFO leaves bins out between two frames: they get the value, too.
   for (size_t guard = 0; writeBin != bin && guard < kBins; ++guard) {
     writeBin = (writeBin + 1) % kBins;
@@ -76,28 +75,29 @@ void WaveView::Draw(Canvas& canvas) {
   const Rect field = bounds.Inset(10.0f, 12.0f);
   const float middle = field.Centre().y;
   canvas.Line({field.x, middle}, {field.Right(), middle}, 1.0f, kLine.Alpha(0.8f));
-  for (const float part : {0.25f, 0.5f, 0.75f}) {
-    const float x = field.x + part * field.w;
-    canvas.Line({x, bounds.y + 6.0f}, {x, bounds.Bottom() - 6.0f}, 1.0f,
-                kLine.Alpha(part == 0.5f ? 0.8f : 0.35f));
-  }
   const bool isRandom = Shape() >= kFirstRandom;
+  // A line a quarter of a cycle; of the random shapes a line a cycle.
+  for (int i = 1; i < (isRandom ? 8 : 4); ++i) {
+    const float x = field.x + field.w * static_cast<float>(i) / (isRandom ? 8.0f : 4.0f);
+    const bool isCycle = isRandom || i == 2;
+    canvas.Line({x, bounds.y + 6.0f}, {x, bounds.Bottom() - 6.0f}, 1.0f, kLine.Alpha(isCycle ? 0.7f : 0.35f));
+  }
   if (isRandom) {
     DrawTrace(canvas, field);
   } else {
     DrawShape(canvas, field);
   }
   const LiveView& live = desk.Live();
-  // The processor tells the phase with the start phase in it; the picture begins at the start phase.
-  const float start = isRandom ? 0.0f : phase.ToValue(desk.Model().Value(phase.Index())) / 360.0f;
-  float at = live.lfoPhase - start;
-  at -= std::floor(at);
-  const float cycles = at + (isSecondCycle ? 1.0f : 0.0f);
-  const float first = isRandom ? 1.0f : 0.02f * swing.ToValue(desk.Model().Value(swing.Index()));
-  const float time = cycles < 1.0f ? cycles * first : first + (cycles - 1.0f) * (2.0f - first);
-  canvas.Disc(
-      {field.x + 0.5f * field.w * time, middle - 0.5f * field.h * std::clamp(live.lfoValue, -1.0f, 1.0f)},
-      5.0f, kText);
+  float time = (static_cast<float>(cycle) + live.lfoPhase) / static_cast<float>(kTraceCycles);
+  if (!isRandom) {
+    // The processor tells the phase with the start phase in it; the picture begins at the start phase.
+    float at = live.lfoPhase - phase.ToValue(desk.Model().Value(phase.Index())) / 360.0f;
+    at -= std::floor(at);
+    const float first = 0.02f * swing.ToValue(desk.Model().Value(swing.Index()));
+    time = 0.5f * (cycle % 2 == 0 ? at * first : first + at * (2.0f - first));
+  }
+  canvas.Disc({field.x + field.w * time, middle - 0.5f * field.h * std::clamp(live.lfoValue, -1.0f, 1.0f)},
+              5.0f, kText);
 }
 
 bool WaveView::Press(const Pointer& pointer) {
@@ -135,7 +135,9 @@ bool WaveView::Menu(const Pointer& pointer) {
 }
 
 std::string WaveView::Tip(Point) const {
-  return "LFO\nTwo cycles as set; the dot is now. Drag sideways to move where a cycle starts.";
+  return "LFO\nTwo cycles as set, or what came in the last eight of a random shape; the dot is now. Drag "
+         "sideways to "
+         "move where a cycle starts.";
 }
 
 }  // namespace Vantora::plugin

@@ -7,7 +7,7 @@
 namespace Vantora::plugin {
 
 /// WaveView: two cycles of the LFO as set, start phase, swing and depth included, and a dot where it is now.
-/// The random shapes have no picture in advance: of them it draws what came in the last two cycles.
+/// The random shapes have no picture in advance: of them it draws what came in the last eight.
 /// Dragging sideways moves the start phase.
 class WaveView : public Widget {
  public:
@@ -25,7 +25,8 @@ class WaveView : public Widget {
   void Tick();
 
  private:
-  static constexpr size_t kBins = 160;  // of two cycles
+  static constexpr uint32_t kTraceCycles = 8;
+  static constexpr size_t kBins = 20 * kTraceCycles;
 
   uint32_t Shape() const;
   float Value(float cycles) const;
@@ -33,10 +34,10 @@ class WaveView : public Widget {
   void DrawTrace(Canvas& canvas, Rect field);
 
   const host::Parameter &shape, &phase, &swing, &depth;
-  std::array<float, kBins> trace{};  // -1 to 1, by phase in two cycles
+  std::array<float, kBins> trace{};  // -1 to 1, by phase in the last eight cycles
   float lastPhase = 0.0f;
   size_t writeBin = 0;
-  bool isSecondCycle = false;
+  uint32_t cycle = 0;  // that runs, 0 to kTraceCycles - 1
   bool isDragging = false;
   float lastX = 0.0f, dragPosition = 0.0f;
 };

@@ -206,6 +206,9 @@ TEST_F(StandaloneTest, ControllersAreLearntMoveTheKnobAndAreKept) {
 
 TEST_F(StandaloneTest, AListOfControllersThatIsntOneIsSaidAndLeftAlone) {
   const std::filesystem::path path = folder / "midi.json";
+  std::ofstream(path) << R"({"controllers": [{"channel": "x"}, 7,
+    {"channel": 1, "controller": 21, "parameter": "Prismel_Wet"}]})";
+  EXPECT_EQ(MidiMap(path).ControllerOf(host::ParameterTable::Get().At("Prismel_Wet").Index()), "CC 21");
   std::ofstream(path) << "{\"controllers\": 3}";
   MidiMap map(path);
   EXPECT_THAT(map.TakeProblem(), HasSubstr("midi.json"));
