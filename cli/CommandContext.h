@@ -12,11 +12,12 @@ class Command;
 /// CommandContext: what all subcommands share. Options are in it once the command line has been read, that is
 /// when a subcommand's callback runs.
 struct CommandContext {
-  std::string library;    ///< --library; empty: searched for
-  std::string log;        ///< --log
-  std::string logFile;    ///< --log-file
-  std::string logConfig;  ///< --log-config
-  int status = 0;         ///< the command's exit status, set by the callback
+  std::string library;      ///< --library; empty: searched for
+  std::string log;          ///< --log
+  std::string logFile;      ///< --log-file
+  std::string logConfig;    ///< --log-config
+  std::string commandLine;  ///< as it was given, words that need it quoted
+  int status = 0;           ///< the command's exit status, set by the callback
 
   /// Where the processor library is: named by --library or found in its usual places. Throws host::HostError.
   std::filesystem::path LibraryPath() const;

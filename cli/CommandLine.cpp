@@ -1,9 +1,44 @@
 #include "cli/CommandLine.h"
 
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
 #include <utility>
 
+#include "cli/Failure.h"
+#include "cli/Numbers.h"
+
 namespace Vantora::cli {
+namespace {
+
+/// A variable of a script that is empty by mistake must not count as an option left out.
+CLI::Option* RefusingEmpty(CLI::Option* option) {
+  return option->check([](const std::string& text) {
+    return text.empty() ? std::string("needs a value, and got an empty one") : std::string();
+  });
+}
+
+/// The words behind the program's name. Several NAME=VALUE may follow one -p or --set: each gets an option of
+/// its own, which CLI11 can tell from a file's name.
+std::vector<std::string> Words(int argc, const char* const* argv) {
+  std::vector<std::string> words;
+  bool isSetting = false;
+  for (int i = 1; i < argc; ++i) {
+    const std::string word = argv[i];
+    const size_t equals = word.find('=');
+    const bool isAssignment = equals != std::string::npos && equals > 0 &&
+                              word.find_first_of("-./") > equals && !std::filesystem::exists(word);
+    if (isSetting && isAssignment && words.back() != "-p" && words.back() != "--set")
+      words.emplace_back("-p");
+    isSetting = word == "-p" || word == "--set" || (isSetting && isAssignment);
+    words.push_back(word);
+  }
+  return words;
+}
+
+}  // namespace
 
 Option& Option::Group(const std::string& heading) {
   option->group(heading);
@@ -31,7 +66,17 @@ Option& Option::Excludes(const std::string& other) {
 }
 
 Option& Option::Range(double lowest, double highest) {
-  option->check(CLI::Range(lowest, highest));
+  // The library's own range lets NaN pass.
+  option->check(CLI::Validator(
+      [lowest, highest](std::string& text) -> std::string {
+        try {
+          const double value = ParseNumber("", text);
+          if (value >= lowest && value <= highest) return {};
+        } catch (const UsageError&) {
+        }
+        return fmt::format("'{}' is no number from {} to {}", text, lowest, highest);
+      },
+      fmt::format("{} to {}", lowest, highest)));
   return *this;
 }
 
@@ -60,28 +105,28 @@ Command Command::AddCommand(const std::string& name, const std::string& use) con
 }
 
 Option Command::AddOption(const std::string& names, std::string& value, const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddOption(const std::string& names, std::vector<std::string>& value,
                           const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddOption(const std::string& names, double& value, const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddOption(const std::string& names, int& value, const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddOption(const std::string& names, uint32_t& value, const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddOption(const std::string& names, uint64_t& value, const std::string& use) const {
-  return Option(app->add_option(names, value, use));
+  return Option(RefusingEmpty(app->add_option(names, value, use)));
 }
 
 Option Command::AddFlag(const std::string& names, bool& value, const std::string& use) const {
@@ -150,7 +195,9 @@ std::string CommandLine::ChosenHelp() const {
 
 CommandLine::Outcome CommandLine::Read(int argc, const char* const* argv) {
   try {
-    app->parse(argc, argv);
+    std::vector<std::string> words = Words(argc, argv);
+    std::reverse(words.begin(), words.end());  // the library takes them from the end
+    app->parse(std::move(words));
   } catch (const CLI::CallForHelp&) {
     return Outcome::kAskedForHelp;
   } catch (const CLI::Success&) {

@@ -26,7 +26,7 @@ class Option {
   Option& ShowStart();                         ///< the help tells the value it has if it isn't given
   Option& OnePerUse();                         ///< of a list: each use takes one value, and uses add up
   Option& Excludes(const std::string& other);  ///< refused together with this one
-  /// Held by the parser, both ends included.
+  /// Held by the parser, both ends included; NaN and infinity are refused.
   Option& Range(double lowest, double highest);
   Option& Range(int lowest, int highest);
   Option& Range(uint32_t lowest, uint32_t highest);
@@ -46,7 +46,7 @@ class Command {
 
   Command AddCommand(const std::string& name, const std::string& use) const;
   /// `names` are "-o,--output", or "FILE" for a positional; `value` must live until the line has been read.
-  /// It keeps its value when the option isn't given; a word that isn't such a value is refused.
+  /// It keeps its value when the option isn't given; a word that isn't such a value, or is empty, is refused.
   Option AddOption(const std::string& names, std::string& value, const std::string& use) const;
   Option AddOption(const std::string& names, std::vector<std::string>& value, const std::string& use) const;
   Option AddOption(const std::string& names, double& value, const std::string& use) const;
@@ -95,7 +95,8 @@ class CommandLine {
   std::string Overview() const;
 
   enum class Outcome { kRan, kAskedForHelp, kAskedForVersion, kRefused };
-  /// Reads a line and runs the command that it chooses. Passes on what that one throws.
+  /// Reads a line and runs the command that it chooses. Several NAME=VALUE may follow one -p or --set. Passes
+  /// on what the command throws.
   Outcome Read(int argc, const char* const* argv);
   std::string Complaint() const { return complaint; }  ///< after `kRefused`: why, without a full stop
   std::string ChosenHelp() const;  ///< after `kAskedForHelp`: of the innermost command named

@@ -37,8 +37,12 @@ void FileOptions::AddTo(Command command) {
       .Required();
   command.AddOption("-o,--output", folder, "folder for the outputs; the files keep their names");
   command.AddFlag("-y,--overwrite", overwrite, "replace files that exist");
+  command.AddFlag("--skip-existing", skipExisting, "leave out files whose output is there already")
+      .Excludes("--overwrite");
   command.AddOption("-j,--jobs", jobs, "files that are rendered at the same time (all cores)");
   command.AddFlag("-q,--quiet", quiet, "print failures and warnings only");
+  command.AddOption("--report", report,
+                    "write what was done to this file as JSON: lengths, levels, counts, SHA-256, versions");
   constexpr const char* kPart = "Which part";
   command.AddOption("--start", start, "where in the input to begin: seconds or minutes:seconds").Group(kPart);
   command.AddOption("--duration", duration, "how much of the input to take").Group(kPart);
@@ -50,7 +54,15 @@ void FileOptions::AddTo(Command command) {
       .Group(kPart)
       .ShowStart();
   command.AddOption("--channels", channels, "input channels to take, such as 1,2 or 3").Group(kPart);
+  command
+      .AddOption("--split", split,
+                 "pairs: of files with more than two channels, render each pair to a file of its own")
+      .Group(kPart)
+      .OneOf({std::string("pairs")});
   command.AddFlag("--stereo", stereo, "two channels out of a mono input").Group(kPart);
+  command.AddFlag("--mono", mono, "one channel out of a mono input, also where the sound would be wide")
+      .Group(kPart)
+      .Excludes("--stereo");
   command
       .AddFlag("--damaged", damaged, "of a file that ends before its time, or is damaged, take what is there")
       .Group(kPart);
@@ -59,7 +71,11 @@ void FileOptions::AddTo(Command command) {
       .Group(kForm);
   command.AddOption("-t,--type", type, "kind of file in place of the ending's: " + WritableEndings())
       .Group(kForm);
-  command.AddOption("-n,--normalize", normalize, "bring the output to a peak (-1dB) or a loudness (-14LUFS)")
+  command
+      .AddOption("-n,--normalize", normalize,
+                 "bring the output to a peak (-1dB), a true peak (-1dBTP) or a loudness (-14LUFS)")
+      .Group(kForm);
+  command.AddOption("--limit", limit, "hold peaks below this level, such as -1dB, with a limiter at the end")
       .Group(kForm);
   command.AddFlag("--no-dither", noDither, "plain rounding to 16 bit").Group(kForm);
   command
@@ -94,8 +110,34 @@ RenderSettings FileOptions::Settings() const {
   settings.takesDamaged = damaged;
   settings.measure = !quiet;
   if (!normalize.empty()) settings.normalize = NormalizeTarget::Parse(normalize);
+  if (!limit.empty()) {
+    const NormalizeTarget ceiling = NormalizeTarget::Parse(limit, "--limit");
+    if (ceiling.isLoudness || ceiling.isTruePeak) {
+      throw UsageError(fmt::format("--limit: '{}' isn't a peak such as -1dB", limit));
+    }
+    settings.limit = ceiling.level;
+  }
+  settings.digests = !report.empty();
+  if (!report.empty()) settings.measure = true;
   settings.pieceFrames = block;
   return settings;
+}
+
+BatchSettings FileOptions::Batch(const CommandContext& context,
+                                 std::vector<std::pair<std::string, std::string>> about) const {
+  BatchSettings batch;
+  batch.parallel = Jobs();
+  batch.quiet = quiet;
+  batch.skipExisting = skipExisting;
+  batch.report = report;
+  batch.about = {{"program", "prismel " PRISMEL_VERSION}, {"command", context.commandLine}};
+  for (auto& fact : about) batch.about.push_back(std::move(fact));
+  return batch;
+}
+
+std::vector<FilePair> FileOptions::Pairs() const {
+  const auto pairs = PairFiles(files, folder, type);
+  return split.empty() ? pairs : SplitIntoChannelPairs(pairs);
 }
 
 unsigned FileOptions::Jobs() const {

@@ -1,5 +1,8 @@
 #include <fmt/format.h>
+#include <unistd.h>
 
+#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -33,17 +36,25 @@ void ParseThresholds(const std::string& text, LogConfiguration& configuration) {
   }
 }
 
+const char* KindOf(const std::filesystem::file_status& status) {
+  if (std::filesystem::is_directory(status)) return "a folder";
+  return std::filesystem::is_fifo(status) ? "a pipe" : "a device";
+}
+
 void Apply(const CommandContext& context) {
   if (context.log.empty() && context.logFile.empty() && context.logConfig.empty()) return;
   // Standard output belongs to what commands print and to audio: log lines go the way of messages.
   std::cout.rdbuf(std::cerr.rdbuf());
   LogConfiguration configuration;
   if (!context.logConfig.empty()) {
+    // Looked at before it is opened: opening a pipe waits for its writer.
     std::error_code error;
-    std::ifstream file(context.logConfig);
-    if (!std::filesystem::is_regular_file(context.logConfig, error) || !file) {
-      throw Failure(fmt::format("{}: this log configuration can't be read", context.logConfig));
+    const auto status = std::filesystem::status(context.logConfig, error);
+    if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+      throw Failure(fmt::format("{}: is {}, not a log configuration", context.logConfig, KindOf(status)));
     }
+    std::ifstream file(context.logConfig);
+    if (!file) throw Failure(fmt::format("{}: this log configuration can't be read", context.logConfig));
     std::ostringstream echo;
     configuration = ReadLogConfiguration(file, echo, false);
   }
@@ -52,11 +63,17 @@ void Apply(const CommandContext& context) {
     // An absolute name: one without a folder would go to the Desktop.
     configuration.outputFile = std::filesystem::absolute(context.logFile).string();
     configuration.extendedFilename = false;
+    std::error_code error;
+    const auto status = std::filesystem::status(configuration.outputFile, error);
+    if (std::filesystem::is_fifo(status) || std::filesystem::is_directory(status)) {
+      throw Failure(fmt::format("{}: is {}, not a log file", context.logFile, KindOf(status)));
+    }
     if (!std::ofstream(configuration.outputFile, std::ios::app)) {
       throw Failure(fmt::format("{}: can't be written as a log", context.logFile));
     }
   }
   if (configuration.outputFile.empty()) configuration.logInRelease = true;
+  if (isatty(STDERR_FILENO) != 1 || std::getenv("NO_COLOR") != nullptr) configuration.logOutputColors = false;
   CLog::Instance().ApplyConfiguration(configuration);
 }
 

@@ -22,6 +22,12 @@ double ParseNumber(const std::string& option, const std::string& text) {
 }
 
 double ParseSeconds(const std::string& option, const std::string& text) {
+  if (text.ends_with("ms")) {
+    const double milliseconds = ParseNumber(option, text.substr(0, text.size() - 2));
+    if (milliseconds < 0.0) throw UsageError(fmt::format("{}: '{}' is below 0 seconds", option, text));
+    return ParseSeconds(option, fmt::format("{}", milliseconds * 0.001));
+  }
+  if (text.size() > 1 && text.ends_with('s')) return ParseSeconds(option, text.substr(0, text.size() - 1));
   double seconds = 0.0;
   for (size_t at = 0; at <= text.size();) {
     const size_t colon = std::min(text.find(':', at), text.size());
@@ -32,6 +38,16 @@ double ParseSeconds(const std::string& option, const std::string& text) {
   }
   if (seconds > 1e7) throw UsageError(fmt::format("{}: '{}' is longer than any file", option, text));
   return seconds;
+}
+
+uint32_t ParseSeed(const std::string& option, const std::string& text) {
+  uint32_t value = 0;
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, value);
+  if (error != std::errc{} || stop != end) {
+    throw UsageError(fmt::format("{}: '{}' isn't a whole number from 0 to 4294967295", option, text));
+  }
+  return value;
 }
 
 std::string DurationText(double seconds) {

@@ -9,6 +9,7 @@
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
+#include "cli/Knobs.h"
 #include "cli/offline/RenderJobs.h"
 #include "offline/Plate.h"
 
@@ -30,24 +31,15 @@ std::unique_ptr<offline::ModuleEffect> MakePlate(const PlateOptions& options) {
   return AsUsage([&knobs] { return offline::MakePlate(knobs); });
 }
 
-void PrintKnobs() {
-  const offline::ModuleKnobs knobs = offline::PlateKnobs();
-  for (size_t i = 0; i < knobs.Size(); ++i) {
-    Print("{:<26}{:<12}{:<28}{}\n", knobs.Name(i), knobs.ValueText(i, knobs.Start(i)), knobs.RangeText(i),
-          knobs.Note(i).use);
-  }
-}
-
 void Run(const PlateOptions& options, CommandContext& context) {
   MakePlate(options);  // a bad setting is told once, before any file
   if (options.list) {
-    PrintKnobs();
+    PrintKnobs(offline::PlateKnobs());
     return;
   }
   const RenderSettings settings = options.files.Settings();
-  const auto pairs = PairFiles(options.files.files, options.files.folder, options.files.type);
-  context.status = RunRenderJobs(pairs, settings, options.files.Jobs(), options.files.quiet,
-                                 [&] { return MakePlate(options); });
+  context.status = RunRenderJobs(options.files.Pairs(), settings, options.files.Batch(context),
+                                 [&](const FilePair&) { return MakePlate(options); });
 }
 
 }  // namespace

@@ -50,17 +50,35 @@ void Show(const std::string& name, bool json) {
   }
 }
 
-void Save(const SoundOptions& sound, const std::string& path, const std::string& name,
+/// A plain name means the user's own folder, where `preset list` and --preset look; what has an ending or a
+/// folder is a path.
+fs::path SavePath(const std::string& text) {
+  const fs::path path = text;
+  if (path.has_parent_path() || path.extension() == host::Preset::kFileEnding) return path;
+  const fs::path folder = host::UserPresetFolder();
+  if (folder.empty())
+    throw Failure("there is no home folder to keep presets in; give a path that ends in .json");
+  return folder / (text + std::string(host::Preset::kFileEnding));
+}
+
+void Save(const SoundOptions& sound, const std::string& text, const std::string& name,
           const std::string& description, bool overwrite) {
+  const fs::path path = SavePath(text);
+  sound.RefuseWhatPresetsLeaveOut();
   std::error_code error;
-  if (fs::exists(path, error) && !overwrite)
-    throw Failure(fmt::format("{}: exists already; -y overwrites it", path));
-  if (fs::path(path).extension() != host::Preset::kFileEnding) {
-    throw UsageError(fmt::format("{}: a preset's file ends in {}", path, host::Preset::kFileEnding));
+  if (fs::exists(path, error) && !overwrite) {
+    throw Failure(fmt::format("{}: exists already; -y overwrites it", path.string()));
+  }
+  if (path.extension() != host::Preset::kFileEnding) {
+    throw UsageError(fmt::format("{}: a preset's file ends in {}", path.string(), host::Preset::kFileEnding));
   }
   host::Preset preset = sound.Sound();
-  preset.name = name.empty() ? fs::path(path).stem().string() : name;
+  preset.name = name.empty() ? path.stem().string() : name;
   if (!description.empty()) preset.description = description;
+  if (path != text) {
+    fs::create_directories(path.parent_path(), error);
+    Print("{}\n", path.string());
+  }
   host::WritePreset(preset, path);
 }
 
@@ -95,7 +113,9 @@ void AddPresetCommand(Command app, CommandContext&) {
   show.OnRun([options] { Show(options->first, options->json); });
 
   const Command save = command.AddCommand("save", "Write a sound to a preset file");
-  save.AddOption("FILE", options->path, "where to write, ending in .json").Required();
+  save.AddOption("FILE", options->path,
+                 "a path that ends in .json, or a plain name: then it goes to your own folder of presets")
+      .Required();
   options->sound.AddTo(save);
   save.AddOption("--name", options->name, "the preset's name (the file's)");
   save.AddOption("--description", options->description, "one line on what it is for");

@@ -42,6 +42,10 @@ std::vector<SoundOptions::Value> SoundOptions::ParseAssignments() const {
     const Assignment assignment = Assignment::Parse(text);
     values.push_back(AsUsage([&assignment]() -> Value {
       const host::Parameter& parameter = host::ParameterTable::Get().At(assignment.name);
+      if (parameter.GetRole() == host::Role::kReadOut || parameter.GetRole() == host::Role::kCommand) {
+        throw UsageError(fmt::format("--set: {} is a {} and no part of a sound", parameter.UniqueName(),
+                                     parameter.GetRole() == host::Role::kReadOut ? "read-out" : "command"));
+      }
       return {&parameter, parameter.Parse(assignment.value)};
     }));
   }
@@ -55,6 +59,13 @@ host::Preset SoundOptions::Sound() const {
     if (value.parameter->IsInPresets()) sound.values[value.parameter->Index()] = value.normalized;
   }
   return sound;
+}
+
+void SoundOptions::RefuseWhatPresetsLeaveOut() const {
+  for (const Value& value : ParseAssignments()) {
+    if (value.parameter->IsInPresets()) continue;
+    throw UsageError(fmt::format("--set: {} is not part of a preset", value.parameter->UniqueName()));
+  }
 }
 
 std::vector<host::ParameterWrite> SoundOptions::Writes() const {

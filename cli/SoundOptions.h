@@ -21,6 +21,10 @@ struct SoundOptions {
   /// Warnings about unknown names go to standard error. Throws UsageError for a bad assignment,
   /// host::HostError for a bad preset.
   host::Preset Sound() const;
+  /// Throws as `Sound` would.
+  void Check() const { static_cast<void>(Writes()); }
+  /// Throws UsageError for an assignment that no preset holds, such as "Bypass".
+  void RefuseWhatPresetsLeaveOut() const;
   /// The writes of that sound, and behind them those of assignments that no preset holds, such as "Bypass".
   std::vector<host::ParameterWrite> Writes() const;
 

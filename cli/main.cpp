@@ -41,8 +41,24 @@ std::string UnknownCommand(const cli::Command& root, int argc, char** argv) {
   return "";
 }
 
+/// The command line for a report: words with anything but plain letters in quotes.
+std::string Quoted(int argc, char** argv) {
+  std::string line = "prismel";
+  for (int i = 1; i < argc; ++i) {
+    std::string word = argv[i];
+    if (word.empty() || word.find_first_of(" \t\n\"'\\$`*?[]{}()<>|&;~#!") != std::string::npos) {
+      for (size_t at = 0; (at = word.find('\'', at)) != std::string::npos; at += 4)
+        word.replace(at, 1, "'\\''");
+      word = "'" + word + "'";
+    }
+    line += ' ' + word;
+  }
+  return line;
+}
+
 int Run(int argc, char** argv) {
   cli::CommandContext context;
+  context.commandLine = Quoted(argc, argv);
   cli::CommandLine line(
       "prismel",
       "Qfx PRISMEL: splits stereo audio into up to eight swept voices, each with its own stage effect.",

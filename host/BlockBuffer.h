@@ -16,8 +16,8 @@ namespace Vantora::host {
 ///     source --> Take --> Input() | one block | run | Output() --> sink
 ///
 /// Inputs are copied. Samples that aren't finite become 0 and are counted, because one NaN in a recursive
-/// filter is silence until the next reset; samples beyond `kLoudest` are held there and counted, too. Two channels on either side are always there; an input channel
-/// that isn't fed stays silent.
+/// filter is silence until the next reset; samples beyond `kLoudest` are held there and counted, too. Two
+/// channels on either side are always there; an input channel that isn't fed stays silent.
 ///
 /// Threads  one; `NonFiniteCount` may be read on any other. Allocates in `Resize` only.
 class BlockBuffer {

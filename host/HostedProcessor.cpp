@@ -56,8 +56,8 @@ HostedProcessor::~HostedProcessor() {
 }
 
 void HostedProcessor::Init(float rate) {
-  if (!std::isfinite(rate) || !(rate > 0.0f)) {
-    throw HostError("The sample rate must be above 0 Hz, not " + std::to_string(rate) + '.');
+  if (!(rate >= kLowestRate && rate <= kHighestRate)) {
+    throw HostError("The sample rate must lie from 1000 to 768000 Hz, not at " + std::to_string(rate) + '.');
   }
   blockSize = 0;
   const Processor::ProcessorConfig config{rate};

@@ -23,6 +23,8 @@ namespace Vantora::host {
 ///          other threads over through a `BlockCollector`: a plain write beside a running block can be lost.
 class HostedProcessor {
  public:
+  static constexpr float kLowestRate = 1000.0f, kHighestRate = 768000.0f;  ///< Hz
+
   /// Creates a processor of `source` and attaches it. `logSink` may be null, then `Messages` collects what
   /// the processor reports; otherwise it must outlive this object. Throws `HostError`.
   explicit HostedProcessor(const ProcessorSource& source, Processor::LogSink* logSink = nullptr);
@@ -33,8 +35,8 @@ class HostedProcessor {
   /// Prepares the processor for `sampleRate` Hz, or prepares it anew: what sounded is gone. Song position 0.
   /// A second time this is not a fresh processor: parameters stay, random sequences go on, and what glides or
   /// is latched at the first `Init` only stays where it was. `Recreate` gives a fresh one.
-  /// Throws `HostError` when the rate isn't finite and above 0, when the processor refuses, or for lack of
-  /// memory.
+  /// Throws `HostError` when the rate lies outside `kLowestRate` to `kHighestRate`, when the processor
+  /// refuses, or for lack of memory.
   void Init(float sampleRate);
 
   /// A new processor of the source in the place of this one, attached to the same sink: all parameters at

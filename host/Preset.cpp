@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <set>
 
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
@@ -25,6 +26,34 @@ std::string TextMember(const nlohmann::json& document, const char* key, const st
   return found->get<std::string>();
 }
 
+/// The document. The library keeps the last of two members of one name; nobody can tell which was meant.
+nlohmann::json ParseJson(std::string_view text) {
+  using Event = nlohmann::json::parse_event_t;
+  std::vector<std::set<std::string>> open;
+  return nlohmann::json::parse(text, [&open](int, Event event, nlohmann::json& parsed) {
+    if (event == Event::object_start) open.emplace_back();
+    if (event == Event::object_end) open.pop_back();
+    if (event == Event::key && !open.back().insert(parsed.get<std::string>()).second) {
+      throw HostError(fmt::format("\"{}\" stands in it twice.", parsed.get<std::string>()));
+    }
+    return true;
+  });
+}
+
+void CheckSchema(const nlohmann::json& document) {
+  const auto schema = document.find("schema");
+  if (schema == document.end()) throw HostError("it has no \"schema\" version.");
+  if (!schema->is_number_integer() || (!schema->is_number_unsigned() && schema->get<int64_t>() < 1) ||
+      *schema == 0) {
+    throw HostError(fmt::format("its \"schema\" is {}, not a version, which is a whole number from 1 on.",
+                                schema->dump(-1, ' ', true, nlohmann::json::error_handler_t::replace)));
+  }
+  if (schema->get<uint64_t>() > static_cast<uint64_t>(Preset::kSchema)) {
+    throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.",
+                                schema->get<uint64_t>(), Preset::kSchema));
+  }
+}
+
 const Parameter& PresetLoading() {
   static const Parameter& parameter = ParameterTable::Get().At("PresetLoading");
   return parameter;
@@ -38,16 +67,9 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     if (warnings != nullptr) warnings->push_back("Preset \"" + origin.string() + "\": " + what);
   };
   try {
-    const nlohmann::json document = nlohmann::json::parse(json);
+    const nlohmann::json document = ParseJson(json);
     if (!document.is_object()) throw HostError("it is not a JSON object.");
-    const auto schema = document.find("schema");
-    if (schema == document.end() || !schema->is_number_integer() || schema->get<int64_t>() < 1) {
-      throw HostError("it has no \"schema\" version.");
-    }
-    if (schema->get<int64_t>() > kSchema) {
-      throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.",
-                                  schema->get<int64_t>(), kSchema));
-    }
+    CheckSchema(document);
     for (const auto& [key, value] : document.items()) {
       if (key != "schema" && key != "name" && key != "description" && key != "parameters") {
         warn(fmt::format("\"{}\" is not known and is ignored.", key));
@@ -75,6 +97,9 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
   } catch (const nlohmann::json::parse_error& error) {
     throw HostError(fmt::format("The preset \"{}\" can't be loaded: it is not JSON, from byte {} on.",
                                 origin.string(), error.byte));
+  } catch (const nlohmann::json::out_of_range&) {
+    throw HostError("The preset \"" + origin.string() +
+                    "\" can't be loaded: it holds a number beyond all ranges.");
   } catch (const nlohmann::json::exception& error) {
     throw HostError("The preset \"" + origin.string() + "\" can't be loaded: " + error.what() + '.');
   }
@@ -140,6 +165,20 @@ std::vector<PresetDifference> Compare(const Preset& first, const Preset& second)
     if (a != b) differences.push_back({&parameter, a, b});
   }
   return differences;
+}
+
+bool IsWide(const std::vector<ParameterWrite>& writes) {
+  const auto valueOf = [&writes](const char* name) {
+    const Parameter& parameter = ParameterTable::Get().At(name);
+    float position = parameter.PreferredNormalized();
+    for (const ParameterWrite& write : writes) {
+      if (write.index == parameter.Index()) position = write.normalized;
+    }
+    return parameter.ToValue(position);
+  };
+  // Voices that stand together sound the same on both sides; a sweep of the LFO spreads them, too.
+  const bool isSpread = valueOf("Prismelion") > 0.0f || valueOf("LFOPrismelAmount") != 0.0f;
+  return valueOf("Voices") > 1.0f && isSpread && valueOf("Wet") > 0.0f && !(valueOf("Bypass") > 0.0f);
 }
 
 }  // namespace Vantora::host

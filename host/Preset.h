@@ -63,4 +63,9 @@ struct PresetDifference {
 /// All parameters on which two presets disagree, in the order of the table.
 std::vector<PresetDifference> Compare(const Preset& first, const Preset& second);
 
+/// Whether these writes, the last one for a parameter counting, make two different sides out of a mono input:
+/// more than one voice, spread, some of it wet, and no bypass. A shell whose input is mono offers two outputs
+/// then. What isn't written stands at its preferred value.
+bool IsWide(const std::vector<ParameterWrite>& writes);
+
 }  // namespace Vantora::host

@@ -4,7 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
+#include <numbers>
+#include <thread>
+#include <utility>
 
 #include "basictools/FlushDenormals.h"
 #include "host/HostError.h"
@@ -13,6 +17,8 @@ namespace Vantora::offline {
 namespace {
 
 constexpr uint32_t kRealTimeBlock = 64, kOfflineBlock = 512;  // frames
+constexpr float kStartWet = 0.5f;
+constexpr double kFullRate = 48000.0;  // Hz; above it the module runs at a reduced rate
 
 /// The same as a file must be.
 void Check(const dsp::Impulse& impulse) {
@@ -53,7 +59,7 @@ void ReverbEffect::Start(int newRate, int inputChannels, int outputChannels) {
       return true;
     });
   }
-  reverb->SetParamInternal(dsp::ConvolutionReverb::kWet, 0.5f);
+  reverb->SetParamInternal(dsp::ConvolutionReverb::kWet, kStartWet);
   for (const auto& [index, value] : settings.values) reverb->SetParamInternal(index, value);
   if (!reverb->SetImpulseFile(settings.impulse)) {
     throw host::HostError(fmt::format("{}: can't be used as an impulse: {}", settings.impulse,
@@ -61,17 +67,65 @@ void ReverbEffect::Start(int newRate, int inputChannels, int outputChannels) {
                                           ? "its path is longer than 256 bytes"
                                           : "libsndfile is missing"));
   }
+  PrepareMix();
   reverb->Init(buffer.BlockSize(), static_cast<float>(newRate));
   if (const std::string problem = reverb->ImpulseProblem(); !problem.empty()) throw host::HostError(problem);
+  LineUp();
   const double preDelayMs =
       static_cast<double>(reverb->Param(dsp::ConvolutionReverb::kPreDelayMs).GetValue());
   constexpr double kMargin = 0.02;  // the samplers' delay at a reduced rate
   tailSeconds = static_cast<double>(reverb->ImpulseLength()) / rate + preDelayMs * 0.001 + kMargin;
 }
 
+void ReverbEffect::PrepareMix() {
+  wetLatency = 0;
+  splitsMix = rate > kFullRate;
+  if (!splitsMix) return;
+  const double angle =
+      static_cast<double>(reverb->Param(dsp::ConvolutionReverb::kWet).GetValue()) * std::numbers::pi / 2.0;
+  dryGain = static_cast<float>(std::cos(angle));
+  wetGain = static_cast<float>(std::sin(angle));
+  reverb->SetParamInternal(dsp::ConvolutionReverb::kWet, 1.0f);
+}
+
+void ReverbEffect::LineUp() {
+  if (!splitsMix) return;
+  // The latency is that of the engine under way, which comes with a first block; silence leaves no trace in
+  // it.
+  constexpr int kMostBlocks = 2000;
+  for (int i = 0; i < kMostBlocks && wetLatency == 0; ++i) {
+    RunModule();
+    wetLatency = reverb->WetLatency();
+    if (wetLatency == 0 && settings.isRealTime) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  for (auto& line : dryLines) line.assign(std::max(wetLatency, 1u), 0.0f);
+  dryPlace = 0;
+}
+
+void ReverbEffect::MixDry() {
+  const uint32_t blockSize = buffer.BlockSize();
+  for (uint32_t c = 0; c < outputCount; ++c) {
+    const float* in = buffer.Input()[buffer.InputChannels() == 2 ? c : 0];
+    float* out = buffer.Output()[c];
+    size_t place = dryPlace;
+    for (uint32_t i = 0; i < blockSize; ++i) {
+      const float delayed = wetLatency == 0 ? in[i] : std::exchange(dryLines[c][place], in[i]);
+      place = place + 1 >= wetLatency ? 0 : place + 1;
+      out[i] = delayed * dryGain + out[i] * wetGain;
+    }
+  }
+  dryPlace = (dryPlace + blockSize) % std::max(wetLatency, 1u);
+}
+
 void ReverbEffect::RunBlock() {
   const uint32_t blockSize = buffer.BlockSize();
   if (settings.beforeBlock) settings.beforeBlock(static_cast<double>(framesRun + blockSize) / rate);
+  RunModule();
+  if (splitsMix) MixDry();
+  framesRun += blockSize;
+}
+
+void ReverbEffect::RunModule() {
   std::array<float*, 2> in{buffer.Input()[0], buffer.Input()[1]};
   std::array<float*, 2> out{buffer.Output()[0], buffer.Output()[1]};
   dsp::ProcessContext context;
@@ -79,11 +133,10 @@ void ReverbEffect::RunBlock() {
   context.inputCount = buffer.InputChannels();
   context.outputs = out.data();
   context.outputCount = outputCount;
-  context.sampleCount = blockSize;
+  context.sampleCount = buffer.BlockSize();
   context.modeIsOne = settings.isRealTime ? 0 : 1;
   const FlushDenormals flushDenormals;
   reverb->Process(context);
-  framesRun += blockSize;
 }
 
 void ReverbEffect::Feed(const float* const* inputs, size_t frames, const Sink& sink) {

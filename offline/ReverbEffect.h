@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -43,12 +44,18 @@ class ReverbEffect final : public Effect {
   void Finish(const Sink& sink) override;
   /// The whole tail: an impulse may be silent for as long as it likes before its last echo.
   double LongestGap() const override { return tailSeconds; }
+  /// Above 48 kHz what the samplers of the reduced rate take: wet and dry come equally late.
+  uint64_t Latency() const override { return wetLatency; }
   uint64_t NonFiniteCount() const override { return buffer.NonFiniteCount(); }
 
   /// What came late or was lost since the start; all zero offline. After `Start`.
   const dsp::OverloadCounters& Overloads() const { return reverb->Overloads(); }
 
  private:
+  void PrepareMix();
+  void LineUp();
+  void MixDry();
+  void RunModule();
   void RunBlock();
 
   ReverbSettings settings;
@@ -58,6 +65,12 @@ class ReverbEffect final : public Effect {
   double rate = 0.0;  // Hz
   double tailSeconds = 0.0;
   uint64_t framesRun = 0;
+  // Where the module runs at a reduced rate: its dry signal would come early, so the mix is made here.
+  bool splitsMix = false;
+  uint32_t wetLatency = 0;  // frames
+  float dryGain = 0.0f, wetGain = 1.0f;
+  std::array<std::vector<float>, 2> dryLines;  // a ring of `wetLatency` each
+  size_t dryPlace = 0;
 };
 
 }  // namespace Vantora::offline

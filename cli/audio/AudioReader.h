@@ -25,9 +25,9 @@ RawLayout ParseRawLayout(const std::string& text);
 
 /// AudioReader: one audio file or standard input as a stream of interleaved floats, full scale 1.
 ///
-/// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg and raw. Memory is constant whatever the length. Every
-/// refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty, ends before its
-/// time, or has a rate outside 8 to 384 kHz.
+/// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg and raw. Memory is constant whatever the
+/// length. Every refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty, ends
+/// before its time, or has a rate outside 8 to 384 kHz.
 class AudioReader {
  public:
   static constexpr int kMinRate = 8000;    ///< Hz

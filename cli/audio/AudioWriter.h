@@ -18,9 +18,9 @@ namespace Vantora::cli {
 /// AudioWriter: interleaved floats into one audio file or a stream.
 ///
 /// A file grows beside its place and appears whole and on the disk, by `Finish`, or not at all. "-" is
-/// standard output, and pipes and devices are written directly: as WAV whose header leaves the length open, or
-/// as raw samples. Where standard output is a regular file, the header gets its length in the end.
-/// The same samples give the same bytes every time: no time stamps, no random serial numbers.
+/// standard output, and pipes and devices are written directly: as WAV whose header leaves the length open,
+/// or as raw samples. Where standard output is a regular file, the header gets its length in the end. The
+/// same samples give the same bytes every time: no time stamps, no random serial numbers.
 class AudioWriter {
  public:
   struct Settings {

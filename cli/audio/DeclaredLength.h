@@ -13,9 +13,9 @@ struct DeclaredLength {
   bool IsCut() const { return present < declared; }
 };
 
-/// Looks into the header of a WAV, RF64, AIFF, AU, W64 or CAF file, whose library takes the file's end for the
-/// sound's. Nothing for another kind, for a header that leaves the length open (as streams do), and for what
-/// can't be read. `descriptor` is a regular file's; its place stays, and is where the header begins.
+/// Looks into the header of a WAV, RF64, AIFF, AU, W64 or CAF file, whose library takes the file's end for
+/// the sound's. Nothing for another kind, for a header that leaves the length open (as streams do), and for
+/// what can't be read. `descriptor` is a regular file's; its place stays, and is where the header begins.
 std::optional<DeclaredLength> FindDeclaredLength(int descriptor);
 
 }  // namespace Vantora::cli

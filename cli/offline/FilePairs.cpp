@@ -5,22 +5,13 @@
 #include <map>
 
 #include "cli/Failure.h"
+#include "cli/audio/AudioReader.h"
 #include "cli/offline/RenderJobs.h"
 
 namespace Vantora::cli {
 namespace {
 
 namespace fs = std::filesystem;
-
-/// "kick.flac" with the ending that will be written.
-fs::path OutputName(fs::path name, const std::string& type) {
-  if (!type.empty()) return name.replace_extension(type);
-  static constexpr std::array<const char*, 5> kReadOnly{".oga", ".wave", ".aifc", ".snd", ".bwf"};
-  const std::string ending = name.extension().string();
-  const bool writable =
-      IsAudioEnding(name) && std::find(kReadOnly.begin(), kReadOnly.end(), ending) == kReadOnly.end();
-  return writable ? name : name.replace_extension("wav");
-}
 
 void AddFolder(const fs::path& folder, const fs::path& target, const std::string& type,
                std::vector<FilePair>& pairs) {
@@ -50,6 +41,38 @@ void AddFolder(const fs::path& folder, const fs::path& target, const std::string
 }
 
 }  // namespace
+
+fs::path OutputName(fs::path name, const std::string& type) {
+  if (!type.empty()) return name.replace_extension(type);
+  static constexpr std::array<const char*, 5> kReadOnly{".oga", ".wave", ".aifc", ".snd", ".bwf"};
+  const std::string ending = name.extension().string();
+  const bool writable =
+      IsAudioEnding(name) && std::find(kReadOnly.begin(), kReadOnly.end(), ending) == kReadOnly.end();
+  return writable ? name : name.replace_extension("wav");
+}
+
+std::vector<FilePair> SplitIntoChannelPairs(const std::vector<FilePair>& pairs) {
+  std::vector<FilePair> split;
+  for (const FilePair& pair : pairs) {
+    if (pair.input == "-" || pair.output == "-")
+      throw UsageError("--split: streams can't be split; give files");
+    const int channels = AudioReader(pair.input, std::nullopt, true).Channels();
+    if (channels <= 2) {
+      split.push_back(pair);
+      continue;
+    }
+    for (int first = 1; first <= channels; first += 2) {
+      FilePair part = pair;
+      part.channels = first == channels ? std::vector<int>{first} : std::vector<int>{first, first + 1};
+      const fs::path output = pair.output;
+      const std::string name = fmt::format("{}-{}{}", output.stem().string(), fmt::join(part.channels, "-"),
+                                           output.extension().string());
+      part.output = (output.parent_path() / name).string();
+      split.push_back(std::move(part));
+    }
+  }
+  return split;
+}
 
 std::vector<FilePair> PairFiles(std::vector<std::string> names, const std::string& folder,
                                 const std::string& type) {

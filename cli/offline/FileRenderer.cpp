@@ -10,9 +10,12 @@
 
 #include "cli/Failure.h"
 #include "cli/audio/AudioWriter.h"
+#include "cli/audio/Limiter.h"
 #include "cli/audio/LoudnessMeter.h"
+#include "cli/offline/RunReport.h"
 #include "cli/offline/SampleStash.h"
 #include "offline/StreamRender.h"
+#include "tools/CLog.h"
 
 namespace Vantora::cli {
 namespace {
@@ -48,7 +51,8 @@ class OutputChain {
         channels(static_cast<uint64_t>(outputChannels)),
         rate(reader.Rate()),
         writer(path, WriterSettings(renderSettings, path, reader, outputChannels, inputFrames)),
-        meter(rate, outputChannels) {
+        meter(rate, outputChannels, settings.normalize && settings.normalize->isTruePeak) {
+    if (settings.limit) limiter.emplace(std::pow(10.0, *settings.limit / 20.0), rate, outputChannels);
     if (settings.normalize) {
       const fs::path folder = fs::path(path).parent_path();
       stash.emplace(path == "-" ? fs::temp_directory_path() : folder.empty() ? fs::path(".") : folder);
@@ -56,23 +60,28 @@ class OutputChain {
   }
 
   void Keep(const float* samples, uint64_t frames) {
-    if (settings.measure || stash) meter.Add(samples, frames);
     if (stash) {
+      meter.Add(samples, frames);
       stash->Add(samples, frames * channels);
+    } else if (limiter) {
+      limiter->Add(samples, frames, out);
     } else {
-      writer.Write(samples, frames);
+      out(samples, frames);
     }
   }
 
   void Finish(JobReport& report) {
     if (stash) {
-      const float gain = settings.normalize->Gain(meter, &report.peakHeldGain);
+      const float gain = settings.normalize->Gain(meter, &report.peakHeldGain, limiter.has_value());
       meter = LoudnessMeter(rate, static_cast<int>(channels));
       stash->Replay(4096 * channels, [&](float* samples, uint64_t count) {
         for (uint64_t i = 0; i < count; ++i) samples[i] *= gain;
-        if (settings.measure) meter.Add(samples, count / channels);
-        writer.Write(samples, count / channels);
+        limiter ? limiter->Add(samples, count / channels, out) : out(samples, count / channels);
       });
+    }
+    if (limiter) {
+      limiter->Finish(out);
+      report.limitedSeconds = static_cast<double>(limiter->LimitedFrames()) / rate;
     }
     report.outputSeconds = static_cast<double>(writer.FramesWritten()) / rate;
     if (settings.measure) {
@@ -106,6 +115,11 @@ class OutputChain {
   AudioWriter writer;
   LoudnessMeter meter;
   std::optional<SampleStash> stash;
+  std::optional<Limiter> limiter;
+  const Limiter::Sink out = [this](const float* samples, uint64_t frames) {
+    if (settings.measure) meter.Add(samples, frames);
+    writer.Write(samples, frames);
+  };
 };
 
 }  // namespace
@@ -134,6 +148,8 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
     report.total.store(left);
   }
 
+  LogInfo("prismel", fmt::format("{}: {} Hz, {} to {} channels, from frame {} on", input, reader.Rate(),
+                                 selected.size(), outputChannels, start));
   std::optional<OutputChain> chain;
   offline::StreamRender render(
       effect, settings.tail, reader.Rate(), static_cast<int>(selected.size()), outputChannels,
@@ -180,8 +196,15 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
     report.inputLufs = inputMeter.IntegratedLufs();
   }
   report.tailCut = render.WasTailCut();
+  report.rate = reader.Rate();
+  report.inputChannels = static_cast<int>(selected.size());
+  report.outputChannels = outputChannels;
   report.lost = render.LostSamples();
   chain->Finish(report);
+  if (settings.digests) {
+    if (input != "-") DigestFile(input).copy(report.inputDigest.data(), report.inputDigest.size() - 1);
+    if (output != "-") DigestFile(output).copy(report.outputDigest.data(), report.outputDigest.size() - 1);
+  }
   report.finished = true;
 }
 

@@ -26,8 +26,10 @@ struct RenderSettings {
   bool dither = true;
   bool overwrite = false;
   bool takesDamaged = false;  ///< a file that ends before its time, or is damaged, ends there
-  bool measure = true;  ///< levels before and after
+  bool measure = true;        ///< levels before and after
   std::optional<NormalizeTarget> normalize;
+  std::optional<double> limit;  ///< ceiling of a limiter behind everything, dBFS
+  bool digests = false;         ///< SHA-256 of input and output files, for a report
   uint64_t pieceFrames = 4096;  ///< frames that are read and fed at a time; never heard
 };
 

@@ -21,10 +21,15 @@ struct JobReport {
   double inputLufs = 0.0;
   double outputPeak = 0.0;  ///< dBFS, as written
   double outputLufs = 0.0;
-  bool measured = false;             ///< the four levels were measured
-  uint64_t clipped = 0;              ///< output samples held at full scale
-  uint64_t nonFinite = 0;            ///< input samples that weren't finite, replaced by 0
-  uint64_t lost = 0;                 ///< samples that came out of the effect not finite, replaced by 0
+  bool measured = false;   ///< the four levels were measured
+  uint64_t clipped = 0;    ///< output samples held at full scale
+  uint64_t nonFinite = 0;  ///< input samples that weren't finite, replaced by 0
+  uint64_t lost = 0;       ///< samples that came out of the effect not finite, replaced by 0
+  int rate = 0;            ///< Hz
+  int inputChannels = 0, outputChannels = 0;
+  double limitedSeconds = 0.0;         ///< for how long the limiter turned down
+  std::array<char, 65> inputDigest{};  ///< SHA-256 in hexadecimal; empty where none was asked for
+  std::array<char, 65> outputDigest{};
   bool tailCut = false;              ///< the tail reached its limit
   bool peakHeldGain = false;         ///< full scale kept the normalised loudness below its target
   std::array<char, 1024> failure{};  ///< one sentence; empty without a failure

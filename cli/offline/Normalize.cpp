@@ -11,7 +11,7 @@
 
 namespace Vantora::cli {
 
-NormalizeTarget NormalizeTarget::Parse(const std::string& text) {
+NormalizeTarget NormalizeTarget::Parse(const std::string& text, const std::string& option) {
   NormalizeTarget target;
   std::string number = text;
   const auto strip = [&number](std::string_view unit) {
@@ -21,21 +21,23 @@ NormalizeTarget NormalizeTarget::Parse(const std::string& text) {
     return true;
   };
   target.isLoudness = strip("LUFS") || strip("lufs");
-  if (!target.isLoudness) static_cast<void>(strip("dBFS") || strip("dB") || strip("db"));
-  target.level = ParseNumber("--normalize", number);
+  target.isTruePeak = !target.isLoudness && (strip("dBTP") || strip("dbtp"));
+  if (!target.isLoudness && !target.isTruePeak)
+    static_cast<void>(strip("dBFS") || strip("dB") || strip("db"));
+  target.level = ParseNumber(option, number);
   if (target.level > 0.0 || target.level < -100.0) {
-    throw UsageError(fmt::format("--normalize: '{}' lies outside -100 to 0", text));
+    throw UsageError(fmt::format("{}: '{}' lies outside -100 to 0", option, text));
   }
   return target;
 }
 
-float NormalizeTarget::Gain(const LoudnessMeter& measured, bool* heldByPeak) const {
+float NormalizeTarget::Gain(const LoudnessMeter& measured, bool* heldByPeak, bool isLimited) const {
   *heldByPeak = false;
-  const double peak = measured.PeakDb();
+  const double peak = isTruePeak ? measured.TruePeakDb() : measured.PeakDb();
   const double from = isLoudness ? measured.IntegratedLufs() : peak;
   if (!std::isfinite(from)) return 1.0f;
   double decibels = level - from;
-  if (isLoudness && peak + decibels > 0.0) {
+  if (isLoudness && !isLimited && peak + decibels > 0.0) {
     decibels = -peak;
     *heldByPeak = true;
   }

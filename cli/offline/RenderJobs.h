@@ -1,9 +1,12 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/offline/FileRenderer.h"
@@ -15,7 +18,11 @@ namespace Vantora::cli {
 struct FilePair {
   std::string input;
   std::string output;
-  bool makeFolder = false;  ///< the output's folder mirrors a searched one and is made when it is missing
+  bool makeFolder = false;      ///< the output's folder mirrors a searched one and is made when it is missing
+  std::vector<int> channels{};  ///< of the input, counted from 1, in place of the settings'; empty: those
+  std::optional<bool> stereo{};    ///< two channels out of a mono input, in place of the settings'
+  std::optional<uint32_t> seed{};  ///< of the effect's random elements; for the report
+  size_t row = 0;                  ///< of a table of settings
 };
 
 /// Pairs what the user named: files, folders (searched to the bottom for audio files) or "-".
@@ -26,9 +33,26 @@ struct FilePair {
 std::vector<FilePair> PairFiles(std::vector<std::string> names, const std::string& folder,
                                 const std::string& type);
 
+/// The name that an input gets in a folder of outputs: its own, with an ending that can be written.
+std::filesystem::path OutputName(std::filesystem::path name, const std::string& type);
+
+/// Takes each pair whose input has more than two channels apart into one for channels 1 and 2, one for 3 and
+/// 4, and so on; "take.wav" becomes "take-1-2.wav", "take-3-4.wav". Throws Failure for an input that can't be
+/// read.
+std::vector<FilePair> SplitIntoChannelPairs(const std::vector<FilePair>& pairs);
+
+/// BatchSettings: how several files are run, and what is told of them.
+struct BatchSettings {
+  unsigned parallel = 1;  ///< files at a time
+  bool quiet = false;
+  bool skipExisting = false;                               ///< an output that is there already is done
+  std::string report;                                      ///< path of a report as JSON; empty: none
+  std::vector<std::pair<std::string, std::string>> about;  ///< facts for the report
+};
+
 /// Runs all pairs, each with an effect of its own made by `makeEffect` in the worker, prints one line each
 /// and for several a summary to standard error, and returns the exit status: 0, or that of the worst failure.
-int RunRenderJobs(const std::vector<FilePair>& pairs, const RenderSettings& settings, unsigned parallel,
-                  bool quiet, const std::function<std::unique_ptr<offline::Effect>()>& makeEffect);
+int RunRenderJobs(std::vector<FilePair> pairs, const RenderSettings& settings, const BatchSettings& batch,
+                  const std::function<std::unique_ptr<offline::Effect>(const FilePair&)>& makeEffect);
 
 }  // namespace Vantora::cli

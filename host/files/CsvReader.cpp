@@ -9,6 +9,8 @@
 namespace Vantora::host {
 namespace {
 
+constexpr size_t kLongestLine = 1 << 16;  // bytes; a device such as /dev/zero has one line without an end
+
 bool IsSpace(char c) { return c == ' ' || c == '\t' || c == '\r'; }
 
 std::string Trimmed(std::string text) {
@@ -25,13 +27,25 @@ CsvReader::CsvReader(std::istream& source, std::string shownName)
 
 std::string CsvReader::Place() const { return name + ", line " + std::to_string(line) + ": "; }
 
+bool CsvReader::ReadLine(std::string& row) {
+  row.clear();
+  int c = stream.get();
+  const bool isThere = c != std::istream::traits_type::eof();
+  for (; c != std::istream::traits_type::eof() && c != '\n'; c = stream.get()) {
+    if (row.size() == kLongestLine) {
+      ++line;
+      throw HostError(Place() + "the line is far too long; this is no table of values.");
+    }
+    row += static_cast<char>(c);
+  }
+  if (stream.bad()) throw HostError(name + " can't be read.");
+  return isThere;
+}
+
 bool CsvReader::Next(std::vector<std::string>& fields) {
   std::string row;
   do {
-    if (!std::getline(stream, row)) {
-      if (stream.bad()) throw HostError(name + " can't be read.");
-      return false;
-    }
+    if (!ReadLine(row)) return false;
     if (++line == 1 && row.starts_with("\xEF\xBB\xBF")) row.erase(0, 3);  // a byte order mark
     row = Trimmed(row);
   } while (row.empty() || row.front() == '#');

@@ -26,6 +26,8 @@ class CsvReader {
   double Number(std::string_view field, std::string_view what) const;
 
  private:
+  bool ReadLine(std::string& row);
+
   std::istream& stream;
   std::string name;
   size_t line = 0;

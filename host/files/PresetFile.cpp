@@ -3,6 +3,7 @@
 #include <fstream>
 
 #include "host/HostError.h"
+#include "host/files/NewFile.h"
 
 namespace Vantora::host {
 namespace {
@@ -10,14 +11,22 @@ namespace {
 constexpr size_t kLargestFile = 1 << 20;  // a preset has a few kilobytes; beyond this it is something else
 
 std::string ReadText(const std::filesystem::path& path) {
+  const auto problem = [&path](const char* what) {
+    return HostError("The preset \"" + path.string() + "\" " + what);
+  };
+  // A pipe would be waited for, and a device has no end.
   std::error_code error;
-  if (std::filesystem::is_directory(path, error))
-    throw HostError("The preset \"" + path.string() + "\" is a folder.");
+  const auto status = std::filesystem::status(path, error);
+  if (std::filesystem::is_directory(status)) throw problem("is a folder.");
+  if (std::filesystem::is_fifo(status)) throw problem("is a pipe, not a file.");
+  if (std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    throw problem("is a device, not a file.");
+  }
   std::ifstream file(path, std::ios::binary);
-  if (!file) throw HostError("The preset \"" + path.string() + "\" can't be opened.");
+  if (!file) throw problem("can't be opened.");
   std::string text(kLargestFile + 1, '\0');
   file.read(text.data(), static_cast<std::streamsize>(text.size()));
-  if (file.bad()) throw HostError("The preset \"" + path.string() + "\" can't be read.");
+  if (file.bad()) throw problem("can't be read.");
   text.resize(static_cast<size_t>(file.gcount()));
   if (text.size() > kLargestFile) throw HostError("\"" + path.string() + "\" is too long to be a preset.");
   return text;
@@ -30,18 +39,13 @@ Preset ReadPreset(const std::filesystem::path& path, std::vector<std::string>* w
 }
 
 void WritePreset(const Preset& preset, const std::filesystem::path& path) {
-  std::filesystem::path beside = path;
-  beside += ".part";
-  std::ofstream file(beside, std::ios::binary | std::ios::trunc);
-  file << preset.ToJson();
-  file.close();
-  std::error_code error;
-  if (file) {
-    std::filesystem::rename(beside, path, error);
-    if (!error) return;
+  try {
+    NewFile file(path, true);
+    file.Write(preset.ToJson());
+    file.Commit();
+  } catch (const HostError& reason) {
+    throw HostError(std::string("The preset can't be written: ") + reason.what() + '.');
   }
-  std::filesystem::remove(beside, error);
-  throw HostError("The preset \"" + path.string() + "\" can't be written.");
 }
 
 }  // namespace Vantora::host

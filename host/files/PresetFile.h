@@ -12,7 +12,8 @@ namespace Vantora::host {
 /// is far too long to be a preset, or doesn't hold one.
 Preset ReadPreset(const std::filesystem::path& path, std::vector<std::string>* warnings = nullptr);
 
-/// Writes a preset beside `path` and then renames it: there is never half a file. Throws `HostError`.
+/// Writes a preset as a `NewFile`: there is never half a file, also not after a power cut or when several
+/// processes save at once, and a link stays one. Throws `HostError`.
 void WritePreset(const Preset& preset, const std::filesystem::path& path);
 
 }  // namespace Vantora::host

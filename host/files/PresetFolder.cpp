@@ -112,6 +112,7 @@ fs::path FindPreset(std::string_view text, const std::vector<fs::path>& folders)
   std::error_code error;
   const fs::path path(text);
   if (fs::is_regular_file(path, error)) return path;
+  if (fs::exists(path, error) && !fs::is_directory(path, error)) return path;  // reading it says what it is
   // A name is looked up in the folders; what looks like a path is only a path.
   if (path.has_parent_path()) throw HostError("The preset \"" + std::string(text) + "\" does not exist.");
   for (const fs::path& folder : folders) {

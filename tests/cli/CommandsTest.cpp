@@ -133,6 +133,14 @@ TEST(Log, GoesToStandardErrorOrAFileAndNeverIntoTheAudio) {
   EXPECT_THAT(ReadBytes(here / "log.txt"), HasSubstr("description"));
   WriteBytes(here / "log.conf", "LogInRelease 1\nLogOutputColors 0\ndescription debug\n");
   EXPECT_THAT(here.Prismel("info --log-config log.conf").err, HasSubstr("description"));
+  // Nothing in colours where nobody sees them, and nothing red on a good run.
+  for (const char* command :
+       {"render in.wav out.wav -qy --log debug", "reverb in.wav out.wav -qy -i in.wav --log debug"}) {
+    const Outcome good = here.Prismel(command);
+    EXPECT_THAT(good.err, HasSubstr("in.wav: 48000 Hz")) << command;
+    EXPECT_THAT(good.err, Not(HasSubstr("\x1b"))) << command;
+    EXPECT_THAT(good.err, Not(HasSubstr("error"))) << command;
+  }
   EXPECT_EQ(here.Prismel("info --log loud").status, 2);
   EXPECT_EQ(here.Prismel("info --log-config missing.conf").status, 1);
   EXPECT_EQ(here.Prismel("info --log debug --log-file nowhere/log.txt").status, 1);

@@ -104,6 +104,32 @@ TEST(RenderRefusals, SettingsThatMeanNothing) {
   ExpectRefused(here, "render in.wav out.wav --format 20", 2, "--format");
   ExpectRefused(here, "render in.wav out.wav --nonsense", 2, "--nonsense");
   ExpectRefused(here, "rnder in.wav out.wav", 2, "rnder");
+  for (const char* option :
+       {"-P", "-n", "--automation", "--tempo-map", "--channels", "--start", "-p", "--seed"}) {
+    ExpectRefused(here, "render in.wav out.wav " + std::string(option) + " ''", 2, "empty");
+  }
+  for (const char* number : {"nan", "inf", "-inf", "1e400", "0x10"}) {
+    ExpectRefused(here, "render in.wav out.wav --bpm " + std::string(number), 2, "--bpm");
+    ExpectRefused(here, "render in.wav out.wav --tail " + std::string(number), 2, "--tail");
+    ExpectRefused(here, "plot taps x.png --seconds " + std::string(number), 2, "--seconds");
+    ExpectRefused(here, "noise x.wav --gain " + std::string(number), 2, "--gain");
+  }
+  ExpectRefused(here, "render in.wav out.wav -p InputPower=0", 2, "read-out");
+  ExpectRefused(here, "render in.wav out.wav -p Panic=1", 2, "command");
+  ExpectRefused(here, "preset save p.json -p Bypass=on", 2, "not part of a preset");
+}
+
+TEST(RenderRefusals, PipesAndDevicesWhereFilesBelong) {
+  const Workspace here;
+  WriteAudio(here / "in.wav", MakeTone(2, 4800));
+  ASSERT_EQ(here.Shell("mkfifo pipe").status, 0);
+  ExpectRefused(here, "--log info --log-file pipe render in.wav out.wav", 1, "is a pipe");
+  ExpectRefused(here, "--log-config pipe render in.wav out.wav", 1, "is a pipe");
+  ExpectRefused(here, "render in.wav out.wav -P ./pipe", 1, "is a pipe");
+  ExpectRefused(here, "render in.wav out.wav -P pipe", 1, "is a pipe");
+  ExpectRefused(here, "render in.wav out.wav --automation /dev/zero", 1, "line is far too long");
+  // A script's automation needs no file.
+  EXPECT_EQ(here.Shell("$PRISMEL render -q in.wav out.wav --automation <(echo 0,Wet,1)").status, 0);
 }
 
 TEST(RenderRefusals, LibrariesThatAreNone) {

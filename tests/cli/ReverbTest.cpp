@@ -76,6 +76,42 @@ TEST(Reverb, TheResultIsTheSameForAnyBlockAndAlmostAlwaysInRealTime) {
     ASSERT_NEAR(live.samples[i], offline.samples[i], 1e-5f) << i;
 }
 
+TEST(Reverb, WetAndDryMeetAtEveryRate) {
+  const Workspace here;
+  WriteAudio(here / "impulse.wav", Echoes({{0, 1.0f}}));
+  for (const int rate : {44100, 88200, 96000, 176400, 192000, 384000}) {
+    Audio click = MakeTone(1, static_cast<size_t>(rate) / 5, rate);
+    std::fill(click.samples.begin(), click.samples.end(), 0.0f);
+    click.samples[1000] = 1.0f;
+    WriteAudio(here / "in.wav", click);
+    for (const char* wet : {"0", "0.5", "1"}) {
+      const Outcome run = here.Prismel("reverb -qy in.wav out.wav -i impulse.wav -p Wet=" + std::string(wet));
+      ASSERT_EQ(run.status, 0) << run.err;
+      const Audio out = ReadAudio(here / "out.wav");
+      const auto highest = std::max_element(out.samples.begin(), out.samples.end());
+      EXPECT_NEAR(static_cast<double>(highest - out.samples.begin()), 1000.0, 1.0)
+          << rate << " Hz, wet " << wet;
+      if (wet == std::string("0")) {
+        EXPECT_NEAR(*highest, 1.0f, 1e-6f);
+      }
+    }
+  }
+}
+
+TEST(Reverb, BringsAnImpulseToUnitEnergyAndListsItsKnobs) {
+  const Workspace here;
+  WriteAudio(here / "in.wav", MakeTone(1, 4800));
+  WriteAudio(here / "loud.wav", Echoes({{0, 10.0f}}));
+  WriteAudio(here / "unit.wav", Echoes({{0, 1.0f}}));
+  ASSERT_EQ(here.Prismel("reverb -q in.wav a.wav -i loud.wav --normalize-impulse -p Wet=1").status, 0);
+  ASSERT_EQ(here.Prismel("reverb -q in.wav b.wav -i unit.wav -p Wet=100% IRGain=0dB").status, 0);
+  const Audio a = ReadAudio(here / "a.wav"), b = ReadAudio(here / "b.wav");
+  ASSERT_EQ(a.Frames(), b.Frames());
+  for (size_t i = 0; i < a.Frames(); ++i) ASSERT_NEAR(a.samples[i], b.samples[i], 1e-5f);
+  EXPECT_THAT(here.Prismel("reverb --params").out, HasSubstr("0.5"));
+  EXPECT_THAT(here.Prismel("plate --params").out, HasSubstr("20 kHz"));
+}
+
 TEST(Reverb, SaysWhichImpulseItCannotUseAndWhy) {
   const Workspace here;
   WriteAudio(here / "in.wav", MakeTone(2, 1000));

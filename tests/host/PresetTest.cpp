@@ -68,6 +68,13 @@ TEST(Preset, WarnsOfUnknownNamesAndRefusesWrongValues) {
   EXPECT_THAT(Refusal(R"({"parameters": {}})"), HasSubstr("no \"schema\""));
   EXPECT_THAT(Refusal(R"({"schema": 2, "parameters": {}})"), HasSubstr("schema 2"));
   EXPECT_THAT(Refusal(R"({"schema": 1, "name": 5, "parameters": {}})"), HasSubstr("\"name\" must be a text"));
+  EXPECT_THAT(Refusal(R"({"schema": "1", "parameters": {}})"), HasSubstr("whole number from 1 on"));
+  EXPECT_THAT(Refusal(R"({"schema": 18446744073709551615, "parameters": {}})"),
+              HasSubstr("18446744073709551615"));
+  EXPECT_THAT(Refusal(R"({"schema": 1, "schema": 1, "parameters": {}})"),
+              HasSubstr("\"schema\" stands in it twice"));
+  EXPECT_THAT(Refusal(with(R"({"Wet": 0.1, "Wet": 0.9})")), HasSubstr("\"Wet\" stands in it twice"));
+  EXPECT_THAT(Refusal(with(R"({"Wet": 1e999})")), HasSubstr("beyond all ranges"));
   EXPECT_THAT(Refusal("{"), HasSubstr("not JSON"));
   EXPECT_THAT(Refusal("[]"), HasSubstr("not a JSON object"));
   EXPECT_THAT(Refusal("\xff\xfe"), HasSubstr("not JSON"));
