@@ -66,14 +66,18 @@ void PrintMan(const Command& app) {
   Print(
       ".SH EXIT STATUS\n0 when all went well, 2 for a command line that makes no sense, 1 for everything "
       "else; of "
-      "several files, 1 when any failed.\n"
+      "several files, 1 when any failed; 128 and the signal's number when one ended it.\n"
       ".SH ENVIRONMENT\n.TP\n.B PRISMEL_LIBRARY\nthe processor library, where \\fB\\-\\-library\\fR isn't "
       "given\n"
       ".TP\n.B PRISMEL_PRESETS\na folder of presets, searched first\n"
       ".SH FILES\n.TP\n.I ~/.config/prismel/presets\nyour own presets\n"
       ".SH EXAMPLES\n.nf\nprismel render in.wav out.wav \\-\\-preset \"Glass Choir\"\n"
       "prismel render in.wav out.flac \\-p FXType=comb \\-p CombCutoff=300Hz \\-p Prismelion=0.6\n"
-      "prismel render takes \\-o wet \\-\\-normalize \\-14LUFS \\-\\-jobs 4\n.fi\n");
+      "prismel render takes \\-o wet \\-\\-normalize \\-14LUFS \\-\\-jobs 4\n"
+      "prismel render takes \\-o wet \\-P \"Smooth Wander\" \\-\\-vary \\-\\-report run.json\n"
+      "prismel render take.wav out.wav \\-P \"Metal Rain\" \\-\\-seed 7 \\-\\-limit \\-1dB\n"
+      "prismel reverb in.wav out.wav \\-i hall.wav \\-p Wet=0.3 PreDelayMs=20ms "
+      "\\-\\-normalize\\-impulse\n.fi\n");
 }
 
 // ---- bash -------------------------------------------------------------------------------------------------
@@ -93,16 +97,29 @@ void PrintBash(const Command& app) {
   });
   Print("      {}) path=\"${{path:+$path }}$word\" ;;\n    esac\n  done\n", paths);
   Print(
+      "  local presets=\n"
+      "  case $prev in -P|--preset) presets=1 ;; esac\n"
+      "  case $path in 'preset show'|'preset diff') [[ $cur == -* ]] || presets=1 ;; esac\n"
+      "  if [[ $presets ]]; then\n"
+      "    local IFS=$'\\n'\n"
+      "    COMPREPLY=($(compgen -W \"$(prismel preset list 2>/dev/null | sed 's/  .*//')\" -- \"$cur\"))\n"
+      "    COMPREPLY=(\"${{COMPREPLY[@]// /\\\\ }}\")\n"
+      "    COMPREPLY+=($(compgen -f -X '!*.json' -- \"$cur\") $(compgen -d -- \"$cur\"))\n"
+      "    return\n"
+      "  fi\n"
       "  case $prev in\n"
-      "    -P|--preset)\n"
-      "      local IFS=$'\\n'\n"
-      "      COMPREPLY=($(compgen -W \"$(prismel preset list 2>/dev/null | sed 's/  .*//')\" -- \"$cur\"))\n"
-      "      COMPREPLY=(\"${{COMPREPLY[@]// /\\\\ }}\")\n"
-      "      return ;;\n"
       "    -p|--set)\n"
       "      compopt -o nospace\n"
-      "      COMPREPLY=($(compgen -S = -W \"$(prismel params 2>/dev/null | awk 'NR > 1 {{print $2}}')\" -- "
-      "\"$cur\"))\n"
+      "      local names\n"
+      "      case $path in\n"
+      "        plate|reverb) names=$(prismel \"$path\" --params 2>/dev/null | awk 'NR > 1 && /  / {{print "
+      "$1}}') ;;\n"
+      "        noise) names=NoiseColor ;;\n"
+      "        *) names=$(prismel params 2>/dev/null | awk 'NR > 1 {{print $2; sub(/^(Prismel|LFO)_/, \"\", "
+      "$2); "
+      "print $2}}') ;;\n"
+      "      esac\n"
+      "      COMPREPLY=($(compgen -S = -W \"$names\" -- \"$cur\"))\n"
       "      return ;;\n"
       "  esac\n"
       "  case $path in\n");
@@ -136,8 +153,32 @@ std::string ZshText(const std::string& text) {
   return escaped;
 }
 
+/// What completes an option's value.
+std::string Completer(const std::string& name) {
+  if (name == "-P" || name == "--preset") return "_prismel_presets";
+  return name == "-p" || name == "--set" ? "_prismel_settings" : "_files";
+}
+
 void PrintZsh(const Command& app) {
-  Print("#compdef prismel\n_prismel() {{\n  local -a commands\n");
+  Print(
+      "#compdef prismel\n"
+      "_prismel_presets() {{\n"
+      "  local -a names\n"
+      "  names=(${{(f)\"$(prismel preset list 2>/dev/null | sed 's/  .*//')\"}})\n"
+      "  compadd -a names\n"
+      "  _files -g '*.json'\n"
+      "}}\n"
+      "_prismel_settings() {{\n"
+      "  local -a names\n"
+      "  case $words[2] in\n"
+      "    plate|reverb) names=(${{(f)\"$(prismel $words[2] --params 2>/dev/null | awk 'NR > 1 && /  / "
+      "{{print "
+      "$1}}')\"}}) ;;\n"
+      "    *) names=(${{(f)\"$(prismel params 2>/dev/null | awk 'NR > 1 {{print $2}}')\"}}) ;;\n"
+      "  esac\n"
+      "  compadd -S = -a names\n"
+      "}}\n"
+      "_prismel() {{\n  local -a commands\n");
   const auto describe = [](const Command& command) {
     Print("commands=(");
     for (const Command& sub : Subcommands(command)) {
@@ -164,10 +205,12 @@ void PrintZsh(const Command& app) {
     for (const Command::Declared& option : command.Options()) {
       for (const std::string& name : option.names) {
         text += fmt::format("\\\n      '*{}[{}]{}' ", name, ZshText(option.use),
-                            option.takesValue ? ":value:_files" : "");
+                            option.takesValue ? ":value:" + Completer(name) : "");
       }
     }
-    cases.push_back(text + "\\\n      '*:file:_files' ;;\n");
+    const bool takesPresets = path == "preset show" || path == "preset diff";
+    cases.push_back(text + (takesPresets ? "\\\n      '*:preset:_prismel_presets' ;;\n"
+                                         : "\\\n      '*:file:_files' ;;\n"));
   });
   for (const std::string& text : cases) Print("{}", text);
   Print("  esac\n}}\n_prismel \"$@\"\n");

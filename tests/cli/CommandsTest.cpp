@@ -18,6 +18,9 @@ TEST(Params, TheTableOffersWhatAMusicianMaySetAndJsonHasAll228) {
   const Workspace here;
   const std::string table = here.Prismel("params").out;
   EXPECT_THAT(table, HasSubstr("Prismel_Prismelion"));
+  EXPECT_THAT(table, Not(HasSubstr("Prismel_FXL_")));
+  EXPECT_LT(table.find("Prismel_Prismelion"), table.find("LFO_PhaseInit"));
+  EXPECT_THAT(here.Prismel("params --all").out, HasSubstr("Prismel_FXL_"));
   for (const char* internal : {"GUI Visible", "PresetLoading", "Conf", "Panic", "ToolTip", "InputAnalyzer"}) {
     EXPECT_THAT(table, Not(HasSubstr(internal)));
   }
@@ -86,6 +89,25 @@ TEST(Completion, BashCompletesCommandsOptionsNamesAndPresets) {
   EXPECT_EQ(complete("prismel render --set Prismel_Voi"), "Prismel_Voices=\n");
   WriteBytes(here / "glass.json", R"({"schema": 1, "name": "Glass Choir", "parameters": {}})");
   EXPECT_THAT(complete("prismel render --preset Glass"), HasSubstr("Glass\\ Choir\n"));
+  EXPECT_THAT(complete("prismel render -P gla"), HasSubstr("glass.json\n"));
+  EXPECT_THAT(complete("prismel preset show Glass"), HasSubstr("Glass\\ Choir\n"));
+  EXPECT_EQ(complete("prismel render -p CombCut"), "CombCutoff=\n");
+  EXPECT_EQ(complete("prismel plate -p Deca"), "Decay=\n");
+  EXPECT_EQ(complete("prismel reverb -p PreD"), "PreDelayMs=\n");
+}
+
+TEST(Completion, ZshReadsTheScript) {
+  const Workspace here;
+  if (here.Shell("command -v zsh").status != 0)
+    GTEST_SKIP() << "zsh is missing; scripts/setup --nightly installs it";
+  const Outcome run = here.Shell(
+      "export PATH=\"$(dirname $PRISMEL):$PATH\"; $PRISMEL generate zsh >_prismel; zsh -f -c '"
+      "fpath=($PWD $fpath); autoload -Uz compinit; compinit -D; whence -v _prismel; zmodload zsh/zutil; "
+      "words=(prismel plate -p); compadd() { print -l ${(P)@[-1]}; }; "
+      "source <(sed \"/^_prismel \\\"/d\" _prismel); _prismel_settings'");
+  EXPECT_EQ(run.status, 0) << run.err;
+  EXPECT_THAT(run.out, HasSubstr("_prismel"));
+  EXPECT_THAT(run.out, HasSubstr("Decay\n")) << run.err;
 }
 
 TEST(Noise, IsTheSameForASeedAndAnotherForAnother) {
