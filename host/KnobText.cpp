@@ -122,6 +122,26 @@ constexpr int kMostDigits = 9;  // of a float
 
 std::string PositionText(float normalized) { return fmt::format("norm:{}", normalized); }
 
+/// Hertz of a note: a letter, "#" or "b" for a half tone up or down, and the octave: "A4" is 440 Hz, "c#-1"
+/// the second key of MIDI. Equal temperament. Nothing for any other text.
+std::optional<double> NoteFrequency(std::string_view text) {
+  constexpr std::string_view kLetters = "c d ef g a b";  // by half tones above C
+  if (text.size() < 2) return std::nullopt;
+  const size_t letter = kLetters.find(static_cast<char>(std::tolower(static_cast<unsigned char>(text[0]))));
+  if (letter == std::string_view::npos || text[0] == ' ') return std::nullopt;
+  text.remove_prefix(1);
+  int step = static_cast<int>(letter);
+  if (text[0] == '#' || text[0] == 'b') {
+    step += text[0] == '#' ? 1 : -1;
+    text.remove_prefix(1);
+  }
+  const bool isBelow = text.starts_with('-');
+  if (isBelow) text.remove_prefix(1);
+  if (text.size() != 1 || text[0] < '0' || text[0] > '9') return std::nullopt;
+  const int octave = (text[0] - '0') * (isBelow ? -1 : 1);
+  return 440.0 * std::exp2((12 * (octave - 4) + step - 9) / 12.0);
+}
+
 }  // namespace
 
 uint32_t Knob::ChoiceAt(float normalized) const {
@@ -205,6 +225,10 @@ Knob::Reading Knob::Read(std::string_view written) const {
     }
   }
 
+  if (const auto hertz = row.unit == Unit::kHertz ? NoteFrequency(text) : std::nullopt) {
+    if (!Accepts(*hertz)) throw refuse("is outside");
+    return {*hertz, false};
+  }
   const auto number = CutNumber(text);
   if (!number) throw refuse(Labels().empty() ? "is not a number" : "is none of these");
   const auto scale = Scale(row.unit, text);

@@ -108,7 +108,12 @@ void RunGnuplot(const std::string& script, const std::filesystem::path& picture)
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || lseek(output.Number(), 0, SEEK_END) <= 0) {
-    throw Failure("gnuplot couldn't draw: " + LastLine(errors.Number()));
+    const std::string reason = LastLine(errors.Number());
+    // "nan" and "inf" are names to gnuplot.
+    if (reason.find("undefined variable") != std::string::npos) {
+      throw Failure("there is nothing to draw: some of the figures aren't numbers");
+    }
+    throw Failure("gnuplot couldn't draw: " + reason);
   }
 }
 

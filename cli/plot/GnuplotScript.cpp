@@ -16,10 +16,31 @@ constexpr const char* kHeatColours =
     "set palette defined (0 '#000004', 1 '#1c1044', 2 '#4f127b', 3 '#812581', 4 '#b5367a', 5 '#e55064', "
     "6 '#fb8761', 7 '#fec287', 8 '#fcfdbf')\n";
 
+/// The text with what isn't UTF-8 in it replaced by question marks: a file's name may be any bytes, a
+/// picture's text may not.
+std::string Utf8(const std::string& text) {
+  std::string valid;
+  for (size_t i = 0; i < text.size();) {
+    const auto lead = static_cast<unsigned char>(text[i]);
+    const size_t length = lead < 0x80                   ? 1
+                          : lead >= 0xc2 && lead < 0xe0 ? 2
+                          : lead >= 0xe0 && lead < 0xf0 ? 3
+                          : lead >= 0xf0 && lead < 0xf5 ? 4
+                                                        : 0;
+    bool isWhole = length > 0 && i + length <= text.size();
+    for (size_t k = 1; isWhole && k < length; ++k) {
+      isWhole = (static_cast<unsigned char>(text[i + k]) & 0xc0) == 0x80;
+    }
+    valid += isWhole ? text.substr(i, length) : "?";
+    i += isWhole ? length : 1;
+  }
+  return valid;
+}
+
 /// Text in gnuplot's single quotes: inside double ones it would run what stands in backquotes.
 std::string Text(const std::string& text) {
   std::string quoted = "'";
-  for (const char c : text) {
+  for (const char c : Utf8(text)) {
     if (c == '\'') quoted += '\'';
     quoted += static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
   }

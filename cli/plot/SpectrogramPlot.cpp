@@ -18,7 +18,6 @@ namespace Vantora::cli {
 namespace {
 
 constexpr size_t kColumns = 480, kRows = 240;
-constexpr size_t kPiece = 4096;  // samples under one window
 constexpr double kLowHz = 40.0;  // below it the window resolves nothing
 constexpr double kFloorDb = -100.0;
 
@@ -26,8 +25,15 @@ struct SpectrogramOptions {
   SoundFileOptions file;
   SoundOptions sound;
   PlotOptions picture;
-  std::string tail = "1";
+  std::string tail = "0";
 };
+
+/// Samples under one window: about a tenth of a second at any rate, so that a picture doesn't change with it.
+size_t PieceSize(double rate) {
+  size_t size = 1024;
+  while (static_cast<double>(size) * 1.5 < rate * (4096.0 / 48000.0)) size *= 2;
+  return size;
+}
 
 /// Level of the bins about a frequency: the strongest of those
 /// that share a row, so that no tone falls between rows.
@@ -49,18 +55,20 @@ HeatMap Spectrogram(const StereoSignal& signal, double rate, double start, doubl
   map.y = LogSpaced(kLowHz, highHz, kRows);
   map.levels.resize(kColumns * kRows);
   const double step = std::sqrt(map.y[1] / map.y[0]);
-  const double binHz = rate / static_cast<double>(kPiece);
+  const size_t pieceSize = PieceSize(rate);
+  const double binHz = rate / static_cast<double>(pieceSize);
   for (size_t column = 0; column < kColumns; ++column) {
     const size_t centre = (2 * column + 1) * signal.Frames() / (2 * kColumns);
     map.x.push_back(start + static_cast<double>(centre) / rate);
-    std::vector<double> power(kPiece / 2 + 1);
+    std::vector<double> power(pieceSize / 2 + 1);
     for (const std::vector<float>* channel : {&signal.left, &signal.right}) {
-      std::vector<float> piece(kPiece);
-      for (size_t i = 0; i < kPiece; ++i) {
+      std::vector<float> piece(pieceSize);
+      for (size_t i = 0; i < pieceSize; ++i) {
         const size_t at = centre + i;  // half a window ahead of the sample, so that it stays above 0
-        if (at >= kPiece / 2 && at - kPiece / 2 < channel->size()) piece[i] = (*channel)[at - kPiece / 2];
+        if (at >= pieceSize / 2 && at - pieceSize / 2 < channel->size())
+          piece[i] = (*channel)[at - pieceSize / 2];
       }
-      const std::vector<double> own = PowerSpectrum(piece, kPiece, Window::kHann);
+      const std::vector<double> own = PowerSpectrum(piece, pieceSize, Window::kHann);
       for (size_t k = 0; k < power.size(); ++k) power[k] += 0.5 * own[k];
     }
     for (size_t row = 0; row < kRows; ++row) {

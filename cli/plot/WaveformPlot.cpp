@@ -22,7 +22,7 @@ struct WaveformOptions {
   SoundFileOptions file;
   SoundOptions sound;
   PlotOptions picture;
-  std::string tail = "1";
+  std::string tail = "0";
 };
 
 /// The samples themselves, or, of more than a picture can hold, the range in each column.

@@ -37,7 +37,9 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
       const double time = reader.Number(fields[0], "the time");
       if (time < 0.0) throw HostError("a time can't be negative.");
       const Parameter& parameter = ParameterTable::Get().At(fields[1]);
-      if (!parameter.IsAutomatable()) throw HostError(parameter.UniqueName() + " can't be automated.");
+      // Of the commands a song may need one: what rings on, cut at a place of its own.
+      if (!parameter.IsAutomatable() && parameter.Name() != "Panic")
+        throw HostError(parameter.UniqueName() + " can't be automated.");
       bool isRamp = rampsByDefault;
       if (fields.size() == 4) {
         if (fields[3] != "step" && fields[3] != "ramp" && !fields[3].empty()) {

@@ -128,7 +128,9 @@ TEST_F(AutomationTest, SaysWhichLineIsWrong) {
   EXPECT_THAT(refusal("-1,Wet,0\n"), HasSubstr("negative"));
   EXPECT_THAT(refusal("0,Wet\n"), HasSubstr("a row has"));
   EXPECT_THAT(refusal("0,Wet,0,bend\n"), HasSubstr("neither"));
-  EXPECT_THAT(refusal("0,Panic,1\n"), HasSubstr("can't be automated"));
+  EXPECT_THAT(refusal("0,PresetLoading,1\n"), HasSubstr("can't be automated"));
+  EXPECT_EQ(refusal("0,Panic,1\n"), "accepted");
+  EXPECT_THAT(refusal("0," + std::string(100000, 'W') + ",1\n"), HasSubstr("far too long"));
   EXPECT_THAT(refusal("0,\"Wet,0\n"), HasSubstr("quote"));
   EXPECT_THAT(refusal("minutes,parameter,value\n"), HasSubstr("seconds, frames or beats"));
   EXPECT_TRUE(Read("").IsEmpty());

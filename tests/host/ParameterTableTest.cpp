@@ -189,6 +189,24 @@ TEST(ParameterTable, WhatIsPrintedForPeopleIsTheValueToFourDigits) {
   }
 }
 
+TEST(ParameterTable, FrequenciesTakeNamesOfNotes) {
+  const Parameter& comb = Table().At("CombCutoff");
+  for (const auto& [text, hertz] : {std::pair{"A4", 440.0},
+                                    {"a3", 220.0},
+                                    {"C4", 261.6256},
+                                    {"C#4", 277.1826},
+                                    {"Db4", 277.1826},
+                                    {"B3", 246.9417},
+                                    {"Cb4", 246.9417},
+                                    {"E1", 41.2034}}) {
+    EXPECT_NEAR(comb.ToValue(comb.Parse(text)), hertz, 1e-3 * hertz) << text;
+  }
+  for (const char* text : {"A", "H4", "A44", "C-1", "A4Hz", "##4"}) {
+    EXPECT_THROW(comb.Parse(text), HostError) << text;
+  }
+  EXPECT_THROW(Table().At("Wet").Parse("A4"), HostError);
+}
+
 TEST(ParameterTable, AValueReadsBackAsItWasWritten) {
   const auto back = [](const char* name, double value) {
     const Parameter& parameter = Table().At(name);

@@ -70,7 +70,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
     let equal = 0;
     presets.forEach((name, i) => {
       const out = join(scratch, "expected.wav");
-      prismel("render", "-q", "-y", "-f", "float", "-P", join(root, "presets", `${name}.json`), input, out);
+      prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", join(root, "presets", `${name}.json`), input, out);
       const expected = readWav(readFileSync(out)).channels;
       const { latency, channels: got } = texts[i];
       const result = compare(got.map((t) => fromBase64(t).subarray(latency)), expected.map((c) => c.subarray(0, channels[0].length - latency)));
@@ -120,7 +120,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   await page.evaluate(() => prismel.store.load(prismel.table.presets.find((p) => p.file === "metal-rain").json));
   const [download] = await Promise.all([page.waitForEvent("download"), page.click("text=Render WAV")]);
   await download.saveAs(join(scratch, "page.wav"));
-  prismel("render", "-q", "-y", "-f", "float", "-P", join(root, "presets/metal-rain.json"), samples, join(scratch, "command.wav"));
+  prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", join(root, "presets/metal-rain.json"), samples, join(scratch, "command.wav"));
   const [ours, theirs] = ["page.wav", "command.wav"].map((name) => readWav(readFileSync(join(scratch, name))).channels);
   check(compare(ours, theirs).different === 0, `"Render WAV" of a 44.1 kHz file has the ${ours[0].length} frames of prismel render`);
 
@@ -140,7 +140,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   const [preset] = await Promise.all([page.waitForEvent("download"), page.click("text=Save file")]);
   const presetFile = join(scratch, "my-rain.json");
   await preset.saveAs(presetFile);
-  prismel("render", "-q", "-y", "-f", "float", "-P", presetFile, samples, join(scratch, "saved.wav"));
+  prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", presetFile, samples, join(scratch, "saved.wav"));
   check(compare(readWav(readFileSync(join(scratch, "saved.wav"))).channels, theirs).different === 0, "a preset saved by the page sounds the same in the command");
   const before = await page.evaluate(() => [...prismel.store.sound]);
   await page.evaluate(() => prismel.store.load(prismel.table.presets[0].json));

@@ -38,7 +38,7 @@ for (const name of ["guit_em9", "loop_amen_full", "ambi_choir"]) {
   const { sampleRate, channels } = readWav(readFileSync(input));
   for (const preset of presets) {
     const output = join(scratch, "out.wav");
-    prismel("render", "-q", "-y", "-f", "float", "-P", join(root, "presets", `${preset.file}.json`), input, output);
+    prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", join(root, "presets", `${preset.file}.json`), input, output);
     const expected = readWav(readFileSync(output)).channels;
     const { sound } = engine.readPreset(preset.json);
     const result = compare(render(engine, { sampleRate, channels, sound }), expected);

@@ -45,7 +45,7 @@ const result = await page.evaluate(async (rate, data) => {
   }) };
 }, sampleRate, channels.map((c) => Buffer.from(c.buffer).toString("base64")));
 const out = join(scratch, "expected.wav");
-prismel("render", "-q", "-y", "-f", "float", "-P", join(root, "presets/smooth-wander.json"), input, out);
+prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", join(root, "presets/smooth-wander.json"), input, out);
 const frames = channels[0].length - result.latency;
 const got = result.channels.map((t) => new Float32Array(new Uint8Array(Buffer.from(t, "base64")).buffer).subarray(result.latency));
 const difference = compare(got, readWav(readFileSync(out)).channels.map((c) => c.subarray(0, frames)));

@@ -10,7 +10,7 @@ const input = recording("guit_em9", 3);
 const { sampleRate, channels } = readWav(readFileSync(input));
 const expected = (preset) => {
   const out = join(scratch, "expected.wav");
-  prismel("render", "-q", "-y", "-f", "float", "-P", join(root, "presets", `${preset}.json`), input, out);
+  prismel("render", "-q", "-y", "-f", "float", "--mono", "-P", join(root, "presets", `${preset}.json`), input, out);
   return readWav(readFileSync(out)).channels;
 };
 
