@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
+#include <fstream>
 
 #include "host/ParameterTable.h"
 #include "plugin/core/ShellCore.h"
@@ -52,6 +54,10 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   picture.Configure(sampleRate, fresh->BlockSize());
   // The effect's read-out begins where the knob stands.
   values.Note(Indices::Get().prismelion, values.Get(Indices::Get().knob));
+  const char* trace = std::getenv("PRISMEL_TRACE");
+  tracePath = trace != nullptr ? trace : "";
+  silentFrames = 0;
+  isSilent = true;
   timeline.Clear();
   streamPosition.store(0, std::memory_order_relaxed);
   for (auto& hand : hands) {
@@ -65,6 +71,7 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
 }
 
 void Stream::Stop() {
+  if (collector != nullptr && !tracePath.empty()) WriteTrace();
   collector.reset();
   processor.reset();
 }
@@ -110,7 +117,23 @@ void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_
 void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
   if (frames == 0) return;
   if (isAtStart) BeginFromStart();
+  if (isSilent && !tracePath.empty()) TraceSilence(inputs, frames);
   collector->Process(inputs, outputs, frames);
+}
+
+void Stream::TraceSilence(const float* const* inputs, uint32_t frames) {
+  for (uint32_t i = 0; i < frames; ++i, ++silentFrames) {
+    for (uint32_t c = 0; c < collector->InputChannels(); ++c) {
+      if (inputs[c] == nullptr || inputs[c][i] == 0.0f) continue;
+      isSilent = false;
+      return;
+    }
+  }
+}
+
+void Stream::WriteTrace() const {
+  std::ofstream(tracePath, std::ios::app)
+      << silentFrames << (isSilent ? " silent\n" : " before the first sound\n");
 }
 
 void Stream::Reset() {

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "host/BlockCollector.h"
@@ -75,6 +76,14 @@ class Stream final : public host::BlockListener {
   std::vector<uint32_t> readOutIndices;  // what the effect writes
   std::unique_ptr<host::HostedProcessor> processor;
   std::unique_ptr<host::LiveCollector> collector;
+
+  // What a host feeds before a song's first sample, while the environment variable PRISMEL_TRACE names a file to which
+  // `Stop` appends the number of samples: tests of hosts need it, because taps and LFOs move during that silence.
+  void TraceSilence(const float* const* inputs, uint32_t frames);
+  void WriteTrace() const;
+  std::string tracePath;      // empty: no trace
+  uint64_t silentFrames = 0;  // before the first sound
+  bool isSilent = true;       // nothing but zeros so far
 
   // Audio thread's.
   Positions written{};         // what the processor was told last

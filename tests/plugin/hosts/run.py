@@ -47,11 +47,11 @@ class Bench:
         audio.write_wav(self.input, audio.plucks(96000))
         self.presets = {json.loads(file.read_text())["name"]: file for file in sorted(SOURCE.glob("presets/*.json"))}
 
-    def render(self, preset, source=None):
+    def render(self, preset, source=None, *more):
         """Planar samples of `prismel render`."""
         out = self.scratch / "reference.wav"
         self.run([self.build / "bin" / "prismel", "render", "-y", "-q", "--format", "float", "--tail", "0", "-P",
-                  self.presets[preset], source or self.input, out])
+                  self.presets[preset], *more, source or self.input, out])
         return audio.read_wav(out)
 
     def run(self, command, timeout=120, env=None, ok=(0,), stdin=None):
