@@ -66,14 +66,14 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   panic.store(false, std::memory_order_relaxed);
   isAtStart = isFresh = true;
   startHasMoved = false;
+  collector = std::move(blocks);  // first: the one before refers to the processor before
   processor = std::move(fresh);
-  collector = std::move(blocks);
+  isRunning.store(true, std::memory_order_release);
 }
 
 void Stream::Stop() {
-  if (collector != nullptr && !tracePath.empty()) WriteTrace();
-  collector.reset();
-  processor.reset();
+  if (!isRunning.exchange(false, std::memory_order_acq_rel)) return;
+  if (!tracePath.empty()) WriteTrace();
 }
 
 void Stream::SetTime(const HostTime& time) {

@@ -31,8 +31,10 @@ class Stream final : public host::BlockListener {
   /// A new stream of a new processor, which begins with what `values` hold. Throws `host::HostError`;
   /// allocates.
   void Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs, uint32_t outputs);
+  /// The processor stays until the next `Start`: a host that stops while its audio thread is still inside a call finds
+  /// all memory in its place.
   void Stop();
-  bool IsRunning() const { return collector != nullptr; }
+  bool IsRunning() const { return isRunning.load(std::memory_order_acquire); }
   uint32_t Latency() const { return collector != nullptr ? collector->Latency() : 0; }  ///< samples
 
   void SetTime(const HostTime& time);                                                 ///< [process]
@@ -76,6 +78,7 @@ class Stream final : public host::BlockListener {
   std::vector<uint32_t> readOutIndices;  // what the effect writes
   std::unique_ptr<host::HostedProcessor> processor;
   std::unique_ptr<host::LiveCollector> collector;
+  std::atomic<bool> isRunning{false};
 
   // What a host feeds before a song's first sample, while the environment variable PRISMEL_TRACE names a file to which
   // `Stop` appends the number of samples: tests of hosts need it, because taps and LFOs move during that silence.

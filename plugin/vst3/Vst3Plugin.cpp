@@ -128,6 +128,7 @@ v3_result Vst3Plugin::SetActive(bool isActive) {
     return V3_INTERNAL_ERR;
   }
   told.fill(-1.0f);
+  resetWanted.store(false, std::memory_order_relaxed);
   return V3_OK;
 }
 
@@ -159,6 +160,7 @@ v3_result Vst3Plugin::GetState(v3_bstream** stream) {
 
 v3_result Vst3Plugin::Process(v3_process_data& data) {
   if (!core.IsActive() || data.symbolic_sample_size != V3_SAMPLE_32) return V3_INVALID_ARG;
+  if (resetWanted.exchange(false, std::memory_order_acquire)) core.Reset();
   core.SetOffline(isOffline || data.process_mode == V3_OFFLINE);
   core.SetTime(TimeOf(data.ctx));
   if (data.input_params != nullptr) TakePoints(data.input_params);

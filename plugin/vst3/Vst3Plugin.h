@@ -50,7 +50,8 @@ class Vst3Plugin final : public HostLink {
   v3_result Process(v3_process_data& data);
   uint32_t inputs = 2, outputs = 2;
   double sampleRate = 48000.0;
-  bool isOffline = false;
+  std::atomic<bool> isOffline{false};
+  std::atomic<bool> resetWanted{false};  ///< the next process call begins with a reset
 
   // Controller.
   v3_result SetFromController(v3_param_id id, double position);

@@ -135,7 +135,35 @@ def step_ardour(bench):
     return "; ".join(notes)
 
 
-STEPS = {"lv2": step_lv2, "jalv": step_jalv, "qtractor": step_qtractor, "ardour": step_ardour}
+def step_package(bench):
+    """The .deb, taken apart: complete, with what it depends on in Debian, and found by the hosts' scanners."""
+    need("cpack", "dpkg", "apt-get", "lv2info")
+    check(shutil.which("dpkg-shlibdeps") is not None, "dpkg-dev isn't installed")
+    bench.run(["cpack", "-G", "DEB;TGZ", "-B", bench.scratch, "--config", bench.build / "CPackConfig.cmake"], timeout=300)
+    packages = list(bench.scratch.glob("*.deb"))
+    check(len(packages) == 1 and len(list(bench.scratch.glob("*.tar.gz"))) == 1, f"cpack made {packages}")
+    bench.run(["apt-get", "install", "-s", packages[0]])
+    root = bench.scratch / "root"
+    bench.run(["dpkg", "-x", packages[0], root])
+    binaries = [file for file in (root / "usr").rglob("*") if file.suffix in (".so", ".clap")]
+    check(len(binaries) == 4, f"the package holds {[file.name for file in binaries]}")
+    for binary in binaries:
+        missing = [line for line in bench.run(["ldd", binary]).splitlines() if "not found" in line]
+        check(not missing, f"{binary.name} misses {missing}")
+    headless = bench.run(["ldd", root / "usr/lib/lv2/prismel.lv2/prismel.so"])
+    check("libX11" not in headless and "libGL" not in headless, "the LV2 plug-in itself loads a window library")
+    info = bench.run(["lv2info", URI], env={"LV2_PATH": str(root / "usr/lib/lv2")})
+    check(str(root) in info and "Glass Choir" in info, f"the packaged LV2 bundle isn't found: {info[:300]}")
+    scanner = ardour.LIBRARY / "ardour-vst3-scanner"
+    if scanner.exists():
+        env = {**ardour.environment(bench, bench.scratch / "home-package"), "LD_LIBRARY_PATH": str(ardour.LIBRARY)}
+        said = bench.run([scanner, "-f", root / "usr/lib/vst3/prismel.vst3"], env=env)
+        check("Qfx PRISMEL" in said, f"Ardour's scanner says of the packaged VST3: {said[-300:]}")
+    return f"{packages[0].name}, {packages[0].stat().st_size // 1024} KiB, dependencies in Debian, found by scanners"
+
+
+STEPS = {"lv2": step_lv2, "jalv": step_jalv, "qtractor": step_qtractor, "package": step_package,
+         "ardour": step_ardour}
 
 
 def main(arguments):
