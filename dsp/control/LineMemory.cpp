@@ -10,7 +10,7 @@
 namespace Vantora::dsp {
 namespace {
 
-constexpr std::size_t kOwnPagesFrom = 65536;  // bytes
+[[maybe_unused]] constexpr std::size_t kOwnPagesFrom = 65536;  // bytes
 
 bool HasOwnPages(std::size_t bytes) noexcept {
 #if defined(__linux__)
