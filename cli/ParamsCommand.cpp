@@ -42,6 +42,9 @@ void PrintJson(bool all) {
         {"index", parameter.Index()},
         {"id", parameter.Id()},
         {"name", parameter.UniqueName()},
+        {"symbol", parameter.Symbol()},
+        {"title", parameter.Title()},
+        {"order", parameter.Order()},
         {"group", parameter.Group()},
         {"role", RoleName(parameter.GetRole())},
         {"unit", host::UnitName(parameter.GetUnit())},
@@ -55,6 +58,7 @@ void PrintJson(bool all) {
         {"automatable", parameter.IsAutomatable()},
         {"note", parameter.Note()},
     };
+    if (parameter.Twin()) entry["twin"] = *parameter.Twin();
     if (!parameter.Labels().empty()) entry["labels"] = parameter.Labels();
     list.push_back(std::move(entry));
   }
