@@ -33,6 +33,7 @@ void DelayLine::WriteAt(uint32_t delay, float value) noexcept {
     zeroBegin = i + 1;
   } else {
     // Intended: the cell itself stays in the range and reads as zero until the range moves past it.
+    // DelayLine.WritingIntoTheClearedRangeKeepsTheLowerSideAndSwallowsTheUpper holds it.
     std::fill(data + i + 1, data + zeroEnd, 0.0f);
     zeroEnd = i + 1;
   }

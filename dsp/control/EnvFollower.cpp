@@ -153,6 +153,7 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
         c.squares[c.newest + i] = square;
         const float rms = std::sqrt(static_cast<float>(c.sum));
         // Intended: this path compares before the gain, the peak path after it.
+        // EnvFollower.GateComparesBehindTheGainForPeaksAndBeforeItForRms holds it.
         const float t = !kGate || rms > c.threshold ? c.gain * rms : 0.0f;
         c.level = Follow(c.level, t, kOneSpeed || !(c.level > t) ? c.attack : c.release);
         c.out[start + i] = c.level;

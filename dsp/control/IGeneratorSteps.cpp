@@ -211,7 +211,7 @@ void IGenerator::RunFreeSteps(const Block& block) {
     }
     double d = static_cast<double>(lastRate) * block.advance / static_cast<double>(sampleRate);
     // Intended: before the first trigger the cycle is -1, which is odd, so with swing the first cycle after a
-    // restart is about two samples short.
+    // restart is about two samples short. Generator.SwingAlternatesLongAndShortCycles holds it.
     if (swingOn) d /= (static_cast<int32_t>(cycle) & 1) != 0 ? 2.0 - h : h;
     const Advance next = AdvanceBy(d, phaseInitComplement + freePhase, d + 1.0 + freePhase);
     freePhase = next.phase;

@@ -25,6 +25,7 @@ void SmootherInterp::SetValue(float value) noexcept {
   target = current = value;
   increment = 0.0f;
   // Intended: from `decimation`, not from `steps`. Ticks that are left over add an increment of 0.
+  // SmootherInterp.SnapTakesItsCounterFromTheDecimation holds it.
   counter = decimation - 1;
 }
 

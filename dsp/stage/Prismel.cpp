@@ -158,7 +158,7 @@ void Prismel::DoReset(bool) {
   wet.SetValue(OwnValue(kWet));
   inputGain.SetValue(DbToGain(OwnValue(kInputGain)));
   outputGain.SetValue(DbToGain(OwnValue(kOutputGain)));
-  // Intended: a moved knob will aim 1 ms shorter than this.
+  // Intended: a moved knob will aim 1 ms shorter than this. The stored render "cascade" holds it.
   feedback.Reset(OwnValue(kFeedbackDelayTime));
   voiceCountGain.SetValue(kVoiceCountGains[VoicesAsked() - 1]);
   prismelReadOut.SetValue(OwnNormalized(kPrismelion));
@@ -234,8 +234,8 @@ void Prismel::UpdateHighPass() {
   highPassPosition.SetTarget(position);
   highPassHz =
       highPassCurve(highPassPosition.Tick(), [&](float x) { return OwnRecord(kHpfCutoff).ToValue(x); });
-  // Intended: compared with the other filter's frequency, so
-  // a meeting of the two holds the coefficients for a block.
+  // Intended: compared with the other filter's frequency, so a meeting of the two holds the coefficients for
+  // a block. PrismelTest.CutoffsThatMeetHoldTheHighPassWhereItWas holds it.
   if (highPassHz != lowPassHz && highPassHz != tunedHighPassHz) ComputeHighPass();
   const bool runs = position > 0.0f;
   if (runs && !highPassRuns) taps.ClearHighPass();
