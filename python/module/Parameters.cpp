@@ -95,6 +95,7 @@ void AddParameters(py::module_& module) {
         return host::FindPreset(text, folders).string();
       },
       py::arg("text"), py::arg("folders"));
+  module.def("user_preset_folder", [] { return host::UserPresetFolder().string(); });
   module.def(
       "list_presets",
       [](const std::filesystem::path& folder) {

@@ -131,8 +131,7 @@ class Augment:
             if names.count(name) > 1:
                 raise PrismelError(f"{name} has a range under two names; give it one.")
         self._presets = [os.fspath(name) for name in presets]
-        for name in self._presets:
-            preset_files.read(name)
+        self._sounds = {name: preset_files.read(name) for name in self._presets}
         self._p = p
         self._seed = seed
         self._tail: Tail = tail
@@ -208,7 +207,10 @@ class Augment:
         if not drawn["apply"]:
             self._last["gain"] = 1.0
             return samples.copy()
-        effect = Prismel(sample_rate, drawn["preset"], seed=drawn["seed"])
+        effect = Prismel(sample_rate, seed=drawn["seed"])
+        if drawn["preset"] is not None:
+            # Read once: a run is of one mind about its presets, and a name is searched for in milliseconds.
+            effect._take(self._sounds.get(drawn["preset"]) or preset_files.read(drawn["preset"]))
         effect.parameters.update(drawn["knobs"])
         wet = effect(samples, tail=self._tail)
         gain = self._gain(samples, wet) if drawn["gain"] is None else drawn["gain"]

@@ -147,8 +147,8 @@ class Prismel(Knobs):
     """
 
     __slots__ = (
-        "_rate", "_seed", "_bpm", "_positions", "_live", "_live_channels", "_turn",
-        "_levels", "_non_finite", "_warned", "_preset_name", "__weakref__",
+        "_rate", "_seed", "_bpm", "_positions", "_live", "_turn",
+        "_levels", "_non_finite", "_warned", "__weakref__",
     )  # fmt: skip
 
     def __init__(
@@ -167,12 +167,10 @@ class Prismel(Knobs):
         self._bpm = _tempo_steps(bpm)
         self._positions: dict[int, float] = {}
         self._live: _prismel.Live | None = None
-        self._live_channels = 0
         self._turn = OneAtATime()
         self._levels = Meters(-80.0, -80.0, 0.0, 0.0)
         self._non_finite = 0
         self._warned = False
-        self._preset_name = ""
         if preset is not None:
             self.load_preset(preset)
         for name, value in knobs.items():
@@ -237,12 +235,14 @@ class Prismel(Knobs):
 
     def load_preset(self, preset: presets.PresetName) -> None:
         """Takes over a whole sound by name or path; what the preset doesn't name goes to its start."""
-        sound = presets.read(preset)
+        self._take(presets.read(preset))
+
+    def _take(self, sound: presets.Preset) -> None:
+        """The same for a preset that has been read."""
         if self._live is not None:
             self._live.set_all(sound.values)
         others = {index: at for index, at in self._positions.items() if not TABLE[index].in_presets}
         self._positions = {**sound.values, **others}
-        self._preset_name = sound.name
 
     def save_preset(self, path: presets.PresetName, name: str, description: str = "") -> None:
         """Writes the sound to a file that `prismel render --preset` and plug-ins read. Whole, or not at all."""
@@ -314,7 +314,6 @@ class Prismel(Knobs):
         with self._turn:
             if self._live is None:
                 self._live = _prismel.Live(self._sound(), rows.shape[0])
-                self._live_channels = rows.shape[0]
             wet = self._live.process(rows)
             self._levels = Meters(*self._live.levels)
             self._note_non_finite(self._live.non_finite)
@@ -354,13 +353,11 @@ class Prismel(Knobs):
     # Copies.
 
     def __getstate__(self) -> dict[str, Any]:
-        return {"rate": self._rate, "seed": self._seed, "bpm": self._bpm, "positions": self._positions,
-                "preset": self._preset_name}  # fmt: skip
+        return {"rate": self._rate, "seed": self._seed, "bpm": self._bpm, "positions": self._positions}
 
     def __setstate__(self, state: dict[str, Any]) -> None:
         Prismel.__init__(self, state["rate"], seed=state["seed"], bpm=state["bpm"])
         self._positions = dict(state["positions"])
-        self._preset_name = state["preset"]
 
     def __repr__(self) -> str:
         knobs = "".join(

@@ -34,8 +34,8 @@ class Preset(NamedTuple):
 def folders() -> list[str]:
     """Folders that are searched: $PRISMEL_PRESETS, the user's own, those that came with the package."""
     named = os.environ.get("PRISMEL_PRESETS", "")
-    config = os.environ.get("XDG_CONFIG_HOME") or os.path.join(os.path.expanduser("~"), ".config")
-    wanted = [named, os.path.join(config, "prismel", "presets"), os.path.join(os.path.dirname(__file__), "presets")]
+    own = os.path.join(os.path.dirname(__file__), "presets")
+    wanted = [named, _prismel.user_preset_folder(), own]
     return [folder for folder in wanted if folder and os.path.isdir(folder)]
 
 
