@@ -118,7 +118,7 @@ class Stream:
 
     @property
     def non_finite(self) -> int:
-        """Input samples so far that weren't finite and were taken as 0."""
+        """Input samples so far that weren't finite, or lay beyond 1e6."""
         return self._stream.non_finite
 
     @property
@@ -276,7 +276,7 @@ class Prismel(Knobs):
         automation   {"comb_cutoff": [(0.0, "200 Hz"), (4.5, "2 kHz", "ramp")]}, or an Automation
 
         Gives float32 of the same rank, lined up with the input to the sample. A sample that isn't finite is taken as
-        0, counted in `non_finite` and warned of once.
+        0, one beyond 1e6 is held there; both are counted in `non_finite` and warned of once.
         """
         check_same_rate(self._rate, sample_rate)
         rows = check_audio(audio)
@@ -339,7 +339,7 @@ class Prismel(Knobs):
 
     @property
     def non_finite(self) -> int:
-        """Input samples of the last call, or of the live stream, that weren't finite and were taken as 0."""
+        """Input samples of the last call, or of the live stream, that weren't finite, or lay beyond 1e6."""
         return self._non_finite
 
     def _note_non_finite(self, count: int) -> None:
@@ -347,7 +347,9 @@ class Prismel(Knobs):
         if count > 0 and not self._warned:
             self._warned = True
             warnings.warn(
-                f"{count} samples of the audio weren't finite and were taken as 0.", RuntimeWarning, stacklevel=3
+                f"{count} samples of the audio weren't finite (taken as 0) or lay beyond 1e6 (held there).",
+                RuntimeWarning,
+                stacklevel=3,
             )
 
     # Copies.

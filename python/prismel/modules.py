@@ -131,7 +131,7 @@ class _Module:
 
     @property
     def non_finite(self) -> int:
-        """Input samples of the last call that weren't finite and were taken as 0."""
+        """Input samples of the last call that weren't finite, or lay beyond 1e6."""
         return self._non_finite
 
     @classmethod
@@ -153,7 +153,8 @@ class _Module:
             if self._non_finite > 0 and not self._warned:
                 self._warned = True
                 warnings.warn(
-                    f"{self._non_finite} samples of the audio weren't finite and were taken as 0.",
+                    f"{self._non_finite} samples of the audio weren't finite (taken as 0) or lay beyond 1e6 "
+                    "(held there).",
                     RuntimeWarning,
                     stacklevel=2,
                 )
@@ -196,7 +197,7 @@ class ModuleStream:
 
     @property
     def non_finite(self) -> int:
-        """Input samples so far that weren't finite and were taken as 0."""
+        """Input samples so far that weren't finite, or lay beyond 1e6."""
         return self._stream.non_finite
 
 

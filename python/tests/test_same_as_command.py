@@ -63,6 +63,16 @@ def test_automation_in_beats_and_knobs_without_a_preset(command: Command, tmp_pa
     assert same(fx(audio, tail=1.0, automation=points), theirs)
 
 
+def test_seeds(command: Command) -> None:
+    audio = tone(48000, 2)
+    knobs: dict[str, Any] = {"lfo_shape_type": "sample and hold", "lfo_primary_amount": 0.9, "lfo_rate_unsynced": 20.0}
+    sets = [word for name, value in knobs.items() for word in ("--set", f"{name}={value}")]
+    wet = [prismel.Prismel(48000, "octave-halo", seed=seed, **knobs)(audio) for seed in (0, 5)]
+    plain = (*RENDER, "--tail", "0", "-P", "octave-halo", *sets)
+    assert same(wet[0], command.over(audio, 48000, *plain))
+    assert same(wet[1], command.over(audio, 48000, *plain, "--seed", 5)) and not same(wet[0], wet[1])
+
+
 def test_plate_and_reverb(command: Command, recordings: list[Path]) -> None:
     for recording in recordings if is_long() else recordings[:1]:
         audio, rate = read(recording)
