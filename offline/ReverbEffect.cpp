@@ -54,11 +54,13 @@ void ReverbEffect::Start(int newRate, int inputChannels, int outputChannels) {
   reverb = std::make_unique<dsp::ConvolutionReverb>("Reverb");
   if (settings.samples != nullptr) {
     Check(*settings.samples);
+    if (settings.impulse.empty()) settings.impulse = "impulse";  // the reverb takes an empty name for none
     reverb->SetLoader([samples = settings.samples](const std::string&, dsp::Impulse& impulse, std::string&) {
       impulse = *samples;
       return true;
     });
   }
+  if (settings.impulse.empty()) throw host::HostError("There is no impulse; name a file or give samples.");
   reverb->SetParamInternal(dsp::ConvolutionReverb::kWet, kStartWet);
   for (const auto& [index, value] : settings.values) reverb->SetParamInternal(index, value);
   if (!reverb->SetImpulseFile(settings.impulse)) {

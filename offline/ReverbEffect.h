@@ -20,7 +20,7 @@ struct ReverbSettings {
     uint32_t index;  ///< of the module's parameter
     float value;     ///< in the parameter's unit
   };
-  std::string impulse;  ///< path; with `samples` only a name for messages
+  std::string impulse;  ///< path; with `samples` a name for messages, or empty
   /// An impulse in memory in place of a file: 1 sample or more, all finite, at 1 kHz to 768 kHz or unknown.
   std::shared_ptr<const dsp::Impulse> samples;
   std::vector<Value> values;  ///< the last one for a parameter counts; "Wet" is 0.5 unless named
