@@ -16,6 +16,11 @@ TimeUnit Automation::ParseUnit(std::string_view text) {
   throw HostError("Times are counted in seconds, frames or beats, not in \"" + std::string(text) + "\".");
 }
 
+bool Automation::Takes(const Parameter& parameter) {
+  // Of the commands a song may need one: what rings on, cut at a place of its own.
+  return parameter.IsAutomatable() || parameter.Name() == "Panic";
+}
+
 Automation::Automation(TimeUnit timeUnit, std::vector<Track> given)
     : unit(timeUnit), tracks(std::move(given)) {
   std::sort(tracks.begin(), tracks.end(), [](const Track& a, const Track& b) { return a.index < b.index; });
@@ -25,9 +30,7 @@ Automation::Automation(TimeUnit timeUnit, std::vector<Track> given)
       throw HostError("There is no parameter number " + std::to_string(track.index) + '.');
     }
     const Parameter& parameter = table[track.index];
-    // Of the commands a song may need one: what rings on, cut at a place of its own.
-    if (!parameter.IsAutomatable() && parameter.Name() != "Panic")
-      throw HostError(parameter.UniqueName() + " can't be automated.");
+    if (!Takes(parameter)) throw HostError(parameter.UniqueName() + " can't be automated.");
     if (&track != tracks.data() && (&track)[-1].index == track.index) {
       throw HostError(parameter.UniqueName() + " has two tracks.");
     }

@@ -9,6 +9,8 @@
 
 namespace Vantora::host {
 
+class Parameter;
+
 /// What the times of an automation count.
 enum class TimeUnit { kSeconds, kFrames, kBeats };
 
@@ -36,6 +38,8 @@ class Automation {
 
   /// "seconds", "frames" or "beats". Throws `HostError` for anything else.
   static TimeUnit ParseUnit(std::string_view text);
+  /// Whether a track may move it: what is offered to people, and "Panic".
+  static bool Takes(const Parameter& parameter);
 
   TimeUnit Unit() const { return unit; }
   const std::vector<Track>& Tracks() const { return tracks; }  ///< by index

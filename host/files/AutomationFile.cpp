@@ -44,6 +44,7 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
           found != named.end()
               ? *found->second
               : *named.emplace(fields[1], &ParameterTable::Get().At(fields[1])).first->second;
+      if (!Automation::Takes(parameter)) throw HostError(parameter.UniqueName() + " can't be automated.");
       bool isRamp = rampsByDefault;
       if (fields.size() == 4) {
         if (fields[3] != "step" && fields[3] != "ramp" && !fields[3].empty()) {
