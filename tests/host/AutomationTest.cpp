@@ -84,9 +84,9 @@ TEST_F(AutomationTest, MovesBuiltInCodeAreTheSameAsTheFiles) {
   const auto refused = [](std::vector<Automation::Track> tracks) {
     EXPECT_THROW(Automation(TimeUnit::kSeconds, std::move(tracks)), HostError);
   };
-  const uint32_t panic = ParameterTable::Get().At("Panic").Index();
+  const uint32_t loading = ParameterTable::Get().At("PresetLoading").Index();
   refused({{100000, {}}});
-  refused({{panic, {}}});
+  refused({{loading, {}}});
   refused({{kWet, {}}, {kFxType, {}}, {kWet, {}}});
   refused({{kWet, {{-1.0, 0.5f, false}}}});
   refused({{kWet, {{std::nan(""), 0.5f, false}}}});
