@@ -91,7 +91,7 @@ export function makeTransport(page: Page): HTMLElement {
     const label = renderButton.lastElementChild!;
     try {
       const { channels, sampleRate, name } = await player.recording();
-      const steps = renderSteps(page.engine, { sampleRate, channels, sound: store.sound, tempo: player.tempo });
+      const steps = renderSteps(page.engine, { sampleRate, channels, sound: store.sound, tempo: player.tempo, stereo: true });
       const length = channels[0]!.length;
       let pause = performance.now();
       for (;;) {
