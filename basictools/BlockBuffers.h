@@ -9,7 +9,8 @@
 
 namespace Vantora {
 
-/// BlockBuffers: the buffers of a module's block in one piece of memory, each with room for whole groups of four.
+/// BlockBuffers: the buffers of a module's block in one piece of memory, each with room for whole groups of
+/// four.
 ///
 ///     buffers.Resize(3, maxBlockSize);
 ///     for (float** buffer : {&drive, &wet, &gain}) *buffer = buffers.Take();

@@ -1,5 +1,6 @@
-// What a plug-in's shell adds to the processor: the same second of sound through a shell core in host buffers of 64, 256 and
-// 1024 samples, and in the processor's own blocks without any shell; alternating in one process, the least of many rounds.
+// What a plug-in's shell adds to the processor: the same second of sound through a shell core in host buffers
+// of 64, 256 and 1024 samples, and in the processor's own blocks without any shell; alternating in one
+// process, the least of many rounds.
 
 #include <algorithm>
 #include <chrono>

@@ -17,9 +17,9 @@ namespace Vantora::cli {
 ///     guitar.wav,guitar-1.wav,Glass Choir,1,0.3,
 ///     guitar.wav,guitar-2.wav,Glass Choir,2,0.6,440 Hz
 ///
-/// The first line names the columns: "input" must be there, "output", "preset" and "seed" may, and every other
-/// one is a parameter. An empty field is as if the column weren't there. Without an output a file keeps its
-/// name in the folder of outputs. Names of files count from the table's own folder.
+/// The first line names the columns: "input" must be there, "output", "preset" and "seed" may, and every
+/// other one is a parameter. An empty field is as if the column weren't there. Without an output a file keeps
+/// its name in the folder of outputs. Names of files count from the table's own folder.
 struct SettingsTable {
   struct Row {
     std::string input, output;

@@ -66,7 +66,8 @@ constexpr std::array<uint32_t, sizeof...(Ts) + 1> ChildBases() {
 /// that follow an own one: one knob can drive several.
 template <typename... Ts>
 class ModuleContainer : public Module {
-  // Sentences and not a constraint of the template: compilers don't tell which of several children failed in what.
+  // Sentences and not a constraint of the template: compilers don't tell which of several children failed in
+  // what.
   static_assert((engine::IsAWholeModule<Ts> && ...),
                 "a child is a dsp::Module that leaves no operation pure");
   static_assert((engine::StatesItsParamCount<Ts> && ...),

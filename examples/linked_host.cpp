@@ -1,6 +1,6 @@
-// The effect inside a program, without a library to load: linked_host [SEED] plays a second of a decaying tone
-// through it and prints what comes out. The same SEED sounds the same on every run; 0 sounds as the library does
-// when it has just been loaded.
+// The effect inside a program, without a library to load: linked_host [SEED] plays a second of a decaying
+// tone through it and prints what comes out. The same SEED sounds the same on every run; 0 sounds as the
+// library does when it has just been loaded.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>

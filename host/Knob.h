@@ -65,7 +65,8 @@ class Knob {
   /// "120ms", "70%"), the name of an enumeration's value in any case ("band-pass", "1/4 triplet"), or
   /// "norm:0.5". Throws `HostError` for what isn't a value, has the wrong unit or lies outside the range.
   float Parse(std::string_view text) const;
-  /// The value in the unit that such a text means, as written: not through a position. Throws as `Parse` does.
+  /// The value in the unit that such a text means, as written: not through a position. Throws as `Parse`
+  /// does.
   float ParseToValue(std::string_view text) const;
   /// The position of a plain number in the unit, "enumeration's index" included. Throws `HostError`.
   float ParseValue(double value) const;

@@ -9,8 +9,8 @@
 
 namespace Vantora::host {
 
-/// Parameter: everything a host knows of one of the effect's parameters before it has loaded a library: its knob,
-/// and its place. Immutable; all operations may run on any thread.
+/// Parameter: everything a host knows of one of the effect's parameters before it has loaded a library: its
+/// knob, and its place. Immutable; all operations may run on any thread.
 class Parameter : public Knob {
  public:
   /// What the effect adds to the row of a module's knob.

@@ -25,9 +25,10 @@ namespace Vantora::dsp {
 ///                                          samples after dispatch
 ///
 /// A result carries the stream time of its first sample and is added where it belongs. The audio thread never
-/// waits for a worker and wakes at most one a block, which wakes the others: a result that is late loses what has passed, and is counted. In an offline render
-/// (`useWorkers` false) everything is computed on the calling thread, which first waits for what workers
-/// still hold; the output is the same, bit for bit, as long as nothing was late.
+/// waits for a worker and wakes at most one a block, which wakes the others: a result that is late loses what
+/// has passed, and is counted. In an offline render (`useWorkers` false) everything is computed on the
+/// calling thread, which first waits for what workers still hold; the output is the same, bit for bit, as
+/// long as nothing was late.
 ///
 /// One output: the right channel isn't computed. One input: it feeds both channels.
 /// Threads: construction and Configure allocate and throw; DoProcess and DoReset don't. Configure, Shutdown,

@@ -39,9 +39,9 @@ class FDLRequest {
   /// silence. There must be room. The state becomes `Filling` or `Full`.
   void Append(const std::array<const float*, 2>& sources, uint64_t count) noexcept;
 
-  /// [audio thread] Hands a `Full` request to the worker, which the caller then wakes. False when its ring is full: the request is `Idle`
-  /// again, its input is lost. The first `inputChannels` buffers hold input, the others are silent; the first
-  /// `outputChannels` results are wanted.
+  /// [audio thread] Hands a `Full` request to the worker, which the caller then wakes. False when its ring is
+  /// full: the request is `Idle` again, its input is lost. The first `inputChannels` buffers hold input, the
+  /// others are silent; the first `outputChannels` results are wanted.
   bool Compute(StereoFDL& line, uint64_t inputChannels, uint64_t outputChannels, FDLThread& thread) noexcept;
 
   /// [audio thread] The same at once, on this thread.

@@ -15,9 +15,10 @@ namespace Vantora::dsp {
 
 /// WorkerThread: a thread that runs the commands of its queue and sleeps when there are none.
 ///
-/// Whoever enqueues calls Wake, once for all that it enqueued. A count of wake-ups stands in for a flag under a mutex: the thread reads it
-/// before it empties the queue and sleeps only while it is still the same, so no wake-up can fall between its
-/// last look at the queue and its sleep, and nobody ever waits for a lock that it holds while it works.
+/// Whoever enqueues calls Wake, once for all that it enqueued. A count of wake-ups stands in for a flag under
+/// a mutex: the thread reads it before it empties the queue and sleeps only while it is still the same, so no
+/// wake-up can fall between its last look at the queue and its sleep, and nobody ever waits for a lock that
+/// it holds while it works.
 ///
 /// With `cancelCounter` above 0 commands are run as cancelled, until a marker among them lowers it again or
 /// the queue is empty. `Derived` provides `ThreadScope`, an object that lives as long as the thread's body,

@@ -1,7 +1,8 @@
 #pragma once
 
-// What hosts use of CLAP 1.2 and the packaged headers (1.1.1) lack, laid out as in the CLAP project's headers of that
-// version, which are under the MIT licence, (c) 2014-2022 Alexandre BIQUE. Names of the structures are ours.
+// What hosts use of CLAP 1.2 and the packaged headers (1.1.1) lack, laid out as in the CLAP project's headers
+// of that version, which are under the MIT licence, (c) 2014-2022 Alexandre BIQUE. Names of the structures
+// are ours.
 
 #include <clap/entry.h>
 #include <clap/ext/audio-ports.h>

@@ -14,11 +14,11 @@ namespace Vantora::plugin {
 
 class PluginWindow;
 
-/// ClapPlugin: one instance for a CLAP host. Extensions in files of their own: parameters and state here, the window in
-/// ClapWindow.cpp.
+/// ClapPlugin: one instance for a CLAP host. Extensions in files of their own: parameters and state here, the
+/// window in ClapWindow.cpp.
 ///
-/// Values are knob positions 0 to 1, for knobs with steps the step's number in the unit ("Voices" 1 to 8): a host's
-/// automation line is knob travel, and a state loses no bit.
+/// Values are knob positions 0 to 1, for knobs with steps the step's number in the unit ("Voices" 1 to 8): a
+/// host's automation line is knob travel, and a state loses no bit.
 class ClapPlugin final : public HostLink {
  public:
   explicit ClapPlugin(const clap_host_t* host);

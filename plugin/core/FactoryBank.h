@@ -7,8 +7,8 @@
 
 namespace Vantora::plugin {
 
-/// The factory presets, compiled in from presets/, in the order of their file names. The first call reads them.
-/// [any thread but the audio thread; allocates]
+/// The factory presets, compiled in from presets/, in the order of their file names. The first call reads
+/// them. [any thread but the audio thread; allocates]
 const std::vector<host::Preset>& FactoryPresets();
 
 /// The text of each, as in its file. Generated: see plugin/core/CMakeLists.txt.

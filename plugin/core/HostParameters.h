@@ -8,8 +8,8 @@
 
 namespace Vantora::plugin {
 
-/// HostParameters: the parameters that a host sees, in the order in which it lists them: the main knobs, the advanced
-/// ones, then what the effect writes. Immutable; any thread.
+/// HostParameters: the parameters that a host sees, in the order in which it lists them: the main knobs, the
+/// advanced ones, then what the effect writes. Immutable; any thread.
 class HostParameters {
  public:
   static const HostParameters& Get();

@@ -9,8 +9,8 @@ namespace Vantora::plugin {
 
 /// OutgoingEvents: what the window did, on its way to a host that takes it in its process call.
 ///
-/// Threads  the main thread pushes, the audio thread (or whoever flushes in its place) takes. When full, single moves
-///          are dropped and `TakeOverflow` says so once: the host is then told every value.
+/// Threads  the main thread pushes, the audio thread (or whoever flushes in its place) takes. When full,
+///          single moves are dropped and `TakeOverflow` says so once: the host is then told every value.
 class OutgoingEvents {
  public:
   enum class Kind : uint8_t { kBegin, kValue, kEnd };

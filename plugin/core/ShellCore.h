@@ -27,8 +27,8 @@ struct HostTime {
 ///
 /// Life     constructor, then any number of `Activate` ... `Process` ... `Deactivate`; settings may change at
 /// any
-///          time. Each `Activate` begins with a fresh processor whose random elements follow from `Variation`, so
-///          the same song gives the same samples, however many instances there were before.
+///          time. Each `Activate` begins with a fresh processor whose random elements follow from
+///          `Variation`, so the same song gives the same samples, however many instances there were before.
 /// Threads  [main thread] one thread at a time, never beside `Activate` or `Deactivate`; [process] the audio
 ///          thread, while active. Both may run side by side.
 class ShellCore final : public WindowModel {
@@ -79,8 +79,8 @@ class ShellCore final : public WindowModel {
   /// [process] `frames` samples; any number, 0 too. Inputs and outputs may share memory; a null channel is
   /// silence in, and dropped out. As many channels as `Activate` was told.
   void Process(const float* const* inputs, float* const* outputs, uint32_t frames);
-  /// [process] The factory preset at this position of `Presets`, before the next block; nothing when it is the present
-  /// sound already. For hosts that send a program with their buffers.
+  /// [process] The factory preset at this position of `Presets`, before the next block; nothing when it is
+  /// the present sound already. For hosts that send a program with their buffers.
   void LoadFactoryPreset(size_t position);
   /// [process] Silence, as after activation; settings stay.
   void Reset();

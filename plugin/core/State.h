@@ -8,8 +8,8 @@
 
 namespace Vantora::plugin {
 
-/// State: what a song keeps of one instance. As text it is a preset with more members, so that a person reads it and the
-/// `prismel` command plays it:
+/// State: what a song keeps of one instance. As text it is a preset with more members, so that a person reads
+/// it and the `prismel` command plays it:
 ///
 ///     {
 ///       "schema": 1,
@@ -21,9 +21,10 @@ namespace Vantora::plugin {
 ///       "bypass": false, "modified": false, "variation": 0, "windowScale": 1.0
 ///     }
 ///
-/// "positions" hold every knob, each as the shortest text that reads back to the same float, and win over "parameters":
-/// saved, loaded and saved again the bytes are the same, and a later change of what presets fall back to doesn't
-/// touch old songs. Unknown members and knobs of a newer version are passed over; a plain preset is a state, too.
+/// "positions" hold every knob, each as the shortest text that reads back to the same float, and win over
+/// "parameters": saved, loaded and saved again the bytes are the same, and a later change of what presets
+/// fall back to doesn't touch old songs. Unknown members and knobs of a newer version are passed over; a
+/// plain preset is a state, too.
 struct State {
   static constexpr int kSchema = 1;
 
@@ -33,8 +34,9 @@ struct State {
 
   std::string ToJson() const;
 
-  /// Reads a text. `warnings` (may be null) takes a sentence for each thing that wasn't understood and passed over.
-  /// Throws `host::HostError` for what is no state at all: empty, not JSON, neither positions nor parameters.
+  /// Reads a text. `warnings` (may be null) takes a sentence for each thing that wasn't understood and passed
+  /// over. Throws `host::HostError` for what is no state at all: empty, not JSON, neither positions nor
+  /// parameters.
   static State Parse(std::string_view json, std::vector<std::string>* warnings = nullptr);
 };
 

@@ -162,8 +162,9 @@ void Stream::Release(uint32_t index) {
 
 void Stream::BeginFromStart() {
   isAtStart = false;
-  // A fresh processor is written to here and not at `Start`, because each reset draws random numbers: what the main
-  // thread loaded and what the host gave with its first sample must come to one reset, or the song sounds another way.
+  // A fresh processor is written to here and not at `Start`, because each reset draws random numbers: what
+  // the main thread loaded and what the host gave with its first sample must come to one reset, or the song
+  // sounds another way.
   if (!isFresh && !startHasMoved) return;
   values.TakeUp([](const Positions&) {}, [](uint32_t, float) {});
   WriteSound(*processor, values.All());

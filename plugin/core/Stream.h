@@ -31,8 +31,8 @@ class Stream final : public host::BlockListener {
   /// A new stream of a new processor, which begins with what `values` hold. Throws `host::HostError`;
   /// allocates.
   void Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs, uint32_t outputs);
-  /// The processor stays until the next `Start`: a host that stops while its audio thread is still inside a call finds
-  /// all memory in its place.
+  /// The processor stays until the next `Start`: a host that stops while its audio thread is still inside a
+  /// call finds all memory in its place.
   void Stop();
   bool IsRunning() const { return isRunning.load(std::memory_order_acquire); }
   uint32_t Latency() const { return collector != nullptr ? collector->Latency() : 0; }  ///< samples
@@ -47,8 +47,8 @@ class Stream final : public host::BlockListener {
   /// [process] Another sound from the next block on.
   void StartSound(const Positions& sound);
 
-  /// [main thread] A hand holds this knob: what the host sends for it meanwhile is its echo or an automation line, and
-  /// is passed over, for a moment after the release too.
+  /// [main thread] A hand holds this knob: what the host sends for it meanwhile is its echo or an automation
+  /// line, and is passed over, for a moment after the release too.
   void Hold(uint32_t index) { hands[index].store(kHeld, std::memory_order_relaxed); }
   void Release(uint32_t index);
 
@@ -80,8 +80,9 @@ class Stream final : public host::BlockListener {
   std::unique_ptr<host::LiveCollector> collector;
   std::atomic<bool> isRunning{false};
 
-  // What a host feeds before a song's first sample, while the environment variable PRISMEL_TRACE names a file to which
-  // `Stop` appends the number of samples: tests of hosts need it, because taps and LFOs move during that silence.
+  // What a host feeds before a song's first sample, while the environment variable PRISMEL_TRACE names a file
+  // to which `Stop` appends the number of samples: tests of hosts need it, because taps and LFOs move during
+  // that silence.
   void TraceSilence(const float* const* inputs, uint32_t frames);
   void WriteTrace() const;
   std::string tracePath;      // empty: no trace

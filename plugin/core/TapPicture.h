@@ -11,11 +11,11 @@
 
 namespace Vantora::plugin {
 
-/// TapPicture: where the sixteen taps stand and how the voices' values spread, run along with the effect by the
-/// effect's own formulas, because it doesn't tell them.
+/// TapPicture: where the sixteen taps stand and how the voices' values spread, run along with the effect by
+/// the effect's own formulas, because it doesn't tell them.
 ///
-/// Follows "Prismelion" as the effect reads it out, which is smoothed for the eye: while it moves fast the picture
-/// trails the sound by a few tenths of a second.
+/// Follows "Prismelion" as the effect reads it out, which is smoothed for the eye: while it moves fast the
+/// picture trails the sound by a few tenths of a second.
 ///
 /// Threads  `Configure` off the audio thread; `Restart` and `Advance` on it; `Store` anywhere.
 class TapPicture {
@@ -34,8 +34,8 @@ class TapPicture {
     float prismelion = 0.0f;  ///< modulated, position
     float primary = 0.0f;     ///< modulated position of the effect's first knob
   };
-  /// [process] One block. `isWatched`: also publish the positions; the sweep itself runs in any case. True when what
-  /// is published moved.
+  /// [process] One block. `isWatched`: also publish the positions; the sweep itself runs in any case. True
+  /// when what is published moved.
   bool Advance(const Reading& reading, bool isWatched);
 
   /// [any thread] Fills in taps and spread.

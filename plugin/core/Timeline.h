@@ -11,12 +11,12 @@ namespace Vantora::plugin {
 
 /// Timeline: the timed changes that a host sends with its buffers, played on the effect's own grid of blocks.
 ///
-/// A step is written at the block that holds its sample. A ramp leads in a straight line of knob travel from the corner
-/// before it to this one, and is written once a block with its value at the block's first sample; the corner itself at
-/// the block that holds it. What lies beyond the present buffer waits.
+/// A step is written at the block that holds its sample. A ramp leads in a straight line of knob travel from
+/// the corner before it to this one, and is written once a block with its value at the block's first sample;
+/// the corner itself at the block that holds it. What lies beyond the present buffer waits.
 ///
-/// Holds `kCapacity` corners for all parameters together. When full, a new corner replaces its parameter's last one:
-/// the line gets coarser, its end stays right.
+/// Holds `kCapacity` corners for all parameters together. When full, a new corner replaces its parameter's
+/// last one: the line gets coarser, its end stays right.
 ///
 /// Threads  the audio thread alone; the constructor allocates.
 class Timeline {

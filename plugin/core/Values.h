@@ -19,12 +19,13 @@ using Positions = std::array<float, kParameterCount>;
 
 /// Values: what every parameter is set to, and the way of a change from the main thread to the audio thread.
 ///
-/// The last value wins: a parameter has one place for its next value and a bit that says that it is new, so that any
-/// number of writes while nothing is processed costs nothing and ends in the last one. A whole sound travels as one
-/// piece of memory, taken up before one block; single writes made after it follow it, those made before are dropped.
+/// The last value wins: a parameter has one place for its next value and a bit that says that it is new, so
+/// that any number of writes while nothing is processed costs nothing and ends in the last one. A whole sound
+/// travels as one piece of memory, taken up before one block; single writes made after it follow it, those
+/// made before are dropped.
 ///
-/// Threads  `Write` and `WriteSound` on any threads but the audio thread (they exclude each other by a lock), `TakeUp`
-///          and `Note` on the audio thread, `Get` anywhere.
+/// Threads  `Write` and `WriteSound` on any threads but the audio thread (they exclude each other by a lock),
+///          `TakeUp` and `Note` on the audio thread, `Get` anywhere.
 class Values {
  public:
   Values() = default;
@@ -38,7 +39,8 @@ class Values {
 
   /// [not process] One value for the next block.
   void Write(uint32_t index, float position);
-  /// [not process; allocates] A whole sound for one block: everything that `TakeUp` then hands to `applySound`.
+  /// [not process; allocates] A whole sound for one block: everything that `TakeUp` then hands to
+  /// `applySound`.
   void WriteSound(const Positions& sound);
   /// [not process, nothing processing] What waits is dropped: whoever starts a stream reads `All` instead.
   void DropWaiting();
@@ -46,14 +48,16 @@ class Values {
   /// [process] The value came from the audio thread itself, or was written by the effect.
   void Note(uint32_t index, float position) { shown[index].store(position, std::memory_order_relaxed); }
 
-  /// [process] Calls `applySound(const Positions&)` if a sound waits, then `apply(index, position)` for single values.
+  /// [process] Calls `applySound(const Positions&)` if a sound waits, then `apply(index, position)` for
+  /// single values.
   template <typename ApplySound, typename Apply>
   void TakeUp(ApplySound&& applySound, Apply&& apply) {
     if (!isWaiting.exchange(false, std::memory_order_acquire)) return;
     std::array<uint64_t, kWords> bits{};
     for (size_t word = 0; word < kWords; ++word)
       bits[word] = dirty[word].exchange(0, std::memory_order_acquire);
-    // After the bits: a value that followed a sound was published behind it, so that the sound is here by now.
+    // After the bits: a value that followed a sound was published behind it, so that the sound is here by
+    // now.
     if (Sound* sound = waitingSound.exchange(nullptr, std::memory_order_acquire); sound != nullptr) {
       applySound(sound->positions);
       takenSound = sound->number;

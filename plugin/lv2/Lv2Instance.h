@@ -7,8 +7,8 @@
 
 namespace Vantora::plugin {
 
-/// Lv2Instance: what the window's binary may ask of an instance that the host hands over ("instance-access"). Both
-/// binaries are of one build; `kMark` tells others.
+/// Lv2Instance: what the window's binary may ask of an instance that the host hands over ("instance-access").
+/// Both binaries are of one build; `kMark` tells others.
 struct Lv2Instance {
   static constexpr uint64_t kMark = 0x5052'4953'4d45'4c31;  // "PRISMEL1"
   uint64_t mark = kMark;

@@ -1,4 +1,5 @@
-// The LV2 plug-in: control ports in the parameters' units, song position by events, everything else in the state.
+// The LV2 plug-in: control ports in the parameters' units, song position by events, everything else in the
+// state.
 
 #include <lv2/atom/atom.h>
 #include <lv2/atom/util.h>
@@ -149,7 +150,8 @@ class Lv2Plugin final : public Lv2Instance {
       if (port == nullptr || (*port == seen[i] && !isFirstRun)) continue;
       seen[i] = *port;
       const host::Parameter& parameter = list.At(i);
-      // The port says what is set already: a restored state or the window set it, with more digits than a port has.
+      // The port says what is set already: a restored state or the window set it, with more digits than a
+      // port has.
       if (*port == ToPortValue(parameter, core.Value(parameter.Index()))) continue;
       core.StepTo(parameter.Index(), FromPortValue(parameter, *port), 0);
     }

@@ -25,11 +25,11 @@ inline constexpr std::array<Lv2Variant, 3> kLv2Variants{{
     {"urn:vantora:qfx-prismel#mono-to-stereo", "Qfx PRISMEL Mono to Stereo", 1, 2},
 }};
 
-/// Lv2Ports: the numbers of a variant's ports. Songs name ports by symbol, so numbers may change with a version, but the
-/// Turtle files and the binary must agree.
+/// Lv2Ports: the numbers of a variant's ports. Songs name ports by symbol, so numbers may change with a
+/// version, but the Turtle files and the binary must agree.
 ///
-///     audio in, audio out, events in (song position), latency out, free-wheeling in, then the parameters in the
-///     order in which hosts list them: written ones in, the effect's own out
+///     audio in, audio out, events in (song position), latency out, free-wheeling in, then the parameters in
+///     the order in which hosts list them: written ones in, the effect's own out
 struct Lv2Ports {
   explicit constexpr Lv2Ports(const Lv2Variant& variant)
       : firstOutput(variant.inputs),
@@ -41,8 +41,8 @@ struct Lv2Ports {
   uint32_t firstOutput, events, latency, freeWheeling, firstParameter;
 };
 
-/// The value of a control port: in the unit, such that reading it back gives this position wherever a float can. For
-/// "Bypass", which LV2 calls "enabled", the other way round.
+/// The value of a control port: in the unit, such that reading it back gives this position wherever a float
+/// can. For "Bypass", which LV2 calls "enabled", the other way round.
 float ToPortValue(const host::Parameter& parameter, float position);
 /// And back. What isn't a number counts as the value that a preset falls back to.
 float FromPortValue(const host::Parameter& parameter, float value);

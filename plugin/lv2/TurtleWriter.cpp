@@ -1,5 +1,6 @@
-// Writes the Turtle files of the LV2 bundle from the parameter table and the factory presets: manifest.ttl, prismel.ttl
-// and presets.ttl, into the folder that its argument names. A second argument "window" adds the window.
+// Writes the Turtle files of the LV2 bundle from the parameter table and the factory presets: manifest.ttl,
+// prismel.ttl and presets.ttl, into the folder that its argument names. A second argument "window" adds the
+// window.
 
 #include <fmt/format.h>
 

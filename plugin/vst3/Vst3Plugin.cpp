@@ -191,7 +191,8 @@ void Vst3Plugin::TakePoints(v3_param_changes** changes) {
     const v3_param_id id = v3_cpp_obj(queue)->get_param_id(queue);
     const auto index = HostParameters::Get().IndexOfId(id);
     const bool isKnob = index && At(*index).IsOffered();
-    // Points are corners of a line; the first one is led to from where the parameter stands when the call begins.
+    // Points are corners of a line; the first one is led to from where the parameter stands when the call
+    // begins.
     uint32_t from = 0;
     const int32_t points = v3_cpp_obj(queue)->get_point_count(queue);
     for (int32_t k = 0; k < points; ++k) {
@@ -237,7 +238,8 @@ v3_result Vst3Plugin::SetFromController(v3_param_id id, double position) {
   }
   const auto index = HostParameters::Get().IndexOfId(id);
   if (!index) return V3_INVALID_ARG;
-  // While active the host brings the value to the processor itself; what comes here is for the eye, and may be late.
+  // While active the host brings the value to the processor itself; what comes here is for the eye, and may
+  // be late.
   if (!core.IsActive() && At(*index).IsOffered()) core.SetFromHost(*index, static_cast<float>(position));
   return V3_OK;
 }

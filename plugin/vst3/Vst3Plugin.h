@@ -12,19 +12,19 @@ namespace Vantora::plugin {
 
 class Vst3Plugin;
 
-/// Vst3Face: one interface of an instance as a host holds it: a pointer to a table of calls, and behind it, for us, whose
-/// it is.
+/// Vst3Face: one interface of an instance as a host holds it: a pointer to a table of calls, and behind it,
+/// for us, whose it is.
 struct Vst3Face {
   const void* table;
   Vst3Plugin* owner;
 };
 
-/// Vst3Plugin: one instance for a VST3 host, component and controller in one object (`get_controller_class_id` is not
-/// implemented, so that hosts ask the component for the controller).
+/// Vst3Plugin: one instance for a VST3 host, component and controller in one object
+/// (`get_controller_class_id` is not implemented, so that hosts ask the component for the controller).
 ///
-/// The host's parameters are positions 0 to 1 by stable id, and one more that chooses a program. `restart_component` is
-/// never called: from inside a host's call it hangs hosts that hold a lock. What the host should know goes out as
-/// output points of the next process call.
+/// The host's parameters are positions 0 to 1 by stable id, and one more that chooses a program.
+/// `restart_component` is never called: from inside a host's call it hangs hosts that hold a lock. What the
+/// host should know goes out as output points of the next process call.
 class Vst3Plugin final : public HostLink {
  public:
   /// Id of the parameter that chooses the factory preset; no parameter of the effect has it.

@@ -170,8 +170,8 @@ const v3_audio_processor_cpp& ProcessorTable() {
             return V3_OK;
           },
           [](void* self, v3_bool state) -> v3_result {
-            // Silence between two runs of the song: what rang before doesn't belong to the second. Hosts call this beside
-            // their audio thread's calls.
+            // Silence between two runs of the song: what rang before doesn't belong to the second. Hosts call
+            // this beside their audio thread's calls.
             if (state == 0) Of(self).resetWanted.store(true, std::memory_order_release);
             return V3_OK;
           },

@@ -1,5 +1,5 @@
-// What a researcher's or an archivist's batch promises: repeatable variations, nothing done twice, a table in,
-// a report out.
+// What a researcher's or an archivist's batch promises: repeatable variations, nothing done twice, a table
+// in, a report out.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

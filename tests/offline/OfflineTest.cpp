@@ -22,7 +22,8 @@ namespace {
 
 using ::testing::HasSubstr;
 
-/// Out comes the input a few frames late, and an echo of half its level after a longer while; in blocks of 16.
+/// Out comes the input a few frames late, and an echo of half its level after a longer while; in blocks of
+/// 16.
 class LateEcho final : public Effect {
  public:
   LateEcho(uint64_t late, uint64_t echo) : latency(late), distance(echo) {}

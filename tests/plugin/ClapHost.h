@@ -35,8 +35,8 @@ struct TimedValue {
   double value;
 };
 
-/// ClapHost: the smallest host: one instance, and hardly an extension, so that what an instance takes for granted
-/// shows. It notes what the instance asks for and on which thread.
+/// ClapHost: the smallest host: one instance, and hardly an extension, so that what an instance takes for
+/// granted shows. It notes what the instance asks for and on which thread.
 class ClapHost {
  public:
   struct Options {
@@ -78,8 +78,8 @@ class ClapHost {
     bool hasTransport = false;       ///< 120 BPM from position 0, playing
     bool isGuarded = false;          ///< watch each call for what an audio thread mustn't do
   };
-  /// Processes planar audio of `inputs.size()` channels; as many samples come out. Violations of the guard are
-  /// collected in `violations`.
+  /// Processes planar audio of `inputs.size()` channels; as many samples come out. Violations of the guard
+  /// are collected in `violations`.
   std::vector<std::vector<float>> Render(const std::vector<std::vector<float>>& inputs, uint32_t outputs,
                                          const Stream& stream);
 

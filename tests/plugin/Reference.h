@@ -38,8 +38,8 @@ inline const host::Preset& FactoryPreset(const std::string& name) {
   throw std::runtime_error("no preset " + name);
 }
 
-/// What `prismel render` writes: a fresh processor, the preset before its start, no latency. `changes` are timed values
-/// as an automation of steps has them.
+/// What `prismel render` writes: a fresh processor, the preset before its start, no latency. `changes` are
+/// timed values as an automation of steps has them.
 inline Audio RenderReference(const host::Preset& preset, const Audio& input, uint32_t outputs = 2,
                              float sampleRate = 48000.0f,
                              const std::vector<host::ParameterWrite>& changes = {}) {
@@ -60,7 +60,8 @@ inline Audio RenderReference(const host::Preset& preset, const Audio& input, uin
   return out;
 }
 
-/// Samples at which `late`, `delay` samples late, is another than `reference`; the delay itself must be silent.
+/// Samples at which `late`, `delay` samples late, is another than `reference`; the delay itself must be
+/// silent.
 inline size_t Differences(const Audio& reference, const Audio& late, size_t delay) {
   size_t count = 0;
   for (size_t c = 0; c < late.size(); ++c) {

@@ -9,7 +9,7 @@ namespace Vantora::dsp {
 
 /// One channel's block through the crusher:
 ///
-///     crushed = crush(data);   send = crushed;   out = in - wet in + wet gain crushed, in whole groups of four
+///     crushed = crush(data);   send = crushed; out = in - wet in + wet gain crushed, in whole groups of four
 struct CrusherBlock {
   const CrusherSettings* settings;
   CrusherChannel* channel;

@@ -232,7 +232,8 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
 }
 
 // A tile of `kVectors` vectors of outputs, of which the first `count` lanes are wanted. Vectors of four lanes
-// are those of machines with sixteen registers and without a fused multiply-add, where two places would spill.
+// are those of machines with sixteen registers and without a fused multiply-add, where two places would
+// spill.
 template <bool kAdd, std::size_t kVectors, class D>
 HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples, float* out,
                         std::size_t count) {
@@ -268,8 +269,8 @@ HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* sam
     if constexpr (kLanes > 1) FirRun<kAdd, kLanes / 2>(taps, tapCount, samples, out, count);
     return;
   }
-  // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes that
-  // nobody wants cost less than a narrower tile, which is held back by its latency.
+  // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes
+  // that nobody wants cost less than a narrower tile, which is held back by its latency.
   std::size_t i = 0;
   while (i < count) {
     const std::size_t wanted = count - i;

@@ -95,7 +95,8 @@ TEST_F(PrismelTest, AfterAResetAllVoicesStandAtOnce) {
 }
 
 TEST_F(PrismelTest, CutoffsThatMeetHoldTheHighPassWhereItWas) {
-  // 1 kHz between a high-pass and a low-pass at 4 kHz: 24 dB below, unless the high-pass still stands at 250 Hz.
+  // 1 kHz between a high-pass and a low-pass at 4 kHz: 24 dB below, unless the high-pass still stands at 250
+  // Hz.
   const auto levelAt = [&](float lowPassPosition) {
     Put(Prismel::kHpfCutoff, 250.0f);
     Turn(Prismel::kLpfCutoff, 1.0f);
