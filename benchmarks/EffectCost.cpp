@@ -1,10 +1,10 @@
-// effect_cost [--library PATH]... [--rate HZ] [--only TEXT] [--csv] [--blocks N]
+// effect_cost [--library PATH]... [--rate HZ] [--voices N] [--lfo DEPTH] [--silent] [--only NAME] [--turns N] [--worst]
 //
-// What does the whole effect cost behind its binary interface? Every case runs in short turns: each library
-// in question, a plain biquad as the unit, and Calf's Multi Chorus with eight voices and with one, all in
-// this process. The least of many turns counts, so that a busy machine disturbs a ratio little. With two
-// libraries the table sets the second beside the first. Without the chorus (scripts/setup --benchmarks) its
-// columns stay empty, and a line says so.
+// What does the whole effect cost behind its binary interface? Every stage effect runs in short turns: each library in
+// question, a plain biquad as the unit, and Calf's Multi Chorus with eight voices (with one beside one), all in this
+// process. The least of many turns counts, so that a busy machine disturbs a ratio little. Prints CSV: cost in biquads,
+// of the chorus, of the first library, and with --worst the slowest block of a thousand over the mean. Without the chorus
+// (scripts/setup --benchmarks) its column is 0, and a line says so.
 
 #include <algorithm>
 #include <array>
@@ -20,103 +20,10 @@
 #include <vector>
 
 #include "benchmarks/ChorusPeer.h"
-#include "tests/processor/LoadedProcessor.h"
+#include "benchmarks/EffectSession.h"
 
 namespace Vantora::benchmarks {
 namespace {
-
-using Processor::IProcessor_V7;
-using Processor::ProcessorConfig;
-
-struct Case {
-  const char* name;
-  int type;       // of the stage effect
-  int algorithm;  // of the distortion
-  int voices;
-  float lfoDepth;  // of both amounts, 0..1
-  bool silent = false;
-};
-
-std::vector<Case> Cases() {
-  std::vector<Case> cases;
-  for (const int voices : {8, 1}) {
-    cases.push_back({"pass-through", 0, 0, voices, 0.0f});
-    cases.push_back({"band-pass", 1, 0, voices, 0.0f});
-    cases.push_back({"comb", 2, 0, voices, 0.0f});
-    cases.push_back({"crusher", 3, 0, voices, 0.0f});
-    cases.push_back({"distortion 0", 4, 0, voices, 0.0f});
-    cases.push_back({"distortion 1", 4, 1, voices, 0.0f});
-    cases.push_back({"distortion 2", 4, 2, voices, 0.0f});
-    cases.push_back({"wavefolder", 4, 3, voices, 0.0f});
-    cases.push_back({"harmonizer", 5, 0, voices, 0.0f});
-  }
-  cases.push_back({"pass-through, LFO", 0, 0, 8, 0.9f});
-  cases.push_back({"band-pass, LFO", 1, 0, 8, 0.9f});
-  cases.push_back({"comb, LFO", 2, 0, 8, 0.9f});
-  cases.push_back({"crusher, LFO", 3, 0, 8, 0.9f});
-  cases.push_back({"distortion 1, LFO", 4, 1, 8, 0.9f});
-  cases.push_back({"wavefolder, LFO", 4, 3, 8, 0.9f});
-  cases.push_back({"harmonizer, LFO", 5, 0, 8, 0.9f});
-  cases.push_back({"band-pass, silence", 1, 0, 8, 0.0f, true});
-  return cases;
-}
-
-/// One processor at work: the effect's knobs at 0.6, "Prismelion" too, all wet.
-class Session {
- public:
-  Session(const test::LoadedLibrary& library, const Case& what, float sampleRate) {
-    const std::unique_ptr<Processor::IProcessorFactory> factory(library.MakeFactory());
-    processor.reset(factory->CreateProcessor());
-    processor->Attach(nullptr);
-    const ProcessorConfig config{sampleRate};
-    processor->Init(&config);
-    for (const uint32_t knob : {158u, 159u, 160u, 161u, 162u, 163u, 164u, 166u, 168u}) {
-      processor->SetParamValue(knob, 0.6f);
-    }
-    processor->SetParamValue(155, 1.0f);
-    processor->SetParamValue(167, 2.0f / 11.0f);
-    processor->SetParamValue(165, static_cast<float>(what.algorithm) / 3.0f);
-    processor->SetParamValue(169, static_cast<float>(what.type) / 5.0f);
-    processor->SetParamValue(152, static_cast<float>(what.voices - 1) / 7.0f);
-    const float amount = 0.5f + 0.5f * what.lfoDepth;
-    processor->SetParamValue(222, amount);
-    processor->SetParamValue(223, amount);
-    processor->SetParamValue(177, 0.5f);
-    frames = processor->GetBlockSize(sampleRate);
-    // A second of noise, so that no block is the one before.
-    noise.resize(frames * 64);
-    uint32_t x = 1;
-    for (float& sample : noise)
-      sample = static_cast<float>((x = x * 1664525u + 1013904223u) >> 8) * 5e-8f - 0.4f;
-    for (auto& buffer : out) buffer.resize(frames);
-    data.inputs = inputs.data();
-    data.outputs = outputs.data();
-    data.inputCount = data.outputCount = 2;
-    data.sampleCount = frames;
-    data.tempo = 120.0f;
-    outputs = {out[0].data(), out[1].data()};
-    for (int i = 0; i < 2500; ++i) Block();
-    if (!what.silent) return;
-    std::fill(noise.begin(), noise.end(), 0.0f);
-    for (int i = 0; i < 20000; ++i) Block();
-  }
-
-  void Block() {
-    inputs = {noise.data() + place * frames, noise.data() + (63 - place) * frames};
-    place = (place + 1) % 64;
-    processor->Process(&data);
-  }
-  uint32_t Frames() const { return frames; }
-
- private:
-  std::unique_ptr<IProcessor_V7> processor;
-  uint32_t frames = 0;
-  uint32_t place = 0;
-  std::vector<float> noise;
-  std::array<std::vector<float>, 2> out;
-  std::array<float*, 2> inputs{}, outputs{};
-  Processor::ProcessData data{};
-};
 
 /// The unit: two channels through one biquad in direct form one, sample by sample.
 class PlainBiquad {
@@ -185,10 +92,12 @@ double WorstBlock(const test::LoadedLibrary& library, const Case& what, float ra
 struct Options {
   std::vector<std::string> libraries;
   float rate = 48000.0f;
+  uint32_t voices = 8;
+  float lfoDepth = 0.0f;
   std::string only;
-  bool csv = false;
+  bool isSilent = false;
   bool worst = false;
-  int turns = 60;
+  int turns = 100;
 };
 
 Options Read(int argc, char** argv) {
@@ -203,18 +112,22 @@ Options Read(int argc, char** argv) {
       options.libraries.push_back(value());
     } else if (name == "--rate") {
       options.rate = std::stof(value());
+    } else if (name == "--voices") {
+      options.voices = static_cast<uint32_t>(std::clamp(std::stoi(value()), 1, 8));
+    } else if (name == "--lfo") {
+      options.lfoDepth = std::stof(value());
     } else if (name == "--only") {
       options.only = value();
     } else if (name == "--turns") {
       options.turns = std::stoi(value());
+    } else if (name == "--silent") {
+      options.isSilent = true;
     } else if (name == "--worst") {
       options.worst = true;
-    } else if (name == "--csv") {
-      options.csv = true;
     } else {
-      throw std::runtime_error(
-          "unknown option " + name +
-          "; there are --library PATH, --rate HZ, --only TEXT, --turns N, --worst, --csv");
+      throw std::runtime_error("unknown option " + name +
+                               "; there are --library PATH, --rate HZ, --voices N, --lfo DEPTH, --silent, "
+                               "--only NAME, --turns N, --worst");
     }
   }
   if (options.libraries.empty()) options.libraries.push_back(PRISMEL_PROCESSOR_LIBRARY);
@@ -226,14 +139,14 @@ int Measure(int argc, char** argv) {
   std::vector<std::unique_ptr<test::LoadedLibrary>> libraries;
   for (const std::string& path : options.libraries)
     libraries.push_back(std::make_unique<test::LoadedLibrary>(path.c_str()));
-  if (!ChorusPeer::IsAvailable(options.rate))
-    std::fprintf(
-        stderr,
-        "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
-  std::puts(options.csv ? "effect,voices,library,biquads,of_chorus,of_first,worst"
-                        : "effect               voices  library  biquads  of chorus  of first  worst/mean");
-  for (const Case& what : Cases()) {
-    if (!options.only.empty() && std::string(what.name).find(options.only) == std::string::npos) continue;
+  if (!ChorusPeer::IsAvailable(options.rate)) {
+    std::fprintf(stderr,
+                 "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
+  }
+  std::puts("effect,voices,rate,lfo,library,biquads,of_chorus,of_first,worst");
+  for (Case what : EffectCases(options.voices, options.lfoDepth)) {
+    if (!options.only.empty() && what.name != options.only) continue;
+    what.isSilent = options.isSilent;
     std::vector<std::unique_ptr<Session>> sessions;
     for (const auto& library : libraries)
       sessions.push_back(std::make_unique<Session>(*library, what, options.rate));
@@ -253,10 +166,9 @@ int Measure(int argc, char** argv) {
       const double time = watches[s].PerBlock();
       const double ofChorus = chorus.IsLoaded() ? time / chorusWatch.PerBlock() : 0.0;
       const double worst = options.worst ? WorstBlock(*libraries[s], what, options.rate) : 0.0;
-      std::printf(
-          options.csv ? "%s,%d,%zu,%.2f,%.3f,%.3f,%.3f\n" : "%-20s %6d  %7zu  %7.1f  %9.2f  %8.2f  %10.2f\n",
-          what.name, what.voices, s, time / biquadWatch.PerBlock(), ofChorus, time / watches[0].PerBlock(),
-          worst);
+      std::printf("%s,%u,%g,%g,%zu,%.2f,%.3f,%.3f,%.3f\n", what.name.c_str(), what.voices,
+                  static_cast<double>(options.rate), static_cast<double>(options.lfoDepth), s,
+                  time / biquadWatch.PerBlock(), ofChorus, time / watches[0].PerBlock(), worst);
     }
     std::fflush(stdout);
   }

@@ -65,7 +65,7 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  workspace.Resize(7, maxBlockSize);  // the last buffer, at the doubled rate, takes the place of two
+  workspace.Resize(7, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   for (float** buffer : {&driveDb, &driveGains, &outputGains, &compensations, &shaped, &doubled}) {
     *buffer = workspace.Take();
   }
@@ -179,7 +179,7 @@ void MultiDist::Shape(Channel& channel, float* data, uint32_t count) {
     VisitShapingCurve(algorithm,
                       [&](auto shape) { ShapeAntiAliased<decltype(shape)>(data, count, channel.previous); });
   } else {
-    DistortionKernels().shape[algorithm](data, count);
+    DistortionKernels().shape[algorithm](data, WholeVectors(count));  // the buffers have room
   }
   channel.previous = std::clamp(last, -kLargest, kLargest);
 }

@@ -87,7 +87,7 @@ bool MultiModeFilter::UpdateParams(ProcessContext& context) {
   switch (mode.topology) {
     case FilterTopology::FirstOrder:
       UpdateFrequency(context);
-      UpdateFirstOrder();
+      firstOrder.Tune(mode.use, HeldFrequency(), sampleRate);
       break;
     case FilterTopology::StateVariable:
       UpdateFrequency(context);
@@ -135,7 +135,7 @@ void MultiModeFilter::TakeUpMode(ProcessContext& context) {
 void MultiModeFilter::ClearState() {
   for (auto& channel : chain.stages)
     std::fill(std::begin(channel), std::end(channel), StateVariableState<float>{});
-  for (auto& channel : firstOrderState) std::fill(std::begin(channel), std::end(channel), 0.0f);
+  firstOrder.Clear();
   for (DelayLine& line : lines) line.Clear();
 }
 
@@ -152,24 +152,13 @@ void MultiModeFilter::UpdateFrequency(ProcessContext& context) {
   frequency = frequencySmoother.Tick();
 }
 
-void MultiModeFilter::UpdateFirstOrder() {
-  const float f = std::min(frequency, kHighestFrequency * sampleRate);
-  if (mode.use == FilterUse::HighPass) {
-    sections[0] = FirstOrderCoefficients::HighPass(f, sampleRate);
-    return;
-  }
-  sections[0] = FirstOrderCoefficients::LowPass(f, sampleRate);
-  if (mode.use == FilterUse::BandPass) {
-    sections[1] = FirstOrderCoefficients::HighPass(f, sampleRate);
-    sections[1].a1 *= 0.5f;  // intended: a pole at half the place, which flattens the upper slope
-  }
-}
+float MultiModeFilter::HeldFrequency() const { return std::min(frequency, kHighestFrequency * sampleRate); }
 
 void MultiModeFilter::UpdateStateVariable() {
-  const StateVariableTuning wanted = {frequency, q, bellGainDb};
+  const StateVariableTuning wanted = {HeldFrequency(), q, bellGainDb};
   if (snap || !(wanted == tuning)) {
     tuning = wanted;
-    tuned = StateVariableAim();
+    tuned = wanted.Coefficients(mode.use, sampleRate);
   }
   StateVariableCoefficients& now = chain.now;
   if (snap) {
@@ -184,36 +173,6 @@ void MultiModeFilter::UpdateStateVariable() {
   chain.step.m1 = (tuned.m1 - now.m1) * blockShare;
   now.m0 = tuned.m0;
   now.m2 = tuned.m2;
-}
-
-StateVariableCoefficients MultiModeFilter::StateVariableAim() const {
-  const float f = std::min(frequency, kHighestFrequency * sampleRate);
-  const float k = 1.0f / q;
-  StateVariableCoefficients c;
-  c.Tune(std::tan(3.14159265f * f / sampleRate), k);
-  switch (mode.use) {
-    case FilterUse::LowPass:
-      c.m2 = 1.0f;
-      break;
-    case FilterUse::HighPass:
-      c.m0 = 1.0f;
-      c.m1 = -k;
-      c.m2 = -1.0f;
-      break;
-    case FilterUse::BandPass:
-      c.m1 = 1.0f;
-      break;
-    case FilterUse::Notch:
-      c.m0 = 1.0f;
-      c.m1 = -k;
-      break;
-    default:
-      // ln(10) / 20: the bell's gain is an exponential of its own and keeps its own constant.
-      c.m0 = 1.0f;
-      c.m1 = k * (std::exp(bellGainDb * 0.115129255f) - 1.0f);
-      break;
-  }
-  return c;
 }
 
 float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
@@ -275,7 +234,7 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
   } else {
     switch (mode.topology) {
       case FilterTopology::FirstOrder:
-        RunFirstOrder(io, count);
+        for (uint32_t c = 0; c < io.count; ++c) firstOrder.Process(c, io.in[c], io.out[c], count);
         break;
       case FilterTopology::StateVariable:
         RunStateVariable(io, count);
@@ -302,26 +261,6 @@ FilterBlock MultiModeFilter::StageBlock(const Channels& io, uint32_t channel) {
           .gain = compensation.data(),
           .out = io.out[channel],
           .isLast = channel + 1 == io.count};
-}
-
-void MultiModeFilter::RunFirstOrder(const Channels& io, uint32_t count) {
-  const FirstOrderCoefficients first = sections[0];
-  const FirstOrderCoefficients second = sections[1];
-  for (uint32_t c = 0; c < io.count; ++c) {
-    const float* in = io.in[c];
-    float* out = io.out[c];
-    float z0 = firstOrderState[c][0];
-    float z1 = firstOrderState[c][1];
-    if (mode.use == FilterUse::BandPass) {
-      for (uint32_t i = 0; i < count; ++i) {
-        out[i] = FirstOrderTick(second, z1, 2.0f * FirstOrderTick(first, z0, in[i]));
-      }
-    } else {
-      for (uint32_t i = 0; i < count; ++i) out[i] = FirstOrderTick(first, z0, in[i]);
-    }
-    firstOrderState[c][0] = z0;
-    firstOrderState[c][1] = z1;
-  }
 }
 
 void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {

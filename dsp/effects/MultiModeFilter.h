@@ -10,12 +10,13 @@
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/control/SmootherSRL.h"
 #include "dsp/effects/FilterModes.h"
-#include "dsp/effects/FirstOrderSection.h"
 #include "dsp/effects/MultiModeFilterRows.h"
 #include "dsp/effects/StateVariableChain.h"
 #include "dsp/effects/bank/LaneBank.h"
 #include "dsp/effects/filter/CombKernels.h"
 #include "dsp/effects/filter/FilterKernels.h"
+#include "dsp/effects/filter/FirstOrderFilter.h"
+#include "dsp/effects/filter/StateVariableTuning.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -65,13 +66,6 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
-  /// What the coefficients of a state-variable mode are made from.
-  struct StateVariableTuning {
-    float frequency = 0.0f;
-    float q = 0.0f;
-    float bellGainDb = 0.0f;
-    bool operator==(const StateVariableTuning&) const = default;
-  };
   enum class Fade : uint8_t { None, Out, In };
   struct Channels {
     const float* in[2];
@@ -86,15 +80,14 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   void ClearState();
   void UpdateFrequency(ProcessContext& context);
   void UpdateComb(ProcessContext& context);
-  void UpdateFirstOrder();
   void UpdateStateVariable();
-  StateVariableCoefficients StateVariableAim() const;
+  /// Hz, smoothed, below half the rate, where the tangent still is finite.
+  float HeldFrequency() const;
   void UpdateCompensation(uint32_t count);
   void UpdateBypass(const ProcessContext& context);
   float CombDelayTarget(ProcessContext& context);
   void RunStateVariable(const Channels& io, uint32_t count);
   FilterBlock StageBlock(const Channels& io, uint32_t channel);
-  void RunFirstOrder(const Channels& io, uint32_t count);
   void RunComb(const Channels& io, uint32_t count);
   void ApplyFade(ProcessContext& context, const Channels& io, uint32_t count);
 
@@ -130,7 +123,6 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   StateVariableCoefficients tuned;  // where the coefficients glide to
   float compensatedQ = 0.0f;        // that `resonanceGain` was made from
   float resonanceGain = 1.0f;
-  FirstOrderCoefficients sections[2];
   SmootherLPF frequencySmoother{0.01f};
   SmootherLPF qSmoother{0.01f};
   SmootherLPF bellGainSmoother{0.01f};
@@ -139,7 +131,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
 
   // State, written by DoProcess.
   StateVariableChain chain;          // its coefficients by UpdateParams too
-  float firstOrderState[2][2] = {};  // channel, section
+  FirstOrderFilter firstOrder;       // its coefficients by UpdateParams too
   DelayLine lines[2];                // comb
   Fade fade = Fade::None;
   uint32_t fadeBlocks = 0;  // of the present fade so far

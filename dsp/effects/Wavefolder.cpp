@@ -27,7 +27,7 @@ template <typename FoldOne>
 void FoldBlock(float* data, uint32_t count, float peak, void (*fold)(float*, uint32_t),
                FoldOne&& foldOne) noexcept {
   if (peak <= kFoldVectorLimit) {
-    fold(data, count);
+    fold(data, WholeVectors(count));  // the buffers have room
     return;
   }
   for (uint32_t i = 0; i < count; i += 4) {
@@ -71,7 +71,7 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &wet, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  workspace.Resize(10, maxBlockSize);  // the last buffer, at the doubled rate, takes the place of two
+  workspace.Resize(10, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   resting = {};
   for (float** buffer :
        {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {
@@ -159,7 +159,7 @@ void Wavefolder::RenderGains(uint32_t count) {
   }
   RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
   const uint32_t different = isDriveSettled ? 4 : count;
-  kernels.foldGains(driveGains, roots, inverses, different);
+  kernels.foldGains(driveGains, roots, inverses, WholeVectors(different));
   std::fill(roots + different, roots + count, roots[0]);
   std::fill(inverses + different, inverses + count, inverses[0]);
   outputGain.Render(wetGains, count);

@@ -10,7 +10,7 @@ namespace Vantora::dsp {
 void FeedbackPath::Configure(uint32_t maxBlockSize, float rate, float maxMs) {
   sampleRate = rate;
   blockLength = maxBlockSize;
-  for (AlignedFloats& side : past) side.assign(WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
+  for (AlignedFloats& side : past) side.assign(WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
   for (AlignedFloats& side : filtered) side.assign(WholeVectors(maxBlockSize), 0.0f);
   delay.Setup(1, maxBlockSize, rate);
   gain.Setup(1, maxBlockSize, rate);

@@ -18,54 +18,6 @@ namespace {
 constexpr uint32_t kPrimaryPort = 2;
 constexpr uint32_t kPrismelPort = 3;
 
-/// Calls `visit` with a clone's stage effect of type 1 to 5.
-template <typename Visit>
-void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
-  switch (type) {
-    case kFxBandPass:
-      visit(clone.Child<kFxBandPass>());
-      break;
-    case kFxComb:
-      visit(clone.Child<kFxComb>());
-      break;
-    case kFxBitCrusher:
-      visit(clone.Child<kFxBitCrusher>());
-      break;
-    case kFxDistortion:
-      visit(clone.Child<kFxDistortion>());
-      break;
-    case kFxHarmonizer:
-      visit(clone.Child<kFxHarmonizer>());
-      break;
-    default:
-      break;
-  }
-}
-
-// A block of a stage effect of which only the first input and output are connected; `context` has ports for
-// any.
-template <typename Exact, typename Effect>
-void ProcessMono(Effect& effect, ProcessContext& context) {
-  context.inputCount = Exact::kInputCount;
-  context.outputCount = Exact::kOutputCount;
-  effect.template ProcessAs<Exact>(context);
-}
-void ProcessMono(MultiModeFilter& effect, ProcessContext& context) {
-  ProcessMono<MultiModeFilter>(effect, context);
-}
-void ProcessMono(BitCrusher& effect, ProcessContext& context) { ProcessMono<BitCrusher>(effect, context); }
-void ProcessMono(PitchShifter& effect, ProcessContext& context) {
-  ProcessMono<PitchShifter>(effect, context);
-}
-void ProcessMono(PrismelDistoVariant& effect, ProcessContext& context) { effect.ProcessMono(context); }
-
-// True when writing the primary parameter would change nothing.
-template <typename Effect>
-bool StandsAt(Effect&, uint32_t, float) {
-  return false;
-}
-bool StandsAt(PrismelDistoVariant& effect, uint32_t, float drive) { return effect.StandsAtDrive(drive); }
-
 FxBank MakeBank(const char* name, uint32_t seed, uint32_t side) {
   return FxBank(name, {0, 0},
                 [=](uint32_t voice) { return FxVariant("FX", SeedHash(seed, side * kVoiceCount + voice)); });
@@ -87,12 +39,9 @@ Prismel::Prismel(std::string text, uint32_t seed)
     : ModuleContainer(
           std::move(text), kInputCount, kOutputCount, MakeRecords(PrismelKnobs::kOwnRows),
           [seed] { return MakeBank("FXL", seed, 0); }, [seed] { return MakeBank("FXR", seed, 1); }),
+      clones(Child<0>(), Child<1>()),
       voiceGains(ForEachVoice(SmootherSRL(0.2f, 1.0f))),
-      sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}},
-      spreads(StageSpread::Sides()) {
-  for (uint32_t v = 0; v < kVoiceCount; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) Bank(side).Clone(v).SetLaneBank(&laneBank);
-  }
+      sweeps{{ForEachVoice(SmootherInterpLPF(0.01f)), ForEachVoice(SmootherInterpLPF(0.01f))}} {
   Forward(kFxType, {FxVariant::kOwnBase + FxVariant::kModuleType,
                     kChildBases[1] + FxVariant::kOwnBase + FxVariant::kModuleType});
 }
@@ -193,7 +142,7 @@ bool Prismel::UpdateParams(ProcessContext& context) {
   sweepDepth.Render(depthBuffer, count);
   feedback.RenderGain(feedbackGainBuffer, count);
 
-  if (IsOwnDirty(kFxType) || changed != 0) ResetStageEffects();
+  if (IsOwnDirty(kFxType) || changed != 0) clones.Reset();
   return true;
 }
 
@@ -260,7 +209,7 @@ void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
   const StageRoute& route = kStageRoutes[type];
   if (route.law != SpreadLaw::kNone) {
     const float primary = OwnRecord(route.primary).ReadValueModulated(context, kPrimaryPort);
-    SpreadPrimary(type, primary, amount);
+    clones.SpreadPrimary(type, primary, amount, activeVoices);
     PassSecondary(type);
   }
   AimFeedbackGain(context, type);
@@ -268,47 +217,12 @@ void Prismel::UpdateStageEffects(const ProcessContext& context, float amount) {
   UpdateSweep(amount);
 }
 
-// The values are made when something that bears on them has moved, and written on every block: a voice's own
-// knob may have been written by somebody else.
-void Prismel::SpreadPrimary(uint32_t type, float primary, float amount) {
-  const StageRoute& route = kStageRoutes[type];
-  if (type != spreadType || primary != spreadPrimary || amount != spreadAmount) spreadVoices = 0;
-  spreadType = type;
-  spreadPrimary = primary;
-  spreadAmount = amount;
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      float& value = spreadValues[side][v];
-      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) {
-        if (v >= spreadVoices) {
-          const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
-          const ParamRecord& target = effect.Param(route.primaryTarget);
-          value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
-        }
-        if (!StandsAt(effect, route.primaryTarget, value))
-          effect.SetParamInternal(route.primaryTarget, value);
-      });
-    }
-  }
-  spreadVoices = std::max(spreadVoices, activeVoices);
-}
-
-// The same value for all voices, or the chord's, and only when something that bears on it has moved.
+// Only when something that bears on it has moved.
 void Prismel::PassSecondary(uint32_t type) {
   const bool due = IsOwnDirty(kBandpassResonance) || IsOwnDirty(kCombResonance) ||
                    IsOwnDirty(kBitCrusherBitDepth) || IsOwnDirty(kDistortionAlgorithm) ||
                    IsOwnDirty(kHarmonizerChord) || IsOwnDirty(kVoices) || IsOwnDirty(kFxType);
-  if (!due) return;
-  const StageRoute& route = kStageRoutes[type];
-  const float value = OwnValue(route.secondary);
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    const float own =
-        type == kFxHarmonizer ? static_cast<float>(kChords[static_cast<uint32_t>(value)][v]) : value;
-    for (uint32_t side = 0; side < 2; ++side) {
-      AtEffect(Bank(side).Clone(v), type,
-               [&](auto& effect) { effect.SetParamInternal(route.secondaryTarget, own); });
-    }
-  }
+  if (due) clones.WriteSecondary(type, OwnValue(kStageRoutes[type].secondary), activeVoices);
 }
 
 void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
@@ -320,8 +234,7 @@ void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
 
 void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
   if (type != kFxPassThrough) {
-    primaryReadOut.SetTarget(
-        OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    primaryReadOut.SetTarget(OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
     SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
   }
   prismelReadOut.SetTarget(amount);
@@ -341,14 +254,6 @@ void Prismel::UpdateSweep(float amount) {
   sweepLfo.SetRate(activeVoices, sweepRate, tickLength);
 }
 
-void Prismel::ResetStageEffects() {
-  for (uint32_t v = 0; v < kVoiceCount; ++v) {
-    for (uint32_t step = 0; step < FxVariant::kResetSteps; ++step) {
-      for (uint32_t side = 0; side < 2; ++side) Bank(side).Clone(v).ResetEffect(step);
-    }
-  }
-}
-
 uint32_t Prismel::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
   const float* left = context.Input(0);
@@ -359,7 +264,7 @@ uint32_t Prismel::DoProcess(ProcessContext& context) {
 
   RenderSweeps(count);
   if (count > 0) SweepTaps(count);
-  RunStageEffects(context);
+  const VoicePairs& summed = clones.Run(context, activeVoices, tapBuffers, effects);
   StereoBuffers out;
   for (uint32_t side = 0; side < 2; ++side) {
     StageKernels().sumVoices(summed[side].data(), voiceGainBuffers.data(), activeVoices, voiceCountGainBuffer,
@@ -399,60 +304,6 @@ void Prismel::SweepTaps(uint32_t count) {
   for (uint32_t v = 0; v < activeVoices; ++v) {
     for (uint32_t side = 0; side < 2; ++side)
       taps.Read(side, sweepRamps[side][v], depthBuffer, tapBuffers[side][v], count);
-  }
-}
-
-void Prismel::RunStageEffects(const ProcessContext& context) {
-  summed = effects;
-  bool plain = true;
-  bool atRest = true;
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      FxVariant& clone = Bank(side).Clone(v);
-      plain = plain && clone.RunsPlain();
-      atRest = atRest && clone.IsAtRest() && clone.Selected() == Bank(0).Clone(0).Selected();
-    }
-  }
-  // All clones run the same alternative: band-passes and crushers leave their blocks to the bank, side by
-  // side.
-  if (plain) laneBank.Open();
-  if (atRest) {
-    RunClonesAtRest(context);
-  } else {
-    RunClones(context);
-  }
-  laneBank.Run(context.sampleCount);
-}
-
-void Prismel::RunClones(const ProcessContext& context) {
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      std::array<float*, FxVariant::kInputCount> inputs{tapBuffers[side][v]};
-      std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
-      ProcessContext inner = context.WithPorts(inputs, outputs);
-      Bank(side).Clone(v).Process(inner);
-    }
-  }
-}
-
-// With nothing to decide around them, the effects are called themselves, as their variants would call them.
-void Prismel::RunClonesAtRest(const ProcessContext& context) {
-  const auto type = static_cast<uint32_t>(Bank(0).Clone(0).Selected());
-  if (type == kFxPassThrough) {
-    summed = tapBuffers;
-    return;
-  }
-  constexpr uint32_t kMostInputs = 10;
-  constexpr uint32_t kMostOutputs = 4;
-  std::array<float*, kMostInputs> inputs{};
-  std::array<float*, kMostOutputs> outputs{};
-  ProcessContext inner = context.WithPorts(inputs, outputs);
-  for (uint32_t v = 0; v < activeVoices; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      inputs[0] = tapBuffers[side][v];
-      outputs[0] = effects[side][v];
-      AtEffect(Bank(side).Clone(v), type, [&](auto& effect) { ProcessMono(effect, inner); });
-    }
   }
 }
 

@@ -15,17 +15,13 @@
 #include "dsp/control/SmootherLPF.h"
 #include "dsp/control/SmootherSRL.h"
 #include "dsp/stage/FeedbackPath.h"
-#include "dsp/stage/FxVariant.h"
 #include "dsp/stage/SpreadTables.h"
-#include "dsp/stage/StageSpread.h"
+#include "dsp/stage/StageClones.h"
 #include "dsp/stage/SweepLfo.h"
 #include "dsp/stage/TapLines.h"
-#include "engine/ModuleCloner.h"
 #include "engine/ModuleContainer.h"
 
 namespace Vantora::dsp {
-
-using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0}, 0>;
 
 /// Prismel: the audio heart of the effect. It splits a stereo signal into up
 /// to eight voices, each a pair of slowly swept delay taps, runs every tap
@@ -66,7 +62,8 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   uint32_t GetActiveVoices() const { return activeVoices; }
 
  private:
-  using VoiceBuffers = std::array<float*, kVoiceCount>;
+  using VoiceBuffers = StageClones::VoiceBuffers;
+  using VoicePairs = StageClones::VoicePairs;
   using StereoBuffers = std::array<float*, 2>;
 
   void CarveWorkspace();
@@ -77,22 +74,16 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   void ComputeLowPass();
   void ComputeHighPass();
   void UpdateStageEffects(const ProcessContext& context, float amount);
-  void SpreadPrimary(uint32_t type, float primary, float amount);
   void PassSecondary(uint32_t type);
   void UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount);
   void AimFeedbackGain(const ProcessContext& context, uint32_t type);
   void UpdateSweep(float amount);
-  void ResetStageEffects();
 
   void RenderSweeps(uint32_t count);
   void SweepTaps(uint32_t count);
-  void RunStageEffects(const ProcessContext& context);
-  void RunClones(const ProcessContext& context);
-  void RunClonesAtRest(const ProcessContext& context);
   void Finish(const StereoBuffers& out, uint32_t count);
   void Mix(const StereoBuffers& out, uint32_t count);
 
-  FxBank& Bank(uint32_t side) { return side == 0 ? Child<0>() : Child<1>(); }
   uint32_t Type() { return static_cast<uint32_t>(OwnValue(kFxType)); }
   uint32_t VoicesAsked() { return static_cast<uint32_t>(OwnValue(kVoices)); }
 
@@ -102,7 +93,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   float tickLength = 0.0f;    // seconds of a maximum block: one step of the sweep
   float radiansPerHz = 0.0f;  // 2 pi / rate
 
-  LaneBank laneBank;
+  StageClones clones;
 
   // Voices.
   std::array<SmootherSRL, kVoiceCount> voiceGains;
@@ -139,13 +130,6 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   SinCosPair share{};      // of wet and dry, equal power
   SmootherInterpLPF inputGain{0.01f};
   SmootherInterpLPF outputGain{0.01f};
-  std::array<StageSpread, 2> spreads;
-  // What the spread last made, by side: of these, for the first so many voices.
-  uint32_t spreadType = kFxTypeCount;
-  float spreadPrimary = 0.0f;
-  float spreadAmount = 0.0f;
-  uint32_t spreadVoices = 0;
-  std::array<std::array<float, kVoiceCount>, 2> spreadValues{};
   SmootherLPF primaryReadOut{0.4f};
   SmootherLPF prismelReadOut{0.4f};
   FeedbackPath feedback;
@@ -153,10 +137,9 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   // The workspace: 69 buffers of a block, in one piece.
   static constexpr uint32_t kBufferCount = 69;
   BlockBuffers workspace;
-  std::array<VoiceBuffers, 2> sweepRamps{};
-  std::array<VoiceBuffers, 2> tapBuffers{};
-  std::array<VoiceBuffers, 2> effects{};
-  std::array<VoiceBuffers, 2> summed{};  // what is summed: the effects' outputs, or the taps themselves
+  VoicePairs sweepRamps{};
+  VoicePairs tapBuffers{};
+  VoicePairs effects{};
   float* depthBuffer = nullptr;
   float* wetBuffer = nullptr;
   StereoBuffers wetSums{};

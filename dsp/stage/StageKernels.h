@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "basictools/math/WholeQuads.h"
 #include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
@@ -19,7 +20,7 @@ struct TapRead {
 /// goes through the same single roundings, whatever the width: results are the same bit for bit on every
 /// machine.
 ///
-/// Buffers of `readTap` and `sumVoices` hold whole vectors, up to the next multiple of `kStagePadding`; the
+/// Buffers of `readTap` and `sumVoices` hold whole vectors, up to the next multiple of `kVectorPadding`; the
 /// others touch exactly `count` samples.
 struct StageKernelTable {
   /// tap = the line, read linearly ramp * depth samples back, at least one.
@@ -35,14 +36,6 @@ struct StageKernelTable {
   /// signal = signal * sine + dry * cosine of wet * pi / 2, in whole groups of four.
   void (*mix)(const float* wet, const float* const* dry, float* const* signal, uint32_t count);
 };
-
-/// Floats that a kernel may go beyond its count.
-inline constexpr uint32_t kStagePadding = 16;
-
-/// `count` rounded up to whole vectors.
-constexpr uint32_t WholeVectors(uint32_t count) {
-  return (count + kStagePadding - 1u) & ~(kStagePadding - 1u);
-}
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
 const StageKernelTable& StageKernelsFor(prims::SimdTarget target) noexcept;

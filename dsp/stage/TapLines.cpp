@@ -10,7 +10,7 @@ void TapLines::Configure(uint32_t maxBlockSize, float longestTap) {
   // A tap that lies between two whole places is read with three loads, of which one may lie in front of the
   // past.
   for (AlignedFloats& window : windows)
-    window.assign(kStagePadding + lines[0].Size() + WholeVectors(maxBlockSize) + kStagePadding, 0.0f);
+    window.assign(kVectorPadding + lines[0].Size() + WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
   states = {};
 }
 
@@ -25,7 +25,7 @@ void TapLines::Write(const Input& input, const float* depth, uint32_t count) {
   const uint32_t past = std::min(static_cast<uint32_t>(1.05f * greatest) + 4u, lines[0].Size());
   furthest = static_cast<int32_t>(past) - 1;
   for (uint32_t side = 0; side < 2; ++side) {
-    float* start = windows[side].data() + kStagePadding;
+    float* start = windows[side].data() + kVectorPadding;
     lines[side].CopyRun(start, past, past);
     block[side] = start + past;
   }

@@ -131,33 +131,46 @@ HWY_INLINE LaneNumber<D> TimesPowerOfTwo(LaneNumber<D> x, LaneNumber<D> whole) {
   return {hn::BitCast(D(), hn::Add(hn::BitCast(di, x.v), shifted))};
 }
 
+// The first `count` lanes, from or to memory that may end there.
 template <typename T>
-HWY_INLINE T LoadNumber(const float* from) {
+HWY_INLINE T LoadNumber(const float* from, uint32_t count) {
   if constexpr (std::is_same_v<T, float>) {
+    (void)count;
     return *from;
   } else {
-    return {hn::LoadU(typename LanesOf<T>::Tag(), from)};
+    const typename LanesOf<T>::Tag d;
+    if (count == LanesOf<T>::kCount) return {hn::LoadU(d, from)};
+    return {hn::MaskedLoad(hn::FirstN(d, count), d, from)};
   }
 }
-HWY_INLINE void StoreNumber(float x, float* to) { *to = x; }
+HWY_INLINE void StoreNumber(float x, float* to, uint32_t) { *to = x; }
 template <typename D>
-HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to) {
-  hn::StoreU(x.v, D(), to);
+HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to, uint32_t count) {
+  if (count == LanesOf<LaneNumber<D>>::kCount) {
+    hn::StoreU(x.v, D(), to);
+  } else {
+    hn::BlendedStore(x.v, hn::FirstN(D(), count), D(), to);
+  }
 }
 
-// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of
-// its call operator, and the first sample. Whole vectors first, then fours, then the rest one by one.
+// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of its call
+// operator, the first sample and how many. What is left behind the last whole vector takes one more where a machine
+// masks loads and stores; else fours, then one by one.
 template <typename Run>
 HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   uint32_t i = 0;
 #if HWY_TARGET != HWY_EMU128
   constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
-  for (; i + kMany <= count; i += kMany) run.template operator()<LaneNumber<ManyLanes>>(i);
+  for (; i + kMany <= count; i += kMany) run.template operator()<LaneNumber<ManyLanes>>(i, kMany);
+#if HWY_CAP_GE512
+  if (i < count) run.template operator()<LaneNumber<ManyLanes>>(i, count - i);
+  return;
+#endif
   if constexpr (kMany > 4) {
-    for (; i + 4 <= count; i += 4) run.template operator()<LaneNumber<FewLanes>>(i);
+    for (; i + 4 <= count; i += 4) run.template operator()<LaneNumber<FewLanes>>(i, 4);
   }
 #endif
-  for (; i < count; ++i) run.template operator()<float>(i);
+  for (; i < count; ++i) run.template operator()<float>(i, 1);
 }
 
 // A field of each clone's record as a number, and back. Lanes without a clone hold `spare` and are dropped.

@@ -181,24 +181,25 @@ template <bool kCompanding, bool kPowerOfTwo>
 void QuantiseBlock(const CrusherBlock& block, uint32_t count) {
   const CrusherSettings c = *block.settings;
   float* out = block.out;
-  const auto crush = [&]<typename T>(uint32_t i) HWY_ATTR {
-    StoreNumber(CrushHeld<kCompanding, kPowerOfTwo>(c, LoadNumber<T>(out + i)), out + i);
+  const auto crush = [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
+    StoreNumber(CrushHeld<kCompanding, kPowerOfTwo>(c, LoadNumber<T>(out + i, n)), out + i, n);
   };
-  const auto mix = [&]<typename T>(uint32_t i) HWY_ATTR {
-    const T in = LoadNumber<T>(block.in + i);
-    const T wet = LoadNumber<T>(block.wet + i);
-    StoreNumber(in - in * wet + wet * Number<T>(block.gain) * LoadNumber<T>(out + i), out + i);
+  const auto mix = [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
+    const T in = LoadNumber<T>(block.in + i, n);
+    const T wet = LoadNumber<T>(block.wet + i, n);
+    StoreNumber(in - in * wet + wet * Number<T>(block.gain) * LoadNumber<T>(out + i, n), out + i, n);
   };
-  if (block.send == nullptr) {
-    ForEachPlace(count, [&]<typename T>(uint32_t i) HWY_ATTR {
-      crush.template operator()<T>(i);
-      if (i < WholeQuads(count)) mix.template operator()<T>(i);
+  const uint32_t mixed = WholeQuads(count);
+  if (block.send == nullptr && mixed == count) {
+    ForEachPlace(count, [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
+      crush.template operator()<T>(i, n);
+      mix.template operator()<T>(i, n);
     });
     return;
   }
   ForEachPlace(count, crush);
-  std::copy_n(out, count, block.send);
-  ForEachPlace(WholeQuads(count), mix);
+  if (block.send != nullptr) std::copy_n(out, count, block.send);
+  ForEachPlace(mixed, mix);
 }
 
 template <bool kFiltered, bool kGlide, bool kCompanding>

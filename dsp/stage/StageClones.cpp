@@ -1,0 +1,166 @@
+#include "dsp/stage/StageClones.h"
+
+#include <algorithm>
+
+#include "dsp/stage/StageRoutes.h"
+
+namespace Vantora::dsp {
+
+namespace {
+
+/// Calls `visit` with a clone's stage effect of type 1 to 5.
+template <typename Visit>
+void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
+  switch (type) {
+    case kFxBandPass:
+      visit(clone.Child<kFxBandPass>());
+      break;
+    case kFxComb:
+      visit(clone.Child<kFxComb>());
+      break;
+    case kFxBitCrusher:
+      visit(clone.Child<kFxBitCrusher>());
+      break;
+    case kFxDistortion:
+      visit(clone.Child<kFxDistortion>());
+      break;
+    case kFxHarmonizer:
+      visit(clone.Child<kFxHarmonizer>());
+      break;
+    default:
+      break;
+  }
+}
+
+// A block of a stage effect of which only the first input and output are connected; `context` has ports for
+// any.
+template <typename Exact, typename Effect>
+void ProcessMono(Effect& effect, ProcessContext& context) {
+  context.inputCount = Exact::kInputCount;
+  context.outputCount = Exact::kOutputCount;
+  effect.template ProcessAs<Exact>(context);
+}
+void ProcessMono(MultiModeFilter& effect, ProcessContext& context) {
+  ProcessMono<MultiModeFilter>(effect, context);
+}
+void ProcessMono(BitCrusher& effect, ProcessContext& context) { ProcessMono<BitCrusher>(effect, context); }
+void ProcessMono(PitchShifter& effect, ProcessContext& context) {
+  ProcessMono<PitchShifter>(effect, context);
+}
+void ProcessMono(PrismelDistoVariant& effect, ProcessContext& context) { effect.ProcessMono(context); }
+
+// True when writing the primary parameter would change nothing.
+template <typename Effect>
+bool StandsAt(Effect&, float) {
+  return false;
+}
+bool StandsAt(PrismelDistoVariant& effect, float drive) { return effect.StandsAtDrive(drive); }
+
+}  // namespace
+
+StageClones::StageClones(FxBank& left, FxBank& right)
+    : banks{&left, &right}, spreads(StageSpread::Sides()) {
+  for (uint32_t v = 0; v < kVoiceCount; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) Clone(side, v).SetLaneBank(&laneBank);
+  }
+}
+
+// The values are made when something that bears on them has moved, and written on every block: a voice's own
+// knob may have been written by somebody else.
+void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint32_t voices) {
+  const StageRoute& route = kStageRoutes[type];
+  if (type != spreadType || primary != spreadPrimary || amount != spreadAmount) spreadVoices = 0;
+  spreadType = type;
+  spreadPrimary = primary;
+  spreadAmount = amount;
+  for (uint32_t v = 0; v < voices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      float& value = spreadValues[side][v];
+      AtEffect(Clone(side, v), type, [&](auto& effect) {
+        if (v >= spreadVoices) {
+          const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
+          const ParamRecord& target = effect.Param(route.primaryTarget);
+          value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
+        }
+        if (!StandsAt(effect, value))
+          effect.SetParamInternal(route.primaryTarget, value);
+      });
+    }
+  }
+  spreadVoices = std::max(spreadVoices, voices);
+}
+
+void StageClones::WriteSecondary(uint32_t type, float value, uint32_t voices) {
+  const StageRoute& route = kStageRoutes[type];
+  for (uint32_t v = 0; v < voices; ++v) {
+    const float own =
+        type == kFxHarmonizer ? static_cast<float>(kChords[static_cast<uint32_t>(value)][v]) : value;
+    for (uint32_t side = 0; side < 2; ++side) {
+      AtEffect(Clone(side, v), type,
+               [&](auto& effect) { effect.SetParamInternal(route.secondaryTarget, own); });
+    }
+  }
+}
+
+void StageClones::Reset() {
+  for (uint32_t v = 0; v < kVoiceCount; ++v) {
+    for (uint32_t step = 0; step < FxVariant::kResetSteps; ++step) {
+      for (uint32_t side = 0; side < 2; ++side) Clone(side, v).ResetEffect(step);
+    }
+  }
+}
+
+const StageClones::VoicePairs& StageClones::Run(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+                                                const VoicePairs& effects) {
+  const uint64_t selected = Clone(0, 0).Selected();
+  bool plain = true;
+  bool atRest = true;
+  for (uint32_t v = 0; v < voices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      FxVariant& clone = Clone(side, v);
+      atRest = atRest && clone.IsAtRest() && clone.Selected() == selected;
+      plain = plain && (atRest || clone.RunsPlain());
+    }
+  }
+  if (atRest && selected == kFxPassThrough) return taps;
+  // With nothing behind the effects working on their outputs, they may leave their blocks to the bank.
+  if (plain) laneBank.Open();
+  if (atRest) {
+    RunAtRest(context, voices, taps, effects);
+  } else {
+    RunVariants(context, voices, taps, effects);
+  }
+  laneBank.Run(context.sampleCount);
+  return effects;
+}
+
+void StageClones::RunVariants(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+                              const VoicePairs& effects) {
+  for (uint32_t v = 0; v < voices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      std::array<float*, FxVariant::kInputCount> inputs{taps[side][v]};
+      std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
+      ProcessContext inner = context.WithPorts(inputs, outputs);
+      Clone(side, v).Process(inner);
+    }
+  }
+}
+
+void StageClones::RunAtRest(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+                            const VoicePairs& effects) {
+  const auto type = static_cast<uint32_t>(Clone(0, 0).Selected());
+  constexpr uint32_t kMostInputs = 10;
+  constexpr uint32_t kMostOutputs = 4;
+  std::array<float*, kMostInputs> inputs{};
+  std::array<float*, kMostOutputs> outputs{};
+  ProcessContext inner = context.WithPorts(inputs, outputs);
+  for (uint32_t v = 0; v < voices; ++v) {
+    for (uint32_t side = 0; side < 2; ++side) {
+      inputs[0] = taps[side][v];
+      outputs[0] = effects[side][v];
+      AtEffect(Clone(side, v), type, [&](auto& effect) { ProcessMono(effect, inner); });
+    }
+  }
+}
+
+}  // namespace Vantora::dsp
