@@ -1,10 +1,12 @@
-// effect_cost [--library PATH]... [--rate HZ] [--voices N] [--lfo DEPTH] [--silent] [--only NAME] [--turns N] [--worst]
+// effect_cost [--library PATH]... [--rate HZ] [--voices N] [--lfo DEPTH] [--silent] [--only NAME] [--turns N]
+// [--worst]
 //
-// What does the whole effect cost behind its binary interface? Every stage effect runs in short turns: each library in
-// question, a plain biquad as the unit, and Calf's Multi Chorus with eight voices (with one beside one), all in this
-// process. The least of many turns counts, so that a busy machine disturbs a ratio little. Prints CSV: cost in biquads,
-// of the chorus, of the first library, and with --worst the slowest block of a thousand over the mean. Without the chorus
-// (scripts/setup --benchmarks) its column is 0, and a line says so.
+// What does the whole effect cost behind its binary interface? Every stage effect runs in short turns: each
+// library in question, a plain biquad as the unit, and Calf's Multi Chorus with eight voices (with one beside
+// one), all in this process. The least of many turns counts, so that a busy machine disturbs a ratio little.
+// Prints CSV: cost in biquads, of the chorus, of the first library, and with --worst the slowest block of a
+// thousand over the mean. Without the chorus (scripts/setup --benchmarks) its column is 0, and a line says
+// so.
 
 #include <algorithm>
 #include <array>
@@ -140,8 +142,9 @@ int Measure(int argc, char** argv) {
   for (const std::string& path : options.libraries)
     libraries.push_back(std::make_unique<test::LoadedLibrary>(path.c_str()));
   if (!ChorusPeer::IsAvailable(options.rate)) {
-    std::fprintf(stderr,
-                 "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
+    std::fprintf(
+        stderr,
+        "effect_cost: no Calf Multi Chorus to compare with; scripts/setup --benchmarks installs it\n");
   }
   std::puts("effect,voices,rate,lfo,library,biquads,of_chorus,of_first,worst");
   for (Case what : EffectCases(options.voices, options.lfoDepth)) {

@@ -1,6 +1,6 @@
-// effect_instructions NAME VOICES LFO BLOCKS: runs the effect for so many blocks at 48 kHz and nothing else, for
-// scripts/instructions to count in a simulator. NAME is a stage effect as in EffectSession.h, LFO the depth of both
-// amounts, 0..1.
+// effect_instructions NAME VOICES LFO BLOCKS: runs the effect for so many blocks at 48 kHz and nothing else,
+// for scripts/instructions to count in a simulator. NAME is a stage effect as in EffectSession.h, LFO the
+// depth of both amounts, 0..1.
 
 #include <cstdio>
 #include <cstdlib>

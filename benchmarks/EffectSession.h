@@ -11,8 +11,8 @@
 
 namespace Vantora::benchmarks {
 
-/// One way for the effect to be at work. The stage effect's knobs and "Prismelion" stand at 0.6, all is wet, the input is
-/// noise.
+/// One way for the effect to be at work. The stage effect's knobs and "Prismelion" stand at 0.6, all is wet,
+/// the input is noise.
 struct Case {
   std::string name;
   uint32_t type;          ///< of the stage effect, 0..5

@@ -7,17 +7,17 @@
 
 namespace Vantora::dsp {
 
-/// How DelayLine::ReadInterpolated reads between two samples. Any other number: not at all. "Misses" is the most that a
-/// full-scale sine is missed by, of 1 kHz at 48 kHz and of an eighth of the rate.
+/// How DelayLine::ReadInterpolated reads between two samples. Any other number: not at all. "Misses" is the
+/// most that a full-scale sine is missed by, of 1 kHz at 48 kHz and of an eighth of the rate.
 enum InterpolationMode : uint32_t {
   /// A straight line between two samples. Misses: -53 dB, -22 dB.
   kInterpolationLinear = 1,
-  /// A polynomial through four points that meets the slope and bend at the inner two; delay at least 1. Misses: -85 dB,
-  /// -38 dB. Source: O. Niemitalo, "Polynomial Interpolators for High-Quality Resampling of Oversampled Audio", 2001
-  /// (second-order osculating, four points).
+  /// A polynomial through four points that meets the slope and bend at the inner two; delay at least 1.
+  /// Misses: -85 dB, -38 dB. Source: O. Niemitalo, "Polynomial Interpolators for High-Quality Resampling of
+  /// Oversampled Audio", 2001 (second-order osculating, four points).
   kInterpolationFifthOrder = 2,
-  /// The weight of a first-order all-pass without its recursion: at frac 0 the sum of two samples, which no delay is.
-  /// Intended: its users' sound is made of it.
+  /// The weight of a first-order all-pass without its recursion: at frac 0 the sum of two samples, which no
+  /// delay is. Intended: its users' sound is made of it.
   kInterpolationAllPass = 3,
 };
 

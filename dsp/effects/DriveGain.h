@@ -9,8 +9,8 @@
 namespace Vantora::dsp {
 
 /// gain[i] = 10^(dB[i] / 20) over the whole groups of four, by the vector exponential: once a sample, on the
-/// drive alone. A drive that `isSettled` throughout the block is taken once, with the same result. Both arrays
-/// have room for whole vectors.
+/// drive alone. A drive that `isSettled` throughout the block is taken once, with the same result. Both
+/// arrays have room for whole vectors.
 inline void RenderDriveGain(const float* dB, float* gain, uint32_t count, bool isSettled) noexcept {
   const uint32_t different = isSettled ? std::min(count, 4u) : count;
   DistortionKernels().driveGains(dB, gain, WholeVectors(different));

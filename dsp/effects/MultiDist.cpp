@@ -65,7 +65,8 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  workspace.Resize(7, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
+  workspace.Resize(
+      7, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   for (float** buffer : {&driveDb, &driveGains, &outputGains, &compensations, &shaped, &doubled}) {
     *buffer = workspace.Take();
   }

@@ -130,9 +130,9 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   SmootherInterpLPF compensationSmoother{0.01f};
 
   // State, written by DoProcess.
-  StateVariableChain chain;          // its coefficients by UpdateParams too
-  FirstOrderFilter firstOrder;       // its coefficients by UpdateParams too
-  DelayLine lines[2];                // comb
+  StateVariableChain chain;     // its coefficients by UpdateParams too
+  FirstOrderFilter firstOrder;  // its coefficients by UpdateParams too
+  DelayLine lines[2];           // comb
   Fade fade = Fade::None;
   uint32_t fadeBlocks = 0;  // of the present fade so far
 };

@@ -71,7 +71,8 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   for (SmootherInterpLPF* smoother : {&drive, &wet, &outputGain}) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
-  workspace.Resize(10, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
+  workspace.Resize(
+      10, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   resting = {};
   for (float** buffer :
        {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {

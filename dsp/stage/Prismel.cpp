@@ -234,7 +234,8 @@ void Prismel::AimFeedbackGain(const ProcessContext& context, uint32_t type) {
 
 void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float amount) {
   if (type != kFxPassThrough) {
-    primaryReadOut.SetTarget(OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
+    primaryReadOut.SetTarget(
+        OwnRecord(kStageRoutes[type].primary).ReadNormalizedModulated(context, kPrimaryPort));
     SetParam(kOwnBase + kFeedbackPrimary, primaryReadOut.Tick());
   }
   prismelReadOut.SetTarget(amount);

@@ -58,8 +58,7 @@ bool StandsAt(PrismelDistoVariant& effect, float drive) { return effect.StandsAt
 
 }  // namespace
 
-StageClones::StageClones(FxBank& left, FxBank& right)
-    : banks{&left, &right}, spreads(StageSpread::Sides()) {
+StageClones::StageClones(FxBank& left, FxBank& right) : banks{&left, &right}, spreads(StageSpread::Sides()) {
   for (uint32_t v = 0; v < kVoiceCount; ++v) {
     for (uint32_t side = 0; side < 2; ++side) Clone(side, v).SetLaneBank(&laneBank);
   }
@@ -82,8 +81,7 @@ void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint
           const ParamRecord& target = effect.Param(route.primaryTarget);
           value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
         }
-        if (!StandsAt(effect, value))
-          effect.SetParamInternal(route.primaryTarget, value);
+        if (!StandsAt(effect, value)) effect.SetParamInternal(route.primaryTarget, value);
       });
     }
   }
@@ -110,8 +108,8 @@ void StageClones::Reset() {
   }
 }
 
-const StageClones::VoicePairs& StageClones::Run(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
-                                                const VoicePairs& effects) {
+const StageClones::VoicePairs& StageClones::Run(const ProcessContext& context, uint32_t voices,
+                                                const VoicePairs& taps, const VoicePairs& effects) {
   const uint64_t selected = Clone(0, 0).Selected();
   bool plain = true;
   bool atRest = true;

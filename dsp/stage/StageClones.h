@@ -13,11 +13,11 @@ namespace Vantora::dsp {
 
 using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0}, 0>;
 
-/// StageClones: the sixteen clones of the stage effect, one for each voice and side, seen as one: it hands out the knobs'
-/// values, fanned across the voices, and runs the clones.
+/// StageClones: the sixteen clones of the stage effect, one for each voice and side, seen as one: it hands
+/// out the knobs' values, fanned across the voices, and runs the clones.
 ///
-/// While no parameter moves and nothing fades, the effects are called themselves, as their variants would call them;
-/// passing voices aren't even copied. Clones of one loop run side by side in a bank.
+/// While no parameter moves and nothing fades, the effects are called themselves, as their variants would
+/// call them; passing voices aren't even copied. Clones of one loop run side by side in a bank.
 class StageClones {
  public:
   using VoiceBuffers = std::array<float*, kVoiceCount>;
@@ -26,8 +26,8 @@ class StageClones {
   /// The banks are the owner's children and live as long as this does.
   StageClones(FxBank& left, FxBank& right);
 
-  /// Writes the primary parameter of the first `voices` clones of either side for an effect of `type`: the knob's value
-  /// `primary`, in its unit, fanned out by the effect's law and `amount`, 0..1.
+  /// Writes the primary parameter of the first `voices` clones of either side for an effect of `type`: the
+  /// knob's value `primary`, in its unit, fanned out by the effect's law and `amount`, 0..1.
   void SpreadPrimary(uint32_t type, float primary, float amount, uint32_t voices);
 
   /// Writes the secondary parameter: the same `value` for all voices, or the chord's.
@@ -36,14 +36,16 @@ class StageClones {
   /// Clean start of every alternative of every clone but the pass-through.
   void Reset();
 
-  /// A block of the first `voices` clones from `taps` to `effects`. Returns what is to be summed: `effects`, or the taps
-  /// themselves where they only pass.
+  /// A block of the first `voices` clones from `taps` to `effects`. Returns what is to be summed: `effects`,
+  /// or the taps themselves where they only pass.
   const VoicePairs& Run(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
                         const VoicePairs& effects);
 
  private:
-  void RunVariants(const ProcessContext& context, uint32_t voices, const VoicePairs& taps, const VoicePairs& effects);
-  void RunAtRest(const ProcessContext& context, uint32_t voices, const VoicePairs& taps, const VoicePairs& effects);
+  void RunVariants(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+                   const VoicePairs& effects);
+  void RunAtRest(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+                 const VoicePairs& effects);
   FxVariant& Clone(uint32_t side, uint32_t voice) { return banks[side]->Clone(voice); }
 
   std::array<FxBank*, 2> banks;

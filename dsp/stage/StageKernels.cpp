@@ -26,7 +26,8 @@ using DI = hn::RebindToSigned<D>;
 constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
 
 // Highway 1.0.3's Iota becomes sixteen stores and a load that waits for them.
-alignas(64) constexpr int32_t kPlaces[kVectorPadding] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+alignas(64) constexpr int32_t kPlaces[kVectorPadding] = {0, 1, 2,  3,  4,  5,  6,  7,
+                                                         8, 9, 10, 11, 12, 13, 14, 15};
 
 void ReadTap(const TapRead& read, uint32_t count) {
   const D d;

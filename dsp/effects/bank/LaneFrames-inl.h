@@ -19,14 +19,51 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 inline constexpr uint32_t kFrames = 16;  // samples turned from rows into frames at a time
 
-// Four samples of four lanes: rows with a lane each become frames with a sample each, or the other way round.
-template <typename Load, typename Store>
-HWY_INLINE void Transpose4(Load load, Store store) {
-  const hn::FixedTag<float, 4> d;
-  const auto a = load(0);
-  const auto b = load(1);
-  const auto c = load(2);
-  const auto e = load(3);
+template <uint32_t kLanes>
+using FrameTag = hn::CappedTag<float, kLanes>;
+
+// Four samples of every fourth row, from row `first` on: a block of four lanes of the vector for each.
+template <uint32_t kLanes>
+HWY_INLINE hn::Vec<FrameTag<kLanes>> LoadBlocks(const float* const* rows, uint32_t first, uint32_t sample) {
+  const hn::CappedTag<float, 4> quad;
+  const auto block = [&](uint32_t b) HWY_ATTR { return hn::LoadU(quad, rows[first + 4 * b] + sample); };
+  if constexpr (kLanes == 4) {
+    return block(0);
+  } else if constexpr (kLanes == 8) {
+    return hn::Combine(FrameTag<8>(), block(1), block(0));
+  } else {
+    const FrameTag<8> half;
+    return hn::Combine(FrameTag<16>(), hn::Combine(half, block(3), block(2)),
+                       hn::Combine(half, block(1), block(0)));
+  }
+}
+
+template <uint32_t kLanes>
+HWY_INLINE void StoreBlocks(hn::Vec<FrameTag<kLanes>> x, float* const* rows, uint32_t first,
+                            uint32_t sample) {
+  const hn::CappedTag<float, 4> quad;
+  const auto store = [&](uint32_t b, auto block)
+                         HWY_ATTR { hn::StoreU(block, quad, rows[first + 4 * b] + sample); };
+  if constexpr (kLanes == 4) {
+    store(0, x);
+  } else if constexpr (kLanes == 8) {
+    store(0, hn::LowerHalf(quad, x));
+    store(1, hn::UpperHalf(quad, x));
+  } else {
+    const FrameTag<8> half;
+    const auto low = hn::LowerHalf(half, x);
+    const auto high = hn::UpperHalf(half, x);
+    store(0, hn::LowerHalf(quad, low));
+    store(1, hn::UpperHalf(quad, low));
+    store(2, hn::LowerHalf(quad, high));
+    store(3, hn::UpperHalf(quad, high));
+  }
+}
+
+// Turns four by four numbers in each block of four lanes: what was a sample's becomes a lane's, and the other
+// way round.
+template <class D, typename Store>
+HWY_INLINE void TransposeBlocks(D d, hn::Vec<D> a, hn::Vec<D> b, hn::Vec<D> c, hn::Vec<D> e, Store store) {
   const auto lowAC = hn::InterleaveLower(d, a, c);
   const auto lowBE = hn::InterleaveLower(d, b, e);
   const auto highAC = hn::InterleaveUpper(d, a, c);
@@ -37,16 +74,17 @@ HWY_INLINE void Transpose4(Load load, Store store) {
   store(3, hn::InterleaveUpper(d, highAC, highBE));
 }
 
-// frames[sample][lane] from rows[lane][sample].
+// frames[sample][lane] from rows[lane][sample]. Whole frames are stored, as a load of one that was stored in
+// parts would wait for them.
 template <uint32_t kLanes>
 HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RESTRICT frames) {
-  const hn::FixedTag<float, 4> d;
+  const FrameTag<kLanes> d;
   const uint32_t quads = count & ~3u;
-  for (uint32_t lane = 0; lane < kLanes; lane += 4) {
-    for (uint32_t i = 0; i < quads; i += 4) {
-      Transpose4([&](uint32_t k) HWY_ATTR { return hn::LoadU(d, rows[lane + k] + i); },
-                 [&](uint32_t k, auto x) HWY_ATTR { hn::StoreU(x, d, frames + (i + k) * kLanes + lane); });
-    }
+  for (uint32_t i = 0; i < quads; i += 4) {
+    TransposeBlocks(d, LoadBlocks<kLanes>(rows, 0, i), LoadBlocks<kLanes>(rows, 1, i),
+                    LoadBlocks<kLanes>(rows, 2, i), LoadBlocks<kLanes>(rows, 3, i),
+                    [&](uint32_t k, auto frame)
+                        HWY_ATTR { hn::StoreU(frame, d, frames + (i + k) * kLanes); });
   }
   for (uint32_t i = quads; i < count; ++i) {
     for (uint32_t lane = 0; lane < kLanes; ++lane) frames[i * kLanes + lane] = rows[lane][i];
@@ -56,13 +94,13 @@ HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RE
 // rows[lane][sample] from frames[sample][lane].
 template <uint32_t kLanes>
 HWY_INLINE void ToRows(const float* HWY_RESTRICT frames, uint32_t count, float* const* rows) {
-  const hn::FixedTag<float, 4> d;
+  const FrameTag<kLanes> d;
   const uint32_t quads = count & ~3u;
-  for (uint32_t lane = 0; lane < kLanes; lane += 4) {
-    for (uint32_t i = 0; i < quads; i += 4) {
-      Transpose4([&](uint32_t k) HWY_ATTR { return hn::LoadU(d, frames + (i + k) * kLanes + lane); },
-                 [&](uint32_t k, auto x) HWY_ATTR { hn::StoreU(x, d, rows[lane + k] + i); });
-    }
+  for (uint32_t i = 0; i < quads; i += 4) {
+    const float* frame = frames + i * kLanes;
+    TransposeBlocks(d, hn::LoadU(d, frame), hn::LoadU(d, frame + kLanes), hn::LoadU(d, frame + 2 * kLanes),
+                    hn::LoadU(d, frame + 3 * kLanes),
+                    [&](uint32_t k, auto row) HWY_ATTR { StoreBlocks<kLanes>(row, rows, k, i); });
   }
   for (uint32_t i = quads; i < count; ++i) {
     for (uint32_t lane = 0; lane < kLanes; ++lane) rows[lane][i] = frames[i * kLanes + lane];

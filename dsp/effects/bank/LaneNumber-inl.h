@@ -153,9 +153,9 @@ HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to, uint32_t count) {
   }
 }
 
-// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of its call
-// operator, the first sample and how many. What is left behind the last whole vector takes one more where a machine
-// masks loads and stores; else fours, then one by one.
+// Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of
+// its call operator, the first sample and how many. What is left behind the last whole vector takes one more
+// where a machine masks loads and stores; else fours, then one by one.
 template <typename Run>
 HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   uint32_t i = 0;

@@ -9,7 +9,7 @@ namespace Vantora::dsp {
 
 /// What the coefficients of a state-variable mode are made from.
 struct StateVariableTuning {
-  float frequency = 0.0f;   ///< Hz, below half the rate
+  float frequency = 0.0f;  ///< Hz, below half the rate
   float q = 0.0f;
   float bellGainDb = 0.0f;  ///< of the bell alone
   bool operator==(const StateVariableTuning&) const = default;
