@@ -21,6 +21,12 @@ enum InterpolationMode : uint32_t {
   kInterpolationAllPass = 3,
 };
 
+/// A line's length, at least `needed`, in whole blocks: as long as full blocks are written, none straddles
+/// the ring's end.
+constexpr uint32_t InWholeBlocks(uint32_t needed, uint32_t blockSize) {
+  return blockSize == 0 ? needed : (needed + blockSize - 1) / blockSize * blockSize;
+}
+
 /// DelayLine: a ring of samples that every delaying module shares.
 ///
 /// Clearing is lazy: the line knows a range of indices that hold no data, so a reset

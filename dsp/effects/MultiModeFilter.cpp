@@ -58,7 +58,7 @@ void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   });
   if (!hasComb) return;
   for (uint32_t c = 0; c < channelCount; ++c)
-    lines[c].Resize(static_cast<uint32_t>(sampleRate / pitch.GetMinimum()) + 5u);
+    lines[c].Resize(InWholeBlocks(static_cast<uint32_t>(sampleRate / pitch.GetMinimum()) + 5u, blockSize));
 }
 
 void MultiModeFilter::DoReset(bool) {

@@ -46,8 +46,8 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   const auto grainLength = static_cast<uint32_t>(longestWay + Param(kSpray).GetMaximum() * samplesPerMs) +
                            maxBlockSize + 2 * kShifterChunk;
   for (uint32_t c = 0; c < channelCount; ++c) {
-    channels[c].preDelay.Resize(preDelayLength);
-    channels[c].grain.Resize(grainLength);
+    channels[c].preDelay.Resize(InWholeBlocks(preDelayLength, maxBlockSize));
+    channels[c].grain.Resize(InWholeBlocks(grainLength, maxBlockSize));
   }
   for (std::vector<float>* buffer : {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases,
                                      &preDelays, &placesA, &placesB, &delayed}) {

@@ -147,6 +147,24 @@ bool AnyRestart(const float* delayA, bool rising, uint32_t count) {
 }
 
 // Each restart draws a new offset, from where the generator stands at that sample.
+void Restart16(const ShifterBlock& block, HeadRows& rows, uint32_t first, uint32_t end, uint32_t padded,
+               uint32_t drawFrom) {
+  ShifterHeads& heads = *block.heads;
+  const float* delayA = rows.delayA + kVector;
+  const float* before = delayA - 1;
+  const bool rising = block.semitones >= 0.0f;
+  const float size = std::fabs(block.semitones);
+  for (uint32_t i = first; i < end; ++i) {
+    const Restart restart = RestartAt(rising, before[i], delayA[i]);
+    if (!restart.a && !restart.b) continue;
+    const uint32_t draw = XorshiftJump::Apply(drawFrom, 2 * i + (restart.a ? 1 : 2));
+    const float offset = size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
+    float* spray = restart.a ? rows.sprayA : rows.sprayB;
+    (restart.a ? heads.sprayA : heads.sprayB) = offset;
+    std::fill(spray + i, spray + padded, offset);
+  }
+}
+
 void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
   ShifterHeads& heads = *block.heads;
   float* delayA = rows.delayA + kVector;
@@ -154,22 +172,10 @@ void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint3
   const bool rising = block.semitones >= 0.0f;
   std::fill_n(rows.sprayA, padded, heads.sprayA);
   std::fill_n(rows.sprayB, padded, heads.sprayB);
-  if (HWY_UNLIKELY(AnyRestart(delayA, rising, count))) {
-    const float size = std::fabs(block.semitones);
-    for (uint32_t i = 0; i < count; ++i) {
-      const Restart restart = RestartAt(rising, delayA[static_cast<int32_t>(i) - 1], delayA[i]);
-      if (!restart.a && !restart.b) continue;
-      const uint32_t draw = XorshiftJump::Apply(heads.random, 2 * i + (restart.a ? 1 : 2));
-      const float offset =
-          size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
-      if (restart.a) {
-        heads.sprayA = offset;
-        std::fill(rows.sprayA + i, rows.sprayA + padded, offset);
-      } else {
-        heads.sprayB = offset;
-        std::fill(rows.sprayB + i, rows.sprayB + padded, offset);
-      }
-    }
+  for (uint32_t first = 0; first < count; first += kVector) {
+    const uint32_t end = std::min(first + kVector, count);
+    if (HWY_UNLIKELY(AnyRestart(delayA + first, rising, end - first)))
+      Restart16(block, rows, first, end, padded, heads.random);
   }
   heads.previousDelayA = delayA[count - 1];
   heads.random = XorshiftJump::Apply(heads.random, 2 * count);
@@ -275,22 +281,61 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
 
 #endif
 
-// GCC makes a string instruction of a short copy of unknown length, which takes longer to start than to run.
-HWY_INLINE void CopyQuads(const float* HWY_RESTRICT from, uint32_t count, float* HWY_RESTRICT to) {
-  for (uint32_t i = 0; i < count; i += 4) StoreFloat4(LoadFloat4(from + i), to + i);
+// Sixteen shifters' lines are more than the near caches hold: what the next one will touch, a restarted
+// head's new place included, is asked for while this one reads. As plain instructions, because GCC 12 drops
+// its own function for them where it inlines.
+HWY_INLINE void Touch(const float* place) {
+#if HWY_ARCH_X86
+  asm volatile("prefetcht0 %0" : : "m"(*place));
+#else
+  __builtin_prefetch(place);
+#endif
 }
 
-// One shifter's chunk, from its phases on.
-void RunChunk(const ShifterBlock& block, const float* phases, uint32_t done, uint32_t count) {
+// Asking for a place behind a ring's end does no harm.
+void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count) {
+  const DelayLine::Ring ring = block.grain->GetRing();
+  const DelayLine::Ring before = block.preDelay->GetRing();
+  for (uint32_t i = 0; i < count + kCacheLine; i += kCacheLine) {
+    Touch(ring.data + ring.writeIndex + i);
+    Touch(before.data + before.writeIndex + i);
+  }
+  // A head walks on as fast as it plays, up to four times as fast as the signal: at most a line from touch to
+  // touch.
+  const float speed = std::fabs(1.0f + block.step * block.length);
+  const uint32_t stride = speed <= 1.0f ? kCacheLine : speed <= 2.0f ? kCacheLine / 2 : kCacheLine / 4;
+  const auto touch = [&](const float* delays, const float* sprays, uint32_t i) {
+    const auto back = static_cast<int32_t>(delays[i] * block.length + sprays[i]);
+    const int32_t index = ring.writeIndex + static_cast<int32_t>(i) - back - 2;
+    Touch(ring.data + (index < 0 ? index + ring.size : index));
+  };
+  for (uint32_t i = 0; i < count + stride; i += stride) {
+    const uint32_t place = std::min(i, count - 1);
+    touch(rows.delayA + kVector, rows.sprayA, place);
+    touch(rows.delayB, rows.sprayB, place);
+  }
+}
+
+// One shifter's chunk up to where its heads are and how loud.
+void Prepare(const ShifterBlock& block, const float* phases, HeadRows& rows, uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
-  HeadRows rows;
   if (block.width == 0.5f) {
     PlaceHeads<true>(phases, block.width, rows, padded);
   } else {
     PlaceHeads<false>(phases, block.width, rows, padded);
   }
   SprayHeads(block, rows, count, padded);
+  TouchLines(block, rows, count);
+}
 
+// GCC makes a string instruction of a short copy of unknown length, which takes longer to start than to run.
+HWY_INLINE void CopyQuads(const float* HWY_RESTRICT from, uint32_t count, float* HWY_RESTRICT to) {
+  for (uint32_t i = 0; i < count; i += 4) StoreFloat4(LoadFloat4(from + i), to + i);
+}
+
+// The rest of the chunk: the signal in, the heads' reads out.
+void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint32_t count) {
+  const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
   // The chunk goes in before the heads read it: they are at least a sample behind, and far from the ring's
   // end.
   alignas(64) float buffer[kShifterChunk];
@@ -315,47 +360,18 @@ void RunChunk(const ShifterBlock& block, const float* phases, uint32_t done, uin
   CopyQuads(rows.gainB, count, block.heads->gainsB + done);
 }
 
-// Sixteen shifters' lines are more than the near caches hold: what the next one will touch is asked for while
-// this one works. As plain instructions, because GCC 12 drops its own function for them where it inlines.
-HWY_INLINE void Touch(const float* place) {
-#if HWY_ARCH_X86
-  asm volatile("prefetcht0 %0" : : "m"(*place));
-#else
-  __builtin_prefetch(place);
-#endif
-}
-
-// Asking for a place behind a ring's end does no harm.
-HWY_INLINE void TouchRun(const float* from, uint32_t count) {
-  for (uint32_t i = 0; i < count; i += kCacheLine) Touch(from + i);
-}
-
-void TouchLines(const ShifterBlock& block, uint32_t count) {
-  const ShifterHeads& heads = *block.heads;
-  const DelayLine::Ring ring = block.grain->GetRing();
-  const DelayLine::Ring before = block.preDelay->GetRing();
-  TouchRun(ring.data + ring.writeIndex, count + kCacheLine);
-  TouchRun(before.data + before.writeIndex, count + kCacheLine);
-  // A head walks on as fast as it plays.
-  const float speed = std::fabs(1.0f + block.step * block.length);
-  const uint32_t span = static_cast<uint32_t>(static_cast<float>(count) * speed) + 2 * kCacheLine;
-  for (const float place : {heads.delaysA[count - 1] * block.length + heads.sprayA,
-                            heads.delaysB[count - 1] * block.length + heads.sprayB}) {
-    const int32_t from = ring.writeIndex - static_cast<int32_t>(place) - 2;
-    TouchRun(ring.data + (from < 0 ? from + ring.size : from), span);
-  }
-}
-
 void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
-  alignas(64) float rows[kGroup][kShifterChunk] = {};
+  alignas(64) float phases[kGroup][kShifterChunk] = {};
+  HeadRows rows[2];
   for (uint32_t first = 0; first < blockCount; first += kGroup) {
     const uint32_t group = std::min(kGroup, blockCount - first);
     for (uint32_t done = 0; done < count; done += kShifterChunk) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
-      AdvancePhases(blocks + first, group, chunk, rows);
+      AdvancePhases(blocks + first, group, chunk, phases);
+      Prepare(blocks[first], phases[0], rows[0], chunk);
       for (uint32_t b = 0; b < group; ++b) {
-        if (b + 1 < group) TouchLines(blocks[first + b + 1], chunk);
-        RunChunk(blocks[first + b], rows[b], done, chunk);
+        if (b + 1 < group) Prepare(blocks[first + b + 1], phases[b + 1], rows[(b + 1) % 2], chunk);
+        Finish(blocks[first + b], rows[b % 2], done, chunk);
       }
     }
   }
