@@ -77,7 +77,7 @@ class Stopwatch {
 double WorstBlock(const test::LoadedLibrary& library, const Case& what, float rate) {
   constexpr int kBlocks = 4000;
   std::vector<double> least(kBlocks, 1e18);
-  for (int run = 0; run < 5; ++run) {
+  for (int run = 0; run < 15; ++run) {
     Session session(library, what, rate);
     for (int b = 0; b < kBlocks; ++b) {
       const auto start = Clock::now();
