@@ -6,6 +6,7 @@
 #include "basictools/math/VectorExpLog.h"
 #include "basictools/math/VectorSine.h"
 #include "basictools/math/Xorshift.h"
+#include "basictools/math/XorshiftJump.h"
 
 namespace Vantora {
 namespace {
@@ -74,6 +75,15 @@ TEST(Xorshift, RunsThroughThePublishedSequence) {
   EXPECT_EQ(ToBipolar(0xFFFFFFFFu), 1.0f);
   EXPECT_EQ(ToUnipolar(0xFFFFFFFFu), 1.0f);
   EXPECT_EQ(ToBipolar(0), -1.0f);
+}
+
+TEST(Xorshift, JumpsToWhereStepsLead) {
+  for (const uint32_t start : {1u, 2023u, 0xFFFFFFFFu, 0x80000000u}) {
+    uint32_t x = start;
+    for (uint32_t steps = 0; steps < 1024; ++steps, x = XorshiftStep(x)) {
+      ASSERT_EQ(XorshiftJump::Apply(start, steps), x) << steps << " steps from " << start;
+    }
+  }
 }
 
 TEST(Decibels, SixDecibelsDouble) {

@@ -172,5 +172,50 @@ TEST(EnvFollower, SkipsMissingPorts) {
   EXPECT_EQ(rig.follower.Process(nothing), 0u);
 }
 
+TEST(EnvFollower, TwoAtOnceFollowAsOneAfterTheOther) {
+  EnvFollower alone[2] = {EnvFollower("A"), EnvFollower("B")};
+  EnvFollower both[2] = {EnvFollower("A"), EnvFollower("B")};
+  for (auto* pair : {alone, both}) {
+    for (int f = 0; f < 2; ++f) {
+      pair[f].Init(48, kRate);
+      pair[f].SetParamInternal(EnvFollower::kStereoInput, static_cast<float>(f));
+      pair[f].SetParamInternal(EnvFollower::kRmsWindow, 7.3f + 20.0f * static_cast<float>(f));
+      pair[f].SetParamInternal(EnvFollower::kAttack, 0.02f);
+    }
+  }
+  std::minstd_rand draw(5);
+  for (uint32_t round = 0; round < 400; ++round) {
+    // A gate, a speed of its own, a detector of peaks: what two at once can share and what they can't.
+    if (round == 100)
+      both[0].SetParam(EnvFollower::kRelease, 0.3f), alone[0].SetParam(EnvFollower::kRelease, 0.3f);
+    for (auto* pair : {alone, both}) {
+      if (round == 200) pair[0].SetParam(EnvFollower::kThresholdActive, 1.0f);
+      if (round == 200) pair[0].SetParam(EnvFollower::kThreshold, 0.7f);
+      if (round == 300) pair[1].SetParam(EnvFollower::kRmsWindow, 0.0f);
+    }
+    const uint32_t count = round % 5 == 4 ? 1 + static_cast<uint32_t>(draw() % 48) : 48;
+    float in[2][48], out[4][48] = {};
+    for (auto& channel : in) {
+      for (float& x : channel) x = round % 50 < 40 ? static_cast<float>(draw() % 2001) * 1e-3f - 1.0f : 0.0f;
+    }
+    float* inputs[2] = {in[0], in[1]};
+    float* outputs[4] = {out[0], out[1], out[2], out[3]};
+    ProcessContext contexts[4];
+    for (int c = 0; c < 4; ++c) {
+      contexts[c].inputs = inputs;
+      contexts[c].inputCount = 2;
+      contexts[c].outputs = &outputs[c];
+      contexts[c].outputCount = 1;
+      contexts[c].sampleCount = count;
+    }
+    for (int f = 0; f < 2; ++f) alone[f].Process(contexts[f]);
+    EnvFollower::ProcessBoth(both[0], contexts[2], both[1], contexts[3]);
+    for (uint32_t i = 0; i < count; ++i) {
+      ASSERT_EQ(out[2][i], out[0][i]) << "round " << round << ", sample " << i;
+      ASSERT_EQ(out[3][i], out[1][i]) << "round " << round << ", sample " << i;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace Vantora::dsp

@@ -392,5 +392,37 @@ TEST(Smoothers, AnEmptyBlockTouchesNoMemory) {
   EXPECT_GT(plain[0], 0.9f);
 }
 
+TEST(SmootherInterpLPF, SideBySideGivesTheBitsOfOneAfterTheOther) {
+  constexpr uint32_t kCount = 19;  // more than go together, and odd
+  std::vector<SmootherInterpLPF> alone(kCount, SmootherInterpLPF(0.01f));
+  std::vector<SmootherInterpLPF> together = alone;
+  std::minstd_rand draw(3);
+  for (auto* all : {&alone, &together}) {
+    for (auto& smoother : *all) smoother.Setup(1, 48, 48000.0f);
+  }
+  for (int round = 0; round < 300; ++round) {
+    const uint32_t count = round % 7 == 6 ? 1 + static_cast<uint32_t>(draw() % 48) : 48;
+    std::vector<std::array<float, 48>> expected(kCount), actual(kCount);
+    std::vector<SmootherInterpLPF*> smoothers;
+    std::vector<float*> outs;
+    for (uint32_t i = 0; i < kCount; ++i) {
+      if (draw() % 3 == 0) {
+        const float aim = static_cast<float>(draw() % 1000) * 0.01f;
+        alone[i].SetTarget(aim);
+        together[i].SetTarget(aim);
+      }
+      alone[i].Render(expected[i].data(), count);
+      smoothers.push_back(&together[i]);
+      outs.push_back(actual[i].data());
+    }
+    SmootherInterpLPF::RenderSideBySide(smoothers.data(), outs.data(), kCount, count);
+    for (uint32_t i = 0; i < kCount; ++i) {
+      for (uint32_t k = 0; k < (count & ~3u); ++k)
+        ASSERT_EQ(actual[i][k], expected[i][k]) << round << ", " << i;
+      ASSERT_EQ(together[i].Current(), alone[i].Current()) << round << ", " << i;
+    }
+  }
+}
+
 }  // namespace
 }  // namespace Vantora::dsp
