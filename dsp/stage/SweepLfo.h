@@ -61,6 +61,14 @@ class SweepLfo {
     }
   }
 
+  /// The same step for one who only keeps up: the outputs stay as they were.
+  void Skip(uint32_t groups) {
+    const uint32_t lanes = std::min(4 * groups, kLaneCount);
+    for (uint32_t i = 0; i < lanes; ++i) {
+      phases[i] = (phases[i] > 1.0f ? phases[i] - 1.0f : phases[i]) + increments[i];
+    }
+  }
+
   /// 0..1: 0 at phase 0, 1 at phase 0.5.
   float Output(uint32_t voice, uint32_t side) const { return outputs[Lane(voice, side)]; }
 

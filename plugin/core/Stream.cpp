@@ -35,8 +35,18 @@ constexpr double kWatchSeconds = 1.0;
 
 }  // namespace
 
-Stream::Stream(Values& shared) : values(shared) {
-  Indices::Get();  // built here, not at the first block
+uint32_t Stream::CachedStep::At(float newPosition) {
+  if (newPosition != position) {
+    position = newPosition;
+    step = static_cast<uint32_t>(std::lround(parameter.ToValue(position)));
+  }
+  return step;
+}
+
+Stream::Stream(Values& shared)
+    : values(shared),
+      effectStep(host::ParameterTable::Get()[Indices::Get().effect]),
+      voiceStep(host::ParameterTable::Get()[Indices::Get().voices]) {
   for (const host::Parameter& parameter : host::ParameterTable::Get()) {
     if (parameter.IsInPresets()) soundIndices.push_back(parameter.Index());
     if (parameter.GetRole() == host::Role::kReadOut) readOutIndices.push_back(parameter.Index());
@@ -52,8 +62,6 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   auto blocks = std::make_unique<host::LiveCollector>(*fresh, inputs, outputs);
   blocks->SetListener(this);
   picture.Configure(sampleRate, fresh->BlockSize());
-  // The effect's read-out begins where the knob stands.
-  values.Note(Indices::Get().prismelion, values.Get(Indices::Get().knob));
   const char* trace = std::getenv("PRISMEL_TRACE");
   tracePath = trace != nullptr ? trace : "";
   silentFrames = 0;
@@ -119,6 +127,7 @@ void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t
   if (isAtStart) BeginFromStart();
   if (isSilent && !tracePath.empty()) TraceSilence(inputs, frames);
   collector->Process(inputs, outputs, frames);
+  TakeReadOuts(*processor);
 }
 
 void Stream::TraceSilence(const float* const* inputs, uint32_t frames) {
@@ -218,18 +227,16 @@ void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint3
     hasMoved = true;
   });
   if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
-  TakeReadOuts(hosted);
 
   if (isWatched.exchange(false, std::memory_order_relaxed)) {
     blocksToWatch = static_cast<uint32_t>(kWatchSeconds * static_cast<double>(hosted.SampleRate()) / count);
   }
   const Indices& at = Indices::Get();
-  const auto step = [&](uint32_t index) {
-    const host::Parameter& parameter = host::ParameterTable::Get()[index];
-    return static_cast<uint32_t>(std::lround(parameter.ToValue(values.Get(index))));
-  };
-  const TapPicture::Reading reading{step(at.effect), step(at.voices), values.Get(at.prismelion),
-                                    values.Get(at.primary)};
+  // As the last block left them.
+  TapPicture::Reading reading{effectStep.At(values.Get(at.effect)), voiceStep.At(values.Get(at.voices)),
+                              hosted.Get(at.prismelion).value_or(0.0f), 0.0f};
+  if (position == 0) reading.prismelion = values.Get(at.knob);  // the read-out begins where the knob stands
+  if (blocksToWatch > 0) reading.primary = hosted.Get(at.primary).value_or(0.0f);
   if (picture.Advance(reading, blocksToWatch > 0)) liveRevision.fetch_add(1, std::memory_order_release);
   if (blocksToWatch > 0) --blocksToWatch;
 }

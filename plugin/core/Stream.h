@@ -66,6 +66,15 @@ class Stream final : public host::BlockListener {
   void BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) override;
 
  private:
+  /// A choice as a number, worked out anew only when its position moves.
+  struct CachedStep {
+    explicit CachedStep(const host::Parameter& choice) : parameter(choice) {}
+    uint32_t At(float newPosition);
+    const host::Parameter& parameter;
+    float position = -1.0f;
+    uint32_t step = 0;
+  };
+
   void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
   void Write(host::HostedProcessor& hosted, uint32_t index, float position);
   void BeginFromStart();
@@ -74,6 +83,7 @@ class Stream final : public host::BlockListener {
   Values& values;
   Timeline timeline;
   TapPicture picture;
+  CachedStep effectStep, voiceStep;
   std::vector<uint32_t> soundIndices;    // what a preset holds, in the order of its writing
   std::vector<uint32_t> readOutIndices;  // what the effect writes
   std::unique_ptr<host::HostedProcessor> processor;

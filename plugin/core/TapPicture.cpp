@@ -21,22 +21,35 @@ TapPicture::TapPicture()
 void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
   blockSeconds = blockSize / sampleRate;
   sampleMs = static_cast<float>(1e3 / sampleRate);
-  sweepRate = -1.0f;
+  sweepPosition = -1.0f;
   sweep = {};
 }
 
 bool TapPicture::Advance(const Reading& reading, bool isWatched) {
-  const float hertz = rate.ToValue(reading.prismelion);
   const uint32_t voices = std::clamp(reading.voices, 1u, LiveView::kVoices);
-  if (hertz != sweepRate || voices != sweepVoices) {
-    sweepRate = hertz;
-    sweepVoices = voices;
-    sweep.SetRate(voices, hertz, static_cast<float>(blockSeconds));
+  if (reading.prismelion != sweepPosition || voices != sweepVoices) SetIncrements(reading.prismelion, voices);
+  const uint32_t groups = voices % 2 + voices / 2;
+  if (!isWatched) {
+    sweep.Skip(groups);
+    return false;
   }
-  sweep.Advance(voices % 2 + voices / 2);
-  if (!isWatched) return false;
+  sweep.Advance(groups);
   const bool tapsMoved = PublishTaps(voices, depth.ToValue(reading.prismelion));
   return PublishSpread(reading) || tapsMoved;
+}
+
+void TapPicture::SetIncrements(float position, uint32_t voices) {
+  sweepPosition = position;
+  sweepVoices = voices;
+  const float hertz = rate.ToValue(position);
+  const auto increment = [&](float cyclesPerSecond) {
+    return std::clamp(cyclesPerSecond, 0.5f * rate.Minimum(), 2.0f * rate.Maximum()) *
+           static_cast<float>(blockSeconds);
+  };
+  for (uint32_t v = 0; v < voices; ++v) {
+    sweep.SetIncrement(v, 0, increment(dsp::kLeftRatios[v] * hertz));
+    sweep.SetIncrement(v, 1, increment(dsp::kRightRatios[v] * hertz * dsp::kRightSide));
+  }
 }
 
 bool TapPicture::PublishTaps(uint32_t voices, float depthMs) {

@@ -43,6 +43,7 @@ class TapPicture {
 
  private:
   using Published = std::array<std::array<std::atomic<float>, LiveView::kVoices>, LiveView::kSides>;
+  void SetIncrements(float position, uint32_t voices);
   bool PublishTaps(uint32_t voices, float depthMs);
   bool PublishSpread(const Reading& reading);
 
@@ -53,7 +54,7 @@ class TapPicture {
   std::array<dsp::StageSpread, 2> spreads;
   double blockSeconds = 0.001;
   float sampleMs = 1.0f / 48.0f;  // the shortest delay
-  float sweepRate = -1.0f;        // Hz, of the increments
+  float sweepPosition = -1.0f;    // "Prismelion" of the increments
   uint32_t sweepVoices = 0;
   Reading spreadReading{~0u, 0, 0.0f, 0.0f};
   Published taps{}, spread{};
