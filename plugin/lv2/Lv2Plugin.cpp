@@ -223,7 +223,7 @@ constexpr LV2_Descriptor kDescriptor = {
 }  // namespace
 }  // namespace Vantora::plugin
 
-extern "C" LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
+LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
   using namespace Vantora::plugin;
   switch (index) {
     case 0:

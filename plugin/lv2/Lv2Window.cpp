@@ -136,6 +136,6 @@ constexpr LV2UI_Descriptor kDescriptor = {
 }  // namespace
 }  // namespace Vantora::plugin
 
-extern "C" LV2_SYMBOL_EXPORT const LV2UI_Descriptor* lv2ui_descriptor(uint32_t index) {
+LV2_SYMBOL_EXPORT const LV2UI_Descriptor* lv2ui_descriptor(uint32_t index) {
   return index == 0 ? &Vantora::plugin::kDescriptor : nullptr;
 }
