@@ -71,10 +71,7 @@ class Prismel final : public Contender {
   const char* Name() const override { return "prismel"; }
   void Run(bool waits) override {
     std::array<float*, 2> in{input[0].data(), input[1].data()}, out{output[0].data(), output[1].data()};
-    ProcessContext context;
-    context.inputs = in.data();
-    context.outputs = out.data();
-    context.inputCount = context.outputCount = 2;
+    ProcessContext context = ProcessContext().WithPorts(in, out);
     context.sampleCount = kBlock;
     engine.SetUseWorkers(!waits);
     engine.Process(context);

@@ -39,11 +39,8 @@ void Run(benchmark::State& state, Effect& effect, uint32_t drive, bool isStill) 
   std::vector<float> in = Tone(), out(kBlock);
   float* inputs[] = {in.data(), nullptr, nullptr, nullptr, nullptr, nullptr};
   float* outputs[] = {out.data(), nullptr, nullptr, nullptr};
-  ProcessContext context;
-  context.inputs = inputs;
-  context.outputs = outputs;
-  context.inputCount = Effect::kInputCount;
-  context.outputCount = Effect::kOutputCount;
+  ProcessContext context =
+      ProcessContext().WithPorts({inputs, Effect::kInputCount}, {outputs, Effect::kOutputCount});
   context.sampleCount = kBlock;
   float dB = 12.0f;
   for (auto _ : state) {

@@ -42,9 +42,7 @@ void BlockOfEightIdleClones(benchmark::State& state) {
       "", {0, 0}, [](uint32_t) { return dsp::PassThrough(""); });
   bank.Init(48, 48000.0f);
   std::array<float*, 16> ports{};  // null: the clones have nothing to copy
-  dsp::ProcessContext context;
-  context.inputs = context.outputs = ports.data();
-  context.inputCount = context.outputCount = 16;
+  dsp::ProcessContext context = dsp::ProcessContext().WithPorts(ports, ports);
   context.sampleCount = 48;
   for (auto _ : state) benchmark::DoNotOptimize(bank.Process(context));
 }

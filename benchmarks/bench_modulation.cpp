@@ -17,8 +17,7 @@ constexpr uint32_t kBlock = 48;
 struct Ports {
   Ports() {
     for (uint32_t i = 0; i < kBlock; ++i) audio[i] = std::sin(0.2f * static_cast<float>(i));
-    context.outputs = outputs;
-    context.outputCount = 1;
+    context = context.WithPorts({}, outputs);
     context.sampleCount = kBlock;
     context.tempo = 120.0f;
   }
@@ -58,8 +57,7 @@ void RunFollower(benchmark::State& state, float window, float stereo, float gate
   follower.SetParamInternal(EnvFollower::kThresholdActive, gate);
   follower.Init(kBlock, 48000.0f);
   Ports ports;
-  ports.context.inputs = ports.inputs;
-  ports.context.inputCount = 2;
+  ports.context = ports.context.WithInputs(ports.inputs);
   for (auto _ : state) {
     follower.Process(ports.context);
     benchmark::DoNotOptimize(ports.out);

@@ -35,11 +35,8 @@ void Run(benchmark::State& state, Effect& effect) {
   }
   float* inputs[] = {left.data(), right.data()};
   float* outputs[] = {outLeft.data(), outRight.data()};
-  ProcessContext context;
-  context.inputs = inputs;
-  context.outputs = outputs;
-  context.inputCount = Effect::kInputCount == 2 ? 2 : 0;
-  context.outputCount = Effect::kOutputCount;
+  ProcessContext context = ProcessContext().WithPorts({inputs, Effect::kInputCount == 2 ? 2u : 0u},
+                                                      {outputs, Effect::kOutputCount});
   context.sampleCount = kBlock;
   for (auto _ : state) {
     effect.Process(context);

@@ -28,10 +28,7 @@ struct Clone {
     effect->Init(kBlock, 48000.0f);
     inputs[0] = in.data();
     outputs[0] = out.data();
-    context.inputs = inputs.data();
-    context.outputs = outputs.data();
-    context.inputCount = Effect::kInputCount;
-    context.outputCount = Effect::kOutputCount;
+    context = context.WithPorts(inputs, outputs);
     context.sampleCount = kBlock;
   }
   std::unique_ptr<Effect> effect;
@@ -103,11 +100,11 @@ void RunBanked(benchmark::State& state, std::unique_ptr<Effect> (*make)()) {
   state.SetItemsProcessed(state.iterations() * kBlock * kClones);
 }
 
-/// One sample through one state-variable stage.
-struct StageSample {
+/// One sample through one state-variable section.
+struct SectionSample {
   float bandPass, lowPass;
 };
-StageSample PlainStage(const StateVariableCoefficients& c, StateVariableState<float>& s, float x) {
+SectionSample PlainSection(const StateVariableCoefficients& c, StateVariableState<float>& s, float x) {
   const float u = x - s.s2;
   const float b = c.g1 * s.s1 + c.g2 * u;
   const float l = s.s2 + c.g2 * s.s1 + c.g3 * u;
@@ -116,7 +113,7 @@ StageSample PlainStage(const StateVariableCoefficients& c, StateVariableState<fl
   return {b, l};
 }
 
-/// The band-pass as the formulas read: one sample, one stage after the other, memory in place.
+/// The band-pass as the formulas read: one sample, one section after the other, memory in place.
 void BandPassPlain(benchmark::State& state) {
   const FlushDenormals guard;
   auto clone = std::make_unique<Clone<MultiModeFilter>>(MakeBandPass());
@@ -131,7 +128,7 @@ void BandPassPlain(benchmark::State& state) {
       chain.now.g3 += chain.step.g3;
       chain.now.m1 += chain.step.m1;
       float y = clone->in[i];
-      for (auto& stage : chain.stages[0]) y = chain.now.m1 * PlainStage(chain.now, stage, y).bandPass;
+      for (auto& section : chain.sections[0]) y = chain.now.m1 * PlainSection(chain.now, section, y).bandPass;
       clone->out[i] = y * gain;
     }
     benchmark::ClobberMemory();
@@ -175,7 +172,7 @@ void CrusherPlain(benchmark::State& state) {
       const float s = clone->in[i] * 0.999f;
       float y = s + m.dc;
       m.dc = -(-0.999f * y + s);
-      for (auto& stage : m.antiAlias) y = PlainStage(c.antiAlias, stage, y).lowPass;
+      for (auto& section : m.antiAlias) y = PlainSection(c.antiAlias, section, y).lowPass;
       if (++m.phase > m.period) {
         m.phase -= m.period;
         m.held = std::fmin(std::fmax(y, -1.0f), 1.0f);

@@ -38,13 +38,10 @@ class IOSubset : public T {
 
  private:
   struct Widened {
-    explicit Widened(const dsp::ProcessContext& outer) : context(outer) {
+    explicit Widened(const dsp::ProcessContext& outer) {
       std::copy_n(outer.inputs, std::min(outer.inputCount, I), inputs.begin());
       std::copy_n(outer.outputs, std::min(outer.outputCount, O), outputs.begin());
-      context.inputs = inputs.data();
-      context.outputs = outputs.data();
-      context.inputCount = kInnerInputs;
-      context.outputCount = kInnerOutputs;
+      context = outer.WithPorts(inputs, outputs);
     }
     std::array<float*, kInnerInputs> inputs{};
     std::array<float*, kInnerOutputs> outputs{};

@@ -97,11 +97,8 @@ class ModuleCloner : public dsp::Module {
     if (context.inputs == nullptr || context.outputs == nullptr) __builtin_trap();
     uint32_t all = 1;
     for (uint32_t i = 0; i < N; ++i) {
-      dsp::ProcessContext slice = context;
-      slice.inputs = context.inputs + i * T::kInputCount;
-      slice.outputs = context.outputs + i * T::kOutputCount;
-      slice.inputCount = T::kInputCount;
-      slice.outputCount = T::kOutputCount;
+      dsp::ProcessContext slice = context.WithPorts({context.inputs + i * T::kInputCount, T::kInputCount},
+                                                    {context.outputs + i * T::kOutputCount, T::kOutputCount});
       all &= clones[i].Process(slice) != 0 ? 1u : 0u;
     }
     return all;

@@ -130,11 +130,8 @@ void ReverbEffect::RunBlock() {
 void ReverbEffect::RunModule() {
   std::array<float*, 2> in{buffer.Input()[0], buffer.Input()[1]};
   std::array<float*, 2> out{buffer.Output()[0], buffer.Output()[1]};
-  dsp::ProcessContext context;
-  context.inputs = in.data();
-  context.inputCount = buffer.InputChannels();
-  context.outputs = out.data();
-  context.outputCount = outputCount;
+  dsp::ProcessContext context =
+      dsp::ProcessContext().WithPorts({in.data(), buffer.InputChannels()}, {out.data(), outputCount});
   context.sampleCount = buffer.BlockSize();
   context.modeIsOne = settings.isRealTime ? 0 : 1;
   const FlushDenormals flushDenormals;

@@ -236,13 +236,12 @@ class DsplibProcessor final : public DescribedProcessor {
       return;  // more ports than there are
     const double beatsPerSample = static_cast<double>(whole.tempo) / 60.0 / static_cast<double>(sampleRate);
     for (uint32_t done = 0; done < whole.sampleCount;) {
-      ProcessContext piece = whole;
+      ProcessContext piece =
+          whole.WithPorts({inputs.data(), whole.inputCount}, {outputs.data(), whole.outputCount});
       for (uint32_t c = 0; c < whole.inputCount; ++c) inputs[c] = whole.inputs[c] + done;
       for (uint32_t c = 0; c < whole.outputCount; ++c) outputs[c] = whole.outputs[c] + done;
       piece.auxOutputCount = std::min<uint32_t>(whole.auxOutputCount, static_cast<uint32_t>(aux.size()));
       for (uint32_t c = 0; c < piece.auxOutputCount; ++c) aux[c] = whole.auxOutputs[c] + done;
-      piece.inputs = inputs.data();
-      piece.outputs = outputs.data();
       piece.auxOutputs = aux.data();
       piece.sampleCount = PieceLength(whole.sampleCount - done);
       if (whole.isPlaying != 0) piece.songPosition += static_cast<float>(done * beatsPerSample);

@@ -131,9 +131,7 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
     const ChannelMode mode = context.outputCount == 1  ? kMono
                              : context.inputCount == 1 ? kMonoToStereo
                                                        : kStereo;
-    ProcessContext inner = context;
-    inner.outputs = wet.data();
-    inner.outputCount = 2;
+    ProcessContext inner = context.WithPorts({context.inputs, context.inputCount}, wet);
     const uint32_t result = ProcessWet(inner, mode);
 
     const uint32_t count = context.sampleCount;

@@ -33,6 +33,15 @@ class Smoother {
     current = static_cast<T>(from);
   }
 
+  /// The way of a parameter into its smoother: snaps where the module starts anew, glides otherwise.
+  void SnapOrGlide(float value, bool snaps) noexcept {
+    if (snaps) {
+      SetValue(value);
+    } else {
+      SetTarget(value);
+    }
+  }
+
   /// Derives the run-time coefficients from the settings.
   virtual void UpdateCoefficients() noexcept = 0;
 

@@ -33,13 +33,8 @@ std::vector<float> Generate(uint32_t type, double rate) {
   std::array<float, kBlock> block{};
   const auto settle = static_cast<size_t>(kSettle * rate);
   for (size_t at = 0; at < settle + static_cast<size_t>(kSeconds * rate); at += kBlock) {
-    float* input = nullptr;
-    float* output = block.data();
-    dsp::ProcessContext context;
-    context.inputs = &input;
-    context.inputCount = 1;
-    context.outputs = &output;
-    context.outputCount = 1;
+    std::array<float*, 1> input{}, output{block.data()};
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(input, output);
     context.sampleCount = kBlock;
     generator.Process(context);
     if (at >= settle) signal.insert(signal.end(), block.begin(), block.end());

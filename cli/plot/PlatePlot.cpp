@@ -39,11 +39,7 @@ StereoSignal ImpulseResponse(double decay, double damping, double seconds) {
   for (size_t at = 0; at < response.Frames(); at += kBlock) {
     std::array<float*, 2> inputs{input.data(), input.data()};
     std::array<float*, 2> outputs{response.left.data() + at, response.right.data() + at};
-    dsp::ProcessContext context;
-    context.inputs = inputs.data();
-    context.inputCount = 2;
-    context.outputs = outputs.data();
-    context.outputCount = 2;
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
     context.sampleCount = kBlock;
     plate.Process(context);
     input[0] = 0.0f;

@@ -34,11 +34,6 @@ void RenderAll(AnySmoother& smoother, float* out, uint32_t count) {
   for (uint32_t i = whole; i < count; ++i) out[i] = smoother.Tick();
 }
 
-void Aim(SmootherLPF& smoother, float value, bool snap) {
-  smoother.SetTarget(value);
-  if (snap) smoother.SetValue(value);
-}
-
 void Land(SmootherLPF& smoother) { smoother.SetValue(static_cast<float>(smoother.Target())); }
 
 }  // namespace
@@ -140,7 +135,7 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
   if (IsDirty(kPreDelayMs)) {
     // No index may come from a value that is no number: max drops it.
     const float milliseconds = std::min(std::max(0.0f, Value(kPreDelayMs)), Param(kPreDelayMs).GetMaximum());
-    Aim(preDelay, milliseconds * 0.001f * rate, snap);
+    preDelay.SnapOrGlide(milliseconds * 0.001f * rate, snap);
   }
   if (isPolled && sinceTick > tickPeriod) {
     sinceTick %= std::max<uint64_t>(tickPeriod, 1);
@@ -160,8 +155,8 @@ bool ConvolutionReverb::UpdateParams(ProcessContext& context) {
 
   if (IsDirty(kEngineCrossfadeDuration)) ramp.SetTime(Value(kEngineCrossfadeDuration));
   if (IsDirty(kWet)) {
-    Aim(dry, std::cos(Value(kWet) * kHalfPi), snap);
-    Aim(wetGain, std::sin(Value(kWet) * kHalfPi), snap);
+    dry.SnapOrGlide(std::cos(Value(kWet) * kHalfPi), snap);
+    wetGain.SnapOrGlide(std::sin(Value(kWet) * kHalfPi), snap);
   }
   // A fade ends as it began.
   if (!next && IsFadedIn()) fadeBehaviour = static_cast<uint32_t>(Value(kImpulseFadeBehaviour));

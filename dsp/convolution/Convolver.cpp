@@ -60,11 +60,8 @@ uint32_t Convolver::Latency() const noexcept {
 void Convolver::RunEngine(const std::array<float*, 2>& inputs, const std::array<float*, 2>& outputs,
                           uint32_t count) {
   std::array<float*, 2> in = inputs, out = outputs;
-  ProcessContext context;
-  context.inputs = in.data();
-  context.inputCount = in[1] != nullptr ? 2 : 1;
-  context.outputs = out.data();
-  context.outputCount = out[1] != nullptr ? 2 : 1;
+  ProcessContext context = ProcessContext().WithPorts({in.data(), in[1] != nullptr ? 2u : 1u},
+                                                      {out.data(), out[1] != nullptr ? 2u : 1u});
   context.sampleCount = count;
   engine.Process(context);
 }

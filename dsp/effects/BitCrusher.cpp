@@ -74,11 +74,7 @@ bool BitCrusher::UpdateParams(ProcessContext& context) {
   if (IsDirty(kJitterMode)) perBlockJitter = Value(kJitterMode) >= 1.0f;
 
   const float wetAim = Param(kWet).ReadValueModulated(context, kWetPort);
-  if (changed != 0) {
-    wetSmoother.SetValue(wetAim);
-  } else {
-    wetSmoother.SetTarget(wetAim);
-  }
+  wetSmoother.SnapOrGlide(wetAim, changed != 0);
   const auto wetStands = static_cast<float>(wetSmoother.Target());
   if (!wetSmoother.IsSettled() || levelWet < WholeQuads(context.sampleCount) || wet[0] != wetStands) {
     levelWet = wetSmoother.IsSettled() ? WholeQuads(context.sampleCount) : 0;

@@ -15,7 +15,7 @@ struct CrusherSettings {
   // DC filter: y = s + z, z = -(pole y + s), s = gain x.
   float dcGain = 1.0f;
   float dcPole = -1.0f;
-  StateVariableCoefficients antiAlias;  // two equal low-pass stages
+  StateVariableCoefficients antiAlias;  // two equal low-pass sections
   bool filtered = false;
   bool glide = true;  // a line to the next sample; else the sample is held
   // Quantiser. Values inside the deadband are 0; all others sit on the midpoints of the steps.

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdint>
 
-#include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/distortion/DistortionKernels.h"
 
 namespace Vantora::dsp {
@@ -15,15 +14,6 @@ inline void RenderDriveGain(const float* dB, float* gain, uint32_t count, bool i
   const uint32_t different = isSettled ? std::min(count, 4u) : count;
   DistortionKernels().driveGains(dB, gain, WholeVectors(different));
   std::fill(gain + different, gain + count, gain[0]);
-}
-
-/// A parameter's way into its smoother: a jump where the module starts anew, a glide otherwise.
-inline void Aim(SmootherInterpLPF& smoother, float value, bool isFresh) noexcept {
-  if (isFresh) {
-    smoother.SetValue(value);
-  } else {
-    smoother.SetTarget(value);
-  }
 }
 
 }  // namespace Vantora::dsp

@@ -11,7 +11,7 @@ using Row = std::array<float, 6>;  // dB at each of kQ
 
 constexpr Row kQ = {0.5f, 1.25f, 2.5f, 5.0f, 10.0f, 15.0f};
 
-// By number of stages.
+// By number of sections.
 constexpr std::array<Row, 3> kPass = {{
     {0.0f, -1.0f, -2.0f, -3.0f, -5.0f, -6.0f},
     {0.0f, -1.5f, -3.0f, -11.0f, -22.0f, -28.0f},

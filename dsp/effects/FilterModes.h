@@ -8,7 +8,7 @@ namespace Vantora::dsp {
 enum class FilterTopology : uint8_t { FirstOrder = 0, StateVariable = 1, Comb = 2 };
 enum class FilterUse : uint8_t { LowPass, HighPass, BandPass, Notch, Bell, Feedback, FeedForward };
 
-/// What a mode number of `MultiModeFilter` stands for. `order` counts the cascaded state-variable stages.
+/// What a mode number of `MultiModeFilter` stands for. `order` counts the cascaded state-variable sections.
 struct FilterMode {
   FilterTopology topology;
   FilterUse use;

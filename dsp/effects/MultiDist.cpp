@@ -107,8 +107,8 @@ bool MultiDist::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
-  Aim(drive, Param(kDrive).ReadValueModulated(context, 2) + Value(kGainStagingIn), isFresh);
-  Aim(outputGain, OutputGainTarget(), isFresh);
+  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 2) + Value(kGainStagingIn), isFresh);
+  outputGain.SnapOrGlide(OutputGainTarget(), isFresh);
   return true;
 }
 

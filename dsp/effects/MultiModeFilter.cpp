@@ -133,7 +133,7 @@ void MultiModeFilter::TakeUpMode(ProcessContext& context) {
 }
 
 void MultiModeFilter::ClearState() {
-  for (auto& channel : chain.stages)
+  for (auto& channel : chain.sections)
     std::fill(std::begin(channel), std::end(channel), StateVariableState<float>{});
   firstOrder.Clear();
   for (DelayLine& line : lines) line.Clear();
@@ -194,8 +194,7 @@ void MultiModeFilter::UpdateCompensation(uint32_t count) {
   }
   float gain = 1.0f;
   if (compensate) gain = modeNumber == kModeFeedbackComb ? CombCompensation(feedback) : resonanceGain;
-  if (snap) compensationSmoother.SetValue(gain);
-  compensationSmoother.SetTarget(gain);
+  compensationSmoother.SnapOrGlide(gain, snap);
   compensationSmoother.Render(compensation.data(), count);
 }
 
@@ -222,7 +221,7 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
       IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
   if (isPlain && bank != nullptr) {
     if (FilterBlock* block = bank->Add(FilterKernels().run[mode.order - 1])) {
-      *block = StageBlock(io, 0);
+      *block = SectionsBlock(io, 0);
       return 1;
     }
   }
@@ -250,13 +249,13 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
 
 void MultiModeFilter::RunStateVariable(const Channels& io, uint32_t count) {
   FilterBlock blocks[2];
-  for (uint32_t c = 0; c < io.count; ++c) blocks[c] = StageBlock(io, c);
+  for (uint32_t c = 0; c < io.count; ++c) blocks[c] = SectionsBlock(io, c);
   FilterKernels().run[mode.order - 1](blocks, io.count, count);
 }
 
-FilterBlock MultiModeFilter::StageBlock(const Channels& io, uint32_t channel) {
+FilterBlock MultiModeFilter::SectionsBlock(const Channels& io, uint32_t channel) {
   return {.chain = &chain,
-          .stages = chain.stages[channel],
+          .sections = chain.sections[channel],
           .in = io.in[channel],
           .gain = compensation.data(),
           .out = io.out[channel],

@@ -24,8 +24,8 @@ namespace Vantora::dsp {
 /// MultiModeFilter: the library's general filter, twenty modes in three topologies.
 ///
 ///     modes 0, 4, 8     first order: low-pass, high-pass, both in series
-///     modes 1 to 17     state variable, one to three equal stages: low-pass, high-pass, band-pass, notch,
-///                       bell
+///     modes 1 to 17     state variable, one to three equal sections: low-pass, high-pass, band-pass,
+///                       notch, bell
 ///     modes 18, 19      comb, fed back and fed forward
 ///
 ///     in 0,1 -->[ mode ]-->(* compensation)--> out 0,1
@@ -61,8 +61,8 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is plain: three stages,
-  /// mono, no fade, no bypass. Null: never.
+  /// From now on `DoProcess` hands a block to `shared`, while that is open, when it is plain: three
+  /// sections, mono, no fade, no bypass. Null: never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
@@ -87,7 +87,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   void UpdateBypass(const ProcessContext& context);
   float CombDelayTarget(ProcessContext& context);
   void RunStateVariable(const Channels& io, uint32_t count);
-  FilterBlock StageBlock(const Channels& io, uint32_t channel);
+  FilterBlock SectionsBlock(const Channels& io, uint32_t channel);
   void RunComb(const Channels& io, uint32_t count);
   void ApplyFade(ProcessContext& context, const Channels& io, uint32_t count);
 

@@ -212,7 +212,7 @@ void NoiseGenerator::Brown(float* data, uint32_t count) {
 }
 
 void NoiseGenerator::Variable(float* data, uint32_t count, float blend) {
-  // Only the two stages of the zone advance; the others keep their state.
+  // Only the two colours of the zone advance; the others keep their state.
   float* other = scratch.data();
   std::copy_n(data, count, other);
   float position;  // 0: data, 1: other

@@ -52,7 +52,7 @@ class NoiseGenerator : public UnitModule, public NoiseGeneratorKnobs::Indices {
   void ConfigurePinkBank(double sampleRate, double gain);
   void ClearColours();
 
-  // The stages, in place over a block.
+  // The steps to a colour, in place over a block.
   void White(float* data, uint32_t count);
   void Violet(float* data, uint32_t count);
   void Pink(float* data, uint32_t count);

@@ -33,23 +33,14 @@ void Reverb::DoReset(bool) {
 }
 
 void Reverb::BlockGain::Aim(float value, bool isFresh) {
-  if (isFresh) {
-    glide.SetValue(value);
-    from = to = value;
-    return;
-  }
-  glide.SetTarget(value);
-  from = to;
-  to = glide.Tick();
+  glide.SnapOrGlide(value, isFresh);
+  from = isFresh ? value : to;
+  to = isFresh ? value : glide.Tick();
 }
 
 void Reverb::AimBandLimit(BandLimit& limit, uint32_t own, bool wanted, bool isFresh) {
   if (wanted && !limit.isOn) limit.states = {};  // what they hold is from another time
-  if (isFresh || !limit.isOn) {
-    limit.position.SetValue(OwnNormalized(own));
-  } else {
-    limit.position.SetTarget(OwnNormalized(own));
-  }
+  limit.position.SnapOrGlide(OwnNormalized(own), isFresh || !limit.isOn);
   limit.isOn = wanted;
   if (!wanted) return;
   const float hz = std::min(OwnRecord(own).ToValue(limit.position.Tick()), 0.495f * rate);
@@ -63,12 +54,7 @@ bool Reverb::UpdateParams(ProcessContext&) {
   const bool isFresh = IsChanged();
   AimBandLimit(lowPass, kLowPass, OwnNormalized(kLowPass) < 1.0f, isFresh);
   AimBandLimit(highPass, kHighPass, OwnNormalized(kHighPass) > 0.0f, isFresh);
-  const float angle = OwnValue(kWet) * kQuarterTurn;
-  if (isFresh) {
-    wetAngle.SetValue(angle);
-  } else {
-    wetAngle.SetTarget(angle);
-  }
+  wetAngle.SnapOrGlide(OwnValue(kWet) * kQuarterTurn, isFresh);
   gain.Aim(DbToGain(OwnValue(kOutputGain)), isFresh);
   middle.Aim(OwnValue(kMidSideMix), isFresh);
   return true;

@@ -21,7 +21,7 @@ struct StateVariableCoefficients {
   }
 };
 
-/// One stage's memory, of one channel.
+/// One section's memory, of one channel.
 template <typename T>
 struct StateVariableState {
   T s1{};

@@ -114,9 +114,9 @@ bool Wavefolder::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
-  Aim(drive, Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
-  Aim(wet, Param(kWet).ReadValueModulated(context, 2), isFresh);
-  Aim(outputGain, DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
+  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
+  wet.SnapOrGlide(Param(kWet).ReadValueModulated(context, 2), isFresh);
+  outputGain.SnapOrGlide(DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
   isDriveSettled = drive.IsSettled();
   isWetSettled = wet.IsSettled();
   if (!isDriveSettled || !isWetSettled || resting.count < WholeQuads(context.sampleCount) ||

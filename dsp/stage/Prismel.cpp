@@ -244,11 +244,7 @@ void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float
 
 void Prismel::UpdateSweep(float amount) {
   const float depth = OwnRecord(kDetune).ToValue(amount) * 0.001f * sampleRate;
-  if (changed != 0) {
-    sweepDepth.SetValue(depth);
-  } else {
-    sweepDepth.SetTarget(depth);
-  }
+  sweepDepth.SnapOrGlide(depth, changed != 0);
   const float rate = OwnRecord(kRate).ToValue(amount);
   if (rate == sweepRate) return;
   sweepRate = rate;

@@ -23,13 +23,13 @@ namespace {
 template <typename T>
 struct HoldSettings {
   T dcGain, dcPole, period, inversePeriod;
-  StageCoefficients<T> antiAlias;
+  SectionCoefficients<T> antiAlias;
 };
 
 template <typename T>
 struct HoldState {
   T dc, phase, held, slope;
-  StageState<T> antiAlias[2];
+  SectionState<T> antiAlias[2];
 };
 
 // Holds within -1..1; what isn't a number becomes 1, so that nothing but numbers reaches the quantiser.
@@ -46,8 +46,8 @@ HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   T y = s + m.dc;
   m.dc = -(c.dcPole * y + s);
   if constexpr (kFiltered) {
-    y = StageStep(c.antiAlias, m.antiAlias[0], y).lowPass;
-    y = StageStep(c.antiAlias, m.antiAlias[1], y).lowPass;
+    y = SectionStep(c.antiAlias, m.antiAlias[0], y).lowPass;
+    y = SectionStep(c.antiAlias, m.antiAlias[1], y).lowPass;
   }
   m.phase = m.phase + Number<T>(1.0f);
   const auto taken = m.phase > c.period;

@@ -21,15 +21,15 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
     const auto field = [&](float C::*number) HWY_ATTR {
       return Collect<T>(clones, [&](uint32_t b) { return blocks[b].chain->*which.*number; });
     };
-    return StageCoefficients<T>{field(&C::g1), field(&C::g2), field(&C::g3),
-                                field(&C::m0), field(&C::m1), field(&C::m2)};
+    return SectionCoefficients<T>{field(&C::g1), field(&C::g2), field(&C::g3),
+                                  field(&C::m0), field(&C::m1), field(&C::m2)};
   };
-  StageCoefficients<T> now = set(&StateVariableChain::now);
-  const StageCoefficients<T> step = set(&StateVariableChain::step);
-  StageState<T> stages[kOrder];
+  SectionCoefficients<T> now = set(&StateVariableChain::now);
+  const SectionCoefficients<T> step = set(&StateVariableChain::step);
+  SectionState<T> sections[kOrder];
   for (uint32_t s = 0; s < kOrder; ++s) {
-    stages[s].s1 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].stages[s].s1; });
-    stages[s].s2 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].stages[s].s2; });
+    sections[s].s1 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].sections[s].s1; });
+    sections[s].s2 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].sections[s].s2; });
   }
 
   RunStreams<T>(
@@ -39,7 +39,7 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
         now.g2 = now.g2 + step.g2;
         now.g3 = now.g3 + step.g3;
         now.m1 = now.m1 + step.m1;
-        for (uint32_t s = 0; s < kOrder; ++s) y = StageTick(now, stages[s], y);
+        for (uint32_t s = 0; s < kOrder; ++s) y = SectionTick(now, sections[s], y);
         return y;
       });
 
@@ -58,8 +58,8 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
   keep(now.g3, &C::g3);
   keep(now.m1, &C::m1);
   for (uint32_t s = 0; s < kOrder; ++s) {
-    Distribute(stages[s].s1, clones, [&](uint32_t b, float y) { blocks[b].stages[s].s1 = y; });
-    Distribute(stages[s].s2, clones, [&](uint32_t b, float y) { blocks[b].stages[s].s2 = y; });
+    Distribute(sections[s].s1, clones, [&](uint32_t b, float y) { blocks[b].sections[s].s1 = y; });
+    Distribute(sections[s].s2, clones, [&](uint32_t b, float y) { blocks[b].sections[s].s2 = y; });
   }
 }
 

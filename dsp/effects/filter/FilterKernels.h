@@ -7,21 +7,22 @@
 
 namespace Vantora::dsp {
 
-/// One channel's block through a cascade of state-variable stages, and what comes out times `gain`.
+/// One channel's block through a cascade of state-variable sections, and what comes out times `gain`.
 struct FilterBlock {
   StateVariableChain* chain;
-  StateVariableState<float>* stages;  ///< of the channel, in the chain
+  StateVariableState<float>* sections;  ///< of the channel, in the chain
   const float* in;
   const float* gain;  ///< one for each sample
   float* out;         ///< may be `in`
   bool isLast;        ///< of the chain's channels: its coefficients move on
 };
 
-/// The loop over a block of state-variable stages, for each instruction set and one to three stages. Several
-/// blocks run side by side in the lanes of a vector; each gets the single filter's sequence of single
+/// The loop over a block of state-variable sections, for each instruction set and one to three sections.
+/// Several blocks run side by side in the lanes of a vector; each gets the single filter's sequence of single
 /// roundings.
 struct FilterKernelTable {
-  void (*run[StateVariableChain::kMaxStages])(const FilterBlock* blocks, uint32_t blockCount, uint32_t count);
+  void (*run[StateVariableChain::kMaxSections])(const FilterBlock* blocks, uint32_t blockCount,
+                                                uint32_t count);
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().

@@ -1,4 +1,4 @@
-// One sample through one state-variable stage, for a float or the lanes of a vector. Compiled anew for each
+// One sample through one state-variable section, for a float or the lanes of a vector. Compiled anew for each
 // instruction set, as bank/LaneNumber-inl.h is.
 #include "dsp/effects/bank/LaneNumber-inl.h"
 
@@ -14,22 +14,22 @@ namespace Vantora::dsp::HWY_NAMESPACE {
 
 // The fields of StateVariableCoefficients and StateVariableState.
 template <typename T>
-struct StageCoefficients {
+struct SectionCoefficients {
   T g1, g2, g3, m0, m1, m2;
 };
 
 template <typename T>
-struct StageState {
+struct SectionState {
   T s1, s2;
 };
 
 template <typename T>
-struct StageOutputs {
+struct SectionOutputs {
   T bandPass, lowPass;
 };
 
 template <typename T>
-HWY_INLINE StageOutputs<T> StageStep(const StageCoefficients<T>& c, StageState<T>& s, T x) {
+HWY_INLINE SectionOutputs<T> SectionStep(const SectionCoefficients<T>& c, SectionState<T>& s, T x) {
   const T two = Number<T>(2.0f);
   const T u = x - s.s2;
   const T b = c.g1 * s.s1 + c.g2 * u;
@@ -41,8 +41,8 @@ HWY_INLINE StageOutputs<T> StageStep(const StageCoefficients<T>& c, StageState<T
 
 // The mix of input, band-pass and low-pass.
 template <typename T>
-HWY_INLINE T StageTick(const StageCoefficients<T>& c, StageState<T>& s, T x) {
-  const StageOutputs<T> y = StageStep(c, s, x);
+HWY_INLINE T SectionTick(const SectionCoefficients<T>& c, SectionState<T>& s, T x) {
+  const SectionOutputs<T> y = SectionStep(c, s, x);
   return c.m0 * x + c.m1 * y.bandPass + c.m2 * y.lowPass;
 }
 

@@ -14,7 +14,7 @@ struct StateVariableTuning {
   float bellGainDb = 0.0f;  ///< of the bell alone
   bool operator==(const StateVariableTuning&) const = default;
 
-  /// The mix of a use with the tuning, for one stage. `sampleRate` in Hz.
+  /// The mix of a use with the tuning, for one section. `sampleRate` in Hz.
   StateVariableCoefficients Coefficients(FilterUse use, float sampleRate) const noexcept {
     const float k = 1.0f / q;
     StateVariableCoefficients c;

@@ -53,25 +53,25 @@ Complex Prototype(const FilterSetting& s, double hz, double rate) {
     return 1.0 / (1.0 + x) * 2.0 * second;
   }
   const Complex divisor = x * x + k * x + 1.0;
-  Complex stage;
+  Complex section;
   switch (mode.use) {
     case FilterUse::LowPass:
-      stage = 1.0 / divisor;
+      section = 1.0 / divisor;
       break;
     case FilterUse::HighPass:
-      stage = x * x / divisor;
+      section = x * x / divisor;
       break;
     case FilterUse::BandPass:
-      stage = x / divisor;
+      section = x / divisor;
       break;
     case FilterUse::Notch:
-      stage = (x * x + 1.0) / divisor;
+      section = (x * x + 1.0) / divisor;
       break;
     default:
-      stage = (x * x + k * std::pow(10.0, double{s.gainDb} / 20.0) * x + 1.0) / divisor;
+      section = (x * x + k * std::pow(10.0, double{s.gainDb} / 20.0) * x + 1.0) / divisor;
       break;
   }
-  return std::pow(stage, static_cast<int>(mode.order));
+  return std::pow(section, static_cast<int>(mode.order));
 }
 
 TEST(MultiModeFilter, EveryModeHasTheResponseOfItsPrototype) {
