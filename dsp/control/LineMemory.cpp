@@ -3,16 +3,14 @@
 #include <cstdlib>
 #include <new>
 
-#if defined(__linux__)
-#include <sys/mman.h>
-#endif
+#include "dsp/control/LinePages.h"
 
 namespace Vantora::dsp {
 namespace {
 
-[[maybe_unused]] constexpr std::size_t kOwnPagesFrom = 65536;  // bytes
+[[maybe_unused]] constexpr std::size_t kOwnPagesFrom = 16384;  // bytes
 
-bool HasOwnPages(std::size_t bytes) noexcept {
+constexpr bool HasOwnPages(std::size_t bytes) noexcept {
 #if defined(__linux__)
   return bytes >= kOwnPagesFrom;
 #else
@@ -21,25 +19,15 @@ bool HasOwnPages(std::size_t bytes) noexcept {
 #endif
 }
 
-void* Allocate(std::size_t bytes) noexcept {
-#if defined(__linux__)
-  if (HasOwnPages(bytes)) {
-    void* pages =
-        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_POPULATE, -1, 0);
-    return pages == MAP_FAILED ? nullptr : pages;
-  }
-#endif
-  return std::calloc(bytes, 1);
-}
-
 }  // namespace
 
 void LineMemory::Resize(std::size_t newCount) {
   if (newCount == count) return;
   Release();
   if (newCount == 0) return;
-  if (newCount > static_cast<std::size_t>(-1) / sizeof(float)) throw std::bad_array_new_length();
-  void* memory = Allocate(newCount * sizeof(float));
+  if (newCount > static_cast<std::size_t>(-1) / (2 * sizeof(float))) throw std::bad_array_new_length();
+  const std::size_t bytes = newCount * sizeof(float);
+  void* const memory = HasOwnPages(bytes) ? LinePages::Take(bytes) : std::calloc(bytes, 1);
   if (memory == nullptr) throw std::bad_alloc();
   floats = static_cast<float*>(memory);
   count = newCount;
@@ -47,10 +35,11 @@ void LineMemory::Resize(std::size_t newCount) {
 
 void LineMemory::Release() noexcept {
   const std::size_t bytes = count * sizeof(float);
-#if defined(__linux__)
-  if (HasOwnPages(bytes)) munmap(floats, bytes);
-#endif
-  if (!HasOwnPages(bytes)) std::free(floats);
+  if (floats != nullptr && HasOwnPages(bytes)) {
+    LinePages::Return(floats, bytes);
+  } else {
+    std::free(floats);
+  }
   floats = nullptr;
   count = 0;
 }
