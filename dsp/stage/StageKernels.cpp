@@ -107,9 +107,12 @@ void SumVoices(const float* const* voices, const float* const* gains, uint32_t v
 // The two below are left to the compiler, which knows the width.
 
 void ReadFifthOrder(const float* __restrict past, float frac, float* __restrict out, uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i) {
-    out[i] = DelayLine::FifthOrder(past[i + 3], past[i + 2], past[i + 1], past[i], frac);
-  }
+  // As arrays of their own: an unsigned index plus something might wrap, and would be gathered.
+  const float* __restrict before = past + 1;
+  const float* __restrict after = past + 2;
+  const float* __restrict newest = past + 3;
+  for (uint32_t i = 0; i < count; ++i)
+    out[i] = DelayLine::FifthOrder(newest[i], after[i], before[i], past[i], frac);
 }
 
 void Mix(const float* wet, const float* const* dry, float* const* signal, uint32_t count) {

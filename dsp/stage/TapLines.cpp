@@ -2,39 +2,55 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora::dsp {
 
+namespace {
+
+/// The greatest of `count` numbers from 0 on, which are in the order of their bits.
+float Greatest(const float* x, uint32_t count) {
+  int32_t greatest = 0;
+  for (uint32_t i = 0; i < count; ++i) greatest = std::max(greatest, BitCast<int32_t>(x[i]));
+  return BitCast<float>(greatest);
+}
+
+}  // namespace
+
 void TapLines::Configure(uint32_t maxBlockSize, float longestTap) {
-  for (DelayLine& line : lines) line.Resize(static_cast<uint32_t>(std::ceil(longestTap)) + 10u);
+  longest = static_cast<uint32_t>(std::ceil(longestTap)) + 10u;
   // A tap that lies between two whole places is read with three loads, of which one may lie in front of the
   // past.
-  for (AlignedFloats& window : windows)
-    window.assign(kVectorPadding + lines[0].Size() + WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
+  for (AlignedFloats& line : lines)
+    line.assign(kVectorPadding + longest + kBlocks * WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
+  next = kVectorPadding + longest;
   states = {};
 }
 
 void TapLines::Clear() {
-  for (DelayLine& line : lines) line.Clear();
+  for (AlignedFloats& line : lines) std::fill(line.begin(), line.end(), 0.0f);
+  next = kVectorPadding + longest;
   states = {};
 }
 
 void TapLines::Write(const Input& input, const float* depth, uint32_t count) {
-  // The greatest depth, with room for what a smoother adds beyond its target.
-  const float greatest = *std::max_element(depth, depth + count);
-  const uint32_t past = std::min(static_cast<uint32_t>(1.05f * greatest) + 4u, lines[0].Size());
+  // With room for what a smoother adds beyond its target.
+  const uint32_t past = std::min(static_cast<uint32_t>(1.05f * Greatest(depth, count)) + 4u, longest);
   furthest = static_cast<int32_t>(past) - 1;
-  for (uint32_t side = 0; side < 2; ++side) {
-    float* start = windows[side].data() + kVectorPadding;
-    lines[side].CopyRun(start, past, past);
-    block[side] = start + past;
+  if (next + WholeVectors(count) + kVectorPadding > lines[0].size()) {
+    for (AlignedFloats& line : lines)
+      std::memmove(line.data() + kVectorPadding, line.data() + next - longest, longest * sizeof(float));
+    next = kVectorPadding + longest;
   }
+  for (uint32_t side = 0; side < 2; ++side) block[side] = lines[side].data() + next;
   if (input.highPass != nullptr) {
     WriteSides<true>(input, block[0], block[1], count);
   } else {
     WriteSides<false>(input, block[0], block[1], count);
   }
-  for (uint32_t side = 0; side < 2; ++side) lines[side].WriteBlock(block[side], count);
+  next += count;
 }
 
 template <bool kHighPass>

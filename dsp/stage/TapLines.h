@@ -5,7 +5,6 @@
 
 #include "basictools/AlignedVector.h"
 #include "dsp/control/Biquad.h"
-#include "dsp/control/DelayLine.h"
 #include "dsp/stage/StageKernels.h"
 
 namespace Vantora::dsp {
@@ -17,8 +16,9 @@ namespace Vantora::dsp {
 ///                         ^
 ///     returned 0,1 --(* its gain)
 ///
-/// Both sides run in one loop, so that two recursions take the time of one. A block is first laid out
-/// straight behind the past that its taps can reach; then every tap reads from that window.
+/// Both sides run in one loop, so that two recursions take the time of one. A line is no ring but a stretch of
+/// memory that blocks walk along, so that every tap reads straight; at its end, once in `kBlocks`, the past goes
+/// back to the front.
 class TapLines {
  public:
   /// `longestTap` in samples. Allocates; clears.
@@ -38,8 +38,8 @@ class TapLines {
     const BiquadCoefficients* highPass;  ///< null: none
   };
 
-  /// Takes a block in and lays out the windows as far back as the taps of this block can reach at `depth`,
-  /// samples, one for each sample. 1 to the configured number of samples.
+  /// Takes a block in; its taps may reach as far back as `depth` asks, samples, one for each sample. 1 to the
+  /// configured number of samples.
   void Write(const Input& input, const float* depth, uint32_t count);
 
   /// The tap of one voice in the block just written: ramp * depth samples back, at least 1, read linearly.
@@ -52,11 +52,14 @@ class TapLines {
   template <bool kHighPass>
   void WriteSides(const Input& input, float* left, float* right, uint32_t count);
 
-  std::array<DelayLine, 2> lines;
+  static constexpr uint32_t kBlocks = 32;  // from one way back to the next
+
   std::array<BiquadDirectForm1, 2> states;
-  std::array<AlignedFloats, 2> windows;  // a line's past and the block behind it, in one straight run
-  std::array<float*, 2> block{};         // where the present block starts in them
-  int32_t furthest = 0;                  // samples back that a tap may read
+  std::array<AlignedFloats, 2> lines;  // each a vector of room, the past, and blocks behind it
+  std::array<float*, 2> block{};       // where the present block starts in them
+  uint32_t longest = 0;                // samples of past
+  uint32_t next = 0;                   // where the next block starts
+  int32_t furthest = 0;                // samples back that a tap may read
 };
 
 }  // namespace Vantora::dsp
