@@ -36,8 +36,9 @@ ConvolutionEngine::ConvolutionEngine(const float* left, uint64_t leftCount, cons
     if (!std::has_single_bit(entry.size)) throw std::runtime_error("Partition size must be a power of two");
     lines[i].size = entry.size;
     lines[i].tapOffset = tapOffset;
-    lines[i].stereo.channels[0].Prepare(entry.size, entry.count, tapOffset, left, leftCount);
-    lines[i].stereo.channels[1].Prepare(entry.size, entry.count, tapOffset, right, rightCount);
+    auto& channels = lines[i].stereo.channels;
+    channels[0].Prepare(entry.size, entry.count, tapOffset, left, leftCount);
+    channels[1].Prepare(entry.size, entry.count, tapOffset, right, rightCount, &channels[0]);
     tapOffset += entry.size * entry.count;
     workerOfSize.try_emplace(entry.size, entry.threadIndex);
     if (entry.threadIndex != kAudioThread) ids.insert(entry.threadIndex);

@@ -7,16 +7,19 @@
 namespace Vantora::dsp {
 namespace {
 
-constexpr uint64_t kPartition = 128;     // taps of the direct part of a long kernel, and of each partition
-constexpr uint64_t kLeastForLine = 256;  // taps from which on the line pays
+constexpr uint32_t kDirect = 128;        // taps of the direct part of a long kernel
+constexpr uint64_t kLeastForLine = 256;  // taps from which on lines pay
+constexpr uint64_t kGrowth = 4;          // of the partitions from line to line
+constexpr uint64_t kPartitions = 3;      // of each line but the last, which brings the next one to its place
+constexpr uint32_t kLongest = 2048;      // taps of a partition
 
 }  // namespace
 
 DirectFIR::DirectFIR(const float* left, uint64_t leftCount, const float* right, uint64_t rightCount,
                      uint64_t taps, bool useMonoKernel)
     : tapCount(taps), monoKernel(useMonoKernel) {
-  hasLine = taps >= kLeastForLine;
-  directCount = hasLine ? kPartition : std::max<uint64_t>(taps, 1);
+  hasLines = taps >= kLeastForLine;
+  directCount = hasLines ? kDirect : std::max<uint64_t>(taps, 1);
   const std::array<const float*, 2> sources{left, monoKernel ? left : right};
   const std::array<uint64_t, 2> lengths{std::min(taps, leftCount),
                                         std::min(taps, monoKernel ? leftCount : rightCount)};
@@ -26,12 +29,24 @@ DirectFIR::DirectFIR(const float* left, uint64_t leftCount, const float* right, 
     for (uint64_t k = 0, end = std::min(directCount, lengths[c]); k < end; ++k) {
       channel.reversedTaps[directCount - 1 - k] = sources[c][k];
     }
-    if (hasLine) {
-      const uint64_t partitions = (taps - directCount + kPartition - 1) / kPartition;
-      channel.line.Prepare(kPartition, partitions, directCount, sources[c], lengths[c]);
-    }
+    if (hasLines) PrepareLines(c, sources[c], lengths[c]);
   }
   Configure(1);
+}
+
+void DirectFIR::PrepareLines(size_t channel, const float* impulse, uint64_t length) {
+  std::vector<FDL>& lines = channels[channel].lines;
+  uint64_t size = kDirect, offset = directCount;
+  while (offset < tapCount) {
+    // A longer partition must be filled by half, or it costs more than the shorter ones.
+    const uint64_t wanted = (tapCount - offset + size - 1) / size;
+    const bool goesOn = size < kLongest && tapCount > offset + kPartitions * size + kGrowth * size / 2;
+    const uint64_t partitions = goesOn ? kPartitions : wanted;
+    const FDL* shared = channel == 0 ? nullptr : &channels[0].lines[lines.size()];
+    lines.emplace_back().Prepare(size, partitions, offset, impulse, length, shared);
+    offset += partitions * size;
+    size *= kGrowth;
+  }
 }
 
 void DirectFIR::Configure(uint32_t maxBlockSize) {
@@ -41,16 +56,20 @@ void DirectFIR::Configure(uint32_t maxBlockSize) {
 }
 
 void DirectFIR::Reset() noexcept {
-  lineFill = 0;
-  for (Channel& channel : channels) ResetChannel(channel);
+  position = 0;
+  for (size_t c = 0; c < channels.size(); ++c) ResetChannel(c);
 }
 
-void DirectFIR::ResetChannel(Channel& channel) noexcept {
+void DirectFIR::ResetChannel(size_t index) noexcept {
+  Channel& channel = channels[index];
   channel.isIdle = false;
   channel.delay.Fill(0.0f);
-  if (!hasLine) return;
-  channel.line.Reset();
-  channel.line.Push(nullptr, lineFill);
+  for (FDL& line : channel.lines) {
+    const uint64_t size = line.PartitionSize();
+    const uint64_t lead = index == 1 && size > kDirect ? size / 2 : 0;
+    line.Reset();
+    line.Push(nullptr, (position + lead) % size);
+  }
 }
 
 void DirectFIR::Process(const std::array<const float*, 2>& inputs, const std::array<float*, 2>& outputs,
@@ -59,11 +78,11 @@ void DirectFIR::Process(const std::array<const float*, 2>& inputs, const std::ar
   const size_t used = outputs[1] != nullptr ? 2 : 1;
   const bool isCopied = used == 2 && isMono && monoKernel;
   const bool isSecondIdle = used == 1 || isCopied;
-  if (channels[1].isIdle && !isSecondIdle) ResetChannel(channels[1]);
+  if (channels[1].isIdle && !isSecondIdle) ResetChannel(1);
   channels[1].isIdle = isSecondIdle;
   for (uint32_t done = 0; done < count;) {
     uint32_t segment = std::min(count - done, maxSegment);
-    if (hasLine) segment = std::min(segment, static_cast<uint32_t>(kPartition) - lineFill);
+    if (hasLines) segment = std::min(segment, kDirect - position % kDirect);
     // Both channels take their input before either writes: an output may be one of the inputs.
     for (size_t c = 0; c < used; ++c) {
       const float* input = inputs[isMono ? 0 : c];
@@ -82,16 +101,16 @@ void DirectFIR::Process(const std::array<const float*, 2>& inputs, const std::ar
         ProcessChannel(channels[1], outputs[1] + done, segment);
       }
     }
-    if (hasLine) lineFill = (lineFill + segment) % static_cast<uint32_t>(kPartition);
+    position = (position + segment) % kLongest;
     done += segment;
   }
 }
 
 void DirectFIR::ProcessChannel(Channel& channel, float* out, uint32_t count) noexcept {
   prims::Fir(channel.reversedTaps.Data(), directCount, channel.delay.Data(), out, count);
-  if (hasLine) {
-    if (const float* result = channel.line.Take(count)) prims::Add(result, out, count);
-    channel.line.Push(channel.delay.Data(directCount - 1), count);
+  for (FDL& line : channel.lines) {
+    if (const float* result = line.Take(count)) prims::Add(result, out, count);
+    line.Push(channel.delay.Data(directCount - 1), count);
   }
   prims::Move(channel.delay.Data(count), channel.delay.Data(), directCount - 1);
 }

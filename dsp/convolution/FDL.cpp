@@ -5,33 +5,46 @@
 #include "dsp/effects/prims/VectorKernels.h"
 
 namespace Vantora::dsp {
+namespace {
 
-void FDL::Prepare(uint64_t size, uint64_t count, uint64_t offset, const float* impulse, uint64_t length) {
+constexpr uint64_t kLineFloats = 16;  // of a cache line
+// Floats of all products that are summed before the next ones, so that the sums stay in the first-level cache.
+constexpr uint64_t kTile = 4096;
+
+// Room for fftSize + 4 floats. An odd number of lines keeps equal
+// bins of different spectra from competing for the same lines of a cache.
+constexpr uint64_t SpectrumStride(uint64_t fftSize) {
+  const uint64_t lines = (fftSize + 4 + kLineFloats - 1) / kLineFloats;
+  return (lines | 1) * kLineFloats;
+}
+
+}  // namespace
+
+void FDL::Prepare(uint64_t size, uint64_t count, uint64_t offset, const float* impulse, uint64_t length,
+                  const FDL* sharedFrom) {
   partitionSize = size;
   tapOffset = offset;
   fftSize = 2 * size;
-  fft.SetSize(fftSize);
-  const uint64_t spectrumLength = fftSize + 4;
-  filterSpectra.assign(count, prims::AlignedBuffer());
-  slotSpectra.assign(count, prims::AlignedBuffer());
+  fft = sharedFrom != nullptr ? sharedFrom->fft : std::make_shared<prims::FFTPlan>(fftSize);
+  spectrumStride = SpectrumStride(fftSize);
+  filterSpectra = prims::AlignedBuffer(count * spectrumStride);
+  slotSpectra = prims::AlignedBuffer(count * spectrumStride);
   for (uint64_t i = 0; i < count; ++i) {
-    prims::AlignedBuffer& spectrum = filterSpectra[i];
-    spectrum.Resize(spectrumLength);
-    slotSpectra[i].Resize(spectrumLength);
+    float* spectrum = filterSpectra.Data(i * spectrumStride);
     const uint64_t first = offset + size * i;
-    if (first < length) prims::Copy(impulse + first, spectrum.Data(), std::min(size, length - first));
-    fft.ForwardInPlace(spectrum.Data());
+    if (first < length) prims::Copy(impulse + first, spectrum, std::min(size, length - first));
+    fft->ForwardInPlace(spectrum);
   }
   slotSilent.assign(count, 1);
   inputBuffer.Resize(fftSize);
-  accumulator.Resize(spectrumLength);
+  accumulator.Resize(fftSize + 4);
   outputTime = 0;
   Reset();
 }
 
 void FDL::Reset() noexcept {
   std::fill(slotSilent.begin(), slotSilent.end(), uint8_t{1});
-  head = filterSpectra.size() - 1;
+  head = slotSilent.size() - 1;
   fillPosition = outputRead = partitionSize;
   samplesIn = timeAdjust = 0;
   inputBuffer.Fill(0.0f);
@@ -71,21 +84,14 @@ bool FDL::PushUntil(const float* source, uint64_t count, IsCancelled isCancelled
   Append(source, 0, completing);
 
   if (isCancelled()) return false;
-  fft.Forward(inputBuffer.Data(), slotSpectra[head].Data());
+  fft->Forward(inputBuffer.Data(), slotSpectra.Data(head * spectrumStride));
   slotSilent[head] = 0;
 
   if (isCancelled()) return false;
-  const uint64_t slots = slotSpectra.size();
-  prims::MulSpectrum(slotSpectra[head], filterSpectra[0], accumulator);
-  for (uint64_t i = 1, slot = head; i < slots; ++i) {
-    if (++slot == slots) slot = 0;
-    if (slotSilent[slot] != 0) continue;
-    prims::MulAddSpectrum(slotSpectra[slot], filterSpectra[i], accumulator);
-    if (isCancelled()) return false;
-  }
-  head = head == 0 ? slots - 1 : head - 1;
+  if (!SumProducts(isCancelled)) return false;
+  head = head == 0 ? slotSilent.size() - 1 : head - 1;
 
-  fft.InverseInPlace(accumulator.Data());
+  fft->InverseInPlace(accumulator.Data());
   outputRead = 0;
   outputTime = blockTime + tapOffset + timeAdjust;
 
@@ -94,6 +100,25 @@ bool FDL::PushUntil(const float* source, uint64_t count, IsCancelled isCancelled
   fillPosition = partitionSize;
   if (count > completing) Append(source, completing, count - completing);
   samplesIn += count;
+  return true;
+}
+
+template <typename IsCancelled>
+bool FDL::SumProducts(IsCancelled isCancelled) noexcept {
+  const uint64_t slots = slotSilent.size();
+  const uint64_t end = accumulator.Count();
+  for (uint64_t from = 0, count = 0; from < end; from += count) {
+    count = end - from < 2 * kTile ? end - from : kTile;
+    float* sum = accumulator.Data(from);
+    prims::MulSpectrum(slotSpectra.Data(head * spectrumStride + from), filterSpectra.Data(from), sum, count);
+    for (uint64_t i = 1, slot = head; i < slots; ++i) {
+      if (++slot == slots) slot = 0;
+      if (slotSilent[slot] != 0) continue;
+      prims::MulAddSpectrum(slotSpectra.Data(slot * spectrumStride + from),
+                            filterSpectra.Data(i * spectrumStride + from), sum, count);
+      if (isCancelled()) return false;
+    }
+  }
   return true;
 }
 

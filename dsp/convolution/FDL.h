@@ -3,6 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "dsp/effects/prims/AlignedBuffer.h"
@@ -27,7 +28,11 @@ class FDL {
  public:
   /// Cuts `count` partitions of `size` taps from `impulse`, of `length` samples, from `tapOffset` on. What
   /// lies behind the impulse's end is zero. `size` is a power of two.
-  void Prepare(uint64_t size, uint64_t count, uint64_t tapOffset, const float* impulse, uint64_t length);
+  ///
+  /// With `sharedFrom`, a prepared line of the same size, both use one transform and its work memory, which
+  /// halves what they push out of the caches: they must then always run on the same thread.
+  void Prepare(uint64_t size, uint64_t count, uint64_t tapOffset, const float* impulse, uint64_t length,
+               const FDL* sharedFrom = nullptr);
 
   /// Back to the state after Prepare: what was pushed is forgotten.
   void Reset() noexcept;
@@ -55,22 +60,25 @@ class FDL {
   template <typename IsCancelled>
   bool PushUntil(const float* source, uint64_t count, IsCancelled isCancelled) noexcept;
   void Append(const float* source, uint64_t offset, uint64_t count) noexcept;
+  template <typename IsCancelled>
+  bool SumProducts(IsCancelled isCancelled) noexcept;
 
-  uint64_t partitionSize = 0;  // N
-  uint64_t tapOffset = 0;      // index in the impulse of the first tap
-  uint64_t fftSize = 0;        // 2 N
-  prims::FFTPlan fft;          // of fftSize points; its work buffer serves one thread at a time
-  std::vector<prims::AlignedBuffer> filterSpectra;  // one for each partition
-  std::vector<prims::AlignedBuffer> slotSpectra;    // ring of input spectra, as many
-  std::vector<uint8_t> slotSilent;                  // 1: the slot holds nothing yet and costs nothing
-  uint64_t head = 0;                                // ring index of the slot written next
-  prims::AlignedBuffer inputBuffer;                 // the window, fftSize samples
-  prims::AlignedBuffer accumulator;                 // sum of products, then the result in its upper half
-  uint64_t fillPosition = 0;                        // next write position in inputBuffer, N..2N
-  uint64_t outputRead = 0;                          // samples of the result already taken
-  uint64_t samplesIn = 0;                           // since the last reset
-  uint64_t outputTime = 0;                          // stream time of the result's next sample
-  uint64_t timeAdjust = 0;                          // from samplesIn to stream time
+  uint64_t partitionSize = 0;           // N
+  uint64_t tapOffset = 0;               // index in the impulse of the first tap
+  uint64_t fftSize = 0;                 // 2 N
+  uint64_t spectrumStride = 0;          // floats from one spectrum to the next: an odd number of cache lines
+  std::shared_ptr<prims::FFTPlan> fft;  // of fftSize points; its work buffer serves one thread at a time
+  prims::AlignedBuffer filterSpectra;   // one for each partition
+  prims::AlignedBuffer slotSpectra;     // ring of input spectra, as many
+  std::vector<uint8_t> slotSilent;      // 1: the slot holds nothing yet and costs nothing
+  uint64_t head = 0;                    // ring index of the slot written next
+  prims::AlignedBuffer inputBuffer;     // the window, fftSize samples
+  prims::AlignedBuffer accumulator;     // sum of products, then the result in its upper half
+  uint64_t fillPosition = 0;            // next write position in inputBuffer, N..2N
+  uint64_t outputRead = 0;              // samples of the result already taken
+  uint64_t samplesIn = 0;               // since the last reset
+  uint64_t outputTime = 0;              // stream time of the result's next sample
+  uint64_t timeAdjust = 0;              // from samplesIn to stream time
 };
 
 /// The delay lines of both channels for one entry of the

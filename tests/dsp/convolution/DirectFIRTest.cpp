@@ -24,8 +24,10 @@ void RunInPlace(DirectFIR& fir, Stereo& signal, bool isMono, tests::RandomBlocks
 }
 
 TEST(DirectFIR, EqualsTheExactConvolutionForAnyKernelLengthAndBlocks) {
-  for (const size_t taps : {0u, 1u, 2u, 127u, 128u, 129u, 255u, 256u, 257u, 384u, 385u, 2048u}) {
-    const Stereo impulse{Noise(taps + 10, 1), Noise(taps / 2 + 1, 2)}, input{Noise(6000, 3), Noise(6000, 4)};
+  for (const size_t taps :
+       {0u, 1u, 2u, 127u, 128u, 129u, 255u, 256u, 257u, 384u, 385u, 768u, 769u, 2048u, 3072u, 3073u, 7000u}) {
+    const Stereo impulse{Noise(taps + 10, 1), Noise(taps / 2 + 1, 2)},
+        input{Noise(taps + 6000, 3), Noise(taps + 6000, 4)};
     DirectFIR fir(impulse[0].data(), impulse[0].size(), impulse[1].data(), impulse[1].size(), taps, false);
     fir.Configure(200);
     Stereo output = input;
@@ -52,16 +54,16 @@ TEST(DirectFIR, OneInputFeedsBothKernelsOrIsCopied) {
 }
 
 TEST(DirectFIR, ASecondChannelThatComesBackStartsClean) {
-  const Stereo impulse{Noise(600, 9), Noise(600, 10)};
-  DirectFIR fir(impulse[0].data(), 600, impulse[1].data(), 600, 600, false);
+  const Stereo impulse{Noise(2600, 9), Noise(2600, 10)};
+  DirectFIR fir(impulse[0].data(), 2600, impulse[1].data(), 2600, 2600, false);
   fir.Configure(100);
-  Stereo first{Noise(1000, 11), Noise(1000, 12)};
+  Stereo first{Noise(3000, 11), Noise(3000, 12)};
   RunInPlace(fir, first, false, tests::RandomBlocks(100, 13));
   Signal alone = Noise(333, 14);
   for (size_t done = 0; done < 300; done += 50) {
     fir.Process({alone.data() + done, nullptr}, {alone.data() + done, nullptr}, 50);
   }
-  const Stereo input{Noise(2000, 15), Noise(2000, 16)};
+  const Stereo input{Noise(4000, 15), Noise(4000, 16)};
   Stereo output = input;
   RunInPlace(fir, output, false, tests::RandomBlocks(100, 17));
   EXPECT_LT(tests::ErrorDb(output[1], input[1], impulse[1]), -120.0);
