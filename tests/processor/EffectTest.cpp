@@ -289,7 +289,8 @@ TEST(Robustness, APanicBringsTheSoundBackAfterNotANumber) {
   }
 }
 
-/// Every musician's knob moves at random in every block. tests/proofs runs a million, with more kinds of events.
+/// Every musician's knob moves at random in every block.
+/// tests/proofs runs a million, with more kinds of events.
 TEST(RealTime, HoldsForEveryEffectWhileAllKnobsMove) {
   constexpr int kBlocks = 4000;
   for (int type = 0; type < 6; ++type) {

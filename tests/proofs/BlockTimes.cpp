@@ -1,6 +1,6 @@
-// How long the library's blocks take: the worst of each kind over the median of plain blocks of the same effect. A life is
-// run several times, the same each time, and a block counts with its shortest time, so that what else the machine does
-// falls out.
+// How long the library's blocks take: the worst of each kind over the median of plain blocks of the same
+// effect. A life is run several times, the same each time, and a block counts with its shortest time, so that
+// what else the machine does falls out.
 #include <chrono>
 #include <cstdio>
 #include <limits>

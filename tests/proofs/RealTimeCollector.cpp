@@ -1,4 +1,5 @@
-// The library through the host's live collector: pieces of any length, factory presets and another thread's hand.
+// The library through the host's live collector: pieces of any length, factory presets and another thread's
+// hand.
 #include <atomic>
 #include <chrono>
 #include <optional>
