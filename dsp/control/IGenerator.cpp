@@ -58,7 +58,7 @@ void IGenerator::Restart() {
     std::fill_n(phases, maxBlock, 0.0f);
     std::fill_n(cycles, maxBlock, 0.0f);
   }
-  cycle = -1.0f;
+  cycle = -1.0;
   position = 0.0;
   syncOrigin = 0.0;
   needsStart = true;

@@ -145,7 +145,7 @@ class IGenerator : public UnitModule, public IGeneratorKnobs::Indices {
   float phaseInit = 0.0f;  // cycles
   double phaseInitWide = 0.0;
   double phaseInitComplement = 1.0;
-  float cycle = 0.0f;
+  double cycle = 0.0;  // a single would stand still after 2^24 of them
   uint32_t rateInputMode = kNoInput;
   uint32_t rateInput = 0;
   std::vector<float> allTable;        // whole notes: each length dotted, straight and as triplet

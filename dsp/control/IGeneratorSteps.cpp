@@ -147,10 +147,10 @@ void IGenerator::RunOneShotSteps(const Block& block) {
     syncPhase = next.phase;
     if (next.cycleEnded) {
       triggers[i] = 1.0f;
-      cycle += 1.0f;
+      cycle += 1.0;
     }
-    cycles[i] = cycle;
-    if (next.cycleEnded && cycle > 0.0f) {
+    cycles[i] = static_cast<float>(cycle);
+    if (next.cycleEnded && cycle > 0.0) {
       finished = true;
       syncPhase = ParkedPhase();
       triggers[i] = 0.0f;
@@ -212,20 +212,20 @@ void IGenerator::RunFreeSteps(const Block& block) {
     double d = static_cast<double>(lastRate) * block.advance / static_cast<double>(sampleRate);
     // Intended: before the first trigger the cycle is -1, which is odd, so with swing the first cycle after a
     // restart is about two samples short. Generator.SwingAlternatesLongAndShortCycles holds it.
-    if (swingOn) d /= (static_cast<int32_t>(cycle) & 1) != 0 ? 2.0 - h : h;
+    if (swingOn) d /= (static_cast<int64_t>(cycle) & 1) != 0 ? 2.0 - h : h;
     const Advance next = AdvanceBy(d, phaseInitComplement + freePhase, d + 1.0 + freePhase);
     freePhase = next.phase;
     if (next.cycleEnded) {
       triggers[i] = 1.0f;
-      cycle += 1.0f;
-      if (cycle > 0.0f) finished = true;
+      cycle += 1.0;
+      if (cycle > 0.0) finished = true;
     }
     if (mode == kOneShot && finished) {
       freePhase = Fraction(phaseInitWide + 0.9999990000000025);
       triggers[i] = 0.0f;
     }
     phases[i] = static_cast<float>(freePhase);
-    cycles[i] = cycle;
+    cycles[i] = static_cast<float>(cycle);
     lastRate = rates[i];
   }
 }

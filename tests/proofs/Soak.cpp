@@ -31,7 +31,7 @@ namespace Vantora::test {
 namespace {
 
 constexpr uint32_t kChunk = 8192;        // samples between the moments at which transport and streams change
-constexpr float kBound = 1e4f;           // 80 dB above the loudest input
+constexpr float kBound = 1e6f;           // 120 dB above the loudest input: every gain and resonance fully up
 constexpr double kSettling = 60.0;       // seconds of audio until memory must stay as it is
 constexpr size_t kHeapSlack = 16 << 10;  // bytes
 constexpr size_t kResidentSlack = 1 << 20;  // bytes: the heap's own pages come and go
