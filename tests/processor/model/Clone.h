@@ -1,10 +1,17 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <utility>
 
-#include "tests/processor/model/Distortions.h"
-#include "tests/processor/model/Effects.h"
+#include "dsp/effects/BitCrusher.h"
+#include "dsp/effects/MultiDist.h"
+#include "dsp/effects/MultiModeFilter.h"
+#include "dsp/effects/PitchShifter.h"
+#include "dsp/effects/Wavefolder.h"
+#include "dsp/stage/FxVariantRows.h"
+#include "engine/PassThrough.h"
+#include "tests/processor/model/Parts.h"
 
 namespace Vantora::test::model {
 
@@ -88,22 +95,59 @@ inline Knobs SwitchKnobs(uint32_t alternatives) {
   return {Steps(alternatives), Steps(2), Steps(2), Steps(2), Steps(2)};
 }
 
-struct Disto : Effect {
+/// What a switch chooses from, mono.
+struct Alternative {
+  virtual ~Alternative() = default;
+  virtual void Init(uint32_t blockSize, float rate) = 0;
+  virtual void Reset(bool hard) = 0;
+  virtual void Process(Buffer& in, Buffer& out, uint32_t count) = 0;
+};
+
+/// A module of the product by itself: nothing is connected but its first input and output, and it leaves its
+/// block to no bank of lanes.
+template <typename Effect>
+struct Alone : Alternative {
+  template <typename... Args>
+  explicit Alone(Args... args) : module("", args...) {}
+  void Init(uint32_t blockSize, float rate) override { module.Init(blockSize, rate); }
+  void Reset(bool hard) override { module.ResetState(hard); }
+  void Process(Buffer& in, Buffer& out, uint32_t count) override {
+    std::array<float*, Effect::kInputCount> inputs{in.data()};
+    std::array<float*, Effect::kOutputCount> outputs{out.data()};
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
+    context.sampleCount = count;
+    module.Process(context);
+  }
+  void Put(uint32_t index, float value) { module.SetParamInternal(index, value); }
+  /// What the knob's range leaves of `value`.
+  void PutWithin(uint32_t index, float value) {
+    const dsp::ParamRecord& record = module.Param(index);
+    Put(index, std::clamp(value, record.GetMinimum(), record.GetMaximum()));
+  }
+  Effect module;
+};
+
+struct Disto : Alternative {
   enum { kType, kDrive };
   Disto() {
+    using namespace dsp::PrismelDistoVariantKnobs;
     choice.knobs = SwitchKnobs(2);
     knobs = {Steps(4), Line(-14.0f, 36.0f)};
+    folder.module.ApplyFits(kFolderFits);
+    shaper.module.SetAllowedAlgorithms({std::begin(kShaperCurves), std::end(kShaperCurves)});
+    shaper.module.ApplyFits(kShaperFits);
   }
-  Effect& At(uint32_t which) { return which == 0 ? static_cast<Effect&>(folder) : shaper; }
+  Alternative& At(uint32_t which) { return which == 0 ? static_cast<Alternative&>(folder) : shaper; }
   void ForwardDrive() {
-    folder.knobs[Folder::kDrive].Turn(knobs[kDrive].Position());
-    shaper.knobs[Shaper::kDrive].Turn(knobs[kDrive].Position());
+    folder.module.SetParam(dsp::Wavefolder::kDrive, knobs[kDrive].Position());
+    shaper.module.SetParam(dsp::MultiDist::kDrive, knobs[kDrive].Position());
   }
-  void Configure() override {
+  void Init(uint32_t blockSize, float rate) override {
     folder.Init(blockSize, rate);
     shaper.Init(blockSize, rate);
     choice.Configure(blockSize, rate);
     choice.Reset();
+    Reset(true);
   }
   void Reset(bool hard) override {
     choice.Follow();
@@ -113,51 +157,63 @@ struct Disto : Effect {
     if (hard) SetDirty(knobs, true);
     if (hard) SetDirty(choice.knobs, true);
   }
-  void Run(const Buffer& in, Buffer& out, uint32_t count) override {
+  void Process(Buffer& in, Buffer& out, uint32_t count) override {
     if (knobs[kType].dirty) {
       const float type = knobs[kType].Value();
       choice.knobs[Switch::kType].Put(type == 3.0f ? 0.0f : 1.0f);
-      if (type != 3.0f) shaper.knobs[Shaper::kType].Put(type);
+      if (type != 3.0f) shaper.Put(dsp::MultiDist::kDistType, type);
     }
     choice.Update(changed, [&](uint32_t which) { At(which).Reset(false); });
     choice.Run(in, out, count, [&](uint32_t which) { At(which).Process(in, out, count); });
+    changed = false;
+    SetDirty(knobs, false);
     SetDirty(choice.knobs, false);
   }
 
-  Folder folder;
-  Shaper shaper;
+  Knobs knobs;
+  Alone<dsp::Wavefolder> folder;
+  Alone<dsp::MultiDist> shaper;
   Switch choice;
+  bool changed = true;
 };
 
 /// One voice's stage effect on one side.
 struct Clone {
-  explicit Clone(uint32_t seed) : crusher(seed), shifter(seed ^ 0x9E3779B9u) {
+  explicit Clone(uint32_t seed) : crusher(seed), shifter(seed ^ 0x9E3779B9u, 1u) {
+    using namespace dsp::FxVariantKnobs;
     choice.knobs = SwitchKnobs(6);
+    bandPass.module.SetAllowedModes({kBandPassMode});
+    bandPass.module.ApplyFits(kBandPassFits);
+    comb.module.SetAllowedModes({kCombMode});
+    comb.module.ApplyFits(kCombFits);
+    crusher.module.ApplyFits(kCrusherFits);
+    shifter.module.ApplyFits(kHarmonizerFits);
   }
-  Effect& At(uint32_t type) {
-    const std::array<Effect*, 6> effects = {&copy, &bandPass, &comb, &crusher, &disto, &shifter};
+  Alternative& At(uint32_t type) {
+    const std::array<Alternative*, 6> effects = {&copy, &bandPass, &comb, &crusher, &disto, &shifter};
     return *effects[type];
   }
   /// By the number within a bank.
   void Turn(uint32_t index, float position) {
-    const std::array<std::pair<uint32_t, Knobs*>, 9> lists = {{{0, &copy.knobs},
-                                                               {1, &bandPass.knobs},
-                                                               {11, &comb.knobs},
-                                                               {21, &crusher.knobs},
-                                                               {37, &disto.folder.knobs},
-                                                               {49, &disto.shaper.knobs},
-                                                               {59, &disto.choice.knobs},
-                                                               {64, &disto.knobs},
-                                                               {66, &shifter.knobs}}};
-    Knobs* list = &choice.knobs;
-    uint32_t base = 71;
-    for (const auto& [first, knobs] : lists) {
-      if (index < first || index >= 71) continue;
-      list = knobs;
-      base = first;
+    const std::array<std::pair<uint32_t, dsp::UnitModule*>, 7> modules = {{{66, &shifter.module},
+                                                                           {49, &disto.shaper.module},
+                                                                           {37, &disto.folder.module},
+                                                                           {21, &crusher.module},
+                                                                           {11, &comb.module},
+                                                                           {1, &bandPass.module},
+                                                                           {0, &copy.module}}};
+    if (index >= 71) return choice.knobs[index - 71].Turn(position);
+    if (index == 64 || index == 65) {
+      disto.knobs[index - 64].Turn(position);
+      if (index == 65) disto.ForwardDrive();
+      return;
     }
-    (*list)[index - base].Turn(position);
-    if (list == &disto.knobs && index - base == Disto::kDrive) disto.ForwardDrive();
+    if (index >= 59 && index < 64) return disto.choice.knobs[index - 59].Turn(position);
+    for (const auto& [first, module] : modules) {
+      if (index < first) continue;
+      module->SetParam(index - first, position);
+      return;
+    }
   }
   void Init(uint32_t blockSize, float rate) {
     for (uint32_t type = 0; type < 6; ++type) At(type).Init(blockSize, rate);
@@ -173,18 +229,18 @@ struct Clone {
     changed = true;
     if (hard) SetDirty(choice.knobs, true);
   }
-  void Process(const Buffer& in, Buffer& out, uint32_t count) {
+  void Process(Buffer& in, Buffer& out, uint32_t count) {
     choice.Update(changed, [&](uint32_t type) { At(type).Reset(false); });
     choice.Run(in, out, count, [&](uint32_t type) { At(type).Process(in, out, count); });
     changed = false;
     SetDirty(choice.knobs, false);
   }
 
-  Copy copy;
-  Filter bandPass{false}, comb{true};
-  Crusher crusher;
+  Alone<dsp::PassThrough> copy;
+  Alone<dsp::MultiModeFilter> bandPass{1u}, comb{1u};
+  Alone<dsp::BitCrusher> crusher;
   Disto disto;
-  Shifter shifter;
+  Alone<dsp::PitchShifter> shifter;
   Switch choice;
   bool changed = true;
 };

@@ -2,12 +2,16 @@
 
 #include <memory>
 
+#include "basictools/FlushDenormals.h"
+#include "basictools/math/FastPower.h"
 #include "basictools/math/SeedHash.h"
 #include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
+#include "dsp/control/EnvFollower.h"
+#include "dsp/control/LFO.h"
 #include "dsp/stage/SpreadTables.h"
+#include "processor/PrismelProcessorRows.h"
 #include "tests/processor/model/Clone.h"
-#include "tests/processor/model/Oscillator.h"
 
 namespace Vantora::test::model {
 
@@ -241,21 +245,32 @@ struct Voices {
       for (uint32_t s = 0; s < 2; ++s) {
         const float t = s == 0 ? dsp::kLeftRatios[v] : dsp::kRightRatios[v] * 1.0404041f;
         Clone& clone = *sides[s].clones[v];
-        const std::array<std::array<Knob*, 2>, 6> targets = {
-            {{},
-             {&clone.bandPass.knobs[Filter::kFreq], &clone.bandPass.knobs[Filter::kQ]},
-             {&clone.comb.knobs[Filter::kCombFreq], &clone.comb.knobs[Filter::kQ]},
-             {&clone.crusher.knobs[Crusher::kDivisor], &clone.crusher.knobs[Crusher::kBits]},
-             {&clone.disto.knobs[Disto::kDrive], &clone.disto.knobs[Disto::kType]},
-             {&clone.shifter.knobs[Shifter::kSpray], &clone.shifter.knobs[Shifter::kInterval]}}};
         const float own = type <= 3 ? value * FastPow2(FastLog2(t) * amount * amount * 5.0f)
                                     : value - (std::sqrt(t) - 1.0f) * amount * (type == 4 ? 25.0f : 2300.0f);
-        Knob& knob = *targets[type][0];
-        knob.Put(std::clamp(own, knob.record.GetMinimum(), knob.record.GetMaximum()));
-        if (type == 4) clone.disto.ForwardDrive();
-        if (passes)
-          targets[type][1]->Put(
-              type == 5 ? static_cast<float>(dsp::kChords[static_cast<std::size_t>(second)][v]) : second);
+        switch (type) {
+          case 1:
+            clone.bandPass.PutWithin(dsp::MultiModeFilter::kFreq, own);
+            if (passes) clone.bandPass.Put(dsp::MultiModeFilter::kQ, second);
+            break;
+          case 2:
+            clone.comb.PutWithin(dsp::MultiModeFilter::kCombFreq, own);
+            if (passes) clone.comb.Put(dsp::MultiModeFilter::kQ, second);
+            break;
+          case 3:
+            clone.crusher.PutWithin(dsp::BitCrusher::kDownsample, own);
+            if (passes) clone.crusher.Put(dsp::BitCrusher::kBitdepth, second);
+            break;
+          case 4:
+            clone.disto.knobs[Disto::kDrive].Put(std::clamp(own, -14.0f, 36.0f));
+            clone.disto.ForwardDrive();
+            if (passes) clone.disto.knobs[Disto::kType].Put(second);
+            break;
+          default:
+            clone.shifter.PutWithin(dsp::PitchShifter::kSpray, own);
+            if (passes)
+              clone.shifter.Put(dsp::PitchShifter::kPitchShift,
+                                static_cast<float>(dsp::kChords[static_cast<std::size_t>(second)][v]));
+        }
       }
     }
   }
@@ -328,8 +343,17 @@ class PlainProcessor {
     kOutPower
   };
   enum Channels { kMono, kStereo, kMonoToStereo };
+  /// The song, at a block's first sample; `position` in quarter notes.
+  struct Transport {
+    float tempo = 120.0f, position = 0.0f;
+    bool plays = false;
+  };
 
-  explicit PlainProcessor(uint32_t seed) : voices(SeedHash(seed, 0)), lfo(SeedHash(seed, 1)) {
+  explicit PlainProcessor(uint32_t seed) : voices(SeedHash(seed, 0)), lfo("", SeedHash(seed, 1)) {
+    using namespace Processor::PrismelProcessorKnobs;
+    lfo.ApplyFits(kLfoFits);
+    lfo.SetRateTable({kRateTable.begin(), kRateTable.end()});
+    for (dsp::EnvFollower& meter : meters) meter.ApplyFits(kMeterFits);
     using MappingTools::BipolarExp;
     own = {Steps(2),
            Steps(2),
@@ -346,36 +370,44 @@ class PlainProcessor {
   void Init(float rate, uint32_t blockSize) {
     voices.Init(blockSize, rate);
     lfo.Init(blockSize, rate);
-    for (Follower& meter : meters) meter.Init(rate);
+    for (dsp::EnvFollower& meter : meters) meter.Init(blockSize, rate);
     bypassFade.Setup(1, rate);
     gain.Setup(1, rate);
-    for (Buffer* buffer : {&wet[0], &wet[1], &gains, &fades, &silence}) buffer->assign(blockSize, 0.0f);
+    for (Buffer* buffer : {&wet[0], &wet[1], &gains, &fades, &silence, &lfoOutput, &envelope})
+      buffer->assign(blockSize, 0.0f);
     ResetSelf(true);
   }
   void Turn(uint32_t index, float position) {
     if (index < 175) return voices.Turn(index, position);
-    Knob& knob = KnobAt(index);
-    knob.Turn(position);
+    if (dsp::UnitModule* module = ModuleAt(index)) {
+      module->SetParam(IndexWithin(index), position);
+      return;
+    }
+    KnobAt(index).Turn(position);
     if (index == kPanic && position >= 0.5f) Reset(true);
     if (index == kLoading && position < 0.5f) Reset(false);
   }
-  float Position(uint32_t index) { return KnobAt(index).Position(); }
+  float Position(uint32_t index) {
+    dsp::UnitModule* module = ModuleAt(index);
+    return module != nullptr ? module->GetParam(IndexWithin(index)) : KnobAt(index).Position();
+  }
 
   void Process(const std::array<const float*, 2>& input, const std::array<float*, 2>& out, uint32_t count,
-               const Oscillator::Transport& song, Channels mode) {
+               const Transport& song, Channels mode) {
+    const FlushDenormals flush;
     Update();
-    const float lfoNow = lfo.Process(count, song);
+    const float lfoNow = RunLfo(count, song);
     const std::array<const float*, 2> in = {
         input[0], mode == kStereo ? input[1] : (mode == kMono ? silence.data() : input[0])};
     voices.Process(in, {wet[0].data(), wet[1].data()}, count, lfoNow * KnobAt(kPrimaryDepth).Value(),
                    lfoNow * KnobAt(kDepth).Value());
-    const auto level = [](float envelope, float dB) {
-      return envelope == 0.0f ? -80.0f : std::clamp(20.0f * std::log10(envelope) + dB, -80.0f, 6.0f);
+    const auto level = [](float amplitude, float dB) {
+      return amplitude == 0.0f ? -80.0f : std::clamp(20.0f * std::log10(amplitude) + dB, -80.0f, 6.0f);
     };
-    KnobAt(kInPower).Put(level(meters[0].Process(in[0], mode == kStereo ? in[1] : nullptr, count),
+    KnobAt(kInPower).Put(level(Measure(meters[0], in[0], mode == kStereo ? in[1] : nullptr, count),
                                voices.knobs[Voices::kInputGain].Value()));
     KnobAt(kOutPower).Put(
-        level(meters[1].Process(wet[0].data(), mode != kMono ? wet[1].data() : nullptr, count), 0.0f));
+        level(Measure(meters[1], wet[0].data(), mode != kMono ? wet[1].data() : nullptr, count), 0.0f));
     gain.Render(gains, count);
     const bool moves = bypassFade.Moves();
     bypassFade.Render(fades, count);
@@ -389,16 +421,41 @@ class PlainProcessor {
   }
 
  private:
+  /// Null for a knob of the voices or of the frame.
+  dsp::UnitModule* ModuleAt(uint32_t index) {
+    if (index < 175 || index >= kBypass) return nullptr;
+    return index < 201 ? static_cast<dsp::UnitModule*>(&lfo) : &meters[(index - 201) / 7];
+  }
+  static uint32_t IndexWithin(uint32_t index) { return index < 201 ? index - 175 : (index - 201) % 7; }
+  float RunLfo(uint32_t count, const Transport& song) {
+    std::array<float*, 3> nothing{};
+    std::array<float*, 2> both = {lfoOutput.data(), lfoOutput.data()};
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(nothing, both);
+    context.sampleCount = count;
+    context.tempo = song.tempo;
+    context.songPosition = song.position;
+    context.isPlaying = song.plays ? 1 : 0;
+    lfo.Process(context);
+    return lfoOutput[0];
+  }
+  /// The envelope at the block's first sample; a null right side is mono.
+  float Measure(dsp::EnvFollower& meter, const float* left, const float* right, uint32_t count) {
+    meter.SetParam(dsp::EnvFollower::kStereoInput, right != nullptr ? 1.0f : 0.0f);
+    std::array<float*, 2> inputs = {const_cast<float*>(left), const_cast<float*>(right)};
+    std::array<float*, 1> outputs = {envelope.data()};
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
+    context.sampleCount = count;
+    meter.Process(context);
+    return envelope[0];
+  }
   Knob& KnobAt(uint32_t index) {
     if (index < 175) return voices.knobs[index - 152];
-    if (index < 201) return lfo.knobs[index - 175];
-    if (index < 215) return meters[(index - 201) / 7].knobs[(index - 201) % 7];
     return own[index - kBypass];
   }
   void Reset(bool hard) {
     voices.Reset(hard);
-    lfo.Reset(hard);
-    for (Follower& meter : meters) meter.Reset(hard);
+    lfo.ResetState(hard);
+    for (dsp::EnvFollower& meter : meters) meter.ResetState(hard);
     ResetSelf(hard);
   }
   void ResetSelf(bool hard) {
@@ -412,19 +469,20 @@ class PlainProcessor {
     if (KnobAt(kShape).dirty) {
       constexpr std::array<float, 6> kWaveforms = {0.0f, 1.0f, 2.0f, 4.0f, 5.0f, 5.0f};
       const auto shape = static_cast<uint32_t>(KnobAt(kShape).Value());
-      lfo.knobs[Oscillator::kWaveform].Put(kWaveforms[shape]);
-      lfo.knobs[Oscillator::kSmooth].Turn(shape == 5 ? 0.48f : 0.0f);
+      lfo.SetParamInternal(dsp::LFO::kWaveform, kWaveforms[shape]);
+      lfo.SetParam(dsp::LFO::kSmooth, shape == 5 ? 0.48f : 0.0f);
     }
     if (KnobAt(kRateType).dirty) {
       const float type = KnobAt(kRateType).Value();
-      lfo.knobs[Oscillator::kSync].Put(type == 0.0f ? 0.0f : (type == 1.0f ? 2.0f : 1.0f));
-      if (type >= 2.0f) lfo.knobs[Oscillator::kSyncedType].Put(type - 2.0f);
+      lfo.SetParamInternal(dsp::LFO::kMidiSync, type == 0.0f ? 0.0f : (type == 1.0f ? 2.0f : 1.0f));
+      if (type >= 2.0f) lfo.SetParamInternal(dsp::LFO::kRateSyncedType, type - 2.0f);
     }
   }
 
   Voices voices;
-  Oscillator lfo;
-  std::array<Follower, 2> meters;
+  dsp::LFO lfo;
+  std::array<dsp::EnvFollower, 2> meters = {dsp::EnvFollower(""), dsp::EnvFollower("")};
+  Buffer lfoOutput, envelope;
   Knobs own;
   Slew bypassFade{0.01f};
   Glide gain{0.1f};
