@@ -153,7 +153,7 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
       data.push_back(Noise(75, i + 1));
     }
     for (uint32_t i = 0; i < 13; ++i)
-      blocks[i] = {&chains[i], chains[i].stages[0], data[i].data(), gain.data(), data[i].data(), true};
+      blocks[i] = {&chains[i], chains[i].sections[0], data[i].data(), gain.data(), data[i].data(), true};
     FilterKernelsFor(target).run[2](blocks.data(), 13, 75);
     for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     return result;
