@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "host/HostError.h"
@@ -22,12 +23,9 @@ HostedProcessor::HostedProcessor(const ProcessorSource& origin, Processor::LogSi
   Learn();
 }
 
-Processor::IProcessor_V7* HostedProcessor::MakeAttached(MessageList& list) const {
-  Processor::IProcessor_V7* made = source.CreateProcessor();
-  if (!made->Attach(sink != nullptr ? sink : &list)) {
-    delete made;
-    throw HostError("The processor refused to be attached.");
-  }
+std::unique_ptr<Processor::IProcessor_V7> HostedProcessor::MakeAttached(MessageList& list) const {
+  std::unique_ptr<Processor::IProcessor_V7> made(source.CreateProcessor());
+  if (!made->Attach(sink != nullptr ? sink : &list)) throw HostError("The processor refused to be attached.");
   return made;
 }
 
@@ -38,9 +36,9 @@ void HostedProcessor::Learn() {
 
 void HostedProcessor::Recreate() {
   auto list = std::make_unique<MessageList>();
-  Processor::IProcessor_V7* fresh = MakeAttached(*list);
+  std::unique_ptr<Processor::IProcessor_V7> fresh = MakeAttached(*list);
   processor->Terminate();
-  delete std::exchange(processor, fresh);
+  processor = std::move(fresh);
   messages = std::move(list);
   blockSize = 0;
   sampleRate = 0.0f;
@@ -50,10 +48,7 @@ void HostedProcessor::Recreate() {
   Learn();
 }
 
-HostedProcessor::~HostedProcessor() {
-  processor->Terminate();
-  delete processor;
-}
+HostedProcessor::~HostedProcessor() { processor->Terminate(); }
 
 void HostedProcessor::Init(float rate) {
   if (!(rate >= kLowestRate && rate <= kHighestRate)) {
@@ -66,6 +61,8 @@ void HostedProcessor::Init(float rate) {
       throw HostError("The processor can't run at " + std::to_string(rate) + " Hz.");
   } catch (const HostError&) {
     throw;
+  } catch (const std::bad_alloc&) {
+    throw HostError("There is not enough memory for a processor at " + std::to_string(rate) + " Hz.");
   } catch (const std::exception& reason) {
     throw HostError("The processor can't be prepared for " + std::to_string(rate) + " Hz: " + reason.what() +
                     '.');

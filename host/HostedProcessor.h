@@ -94,12 +94,12 @@ class HostedProcessor {
 
  private:
   class MessageList;
-  Processor::IProcessor_V7* MakeAttached(MessageList& list) const;
+  std::unique_ptr<Processor::IProcessor_V7> MakeAttached(MessageList& list) const;
   void Learn();
 
   ProcessorSource source;  // first in, last out: the processor's code lives in it
   std::unique_ptr<MessageList> messages;
-  Processor::IProcessor_V7* processor = nullptr;
+  std::unique_ptr<Processor::IProcessor_V7> processor;
   uint32_t parameterCount = 0;
   uint32_t blockSize = 0;
   float sampleRate = 0.0f;

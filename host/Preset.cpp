@@ -2,55 +2,44 @@
 
 #include <fmt/format.h>
 
-#include <nlohmann/json.hpp>
-#include <set>
-
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
 
 namespace Vantora::host {
 namespace {
 
-float ParseJsonValue(const Parameter& parameter, const nlohmann::json& value) {
-  if (value.is_string()) return parameter.Parse(value.get<std::string>());
-  if (value.is_number()) return parameter.ParseValue(value.get<double>());
-  if (value.is_boolean()) return parameter.Parse(value.get<bool>() ? "on" : "off");
-  throw HostError(fmt::format("{} takes {}, not {}.", parameter.UniqueName(), parameter.RangeText(),
-                              value.is_null() ? "nothing" : "a list"));
-}
-
-std::string TextMember(const nlohmann::json& document, const char* key, const std::string& fallback) {
-  const auto found = document.find(key);
-  if (found == document.end()) return fallback;
-  if (!found->is_string()) throw HostError(fmt::format("\"{}\" must be a text.", key));
-  return found->get<std::string>();
-}
-
-/// The document. The library keeps the last of two members of one name; nobody can tell which was meant.
-nlohmann::json ParseJson(std::string_view text) {
-  using Event = nlohmann::json::parse_event_t;
-  std::vector<std::set<std::string>> open;
-  return nlohmann::json::parse(text, [&open](int, Event event, nlohmann::json& parsed) {
-    if (event == Event::object_start) open.emplace_back();
-    if (event == Event::object_end) open.pop_back();
-    if (event == Event::key && !open.back().insert(parsed.get<std::string>()).second) {
-      throw HostError(fmt::format("\"{}\" stands in it twice.", parsed.get<std::string>()));
-    }
-    return true;
-  });
-}
-
-void CheckSchema(const nlohmann::json& document) {
-  const auto schema = document.find("schema");
-  if (schema == document.end()) throw HostError("it has no \"schema\" version.");
-  if (!schema->is_number_integer() || (!schema->is_number_unsigned() && schema->get<int64_t>() < 1) ||
-      *schema == 0) {
-    throw HostError(fmt::format("its \"schema\" is {}, not a version, which is a whole number from 1 on.",
-                                schema->dump(-1, ' ', true, nlohmann::json::error_handler_t::replace)));
+float ParseJsonValue(const Parameter& parameter, const JsonValue& value) {
+  switch (value.kind) {
+    case JsonValue::Kind::kText:
+      return parameter.Parse(value.text);
+    case JsonValue::Kind::kNumber:
+      return parameter.ParseValue(value.number);
+    case JsonValue::Kind::kSwitch:
+      return parameter.Parse(value.isOn ? "on" : "off");
+    default:
+      throw HostError(fmt::format("{} takes {}, not {}.", parameter.UniqueName(), parameter.RangeText(),
+                                  value.Is(JsonValue::Kind::kNothing) ? "nothing" : "a list"));
   }
-  if (schema->get<uint64_t>() > static_cast<uint64_t>(Preset::kSchema)) {
-    throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.",
-                                schema->get<uint64_t>(), Preset::kSchema));
+}
+
+std::string TextMember(const JsonValue& document, const char* key, const std::string& fallback) {
+  const JsonValue* found = document.Find(key);
+  if (found == nullptr) return fallback;
+  if (!found->Is(JsonValue::Kind::kText)) throw HostError(fmt::format("\"{}\" must be a text.", key));
+  return found->text;
+}
+
+void CheckSchema(const JsonValue& document) {
+  const JsonValue* schema = document.Find("schema");
+  if (schema == nullptr) throw HostError("it has no \"schema\" version.");
+  if (!schema->Is(JsonValue::Kind::kNumber) || !schema->isWhole || schema->number < 1.0) {
+    const bool isNumber = schema->Is(JsonValue::Kind::kNumber);
+    throw HostError(fmt::format("its \"schema\" is {}, not a version, which is a whole number from 1 on.",
+                                isNumber ? schema->text : "no number"));
+  }
+  if (schema->number > static_cast<double>(Preset::kSchema)) {
+    throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.", schema->text,
+                                Preset::kSchema));
   }
 }
 
@@ -67,10 +56,10 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     if (warnings != nullptr) warnings->push_back("Preset \"" + origin.string() + "\": " + what);
   };
   try {
-    const nlohmann::json document = ParseJson(json);
-    if (!document.is_object()) throw HostError("it is not a JSON object.");
+    const JsonValue document = ReadJson(json, JsonTwice::kRefused);
+    if (!document.Is(JsonValue::Kind::kObject)) throw HostError("it is not a JSON object.");
     CheckSchema(document);
-    for (const auto& [key, value] : document.items()) {
+    for (const auto& [key, value] : document.members) {
       if (key != "schema" && key != "name" && key != "description" && key != "parameters") {
         warn(fmt::format("\"{}\" is not known and is ignored.", key));
       }
@@ -78,10 +67,10 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     Preset preset;
     preset.name = TextMember(document, "name", origin.stem().string());
     preset.description = TextMember(document, "description", "");
-    const auto parameters = document.find("parameters");
-    if (parameters == document.end() || !parameters->is_object())
+    const JsonValue* parameters = document.Find("parameters");
+    if (parameters == nullptr || !parameters->Is(JsonValue::Kind::kObject))
       throw HostError("it has no \"parameters\".");
-    for (const auto& [key, value] : parameters->items()) {
+    for (const auto& [key, value] : parameters->members) {
       const Parameter* parameter = ParameterTable::Get().Find(key);
       if (parameter == nullptr) {
         warn(fmt::format("there is no parameter \"{}\"; it is ignored.", key));
@@ -94,14 +83,6 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     return preset;
   } catch (const HostError& error) {
     throw HostError("The preset \"" + origin.string() + "\" can't be loaded: " + error.what());
-  } catch (const nlohmann::json::parse_error& error) {
-    throw HostError(fmt::format("The preset \"{}\" can't be loaded: it is not JSON, from byte {} on.",
-                                origin.string(), error.byte));
-  } catch (const nlohmann::json::out_of_range&) {
-    throw HostError("The preset \"" + origin.string() +
-                    "\" can't be loaded: it holds a number beyond all ranges.");
-  } catch (const nlohmann::json::exception& error) {
-    throw HostError("The preset \"" + origin.string() + "\" can't be loaded: " + error.what() + '.');
   }
 }
 
@@ -114,22 +95,30 @@ Preset Preset::Capture(const HostedProcessor& processor) {
   return preset;
 }
 
-std::string Preset::ToJson() const {
-  nlohmann::ordered_json document;
-  document["schema"] = kSchema;
-  document["name"] = name;
-  document["description"] = description;
-  auto& parameters = document["parameters"] = nlohmann::ordered_json::object();
+void Preset::AddTo(JsonObjectText& document, JsonObjectText::Precision precision) const {
+  document.AddInteger("schema", kSchema);
+  document.AddText("name", name);
+  document.AddText("description", description);
+  JsonObjectText parameters;
   for (const auto& [index, value] : values) {
     const Parameter& parameter = ParameterTable::Get()[index];
     if (!parameter.IsInPresets() || value == parameter.PreferredNormalized()) continue;
     const std::string text = parameter.ExactText(value);
     const bool isNumber =
         parameter.Labels().empty() && UnitName(parameter.GetUnit()).empty() && !text.starts_with("norm:");
-    parameters[parameter.UniqueName()] =
-        isNumber ? nlohmann::ordered_json::parse(text) : nlohmann::ordered_json(text);
+    if (isNumber) {
+      parameters.AddNumber(parameter.UniqueName(), text, precision);
+    } else {
+      parameters.AddText(parameter.UniqueName(), text);
+    }
   }
-  return document.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace) + '\n';
+  document.AddObject("parameters", parameters);
+}
+
+std::string Preset::ToJson() const {
+  JsonObjectText document;
+  AddTo(document, JsonObjectText::Precision::kDouble);
+  return document.Text() + '\n';
 }
 
 float Preset::ValueOf(const Parameter& parameter) const {

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/JsonText.h"
 #include "host/ParameterQueue.h"
 #include "host/ParameterTable.h"
 
@@ -43,6 +44,8 @@ class Preset {
 
   /// JSON text that `Parse` reads back, with musical values; what stands at its preferred value is left out.
   std::string ToJson() const;
+  /// The members of that text, for texts that hold a preset among other things.
+  void AddTo(JsonObjectText& document, JsonObjectText::Precision precision) const;
 
   /// Value of a parameter in this preset, named or not; normalised.
   float ValueOf(const Parameter& parameter) const;

@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "host/HostError.h"
@@ -54,6 +55,8 @@ Processor::IProcessor_V7* ProcessorSource::CreateProcessor() const {
   Processor::IProcessor_V7* processor = nullptr;
   try {
     processor = shared->factory->CreateProcessor();
+  } catch (const std::bad_alloc&) {
+    throw HostError(shared->origin + " failed to make a processor: there is not enough memory.");
   } catch (const std::exception& reason) {
     throw HostError(shared->origin + " failed to make a processor: " + reason.what() + '.');
   }

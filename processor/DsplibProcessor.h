@@ -53,11 +53,13 @@ class DsplibProcessor final : public DescribedProcessor {
   static void operator delete(void* block) noexcept { FreeAlignedBlock(block); }
 
   bool Init(const ProcessorConfig* config) override {
-    initialized = 1;
+    // Where memory runs out within, the processor stays silent until an Init has worked.
+    initialized = 0;
     sampleRate = config->sampleRate > 0.0f ? config->sampleRate : 44100.0f;
     maxBlockSize = GetBlockSize(sampleRate);
     product.Init(maxBlockSize, sampleRate);
-    return initialized != 0;
+    initialized = 1;
+    return true;
   }
 
   bool Terminate() override {

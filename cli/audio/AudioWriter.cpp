@@ -161,7 +161,7 @@ void AudioWriter::Finish() {
   if (!output->Flush()) Fail("");
   MendStreamHeader();
   if (!pending) return;
-  if (settings.format.lossy && settings.format.type != "mp3") FixOggSerial(pending->Path());
+  if (settings.format.lossy && settings.format.type != "mp3") FixOggSerial(pending->Descriptor(), path);
   pending->Commit();
   pending.reset();
 }

@@ -44,9 +44,11 @@ void Put(std::vector<uint8_t>& page, size_t at, uint32_t value) {
 
 }  // namespace
 
-void FixOggSerial(const std::filesystem::path& path) {
-  std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
-  const auto fail = [&] { return Failure(fmt::format("{}: the Ogg file can't be finished", path.string())); };
+void FixOggSerial(int descriptor, const std::string& name) {
+  // The file itself, whatever its name leads to by now.
+  std::fstream file(fmt::format("/proc/self/fd/{}", descriptor),
+                    std::ios::in | std::ios::out | std::ios::binary);
+  const auto fail = [&] { return Failure(fmt::format("{}: the Ogg file can't be finished", name)); };
   std::streamoff at = 0;
   std::vector<uint8_t> page(kHeaderBytes);
   const auto read = [&](size_t offset, size_t count) {

@@ -1,6 +1,5 @@
 #include "cli/plot/Gnuplot.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <spawn.h>
 #include <sys/mman.h>
@@ -83,17 +82,15 @@ void RequireGnuplot() {
   throw Failure(kMissing);
 }
 
-void RunGnuplot(const std::string& script, const std::filesystem::path& picture) {
+void RunGnuplot(const std::string& script, int picture) {
   const Descriptor input(MemoryFile("prismel-plot"));
   const Descriptor errors(MemoryFile("prismel-plot-errors"));
-  const Descriptor output(open(picture.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666));
-  if (output.Number() < 0) throw Failure(fmt::format("can't write the picture: {}", std::strerror(errno)));
   WriteAll(input.Number(), script);
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_adddup2(&actions, input.Number(), STDIN_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, output.Number(), STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, picture, STDOUT_FILENO);
   posix_spawn_file_actions_adddup2(&actions, errors.Number(), STDERR_FILENO);
   // -d: a user's own start-up file must not change the picture.
   std::string program = "gnuplot", defaults = "-d", standardInput = "-";
@@ -107,7 +104,7 @@ void RunGnuplot(const std::string& script, const std::filesystem::path& picture)
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
-  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || lseek(output.Number(), 0, SEEK_END) <= 0) {
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || lseek(picture, 0, SEEK_END) <= 0) {
     const std::string reason = LastLine(errors.Number());
     // "nan" and "inf" are names to gnuplot.
     if (reason.find("undefined variable") != std::string::npos) {

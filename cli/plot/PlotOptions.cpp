@@ -66,7 +66,7 @@ void PlotOptions::Show(Figure figure) const {
   if (!output.empty()) {
     PendingFile::CleanUpOnSignals();
     PendingFile file(output, overwrite);
-    RunGnuplot(GnuplotScript(figure, Type()), file.Path());
+    RunGnuplot(GnuplotScript(figure, Type()), file.Descriptor());
     file.Commit();
   }
   if (csv) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <gsl/narrow>
+#include <memory>
 #include <new>
 
 #include "basictools/math/Decibels.h"
@@ -12,6 +13,14 @@
 
 namespace Vantora::dsp {
 namespace {
+
+/// libresample writes through the null that it gets where memory has run out. A state takes two tables of
+/// 0.3 MB, a buffer for the input and one of 256 times its size for the output: asked for here, and let go,
+/// they are there for it. Throws std::bad_alloc.
+void AskForResamplerMemory() {
+  constexpr size_t kTables = 1 << 20, kBuffers = 12 << 20;  // bytes
+  const std::unique_ptr<char[]> tables(new char[kTables]), buffers(new char[kBuffers]);
+}
 
 /// A channel's new length: truncated, at least one sample.
 void ScaleLength(std::vector<float>& samples, float factor) {
@@ -42,7 +51,9 @@ void ApplyDecay(std::vector<float>& samples, float decay, double engineRate) {
 
 }  // namespace
 
-ImpulseResampler::ImpulseResampler() : fresh(resample_open(1, kLeastFactor, kHighestFactor)) {
+ImpulseResampler::ImpulseResampler() {
+  AskForResamplerMemory();
+  fresh = resample_open(1, kLeastFactor, kHighestFactor);
   if (fresh == nullptr) throw std::bad_alloc();
 }
 
@@ -52,6 +63,7 @@ std::vector<float> ImpulseResampler::Run(std::vector<float>& input, double facto
   if (length == 0) return {input.front()};
   std::vector<float> output(length);
   const int inputCount = gsl::narrow<int>(input.size()), outputCount = gsl::narrow<int>(length);
+  AskForResamplerMemory();
   struct Handle {
     void* state;
     ~Handle() { resample_close(state); }

@@ -24,7 +24,7 @@ class ImpulseResampler {
   static constexpr double kLeastFactor = 1.0 / 256.0, kHighestFactor = 256.0;
 
  private:
-  void* fresh;  // never used itself; each run works on a copy, and so starts without a past
+  void* fresh = nullptr;  // never used itself; each run works on a copy, and so starts without a past
 };
 
 /// What the impulse's knobs ask for, and the rate it will run at.

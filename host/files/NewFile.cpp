@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "host/HostError.h"
 
@@ -55,41 +56,63 @@ bool Synchronise(int descriptor) {
   return fsync(descriptor) == 0 || errno == EINVAL || errno == ENOTSUP || errno == EROFS;
 }
 
-}  // namespace
-
-NewFile::NewFile(const fs::path& path, bool mayOverwrite) : final(Follow(path)), overwrite(mayOverwrite) {
-  const fs::path folder = FolderOf(final);
-  std::error_code error;
-  if (!fs::is_directory(folder, error)) {
-    throw Problem(path, "the folder " + folder.string() + " doesn't exist");
-  }
-  if (fs::is_directory(final, error)) throw Problem(path, "is a folder");
-  struct stat old {};
-  const bool exists = stat(final.c_str(), &old) == 0;
-  if (exists && !overwrite) throw Problem(path, "exists already");
-  if (exists && !S_ISREG(old.st_mode)) throw Problem(path, "is not a regular file and can't be replaced");
-  static std::atomic<unsigned> count{0};
-  // Taken already: left by a process that had our number. Gone once it is locked: somebody who tidied up saw
-  // it in the moment before.
-  struct stat made {};
-  do {
-    if (descriptor >= 0) close(descriptor);
-    temporary = folder / (std::string(kPrefix) + std::to_string(getpid()) + '-' +
-                          std::to_string(count.fetch_add(1)) + std::string(kEnding));
-    descriptor = open(temporary.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor >= 0) static_cast<void>(flock(descriptor, LOCK_EX));
-  } while (descriptor < 0 ? errno == EEXIST : fstat(descriptor, &made) == 0 && made.st_nlink == 0);
-  if (descriptor < 0) {
-    throw Problem(path, "can't write in the folder " + folder.string() + ": " + std::strerror(errno));
-  }
-  // Where this isn't allowed the file is a new one's, which is as good.
-  if (exists) static_cast<void>(fchmod(descriptor, old.st_mode & 07777));
+/// A folder to create, rename and, where it may be read, synchronise in; below 0 with errno.
+int OpenFolder(const fs::path& path) {
+  const int folder = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  return folder >= 0 || errno != EACCES ? folder : open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
 }
 
-NewFile::~NewFile() {
-  if (descriptor < 0) return;
-  unlink(temporary.c_str());
-  close(descriptor);
+}  // namespace
+
+NewFile::NewFile(const fs::path& path, bool mayOverwrite)
+    : final(Follow(path)), name(final.filename().string()), overwrite(mayOverwrite) {
+  // What can throw stands before the folder is opened: from then on there is something to clean up.
+  const fs::path folderPath = FolderOf(final);
+  const std::string start = std::string(kPrefix) + std::to_string(getpid()) + '-';
+  if (name.empty()) throw Problem(path, path.empty() ? "this is no file's name" : "is a folder");
+  if (struct stat there{}; stat(folderPath.c_str(), &there) != 0 || !S_ISDIR(there.st_mode)) {
+    throw Problem(path, "the folder " + folderPath.string() + " doesn't exist");
+  }
+  try {
+    folder = OpenFolder(folderPath);
+    struct stat old {};
+    const bool exists = folder >= 0 && fstatat(folder, name.c_str(), &old, AT_SYMLINK_NOFOLLOW) == 0;
+    if (exists && S_ISDIR(old.st_mode)) throw Problem(path, "is a folder");
+    if (exists && !overwrite) throw Problem(path, "exists already");
+    if (exists && !S_ISREG(old.st_mode)) throw Problem(path, "is not a regular file and can't be replaced");
+    static std::atomic<unsigned> count{0};
+    // Taken already: left by a process that had our number. Gone once it is locked: somebody who tidied up
+    // saw it in the moment before.
+    struct stat made {};
+    do {
+      if (descriptor >= 0) close(std::exchange(descriptor, -1));
+      hiddenName = start + std::to_string(count.fetch_add(1)) + std::string(kEnding);
+      temporary = folderPath / hiddenName;
+      descriptor =
+          folder < 0 ? -1 : openat(folder, hiddenName.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+      if (descriptor >= 0) static_cast<void>(flock(descriptor, LOCK_EX));
+    } while (descriptor < 0 ? errno == EEXIST : fstat(descriptor, &made) == 0 && made.st_nlink == 0);
+    if (descriptor < 0) {
+      const int reason = errno;
+      throw Problem(path, "can't write in the folder " + folderPath.string() + ": " + std::strerror(reason));
+    }
+    // Where this isn't allowed the file is a new one's, which is as good.
+    if (exists) static_cast<void>(fchmod(descriptor, old.st_mode & 07777));
+  } catch (...) {
+    Close();
+    throw;
+  }
+}
+
+NewFile::~NewFile() { Close(); }
+
+void NewFile::Close() {
+  if (descriptor >= 0) {
+    unlinkat(folder, hiddenName.c_str(), 0);
+    close(descriptor);
+  }
+  if (folder >= 0) close(folder);
+  descriptor = folder = -1;
 }
 
 void NewFile::Write(std::string_view text) {
@@ -107,19 +130,17 @@ void NewFile::Commit() {
   }
   // Another process may have made the file in the meantime.
   const auto flags = overwrite ? 0u : RENAME_NOREPLACE;
-  int result = renameat2(AT_FDCWD, temporary.c_str(), AT_FDCWD, final.c_str(), flags);
-  if (result != 0 && errno == EINVAL) result = std::rename(temporary.c_str(), final.c_str());
+  int result = renameat2(folder, hiddenName.c_str(), folder, name.c_str(), flags);
+  if (result != 0 && errno == EINVAL) result = renameat(folder, hiddenName.c_str(), folder, name.c_str());
   if (result != 0) {
     throw Problem(final, std::string("can't give the finished file its name: ") + std::strerror(errno));
   }
   close(descriptor);
   descriptor = -1;
-  const int folder = open(FolderOf(final).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (folder < 0) return;  // a folder that can be written but not read
-  const bool isOnDisk = Synchronise(folder);
-  const int reason = errno;
-  close(folder);
-  if (!isOnDisk) throw Problem(final, std::string("can't be written: ") + std::strerror(reason));
+  // EBADF: a folder that can be written but not read.
+  if (!Synchronise(folder) && errno != EBADF) {
+    throw Problem(final, std::string("can't be written: ") + std::strerror(errno));
+  }
 }
 
 void NewFile::RemoveAbandoned(const fs::path& folder, pid_t ofProcess) {

@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <filesystem>
+#include <string>
 #include <string_view>
 
 namespace Vantora::host {
@@ -12,9 +13,10 @@ namespace Vantora::host {
 ///
 /// Whoever looks at the folder sees the old file, no file, or the finished one, also after a power cut. Any
 /// number of processes and threads may write the same file at once: the last one to commit stays. Where the
-/// name is a link, the file that it leads to is written and the link stays. The hidden name is
-/// ".prismel-PROCESS-NUMBER.part", and the file is locked while it grows, so that what a killed process left
-/// can be told from what is being written. Threads: one at a time for each object.
+/// name is a link, the file that it leads to is written and the link stays; links are followed once, at the
+/// beginning: whoever swaps one in later, for a folder or a file, doesn't lead the bytes elsewhere. The
+/// hidden name is ".prismel-PROCESS-NUMBER.part", and the file is locked while it grows, so that what a
+/// killed process left can be told from what is being written. Threads: one at a time for each object.
 class NewFile {
  public:
   /// Creates the hidden file, readable and writable. With `overwrite` a file that exists may be replaced, by
@@ -41,8 +43,12 @@ class NewFile {
   static void RemoveAbandoned(const std::filesystem::path& folder, pid_t ofProcess = 0);
 
  private:
-  std::filesystem::path final;
-  std::filesystem::path temporary;
+  void Close();
+
+  std::filesystem::path final;      // behind all links
+  std::filesystem::path temporary;  // for people; the calls take its name within `folder`
+  std::string name, hiddenName;     // within `folder`
+  int folder = -1;                  // the folder as it was found, whatever its path leads to by now
   bool overwrite;
   int descriptor = -1;
 };

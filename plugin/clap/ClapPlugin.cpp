@@ -8,6 +8,7 @@
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
 #include "plugin/clap/ClapWindow.h"
+#include "plugin/core/OrElse.h"
 #include "plugin/core/ProductNames.h"
 
 namespace Vantora::plugin {
@@ -61,7 +62,7 @@ const clap_plugin_descriptor_t& ClapPlugin::Descriptor() {
 ClapPlugin::ClapPlugin(const clap_host_t* clapHost) : host(clapHost) {
   plugin.desc = &Descriptor();
   plugin.plugin_data = this;
-  plugin.init = [](const clap_plugin_t* p) { return Of(p).Init(); };
+  plugin.init = [](const clap_plugin_t* p) { return OrElse(false, [p] { return Of(p).Init(); }); };
   plugin.destroy = [](const clap_plugin_t* p) { delete &Of(p); };
   plugin.activate = [](const clap_plugin_t* p, double rate, uint32_t, uint32_t) {
     return Of(p).Activate(rate);

@@ -10,6 +10,7 @@
 #include "host/ParameterTable.h"
 #include "plugin/clap/ClapPlugin.h"
 #include "plugin/clap/ClapWindow.h"
+#include "plugin/core/OrElse.h"
 #include "plugin/core/ProductNames.h"
 
 namespace Vantora::plugin {
@@ -43,9 +44,9 @@ bool ParameterInfo(const clap_plugin_t*, uint32_t position, clap_param_info_t* i
   }
   if (parameter.Index() == list.BypassIndex()) info->flags |= CLAP_PARAM_IS_BYPASS;
   Copy(info->name, parameter.Title());
-  Copy(info->module, parameter.GetRole() == host::Role::kAdvanced
-                         ? "Advanced/" + std::string(parameter.Group())
-                         : std::string(parameter.Group()));
+  std::snprintf(info->module, sizeof info->module, "%s%s",
+                parameter.GetRole() == host::Role::kAdvanced ? "Advanced/" : "",
+                std::string(parameter.Group()).c_str());
   info->min_value = ToClapValue(parameter, 0.0f);
   info->max_value = ToClapValue(parameter, 1.0f);
   info->default_value = ToClapValue(parameter, parameter.PreferredNormalized());
@@ -64,18 +65,18 @@ const clap_plugin_params_t kParams = {
     [](const clap_plugin_t*, clap_id id, double value, char* text, uint32_t size) {
       const host::Parameter* parameter = ById(id);
       if (parameter == nullptr || size == 0) return false;
-      std::snprintf(text, size, "%s", parameter->Text(FromClapValue(*parameter, value)).c_str());
-      return true;
+      return OrElse(false, [&] {
+        std::snprintf(text, size, "%s", parameter->Text(FromClapValue(*parameter, value)).c_str());
+        return true;
+      });
     },
     [](const clap_plugin_t*, clap_id id, const char* text, double* value) {
       const host::Parameter* parameter = ById(id);
       if (parameter == nullptr) return false;
-      try {
+      return OrElse(false, [&] {
         *value = ToClapValue(*parameter, parameter->Parse(text));
         return true;
-      } catch (const host::HostError&) {
-        return false;
-      }
+      });
     },
     [](const clap_plugin_t* plugin, const clap_input_events_t* in, const clap_output_events_t* out) {
       ClapPlugin::Of(plugin).Flush(in, out);
@@ -155,26 +156,26 @@ const ClapRender kRender = {
 
 const clap_plugin_state_t kState = {
     [](const clap_plugin_t* plugin, const clap_ostream_t* stream) {
-      return ClapPlugin::Of(plugin).Save(*stream);
+      return OrElse(false, [&] { return ClapPlugin::Of(plugin).Save(*stream); });
     },
     [](const clap_plugin_t* plugin, const clap_istream_t* stream) {
-      return ClapPlugin::Of(plugin).Load(*stream);
+      return OrElse(false, [&] { return ClapPlugin::Of(plugin).Load(*stream); });
     },
 };
 
 // A preset, a copy of the track and the song all keep the same things.
 const ClapStateContext kStateContext = {
     [](const clap_plugin_t* plugin, const clap_ostream_t* stream, uint32_t) {
-      return ClapPlugin::Of(plugin).Save(*stream);
+      return OrElse(false, [&] { return ClapPlugin::Of(plugin).Save(*stream); });
     },
     [](const clap_plugin_t* plugin, const clap_istream_t* stream, uint32_t) {
-      return ClapPlugin::Of(plugin).Load(*stream);
+      return OrElse(false, [&] { return ClapPlugin::Of(plugin).Load(*stream); });
     },
 };
 
 const ClapPresetLoad kPresetLoad = {
     [](const clap_plugin_t* plugin, uint32_t kind, const char* location, const char* loadKey) {
-      return ClapPlugin::Of(plugin).LoadPreset(kind, location, loadKey);
+      return OrElse(false, [&] { return ClapPlugin::Of(plugin).LoadPreset(kind, location, loadKey); });
     }};
 
 // ---- Controllers with eight knobs

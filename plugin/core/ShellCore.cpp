@@ -189,7 +189,9 @@ struct ShellCore::Parts {
 };
 
 ShellCore::ShellCore() : parts(std::make_unique<Parts>()) {
-  HostParameters::Get();  // what the audio thread will look up is built here
+  // What the audio thread will look up is built here.
+  HostParameters::Get();
+  static_cast<void>(LatencyAt(48000.0));
   const Positions preferred = PreferredPositions();
   for (uint32_t i = 0; i < kParameterCount; ++i) parts->values.Note(i, preferred[i]);
   for (const host::Preset& preset : FactoryPresets()) parts->factoryPositions.push_back(PositionsOf(preset));

@@ -4,18 +4,16 @@
 
 #include <algorithm>
 #include <cmath>
-#include <nlohmann/json.hpp>
 
 #include "host/HostError.h"
+#include "host/JsonText.h"
 #include "host/ParameterTable.h"
 #include "host/Preset.h"
 
 namespace Vantora::plugin {
 namespace {
 
-/// JSON whose numbers are floats: written with as few digits as a float needs.
-using Json =
-    nlohmann::basic_json<nlohmann::ordered_map, std::vector, std::string, bool, int64_t, uint64_t, float>;
+using host::JsonValue;
 
 constexpr size_t kLargestText = 1 << 20;  // a state has a few kilobytes; beyond this it is something else
 constexpr uint32_t kLargestVariation = 4095;
@@ -25,37 +23,39 @@ const host::Parameter& Bypass() {
   return parameter;
 }
 
-template <typename T>
-T Member(const nlohmann::json& document, const char* key, T fallback) {
-  const auto found = document.find(key);
-  if (found == document.end()) return fallback;
-  try {
-    return found->get<T>();
-  } catch (const nlohmann::json::exception&) {
-    return fallback;
-  }
+double NumberMember(const JsonValue& document, const char* key, double fallback) {
+  const JsonValue* found = document.Find(key);
+  return found != nullptr && found->Is(JsonValue::Kind::kNumber) ? found->number : fallback;
+}
+
+bool SwitchMember(const JsonValue& document, const char* key) {
+  const JsonValue* found = document.Find(key);
+  return found != nullptr && found->Is(JsonValue::Kind::kSwitch) && found->isOn;
+}
+
+std::string TextMember(const JsonValue& document, const char* key) {
+  const JsonValue* found = document.Find(key);
+  return found != nullptr && found->Is(JsonValue::Kind::kText) ? found->text : "";
 }
 
 /// A value as a person wrote it: text, number or switch.
-float ReadableValue(const host::Parameter& parameter, const nlohmann::json& value) {
-  if (value.is_string()) return parameter.Parse(value.get<std::string>());
-  if (value.is_number()) return parameter.ParseValue(value.get<double>());
-  if (value.is_boolean()) return parameter.Parse(value.get<bool>() ? "on" : "off");
+float ReadableValue(const host::Parameter& parameter, const JsonValue& value) {
+  if (value.Is(JsonValue::Kind::kText)) return parameter.Parse(value.text);
+  if (value.Is(JsonValue::Kind::kNumber)) return parameter.ParseValue(value.number);
+  if (value.Is(JsonValue::Kind::kSwitch)) return parameter.Parse(value.isOn ? "on" : "off");
   throw host::HostError(fmt::format("{} has no readable value.", parameter.UniqueName()));
 }
 
-float ExactPosition(const host::Parameter& parameter, const nlohmann::json& value) {
-  const double position = value.is_number() ? value.get<double>() : -1.0;
-  if (!(position >= 0.0 && position <= 1.0)) {
+float ExactPosition(const host::Parameter& parameter, const JsonValue& value) {
+  if (!value.Is(JsonValue::Kind::kNumber) || !(value.number >= 0.0 && value.number <= 1.0)) {
     throw host::HostError(fmt::format("{} has no position from 0 to 1.", parameter.UniqueName()));
   }
-  return static_cast<float>(position);
+  return static_cast<float>(value.number);
 }
 
 template <typename Read>
-void ReadValues(const nlohmann::json& values, Read&& read, Positions& into,
-                std::vector<std::string>* warnings) {
-  for (const auto& [key, value] : values.items()) {
+void ReadValues(const JsonValue& values, Read&& read, Positions& into, std::vector<std::string>* warnings) {
+  for (const auto& [key, value] : values.members) {
     const host::Parameter* parameter = host::ParameterTable::Get().Find(key);
     try {
       if (parameter == nullptr) throw host::HostError(fmt::format("There is no knob \"{}\".", key));
@@ -63,6 +63,15 @@ void ReadValues(const nlohmann::json& values, Read&& read, Positions& into,
     } catch (const host::HostError& error) {
       if (warnings != nullptr) warnings->emplace_back(error.what());
     }
+  }
+}
+
+/// The document, or nothing that is an object.
+JsonValue ReadDocument(std::string_view json) {
+  try {
+    return host::ReadJson(json, host::JsonTwice::kLastWins);
+  } catch (const host::HostError&) {
+    return {};
   }
 }
 
@@ -80,21 +89,22 @@ std::string State::ToJson() const {
   host::Preset readable;
   readable.name = sound.name;
   readable.description = sound.description;
-  Json positions = Json::object();
+  host::JsonObjectText positions;
   for (const host::Parameter& parameter : host::ParameterTable::Get()) {
     if (!parameter.IsInPresets()) continue;
     const float position = sound.positions[parameter.Index()];
     readable.values[parameter.Index()] = position;
-    positions[parameter.UniqueName()] = position;
+    positions.AddFloat(parameter.UniqueName(), position);
   }
-  Json document = Json::parse(readable.ToJson());
-  document["state"] = kSchema;
-  document["positions"] = std::move(positions);
-  document["bypass"] = sound.positions[Bypass().Index()] >= 0.5f;
-  document["modified"] = sound.isModified;
-  document["variation"] = variation;
-  document["windowScale"] = static_cast<float>(windowScale);
-  return document.dump(2, ' ', false, Json::error_handler_t::replace) + '\n';
+  host::JsonObjectText document;
+  readable.AddTo(document, host::JsonObjectText::Precision::kFloat);
+  document.AddInteger("state", kSchema);
+  document.AddObject("positions", positions);
+  document.AddSwitch("bypass", sound.positions[Bypass().Index()] >= 0.5f);
+  document.AddSwitch("modified", sound.isModified);
+  document.AddInteger("variation", variation);
+  document.AddFloat("windowScale", static_cast<float>(windowScale));
+  return document.Text() + '\n';
 }
 
 State State::Parse(std::string_view json, std::vector<std::string>* warnings) {
@@ -102,22 +112,22 @@ State State::Parse(std::string_view json, std::vector<std::string>* warnings) {
   if (json.empty()) throw host::HostError("The saved settings are empty; what sounds stays.");
   if (json.size() > kLargestText)
     throw host::HostError("The saved settings are too long to be ours; what sounds stays.");
-  const nlohmann::json document = nlohmann::json::parse(json, nullptr, false);
-  if (document.is_discarded() || !document.is_object()) {
+  const JsonValue document = ReadDocument(json);
+  if (!document.Is(JsonValue::Kind::kObject)) {
     throw host::HostError("The saved settings are not JSON; what sounds stays.");
   }
   const auto members = [&](const char* key) {
-    const auto found = document.find(key);
-    return found != document.end() && found->is_object() ? &*found : nullptr;
+    const JsonValue* found = document.Find(key);
+    return found != nullptr && found->Is(JsonValue::Kind::kObject) ? found : nullptr;
   };
-  const nlohmann::json* parameters = members("parameters");
-  const nlohmann::json* positions = members("positions");
+  const JsonValue* parameters = members("parameters");
+  const JsonValue* positions = members("positions");
   if (parameters == nullptr && positions == nullptr) {
     throw host::HostError(
         "The saved settings hold neither \"positions\" nor \"parameters\"; what sounds stays.");
   }
-  if (warnings != nullptr && (Member<int64_t>(document, "state", 1) > kSchema ||
-                              Member<int64_t>(document, "schema", 1) > host::Preset::kSchema)) {
+  if (warnings != nullptr && (NumberMember(document, "state", 1.0) > kSchema ||
+                              NumberMember(document, "schema", 1.0) > host::Preset::kSchema)) {
     warnings->emplace_back(
         "These settings were saved by a newer version; what this one doesn't know is left out.");
   }
@@ -125,14 +135,13 @@ State State::Parse(std::string_view json, std::vector<std::string>* warnings) {
   state.sound.positions = PreferredPositions();
   if (parameters != nullptr) ReadValues(*parameters, ReadableValue, state.sound.positions, warnings);
   if (positions != nullptr) ReadValues(*positions, ExactPosition, state.sound.positions, warnings);
-  state.sound.positions[Bypass().Index()] = Member(document, "bypass", false) ? 1.0f : 0.0f;
-  state.sound.name = Member<std::string>(document, "name", "");
-  state.sound.description = Member<std::string>(document, "description", "");
-  state.sound.isModified = Member(document, "modified", false);
+  state.sound.positions[Bypass().Index()] = SwitchMember(document, "bypass") ? 1.0f : 0.0f;
+  state.sound.name = TextMember(document, "name");
+  state.sound.description = TextMember(document, "description");
+  state.sound.isModified = SwitchMember(document, "modified");
   state.variation = static_cast<uint32_t>(
-      std::clamp<int64_t>(Member<int64_t>(document, "variation", 0), 0, int64_t{kLargestVariation}));
-  const double scale = Member(document, "windowScale", 1.0);
-  state.windowScale = std::isfinite(scale) ? std::clamp(scale, 0.75, 2.0) : 1.0;
+      std::clamp(NumberMember(document, "variation", 0.0), 0.0, static_cast<double>(kLargestVariation)));
+  state.windowScale = std::clamp(NumberMember(document, "windowScale", 1.0), 0.75, 2.0);
   return state;
 }
 

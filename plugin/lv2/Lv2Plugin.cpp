@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "host/ParameterTable.h"
+#include "plugin/core/OrElse.h"
 #include "plugin/core/ShellCore.h"
 #include "plugin/lv2/Lv2Instance.h"
 #include "plugin/lv2/Lv2Ports.h"
@@ -201,9 +202,13 @@ LV2_Handle Instantiate(const LV2_Descriptor*, double rate, const char*, const LV
 const void* ExtensionData(const char* uri) {
   static const LV2_State_Interface state = {
       [](LV2_Handle handle, LV2_State_Store_Function store, LV2_State_Handle to, uint32_t,
-         const LV2_Feature* const*) { return Of(handle).Save(store, to); },
+         const LV2_Feature* const*) {
+        return OrElse(LV2_STATE_ERR_NO_SPACE, [=] { return Of(handle).Save(store, to); });
+      },
       [](LV2_Handle handle, LV2_State_Retrieve_Function retrieve, LV2_State_Handle from, uint32_t,
-         const LV2_Feature* const*) { return Of(handle).Restore(retrieve, from); },
+         const LV2_Feature* const*) {
+        return OrElse(LV2_STATE_ERR_NO_SPACE, [=] { return Of(handle).Restore(retrieve, from); });
+      },
   };
   return std::strcmp(uri, LV2_STATE__interface) == 0 ? &state : nullptr;
 }

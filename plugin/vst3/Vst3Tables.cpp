@@ -9,6 +9,7 @@
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
 #include "plugin/core/FactoryBank.h"
+#include "plugin/core/OrElse.h"
 #include "plugin/vst3/Vst3Plugin.h"
 
 namespace Vantora::plugin {
@@ -108,19 +109,19 @@ v3_result StringForValue(void*, v3_param_id id, double position, v3_str_128 text
   }
   const host::Parameter* parameter = ById(id);
   if (parameter == nullptr) return V3_INVALID_ARG;
-  CopyText(text, parameter->Text(static_cast<float>(position)));
-  return V3_OK;
+  return OrElse<v3_result>(V3_NOMEM, [&] {
+    CopyText(text, parameter->Text(static_cast<float>(position)));
+    return V3_OK;
+  });
 }
 
 v3_result ValueForString(void*, v3_param_id id, int16_t* text, double* position) {
   const host::Parameter* parameter = ById(id);
   if (parameter == nullptr) return V3_INVALID_ARG;
-  try {
+  return OrElse<v3_result>(V3_FALSE, [&] {
     *position = static_cast<double>(parameter->Parse(ReadText(text)));
     return V3_OK;
-  } catch (const host::HostError&) {
-    return V3_FALSE;
-  }
+  });
 }
 
 v3_result NotImplemented() { return V3_NOT_IMPLEMENTED; }
@@ -139,8 +140,12 @@ const v3_component_cpp& ComponentTable() {
           [](void*, v3_routing_info*, v3_routing_info*) { return NotImplemented(); },
           [](void*, int32_t, int32_t, int32_t, v3_bool) -> v3_result { return V3_OK; },
           [](void* self, v3_bool state) { return Of(self).SetActive(state != 0); },
-          [](void* self, v3_bstream** stream) { return Of(self).SetState(stream); },
-          [](void* self, v3_bstream** stream) { return Of(self).GetState(stream); },
+          [](void* self, v3_bstream** stream) {
+            return OrElse<v3_result>(V3_NOMEM, [=] { return Of(self).SetState(stream); });
+          },
+          [](void* self, v3_bstream** stream) {
+            return OrElse<v3_result>(V3_NOMEM, [=] { return Of(self).GetState(stream); });
+          },
       },
   };
   return table;
@@ -206,7 +211,7 @@ const v3_edit_controller_cpp& ControllerTable() {
           },
           [](void* self, v3_param_id id) { return Of(self).Position(id); },
           [](void* self, v3_param_id id, double position) {
-            return Of(self).SetFromController(id, position);
+            return OrElse<v3_result>(V3_NOMEM, [=] { return Of(self).SetFromController(id, position); });
           },
           [](void* self, v3_component_handler** handler) -> v3_result {
             Of(self).SetHandler(handler);
@@ -221,6 +226,7 @@ const v3_edit_controller_cpp& ControllerTable() {
 }
 
 const v3_unit_information_cpp& UnitTable() {
+  static_cast<void>(Units());  // built where an exception is caught
   static constexpr v3_unit_information_cpp table = {
       {kUnknown},
       {

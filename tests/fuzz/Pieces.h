@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string_view>
 
 namespace Vantora::fuzz {
@@ -27,6 +28,19 @@ class Pieces {
     rest.remove_prefix(length);
     return text;
   }
+  uint32_t Word() {
+    uint32_t word = 0;
+    for (int i = 0; i < 4; ++i) word = word << 8 | Byte();
+    return word;
+  }
+  /// Any single precision number there is; half of the time one from 0 to 1.
+  float Number() {
+    if ((Byte() & 1) != 0) return static_cast<float>(Byte()) / 255.0f;
+    const uint32_t word = Word();
+    float number;
+    std::memcpy(&number, &word, sizeof number);
+    return number;
+  }
   std::string_view Rest() const { return rest; }
 
  private:
@@ -37,5 +51,8 @@ class Pieces {
 inline void Require(bool holds) {
   if (!holds) std::abort();
 }
+
+/// What a person is told: never nothing.
+inline void RequireSentence(std::string_view text) { Require(!text.empty()); }
 
 }  // namespace Vantora::fuzz
