@@ -8,8 +8,8 @@
 
 #include "host/HostError.h"
 
-// The library's own documents allocate when they are destroyed, which ends the process where memory has run out. So
-// only its parser is used here, and of its documents single numbers and texts.
+// The library's own documents allocate when they are destroyed, which ends the process where memory has run
+// out. So only its parser is used here, and of its documents single numbers and texts.
 namespace Vantora::host {
 namespace {
 

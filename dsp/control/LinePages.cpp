@@ -40,8 +40,8 @@ constinit Region* regions = nullptr;
 
 std::byte* MapAligned(std::size_t size) noexcept {
   const std::size_t wide = size + kHugePage;
-  void* const found = mmap(nullptr, wide, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE,
-                           -1, 0);
+  void* const found =
+      mmap(nullptr, wide, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
   if (found == MAP_FAILED) return nullptr;
   auto* const from = static_cast<std::byte*>(found);
   const auto address = reinterpret_cast<uintptr_t>(from);

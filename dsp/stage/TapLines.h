@@ -16,9 +16,9 @@ namespace Vantora::dsp {
 ///                         ^
 ///     returned 0,1 --(* its gain)
 ///
-/// Both sides run in one loop, so that two recursions take the time of one. A line is no ring but a stretch of
-/// memory that blocks walk along, so that every tap reads straight; at its end, once in `kBlocks`, the past goes
-/// back to the front.
+/// Both sides run in one loop, so that two recursions take the time of one. A line is no ring but a stretch
+/// of memory that blocks walk along, so that every tap reads straight; at its end, once in `kBlocks`, the
+/// past goes back to the front.
 class TapLines {
  public:
   /// `longestTap` in samples. Allocates; clears.

@@ -29,7 +29,8 @@ inline uint64_t Hash(const std::vector<float>& samples) {
   return Hash(samples.data(), samples.size() * sizeof(float));
 }
 
-/// Of the many thousand allocations of a long step so many are tried, evenly; all of them when the night has time.
+/// Of the many thousand allocations of a long step so many are tried, evenly; all of them when the night has
+/// time.
 inline uint64_t Stride(uint64_t allocations) {
   constexpr uint64_t kTried = 100;
   return std::getenv("PRISMEL_LONG_TESTS") != nullptr ? 1 : allocations / kTried + 1;

@@ -50,15 +50,15 @@ bool FailingMemory::IsThere() {
 
 #if !defined(PRISMEL_SANITIZED)
 /// Counts an allocation; true when it is to fail. Those of libresample and libsndfile never do:
-/// they write through the null that they get, and nobody can keep them from that but by asking for as much memory before
-/// they are called.
+/// they write through the null that they get, and nobody can keep them from that but by asking for as much
+/// memory before they are called.
 bool Fails(const void* caller) {
   const uint64_t now = count.fetch_add(1) + 1, which = failing;
   if (which == 0 || now < which || (now > which && !isOnward)) return false;
   hasFailed = true;
   Dl_info place{};
   if (dladdr(caller, &place) != 0 && (std::strstr(place.dli_fname, "libresample") != nullptr ||
-                                          std::strstr(place.dli_fname, "libsndfile") != nullptr)) {
+                                      std::strstr(place.dli_fname, "libsndfile") != nullptr)) {
     return false;
   }
   errno = ENOMEM;
@@ -91,11 +91,14 @@ void* __libc_memalign(size_t, size_t);
 void __libc_free(void*);
 
 void* malloc(size_t size) {
-  return Vantora::test::Fails(__builtin_return_address(0)) ? nullptr : Vantora::test::Counted(__libc_malloc(size));
+  return Vantora::test::Fails(__builtin_return_address(0)) ? nullptr
+                                                           : Vantora::test::Counted(__libc_malloc(size));
 }
 
 void* calloc(size_t number, size_t size) {
-  return Vantora::test::Fails(__builtin_return_address(0)) ? nullptr : Vantora::test::Counted(__libc_calloc(number, size));
+  return Vantora::test::Fails(__builtin_return_address(0))
+             ? nullptr
+             : Vantora::test::Counted(__libc_calloc(number, size));
 }
 
 void* realloc(void* memory, size_t size) {
@@ -107,7 +110,9 @@ void* realloc(void* memory, size_t size) {
 }
 
 void* memalign(size_t alignment, size_t size) {
-  return Vantora::test::Fails(__builtin_return_address(0)) ? nullptr : Vantora::test::Counted(__libc_memalign(alignment, size));
+  return Vantora::test::Fails(__builtin_return_address(0))
+             ? nullptr
+             : Vantora::test::Counted(__libc_memalign(alignment, size));
 }
 
 void* aligned_alloc(size_t alignment, size_t size) { return memalign(alignment, size); }

@@ -1,6 +1,6 @@
-// Every allocation of everything that allocates is made to fail, one after another: alone, and with all behind it. Each
-// time the step is refused in a way that its caller is told of, or comes to its right end all the same; nothing leaks,
-// no half file stays, and the next try works.
+// Every allocation of everything that allocates is made to fail, one after another: alone, and with all
+// behind it. Each time the step is refused in a way that its caller is told of, or comes to its right end all
+// the same; nothing leaks, no half file stays, and the next try works.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -58,7 +58,8 @@ uint64_t RunBlocks(Processor::IProcessor_V7& processor) {
   uint64_t hash = 1;
   for (uint32_t at = 0; at + 48 <= kFrames; at += 48) {
     Processor::ProcessData data{};
-    std::array<float*, 2> in{signal.left.data() + at, signal.right.data() + at}, to{out.data(), out.data() + 48};
+    std::array<float*, 2> in{signal.left.data() + at, signal.right.data() + at},
+        to{out.data(), out.data() + 48};
     data.inputs = in.data();
     data.outputs = to.data();
     data.inputCount = data.outputCount = 2;
@@ -185,7 +186,8 @@ TEST(OutOfMemory, PresetsAutomationAndTempoMapsAreReadAndWrittenWholeOrNotAtAll)
   });
 
   FailEach("automation", [] {
-    std::istringstream text("seconds,parameter,value\n0,FXType,comb\n1,Wet,0.5,ramp\n2,\"CombCutoff\",440 Hz\n");
+    std::istringstream text(
+        "seconds,parameter,value\n0,FXType,comb\n1,Wet,0.5,ramp\n2,\"CombCutoff\",440 Hz\n");
     const host::Automation automation = host::ReadAutomation(text, "a.csv");
     static_cast<void>(host::AutomationPlayer(automation, host::TempoMap(), 48000.0));
     return 1 + automation.Tracks().size();

@@ -1,5 +1,5 @@
-// The plug-ins' binaries as hosts load them, each allocation of a whole life failing in turn: through their C interfaces
-// comes an answer, never an exception, and never a crash.
+// The plug-ins' binaries as hosts load them, each allocation of a whole life failing in turn: through their C
+// interfaces comes an answer, never an exception, and never a crash.
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <lv2/atom/atom.h>
@@ -55,16 +55,24 @@ struct Block {
 };
 
 uint64_t LiveInClap(const clap_plugin_factory_t& factory) {
-  static const clap_host_t host = {
-      CLAP_VERSION, nullptr, "test", "", "", "",
-      [](const clap_host_t*, const char*) -> const void* { return nullptr; },
-      [](const clap_host_t*) {}, [](const clap_host_t*) {}, [](const clap_host_t*) {}};
+  static const clap_host_t host = {CLAP_VERSION,
+                                   nullptr,
+                                   "test",
+                                   "",
+                                   "",
+                                   "",
+                                   [](const clap_host_t*, const char*) -> const void* { return nullptr; },
+                                   [](const clap_host_t*) {},
+                                   [](const clap_host_t*) {},
+                                   [](const clap_host_t*) {}};
   const clap_plugin_t* plugin = factory.create_plugin(&factory, &host, plugin::kClapId);
   if (plugin == nullptr) return 0;
   uint64_t result = 0;
   if (plugin->init(plugin)) {
-    const auto& state = *static_cast<const clap_plugin_state_t*>(plugin->get_extension(plugin, CLAP_EXT_STATE));
-    const auto& params = *static_cast<const clap_plugin_params_t*>(plugin->get_extension(plugin, CLAP_EXT_PARAMS));
+    const auto& state =
+        *static_cast<const clap_plugin_state_t*>(plugin->get_extension(plugin, CLAP_EXT_STATE));
+    const auto& params =
+        *static_cast<const clap_plugin_params_t*>(plugin->get_extension(plugin, CLAP_EXT_PARAMS));
     static Memory memory;
     memory.size = memory.read = 0;
     const clap_ostream_t to = {&memory, [](const clap_ostream_t* stream, const void* from, uint64_t count) {
@@ -110,7 +118,8 @@ TEST(OutOfMemory, TheClapAnswers) {
   void* const library = Open(PRISMEL_CLAP);
   const auto* entry = static_cast<const clap_plugin_entry_t*>(dlsym(library, "clap_entry"));
   ASSERT_TRUE(entry->init(PRISMEL_CLAP));
-  const auto& factory = *static_cast<const clap_plugin_factory_t*>(entry->get_factory(CLAP_PLUGIN_FACTORY_ID));
+  const auto& factory =
+      *static_cast<const clap_plugin_factory_t*>(entry->get_factory(CLAP_PLUGIN_FACTORY_ID));
   FailEach("CLAP", [&factory] { return LiveInClap(factory); });
 }
 
@@ -135,7 +144,8 @@ v3_bstream** MakeStream(Vst3Stream& stream) {
     };
     calls.write = [](void* self, void* bytes, int32_t count, int32_t* done) -> v3_result {
       *done = count;
-      return Append(static_cast<Vst3Stream*>(self)->memory, bytes, static_cast<size_t>(count)) ? V3_OK : V3_NOMEM;
+      return Append(static_cast<Vst3Stream*>(self)->memory, bytes, static_cast<size_t>(count)) ? V3_OK
+                                                                                               : V3_NOMEM;
     };
     return calls;
   }();
@@ -148,7 +158,8 @@ uint64_t LiveInVst3(v3_plugin_factory** factory) {
   v3_class_info info{};
   v3_cpp_obj(factory)->get_class_info(factory, 0, &info);
   void* made = nullptr;
-  if (v3_cpp_obj(factory)->create_instance(factory, info.class_id, v3_component_iid, &made) != V3_OK) return 0;
+  if (v3_cpp_obj(factory)->create_instance(factory, info.class_id, v3_component_iid, &made) != V3_OK)
+    return 0;
   auto** component = static_cast<v3_component**>(made);
   v3_audio_processor** processor = nullptr;
   v3_cpp_obj_query_interface(component, v3_audio_processor_iid, &processor);
@@ -165,7 +176,8 @@ uint64_t LiveInVst3(v3_plugin_factory** factory) {
   v3_str_128 text{};
   uint64_t result = 0;
   if (v3_cpp_obj(controller)->get_parameter_info(controller, 3, &parameter) == V3_OK &&
-      v3_cpp_obj(controller)->get_parameter_string_for_value(controller, parameter.param_id, 0.5, text) == V3_OK &&
+      v3_cpp_obj(controller)->get_parameter_string_for_value(controller, parameter.param_id, 0.5, text) ==
+          V3_OK &&
       v3_cpp_obj(component)->get_state(component, state) == V3_OK &&
       v3_cpp_obj(component)->set_state(component, state) == V3_OK &&
       v3_cpp_obj(component)->set_active(component, true) == V3_OK) {

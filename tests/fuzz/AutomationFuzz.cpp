@@ -1,4 +1,5 @@
-// Whatever the bytes are, they are an automation with rising times and positions in range, or refused with the line.
+// Whatever the bytes are, they are an automation with rising times and positions in range, or refused with
+// the line.
 
 #include <sstream>
 #include <string>

@@ -1,5 +1,6 @@
-// A whole command line, one word a line, up to where a render would begin: it is taken, or refused with a sentence.
-// "files" is a command of the test's own, with the options that all commands share about audio files.
+// A whole command line, one word a line, up to where a render would begin: it is taken, or refused with a
+// sentence. "files" is a command of the test's own, with the options that all commands share about audio
+// files.
 
 #include <memory>
 #include <stdexcept>
@@ -20,16 +21,16 @@ namespace {
 
 using namespace Vantora;
 
-/// The line has been read and a command is about to run: nothing is to be rendered, drawn, written or asked of other
-/// files.
+/// The line has been read and a command is about to run: nothing is to be rendered, drawn, written or asked
+/// of other files.
 struct ReadToItsEnd {};
 
 /// What the shared options mean.
 void Check(const cli::FileOptions& files, const std::vector<std::string>& assignments) {
   const cli::RenderSettings settings = files.Settings();
   fuzz::Require(!(settings.startSeconds < 0.0) && settings.pieceFrames >= 1 && files.Jobs() >= 1);
-  static_cast<void>(cli::ChooseOutputFormat(files.files.back(), files.type, settings.sample,
-                                            cli::SampleFormat::kPcm16));
+  static_cast<void>(
+      cli::ChooseOutputFormat(files.files.back(), files.type, settings.sample, cli::SampleFormat::kPcm16));
   for (const std::string& text : assignments) {
     const cli::Assignment parsed = cli::Assignment::Parse(text);
     fuzz::Require(!parsed.name.empty() && !parsed.value.empty());

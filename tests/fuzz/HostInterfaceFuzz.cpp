@@ -1,5 +1,5 @@
-// The binary interface as a stream of calls on two processors at once, in any order that a shell may choose: it answers,
-// stays within its buffers, and what it puts out are numbers as long as what it was given are.
+// The binary interface as a stream of calls on two processors at once, in any order that a shell may choose:
+// it answers, stays within its buffers, and what it puts out are numbers as long as what it was given are.
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
-// An impulse through the real loader, libsndfile included, and its shaping: both channels equally long and of numbers, or
-// a reason. The file lies in memory; /proc gives it a name.
+// An impulse through the real loader, libsndfile included, and its shaping: both channels equally long and of
+// numbers, or a reason. The file lies in memory; /proc gives it a name.
 
 #include <sys/mman.h>
 #include <unistd.h>

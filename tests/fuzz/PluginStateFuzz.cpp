@@ -1,5 +1,5 @@
-// Whatever a song hands a plug-in as its state: all positions in range, the same text once it is saved and loaded again,
-// or a sentence.
+// Whatever a song hands a plug-in as its state: all positions in range, the same text once it is saved and
+// loaded again, or a sentence.
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
-// Whatever the bytes are, they are a preset or refused with a sentence; what was read makes sense and is read back from
-// its own text.
+// Whatever the bytes are, they are a preset or refused with a sentence; what was read makes sense and is read
+// back from its own text.
 
 #include <cmath>
 #include <string>

@@ -1,5 +1,5 @@
-// What is fuzzed, without a fuzzer: REPLAY FOLDER SECONDS runs every input of the folder, then simple mutations of them
-// for so long. The seed is fixed: a failure comes again.
+// What is fuzzed, without a fuzzer: REPLAY FOLDER SECONDS runs every input of the folder, then simple
+// mutations of them for so long. The seed is fixed: a failure comes again.
 
 #include <algorithm>
 #include <chrono>
@@ -40,8 +40,9 @@ Bytes Mutate(const std::vector<Bytes>& inputs, std::mt19937& random) {
         bytes.insert(place, static_cast<uint8_t>(random()));
         break;
       case 1:
-        if (!bytes.empty()) bytes.erase(place, place + static_cast<std::ptrdiff_t>(
-                                                          std::min<size_t>(1 + random() % 16, bytes.size() - at)));
+        if (!bytes.empty())
+          bytes.erase(place, place + static_cast<std::ptrdiff_t>(
+                                         std::min<size_t>(1 + random() % 16, bytes.size() - at)));
         break;
       case 2:
         if (!bytes.empty()) bytes[at] = static_cast<uint8_t>(random());
@@ -53,9 +54,9 @@ Bytes Mutate(const std::vector<Bytes>& inputs, std::mt19937& random) {
         const Bytes& other = inputs[random() % inputs.size()];
         if (other.empty()) break;
         const size_t from = random() % other.size();
-        const Bytes piece(other.begin() + static_cast<std::ptrdiff_t>(from),
-                          other.begin() + static_cast<std::ptrdiff_t>(
-                                              std::min(from + 1 + random() % 32, other.size())));
+        const Bytes piece(
+            other.begin() + static_cast<std::ptrdiff_t>(from),
+            other.begin() + static_cast<std::ptrdiff_t>(std::min(from + 1 + random() % 32, other.size())));
         bytes.insert(place, piece.begin(), piece.end());
         break;
       }

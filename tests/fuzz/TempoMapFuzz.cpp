@@ -1,4 +1,5 @@
-// Whatever the bytes are, they are a tempo map whose beats rise with the time and back, or refused with the line.
+// Whatever the bytes are, they are a tempo map whose beats rise with the time and back, or refused with the
+// line.
 
 #include <cmath>
 #include <sstream>

@@ -1,9 +1,9 @@
-// soak LIBRARY [SECONDS] [SEED]: SECONDS of live audio (3600 when not told), as fast as it goes, through the live
-// collector of the host library: random automation, factory presets, jumps of tempo and song, resets, and
-// every few minutes another rate. Beside it runs a second processor that gets the same in other pieces. At
-// every sample both must agree bit for bit, and be finite and below `kBound`; after the first minute neither
-// the heap in use nor the resident memory may grow from one round of rates to the next. Exit status 1: one of
-// these didn't hold.
+// soak LIBRARY [SECONDS] [SEED]: SECONDS of live audio (3600 when not told), as fast as it goes, through the
+// live collector of the host library: random automation, factory presets, jumps of tempo and song, resets,
+// and every few minutes another rate. Beside it runs a second processor that gets the same in other pieces.
+// At every sample both must agree bit for bit, and be finite and below `kBound`; after the first minute
+// neither the heap in use nor the resident memory may grow from one round of rates to the next. Exit status
+// 1: one of these didn't hold.
 #include <malloc.h>
 #include <unistd.h>
 

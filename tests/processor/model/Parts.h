@@ -10,10 +10,10 @@
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "engine/ParamRecord.h"
 
-/// The effect's frame, voice engine and switches once more, as plainly as they can be written: one sample after
-/// another, every buffer really cleared, no closed forms, no lanes, no lazy anything. A test runs it beside the
-/// library. What a voice's effect, the LFO and the meters do to a block is the business of their own tests: here
-/// the product's modules do it, each by itself.
+/// The effect's frame, voice engine and switches once more, as plainly as they can be written: one sample
+/// after another, every buffer really cleared, no closed forms, no lanes, no lazy anything. A test runs it
+/// beside the library. What a voice's effect, the LFO and the meters do to a block is the business of their
+/// own tests: here the product's modules do it, each by itself.
 namespace Vantora::test::model {
 
 using Buffer = std::vector<float>;
