@@ -1,8 +1,40 @@
 #include "host/BlockBuffer.h"
 
 #include <cmath>
+#include <cstring>
 
 namespace Vantora::host {
+namespace {
+
+/// Whether all magnitudes are at most `BlockBuffer::kLoudest`: neither NaN nor infinite nor huge. Magnitudes
+/// sort like their bits, NaN and infinity on top, so that one integer sum tells without a branch: beyond the
+/// loudest it runs into the sign.
+bool IsAllSound(const float* samples, uint32_t count) {
+  using Four = uint32_t __attribute__((vector_size(16)));
+  constexpr uint32_t kMagnitude = 0x7fffffff, kSign = 0x80000000;
+  const auto bitsOf = [](const float& sample) {
+    uint32_t bits;
+    std::memcpy(&bits, &sample, sizeof bits);
+    return bits;
+  };
+  const uint32_t headroom = kMagnitude - bitsOf(BlockBuffer::kLoudest);
+  const auto sumsAt = [&](const float* at) {
+    Four bits;
+    std::memcpy(&bits, at, sizeof bits);
+    return (bits & kMagnitude) + headroom;
+  };
+  Four sums{};
+  const float* const end = samples + count;
+  const float* at = samples;
+  for (; end - at >= 16; at += 16) {
+    sums |= (sumsAt(at) | sumsAt(at + 4)) | (sumsAt(at + 8) | sumsAt(at + 12));
+  }
+  uint32_t all = sums[0] | sums[1] | sums[2] | sums[3];
+  while (at != end) all |= (bitsOf(*at++) & kMagnitude) + headroom;
+  return (all & kSign) == 0;
+}
+
+}  // namespace
 
 void BlockBuffer::Resize(uint32_t inputChannels, uint32_t blockSize) {
   inputCount = inputChannels;
@@ -24,11 +56,12 @@ void BlockBuffer::Take(const float* const* source, size_t offset, uint32_t count
       std::fill_n(to, count, 0.0f);
       continue;
     }
-    const float* from = source[channel] + offset;
+    std::copy_n(source[channel] + offset, count, to);
+    if (IsAllSound(to, count)) continue;
     for (uint32_t i = 0; i < count; ++i) {
-      const bool isSound = std::fabs(from[i]) <= kLoudest;  // neither NaN nor infinite nor huge
-      to[i] = isSound ? from[i] : std::isfinite(from[i]) ? std::copysign(kLoudest, from[i]) : 0.0f;
+      const bool isSound = std::fabs(to[i]) <= kLoudest;  // neither NaN nor infinite nor huge
       replaced += isSound ? 0 : 1;
+      to[i] = isSound ? to[i] : std::isfinite(to[i]) ? std::copysign(kLoudest, to[i]) : 0.0f;
     }
   }
   if (replaced != 0) nonFiniteCount.fetch_add(replaced, std::memory_order_relaxed);

@@ -25,7 +25,7 @@ void BlockCollector::RunBlock() {
   latest.Take(write);
   queue.TakeDue(position, position + blockSize, write);
   processor.Process(buffer.Input(), buffer.InputChannels(), buffer.Output(), outputCount, blockSize);
-  meters.Update(processor);
+  if (isMetering) meters.Update(processor);
   position += blockSize;
 }
 

@@ -61,6 +61,8 @@ class BlockCollector {
 
   /// [any thread] Levels and read-outs after the last block.
   const Meters& Levels() const { return meters; }
+  /// [process] Without: `Levels` stay as they are, for callers that read the processor themselves.
+  void SetMetering(bool isOn) { isMetering = isOn; }
 
   /// [any thread] Input samples that weren't finite and were replaced by 0, or that lay beyond
   /// `BlockBuffer::kLoudest` and were held there.
@@ -97,6 +99,7 @@ class BlockCollector {
   ParameterQueue queue{kQueueCapacity};
   LatestValues latest;
   Meters meters;
+  bool isMetering = true;
   BlockListener* listener = nullptr;
 };
 

@@ -41,6 +41,9 @@ class ParameterQueue {
   /// `apply(index, normalized)` for each write.
   template <typename Apply>
   void TakeDue(uint64_t begin, uint64_t end, Apply&& apply) {
+    // Relaxed: what was written before this call on the caller's own account is seen; another thread's write
+    // that isn't yet comes out at the next block.
+    if (occupied.load(std::memory_order_relaxed) == 0) return;
     CollectArrivals(begin);
     while (const Entry* entry = NextDue(end)) {
       if (entry->group != nullptr) {

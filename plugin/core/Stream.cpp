@@ -61,6 +61,7 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   fresh->Init(static_cast<float>(sampleRate));
   auto blocks = std::make_unique<host::LiveCollector>(*fresh, inputs, outputs);
   blocks->SetListener(this);
+  blocks->SetMetering(false);  // `Report` takes them
   picture.Configure(sampleRate, fresh->BlockSize());
   const char* trace = std::getenv("PRISMEL_TRACE");
   tracePath = trace != nullptr ? trace : "";
@@ -127,7 +128,6 @@ void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t
   if (isAtStart) BeginFromStart();
   if (isSilent && !tracePath.empty()) TraceSilence(inputs, frames);
   collector->Process(inputs, outputs, frames);
-  TakeReadOuts(*processor);
 }
 
 void Stream::TraceSilence(const float* const* inputs, uint32_t frames) {
@@ -215,33 +215,24 @@ void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint3
         picture.Restart();
       },
       [&](uint32_t index, float value) { Write(hosted, index, value); });
-  if (panic.exchange(false, std::memory_order_relaxed)) {
+  if (panic.load(std::memory_order_relaxed) && panic.exchange(false, std::memory_order_relaxed)) {
     hosted.Set(Indices::Get().panic, 1.0f);
     picture.Restart();
   }
-  bool hasMoved = false;
-  timeline.Play(position, position + count, [&](uint32_t index, float value) {
-    if (value == written[index]) return;
-    values.Note(index, value);
-    Write(hosted, index, value);
-    hasMoved = true;
-  });
-  if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
-
-  if (isWatched.exchange(false, std::memory_order_relaxed)) {
-    blocksToWatch = static_cast<uint32_t>(kWatchSeconds * static_cast<double>(hosted.SampleRate()) / count);
+  if (!timeline.IsEmpty()) {
+    bool hasMoved = false;
+    timeline.Play(position, position + count, [&](uint32_t index, float value) {
+      if (value == written[index]) return;
+      values.Note(index, value);
+      Write(hosted, index, value);
+      hasMoved = true;
+    });
+    if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
   }
-  const Indices& at = Indices::Get();
-  // As the last block left them.
-  TapPicture::Reading reading{effectStep.At(values.Get(at.effect)), voiceStep.At(values.Get(at.voices)),
-                              hosted.Get(at.prismelion).value_or(0.0f), 0.0f};
-  if (position == 0) reading.prismelion = values.Get(at.knob);  // the read-out begins where the knob stands
-  if (blocksToWatch > 0) reading.primary = hosted.Get(at.primary).value_or(0.0f);
-  if (picture.Advance(reading, blocksToWatch > 0)) liveRevision.fetch_add(1, std::memory_order_release);
-  if (blocksToWatch > 0) --blocksToWatch;
+  if (picture.IsDue()) Report(hosted, position);
 }
 
-void Stream::TakeReadOuts(const host::HostedProcessor& hosted) {
+void Stream::Report(const host::HostedProcessor& hosted, uint64_t position) {
   bool hasMoved = false;
   for (const uint32_t index : readOutIndices) {
     const auto value = hosted.Get(index);
@@ -249,6 +240,15 @@ void Stream::TakeReadOuts(const host::HostedProcessor& hosted) {
     values.Note(index, *value);
     hasMoved = true;
   }
+
+  if (isWatched.exchange(false, std::memory_order_relaxed)) stepsToWatch = picture.StepsIn(kWatchSeconds);
+  const bool isSeen = stepsToWatch > 0;
+  if (isSeen) --stepsToWatch;
+  const Indices& at = Indices::Get();
+  TapPicture::Reading reading{effectStep.At(values.Get(at.effect)), voiceStep.At(values.Get(at.voices)),
+                              values.Get(at.prismelion), values.Get(at.primary)};
+  if (position == 0) reading.prismelion = values.Get(at.knob);  // the read-out begins where the knob stands
+  if (picture.Advance(reading, isSeen)) hasMoved = true;
   if (hasMoved) liveRevision.fetch_add(1, std::memory_order_release);
 }
 

@@ -22,7 +22,9 @@ struct HostTime;
 /// blocks, with the changes of both threads brought to it on its own grid.
 ///
 /// Before each block come, in this order: a sound or single values of the main thread, a panic, what the host
-/// timed. Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on
+/// timed. What the effect reads out is passed on in steps of the picture, not in every block.
+///
+/// Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on
 /// the audio thread.
 class Stream final : public host::BlockListener {
  public:
@@ -78,7 +80,7 @@ class Stream final : public host::BlockListener {
   void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
   void Write(host::HostedProcessor& hosted, uint32_t index, float position);
   void BeginFromStart();
-  void TakeReadOuts(const host::HostedProcessor& hosted);
+  void Report(const host::HostedProcessor& hosted, uint64_t position);
 
   Values& values;
   Timeline timeline;
@@ -104,7 +106,7 @@ class Stream final : public host::BlockListener {
   bool isAtStart = true;       // nothing processed since Start or Reset
   bool isFresh = true;         // the processor hasn't been told any sound
   bool startHasMoved = false;  // a value was given for that start
-  uint32_t blocksToWatch = 0;  // until the picture of the taps may rest
+  uint32_t stepsToWatch = 0;   // until the picture of the taps may rest
 
   static constexpr uint64_t kHeld = ~uint64_t{0};
   bool IsInHand(uint32_t index, uint64_t at) const {

@@ -19,7 +19,11 @@ TapPicture::TapPicture()
 }
 
 void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
-  blockSeconds = blockSize / sampleRate;
+  constexpr double kStepSeconds = 0.012;  // below a frame of a quick screen
+  const double blockSeconds = blockSize / sampleRate;
+  stepBlocks = std::max(1u, static_cast<uint32_t>(kStepSeconds / blockSeconds));
+  stepSeconds = stepBlocks * blockSeconds;
+  blocksToStep = 0;
   sampleMs = static_cast<float>(1e3 / sampleRate);
   sweepPosition = -1.0f;
   sweep = {};
@@ -44,7 +48,7 @@ void TapPicture::SetIncrements(float position, uint32_t voices) {
   const float hertz = rate.ToValue(position);
   const auto increment = [&](float cyclesPerSecond) {
     return std::clamp(cyclesPerSecond, 0.5f * rate.Minimum(), 2.0f * rate.Maximum()) *
-           static_cast<float>(blockSeconds);
+           static_cast<float>(stepSeconds);
   };
   for (uint32_t v = 0; v < voices; ++v) {
     sweep.SetIncrement(v, 0, increment(dsp::kLeftRatios[v] * hertz));

@@ -15,9 +15,10 @@ namespace Vantora::plugin {
 /// the effect's own formulas, because it doesn't tell them.
 ///
 /// Follows "Prismelion" as the effect reads it out, which is smoothed for the eye: while it moves fast the
-/// picture trails the sound by a few tenths of a second.
+/// picture trails the sound by a few tenths of a second. It moves in steps of some blocks, about as often as
+/// a screen can show.
 ///
-/// Threads  `Configure` off the audio thread; `Restart` and `Advance` on it; `Store` anywhere.
+/// Threads  `Configure` off the audio thread; `Restart`, `IsDue` and `Advance` on it; `Store` anywhere.
 class TapPicture {
  public:
   TapPicture();
@@ -25,7 +26,21 @@ class TapPicture {
   /// For blocks of `blockSize` samples at `sampleRate` Hz.
   void Configure(double sampleRate, uint32_t blockSize);
   /// [process] The sweep begins anew, as after a preset or a panic.
-  void Restart() { sweep.Restart(); }
+  void Restart() {
+    sweep.Restart();
+    blocksToStep = 0;
+  }
+  /// [process] Once a block: whether a step begins with it, and `Advance` is wanted.
+  bool IsDue() {
+    if (blocksToStep > 0) {
+      --blocksToStep;
+      return false;
+    }
+    blocksToStep = stepBlocks - 1;
+    return true;
+  }
+  /// Steps in `seconds` of sound.
+  uint32_t StepsIn(double seconds) const { return static_cast<uint32_t>(seconds / stepSeconds); }
 
   /// What `Advance` follows.
   struct Reading {
@@ -34,7 +49,7 @@ class TapPicture {
     float prismelion = 0.0f;  ///< modulated, position
     float primary = 0.0f;     ///< modulated position of the effect's first knob
   };
-  /// [process] One block. `isWatched`: also publish the positions; the sweep itself runs in any case. True
+  /// [process] One step. `isWatched`: also publish the positions; the sweep itself runs in any case. True
   /// when what is published moved.
   bool Advance(const Reading& reading, bool isWatched);
 
@@ -52,7 +67,8 @@ class TapPicture {
   std::array<const host::Parameter*, 6> primary{};  // the effects' first knobs
   dsp::SweepLfo sweep;
   std::array<dsp::StageSpread, 2> spreads;
-  double blockSeconds = 0.001;
+  uint32_t stepBlocks = 1, blocksToStep = 0;
+  double stepSeconds = 0.001;
   float sampleMs = 1.0f / 48.0f;  // the shortest delay
   float sweepPosition = -1.0f;    // "Prismelion" of the increments
   uint32_t sweepVoices = 0;

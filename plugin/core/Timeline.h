@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -41,6 +42,11 @@ class Timeline {
         if (Advance(index, begin, end, position)) apply(index, position);
       }
     }
+  }
+
+  /// Whether a change lies ahead.
+  bool IsEmpty() const {
+    return std::all_of(active.begin(), active.end(), [](uint64_t word) { return word == 0; });
   }
 
   void Clear();

@@ -52,7 +52,10 @@ class Values {
   /// single values.
   template <typename ApplySound, typename Apply>
   void TakeUp(ApplySound&& applySound, Apply&& apply) {
-    if (!isWaiting.exchange(false, std::memory_order_acquire)) return;
+    // A look before the exchange: nearly always nothing waits, and writing to shared memory costs more than
+    // all the rest.
+    if (!isWaiting.load(std::memory_order_relaxed)) return;
+    isWaiting.exchange(false, std::memory_order_acquire);
     std::array<uint64_t, kWords> bits{};
     for (size_t word = 0; word < kWords; ++word)
       bits[word] = dirty[word].exchange(0, std::memory_order_acquire);
