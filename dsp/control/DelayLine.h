@@ -17,7 +17,7 @@ enum InterpolationMode : uint32_t {
   /// Oversampled Audio", 2001 (second-order osculating, four points).
   kInterpolationFifthOrder = 2,
   /// The weight of a first-order all-pass without its recursion: at frac 0 the sum of two samples, which no
-  /// delay is. Intended: its users' sound is made of it.
+  /// delay is. Intended: its users' sound is made of it. DelayLine.InterpolatesBetweenTwoSamples holds it.
   kInterpolationAllPass = 3,
 };
 

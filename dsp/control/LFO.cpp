@@ -202,8 +202,8 @@ float LFO::Finish(const Shape& shape, uint32_t channel, uint32_t step, float v) 
     y = smoothers[channel].Tick();
   }
   if (shape.fading) {
-    // y * (exp(10 t) - 1) / (exp(10) - 1). Intended: t may
-    // run past 1 within the block in which the fade ends.
+    // y * (exp(10 t) - 1) / (exp(10) - 1). Intended: t may run past 1 within the block in which the fade
+    // ends. LFO.AFadeThatEndsWithinABlockRunsOnToTheBlocksEnd holds it.
     const float f = (fadePosition + fadeStep * static_cast<float>(step)) * 14.42695f;
     y = (FastExp2(f) * y - y) / fadeScale;
   }

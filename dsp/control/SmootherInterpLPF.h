@@ -33,7 +33,7 @@ class SmootherInterpLPF : public SmootherLPF {
   }
 
   /// Starts a line from where the line stands. Intended: a value equal to the line's state is ignored, and
-  /// the target stays where it was.
+  /// the target stays where it was. SmootherInterpLPF.ComparesANewTargetWithTheRamp holds it.
   void SetTarget(float value) noexcept override;
   void SetValue(float value) noexcept override;
   void SetRamp(float from, float to) noexcept override;

@@ -10,6 +10,7 @@ namespace {
 using MappingTools::Linear;
 
 // Lengths in samples at 29761 Hz. Intended: the second diffuser is 407 where the paper has 107.
+// DattorroCore.EachDiffuserEchoesAfterItsLength holds it.
 constexpr std::array<float, 4> kDiffuserLengths = {142.0f, 407.0f, 379.0f, 277.0f};
 constexpr std::array<float, 2> kFirstLengths = {908.0f, 672.0f};  // by half
 constexpr std::array<float, 2> kSecondLengths = {2656.0f, 1800.0f};

@@ -19,6 +19,7 @@ struct FirstOrderCoefficients {
 
   /// Bilinear high-pass. Intended: no prewarp, unlike the
   /// low-pass; its corner sinks as it nears half the rate.
+  /// MultiModeFilter.EveryModeHasTheResponseOfItsPrototype holds it.
   static FirstOrderCoefficients HighPass(float frequency, float sampleRate) noexcept {
     const float c = sampleRate / (3.14159265f * frequency);
     const float b = c / (c + 1.0f);

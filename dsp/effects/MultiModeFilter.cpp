@@ -62,7 +62,8 @@ void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
 }
 
 void MultiModeFilter::DoReset(bool) {
-  // Intended: the memory stays. What follows a reset is clean because the mode is taken up anew.
+  // Intended: the memory stays. What follows a reset is clean because the mode is taken up anew:
+  // EveryEffect.IsBackAfterOneResetFromWhatIsNoNumber holds it.
   compensate = Normalized(kConfGainCompensationOn) > 0.5f;
   fade = Fade::None;
   fadeBlocks = 0;

@@ -19,6 +19,7 @@ constexpr double kHighestCorner =
 constexpr double kDbToOctaves = 0.166096404;  // log2(10) / 20, at this module's own digits
 
 /// Gain of the violet colour. Intended: the three formulas don't meet at 48 kHz.
+/// NoiseGenerator.EveryColourHasTheLevelOfItsFormulaAtEveryRate holds it.
 double VioletGain(double sampleRate, double ratio) {
   constexpr double kReference = 0.421696514;
   if (sampleRate <= 44100.0) return kReference;

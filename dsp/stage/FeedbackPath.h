@@ -18,7 +18,8 @@ namespace Vantora::dsp {
 ///
 /// The path always runs, so that it is ready when the harmonizer comes on; its gain is above 0 only then. The
 /// gain never exceeds 0.3535 and nothing limits the signal. The loop's time is the delay plus one block, so a
-/// moved knob aims 1 ms short. Intended: a reset snaps to the full time, 1 ms long.
+/// moved knob aims 1 ms short. Intended: a reset snaps to the full time, 1 ms long. The stored render
+/// "cascade" holds it.
 class FeedbackPath {
  public:
   /// Longest delay in ms is the top of the knob's range. Allocates.

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "tests/cli/CommandRunner.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::cli::tests {
 namespace {
@@ -22,9 +23,7 @@ constexpr const char* kDry = "-q -p Bypass=on --tail 0 ";
 TEST(DisksAndPipes, AFullDiskIsAFailureAtEveryLengthForEveryKindOfFileAndTheOldOneStays) {
   const Workspace here;
   Audio noise = MakeTone(2, 96000);
-  uint32_t state = 1;
-  for (float& x : noise.samples)
-    x = 0.5f * static_cast<float>(static_cast<int32_t>(state = state * 1664525u + 1013904223u)) * 0x1p-31f;
+  noise.samples = test::Noise(noise.samples.size(), 1, 0.5f);
   WriteAudio(here / "in.wav", noise);
   for (const std::string kind : {"wav", "aiff", "flac", "ogg", "opus", "mp3", "caf", "w64", "rf64", "au"}) {
     ASSERT_EQ(here.Prismel("render " + std::string(kDry) + "in.wav whole." + kind).status, 0) << kind;

@@ -55,8 +55,7 @@ TEST(ParamRecord, ModulationNeedsALivePortAndIsHeldInZeroToOne) {
   std::array<float, 2> port = {0.0f, 0.5f};  // mark, then the first sample
   float* ports[] = {nullptr, &port[1]};
   ProcessContext context;
-  context.inputs = ports;
-  context.inputCount = 2;
+  context = context.WithInputs(ports);
   EXPECT_EQ(mix.ReadValueModulated(context, 0), 17.5f) << "null";
   EXPECT_EQ(mix.ReadValueModulated(context, 1), 17.5f) << "not live";
   EXPECT_EQ(mix.ReadValueModulated(context, 2), 17.5f) << "beyond the count";

@@ -61,10 +61,7 @@ struct Block {
         out(outputs, std::vector<float>(samples + 4, -9.0f)) {
     for (auto& port : in) inputPointers.push_back(port.data() + 4);
     for (auto& port : out) outputPointers.push_back(port.data() + 4);
-    context.inputs = inputPointers.data();
-    context.outputs = outputPointers.data();
-    context.inputCount = inputs;
-    context.outputCount = outputs;
+    context = context.WithPorts(inputPointers, outputPointers);
     context.sampleCount = samples;
   }
   float* In(uint32_t port) { return inputPointers[port]; }

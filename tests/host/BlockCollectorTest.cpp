@@ -9,6 +9,7 @@
 
 #include "host/HostError.h"
 #include "tests/host/FakeLibrary.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::host {
 namespace {
@@ -18,11 +19,8 @@ constexpr uint32_t kBlock = 48;  // of the fake at 48 kHz
 using Signal = std::vector<std::vector<float>>;  // a vector for each channel
 
 Signal Noise(size_t channels, size_t length) {
-  std::mt19937 generator(7);
-  std::uniform_real_distribution<float> level(-1.0f, 1.0f);
-  Signal signal(channels, std::vector<float>(length));
-  for (auto& channel : signal)
-    std::generate(channel.begin(), channel.end(), [&] { return level(generator); });
+  Signal signal;
+  for (uint32_t c = 0; c < channels; ++c) signal.push_back(test::Noise(length, c));
   return signal;
 }
 

@@ -53,8 +53,9 @@ TEST(ParameterTable, EveryParameterIsFoundByIndexUniqueNameAndId) {
   }
 }
 
-// Ids live in other people's songs, symbols in their programs: neither may ever change.
-TEST(ParameterTable, KeepsItsPlacesItsIdsAndItsSymbols) {
+// Ids live in other people's songs, symbols in their programs, and songs automate positions: neither these nor the
+// value at a position (here 0, 1/2, 1 and where it starts) may ever change.
+TEST(ParameterTable, KeepsItsPlacesItsIdsItsSymbolsAndItsRanges) {
   std::ifstream stored(std::string(PRISMEL_SOURCE_DIR) + "/tests/host/ParameterIds.txt");
   std::string line;
   uint32_t count = 0;
@@ -63,7 +64,9 @@ TEST(ParameterTable, KeepsItsPlacesItsIdsAndItsSymbols) {
     const Parameter& parameter = Table()[count++];
     std::ostringstream expected;
     expected << parameter.Index() << ' ' << std::hex << std::setfill('0') << std::setw(8) << parameter.Id()
-             << ' ' << parameter.Symbol() << ' ' << parameter.UniqueName();
+             << ' ' << parameter.Symbol() << ' ' << parameter.UniqueName() << std::setprecision(5);
+    for (const float position : {0.0f, 0.5f, 1.0f, parameter.StartNormalized()})
+      expected << ' ' << parameter.ToValue(position);
     EXPECT_EQ(line, expected.str());
     EXPECT_LT(parameter.Id(), 0x80000000u);
   }

@@ -17,6 +17,7 @@
 #include "processor/LinkedFactory.h"
 #include "processor/PrismelProcessor.h"
 #include "tests/support/RealTimeGuard.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::host {
 namespace {
@@ -153,10 +154,8 @@ std::vector<float> RenderRandomLfo(const ProcessorSource& source, uint32_t seed)
       "p.json")
       .Apply(processor);
   FileCollector collector(processor);
-  std::mt19937 noise(3), pieces(seed);
-  std::uniform_real_distribution<float> level(-0.5f, 0.5f);
-  std::vector<float> input(96000), output;
-  for (float& sample : input) sample = level(noise);
+  std::mt19937 pieces(seed);
+  std::vector<float> input = test::Noise(96000, 3, 0.5f), output;
   const auto sink = [&](const float* const* channels, uint32_t count) {
     output.insert(output.end(), channels[0], channels[0] + count);
   };

@@ -52,9 +52,9 @@ inline float Step(int index, int count) { return static_cast<float>(index) / sta
 
 /// The loaded effect with a stream through it, at 48 kHz
 /// unless said: still (no LFO depth), wet, one clean voice.
-class EffectRig {
+class ProcessorRig {
  public:
-  explicit EffectRig(float sampleRate = 48000.0f, bool plain = true)
+  explicit ProcessorRig(float sampleRate = 48000.0f, bool plain = true)
       : effect(sampleRate), block(effect.BlockSize()) {
     Set(kHostLfoPrismelAmount, 0.5f);
     Set(kHostLfoPrimaryAmount, 0.5f);

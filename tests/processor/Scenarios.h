@@ -70,7 +70,7 @@ inline std::vector<Scenario> Scenarios() {
 
 /// Half a second of the scenario, left and right interleaved, from the first processor's seeds.
 inline std::vector<float> Render(const Scenario& scenario) {
-  EffectRig rig(scenario.sampleRate, false);
+  ProcessorRig rig(scenario.sampleRate, false);
   for (const auto& [index, position] : scenario.settings) rig.Set(index, position);
   std::vector<float> right;
   const auto frames = static_cast<uint32_t>(scenario.sampleRate * 0.5f);

@@ -6,6 +6,7 @@ namespace Vantora::MappingTools {
 
 /// A 1/x law between two bounds of the same sign, running backwards: position 0 gives 1, position 1 gives 0.
 /// Intended: the block form leaves the data as it is.
+/// MappingBlock.VectorFormsTakeWholeGroupsAndTheOthersEveryElement holds it.
 class InversePotardMapping : public IPotardMapping {
  public:
   /// Throws CException when the range touches 0 or `highBound` isn't above `lowBound`.

@@ -9,6 +9,7 @@ namespace Vantora::MappingTools {
 /// Two straight lines: three quarters of the travel lie below `knee`. The
 /// only inverse that is clamped. Intended: the block form leaves the data
 /// as it is, so a parameter that is modulated at audio rate moves linearly.
+/// MappingBlock.VectorFormsTakeWholeGroupsAndTheOthersEveryElement holds it.
 class PiecewiseLinearPotardMapping : public IPotardMapping {
  public:
   /// kneeValue  strictly between 0 and 1

@@ -6,6 +6,7 @@ namespace Vantora::MappingTools {
 
 /// Equal temperament: position 0 is `base`, position 1 the last of `noteCount` semitones. Absolute, in the
 /// unit of the base. Intended: the block form leaves the data as it is.
+/// MappingBlock.VectorFormsTakeWholeGroupsAndTheOthersEveryElement holds it.
 class SemiToneToFreqMapping : public IPotardMapping {
  public:
   /// baseFrequency  Hz, above 0

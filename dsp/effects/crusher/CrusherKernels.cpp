@@ -170,7 +170,7 @@ HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
   v = Quantise(c, v);
   if constexpr (kCompanding) {
     const T e = Number<T>(c.expFactor) * Magnitude(v);
-    // Intended: below the polynomial's range the magnitude is -1, a hard end.
+    // Below the polynomial's range the magnitude is -1, a hard end. No knob leads there: e is never negative.
     v = SignOf(v) * Select(e >= Number<T>(-126.0f), DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one),
                            Number<T>(-1.0f));
   }

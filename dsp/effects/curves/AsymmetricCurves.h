@@ -18,7 +18,8 @@ struct OneSidedLimit {
   template <typename T>
   static T Curve(T x) noexcept {
     const T y = WithSignOf(x, Expm1(C<T>(-kRate) * Abs(x)) * C<T>(1.0 / kTop));
-    return Select(x >= C<T>(1.0), All<T>(1.0), y);  // intended: no limit at -1
+    // Intended: no limit at -1. ShapingCurves.OneSidedLimitCutsThePositiveSideOnly holds it.
+    return Select(x >= C<T>(1.0), All<T>(1.0), y);
   }
 
   /// Integral(0) is 1 / (kRate * -kTop).

@@ -20,7 +20,9 @@ class FirstOrderFilter {
     sections[0] = FirstOrderCoefficients::LowPass(frequency, sampleRate);
     if (use == FilterUse::BandPass) {
       sections[1] = FirstOrderCoefficients::HighPass(frequency, sampleRate);
-      sections[1].a1 *= 0.5f;  // intended: a pole at half the place, which flattens the upper slope
+      // Intended: a pole at half the place, which flattens the upper slope.
+      // MultiModeFilter.EveryModeHasTheResponseOfItsPrototype holds it.
+      sections[1].a1 *= 0.5f;
     }
   }
 

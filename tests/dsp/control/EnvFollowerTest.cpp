@@ -8,6 +8,7 @@
 #include <random>
 #include <vector>
 
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
@@ -19,11 +20,9 @@ using Signal = std::function<float(int)>;
 float Silence(int) { return 0.0f; }
 
 /// A follower, run in blocks of 48 without a break between calls.
-class Rig {
+class Rig : public test::EffectRig<EnvFollower> {
  public:
-  explicit Rig(float sampleRate = kRate) { follower.Init(48, sampleRate); }
-
-  void Set(uint32_t index, float value) { follower.SetParamInternal(index, value); }
+  explicit Rig(float sampleRate = kRate) : EffectRig(48, sampleRate) {}
 
   /// Times so short that the output is the detected level itself.
   void FollowAtOnce() {
@@ -34,29 +33,20 @@ class Rig {
 
   std::vector<float> Run(int count, const Signal& left, const Signal& right = nullptr) {
     std::vector<float> all;
+    inputs[1] = right ? inputBuffers[1].data() : nullptr;
     for (int done = 0; done < count; done += 48) {
-      float l[48], r[48], out[48];
       for (int i = 0; i < 48; ++i) {
-        l[i] = left(done + i);
-        r[i] = right ? right(done + i) : 0.0f;
+        inputs[0][i] = left(done + i);
+        if (right) inputs[1][i] = right(done + i);
       }
-      float* inputs[2] = {l, right ? r : nullptr};
-      float* outputs[1] = {out};
-      ProcessContext context;
-      context.inputs = inputs;
-      context.inputCount = 2;
-      context.outputs = outputs;
-      context.outputCount = 1;
-      context.sampleCount = static_cast<uint32_t>(std::min(48, count - done));
-      auto violations = test::Watch([&] { follower.Process(context); });
+      const auto samples = static_cast<uint32_t>(std::min(48, count - done));
+      auto violations = test::Watch([&] { Process(samples); });
       violations.pageFaults = 0;  // the first block touches code for the first time
       EXPECT_TRUE(violations.None()) << violations.Text();
-      all.insert(all.end(), out, out + context.sampleCount);
+      all.insert(all.end(), outputs[0], outputs[0] + samples);
     }
     return all;
   }
-
-  EnvFollower follower{"Env"};
 };
 
 Signal Constant(float x) {
@@ -106,7 +96,7 @@ TEST(EnvFollower, WindowIsAWholeNumberOfSamplesLong) {
     EXPECT_EQ(y[7 + samples], 0.0f);
   }
   Rig rig;
-  EXPECT_EQ(rig.follower.GetRing().Size(), 4805u);
+  EXPECT_EQ(rig.effect.GetRing().Size(), 4805u);
 }
 
 TEST(EnvFollower, WorksOnPeaksBelowAWindowOfTwoSamples) {
@@ -161,7 +151,7 @@ TEST(EnvFollower, ANewWindowRestartsTheFollower) {
   rig.Set(EnvFollower::kRmsWindow, 20.0f);
   EXPECT_LT(rig.Run(1, Constant(1.0f)).back(), 0.01f);
   EXPECT_GT(rig.Run(9600, Constant(1.0f)).back(), 1.4f);
-  rig.follower.ResetState(false);
+  rig.effect.ResetState(false);
   EXPECT_EQ(rig.Run(1, Silence).back(), 0.0f);
 }
 
@@ -169,7 +159,7 @@ TEST(EnvFollower, SkipsMissingPorts) {
   Rig rig;
   ProcessContext nothing;
   nothing.sampleCount = 48;
-  EXPECT_EQ(rig.follower.Process(nothing), 0u);
+  EXPECT_EQ(rig.effect.Process(nothing), 0u);
 }
 
 TEST(EnvFollower, TwoAtOnceFollowAsOneAfterTheOther) {
@@ -202,10 +192,7 @@ TEST(EnvFollower, TwoAtOnceFollowAsOneAfterTheOther) {
     float* outputs[4] = {out[0], out[1], out[2], out[3]};
     ProcessContext contexts[4];
     for (int c = 0; c < 4; ++c) {
-      contexts[c].inputs = inputs;
-      contexts[c].inputCount = 2;
-      contexts[c].outputs = &outputs[c];
-      contexts[c].outputCount = 1;
+      contexts[c] = contexts[c].WithPorts(inputs, {&outputs[c], 1});
       contexts[c].sampleCount = count;
     }
     for (int f = 0; f < 2; ++f) alone[f].Process(contexts[f]);

@@ -111,6 +111,17 @@ TEST(LFO, FadesInExponentiallyFromSilence) {
   EXPECT_EQ(rig.out0[48480], 0.0f);  // from silence again
 }
 
+TEST(LFO, AFadeThatEndsWithinABlockRunsOnToTheBlocksEnd) {
+  LfoRig rig;
+  rig.SetFree(0.025f);
+  rig.Set(LFO::kWaveform, LFO::kSquare);
+  rig.Set(LFO::kFade, 504.0f / 48000.0f);
+  rig.Run(576);
+  EXPECT_NEAR(rig.out0[503], std::exp(10.0 * (503.0 / 504.0 - 1.0)), 2e-3);
+  EXPECT_NEAR(rig.out0[524], std::exp(10.0 * (524.0 / 504.0 - 1.0)), 2e-3);  // 1.49 times full
+  EXPECT_EQ(rig.out0[528], 1.0f);
+}
+
 TEST(LFO, ShortestFadeStaysFinite) {
   LfoRig rig;
   rig.SetFree(1.0f);

@@ -47,14 +47,10 @@ class LfoRig {
   }
 
   void RunBlock(uint32_t count) {
-    float* outputs[2] = {buffers[0].data(), aliased ? buffers[0].data() : buffers[1].data()};
+    std::array<float*, 2> outputs{buffers[0].data(), aliased ? buffers[0].data() : buffers[1].data()};
     std::array<float*, 3> inputs{};
     for (size_t k = 0; k < 3; ++k) inputs[k] = ports[k].empty() ? nullptr : ports[k].data() + 1;
-    ProcessContext context;
-    context.inputs = inputs.data();
-    context.inputCount = 3;
-    context.outputs = outputs;
-    context.outputCount = 2;
+    ProcessContext context = ProcessContext().WithPorts(inputs, outputs);
     context.sampleCount = count;
     context.tempo = tempo;
     context.isPlaying = playing ? 1 : 0;

@@ -344,10 +344,7 @@ TEST(ConvolutionReverb, AThousandChangesUnderLoadEndWithTheRightImpulseAndTheAud
   });
   Signal constant(32, 1.0f), output(32);
   std::array<float*, 2> inputs{constant.data(), constant.data()}, outputs{output.data(), output.data()};
-  ProcessContext context;
-  context.inputs = inputs.data();
-  context.outputs = outputs.data();
-  context.inputCount = context.outputCount = 2;
+  ProcessContext context = ProcessContext().WithPorts(inputs, outputs);
   context.sampleCount = 32;
   test::RealTimeViolations worst;
   const auto runBlock = [&] {

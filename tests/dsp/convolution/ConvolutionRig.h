@@ -8,21 +8,14 @@
 
 #include "engine/Module.h"
 #include "engine/ProcessContext.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::tests {
 
-using Signal = std::vector<float>;
+using Signal = test::Samples;
 using Stereo = std::array<Signal, 2>;
 
-inline Signal Noise(size_t count, uint32_t seed, float decayPerSample = 0.0f) {
-  std::mt19937 generator(seed);
-  std::uniform_real_distribution<float> uniform(-1.0f, 1.0f);
-  Signal signal(count);
-  for (size_t i = 0; i < count; ++i) {
-    signal[i] = uniform(generator) * std::exp(-decayPerSample * static_cast<float>(i));
-  }
-  return signal;
-}
+using test::Noise;
 
 /// Sample `index` of the convolution, in double precision and without any transform.
 inline double ConvolvedAt(const Signal& input, const Signal& impulse, size_t index) {
@@ -62,11 +55,8 @@ Stereo RunBlocks(dsp::Module& module, const Stereo& input, size_t outputCount, N
     if (!input[1].empty()) inputs[1] = const_cast<float*>(input[1].data()) + done;
     std::array<float*, 2> outputs{output[0].data() + done,
                                   outputCount == 2 ? output[1].data() + done : nullptr};
-    dsp::ProcessContext context;
-    context.inputs = inputs.data();
-    context.inputCount = input[1].empty() ? 1 : 2;
-    context.outputs = outputs.data();
-    context.outputCount = static_cast<uint32_t>(outputCount);
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts({inputs.data(), input[1].empty() ? 1u : 2u},
+                                                                  {outputs.data(), outputCount});
     context.sampleCount = static_cast<uint32_t>(count);
     context.modeIsOne = offline ? 1 : 0;
     module.Process(context);

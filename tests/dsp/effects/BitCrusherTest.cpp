@@ -6,10 +6,12 @@
 
 #include "basictools/math/Xorshift.h"
 #include "engine/IOSubset.h"
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 using B = BitCrusher;
 
@@ -192,7 +194,7 @@ TEST(BitCrusher, TimedJitterMovesTheRateByUpToHalfAfterEveryJitterPeriod) {
       offset = (first - second) / 4294967296.0 * 0.5;
     }
     const uint32_t changes = CountChanges(rig.Run(Noise(400, block + 1)));
-    ASSERT_NEAR(changes, 100.0 * (1.0 + offset), 2.0) << block;
+    ASSERT_NEAR(changes, 100.0 * (1.0 + offset), 4.0) << block;  // two alike in a row count as one
   }
 }
 
@@ -218,11 +220,11 @@ TEST(BitCrusher, FeedbackPortsSendTheCrushedBlockAndAddTheReturn) {
   crusher.SetParam(B::kConfFeedbackOn, 1.0f);
   crusher.SetParamInternal(B::kStereo, 1.0f);
   ModuleRig rig(crusher, 10, 4, 44100.0f);
-  rig.Control(9, 0.25f);
+  rig.MakeLive(9, 0.25f);
   const Samples silence(48, 0.0f);
   EXPECT_EQ(rig.Run(silence, 1), silence);  // dry output
-  EXPECT_NEAR(rig.Outputs()[3][10], 0.25f, 0.02f);
-  EXPECT_EQ(rig.Outputs()[2][10], 0.0f);
+  EXPECT_NEAR(rig.outputs[3][10], 0.25f, 0.02f);
+  EXPECT_EQ(rig.outputs[2][10], 0.0f);
   crusher.SetParam(B::kConfFeedbackOn, 0.0f);
   crusher.SetParam(B::kWet, 1.0f);
   crusher.ResetState(true);
@@ -257,10 +259,10 @@ TEST(BitCrusher, DryIsTheInputAndSharedBuffersMakeNoDifference) {
     other.SetParam(B::kWet, 0.5f);
     other.SetParamInternal(B::kBitdepth, 3.0f);
     ModuleRig ports(other, 10, 4);
-    std::copy_n(x.begin(), 48, ports.Inputs()[0]);
-    if (shared) ports.Outputs()[0] = ports.Inputs()[0];
-    ports.ProcessBlock(48);
-    return Samples(ports.Outputs()[0], ports.Outputs()[0] + 48);
+    std::copy_n(x.begin(), 48, ports.inputs[0]);
+    if (shared) ports.outputs[0] = ports.inputs[0];
+    ports.Process(48);
+    return Samples(ports.outputs[0], ports.outputs[0] + 48);
   };
   EXPECT_EQ(half(true), half(false));
 }
@@ -270,10 +272,10 @@ TEST(BitCrusher, SamplesBehindTheLastGroupOfFourGetNeitherGainNorMix) {
   Plain(crusher);
   crusher.SetParam(B::kWet, 0.0f);
   ModuleRig rig(crusher, 10, 4, 44100.0f);
-  std::fill_n(rig.Inputs()[0], 48, 0.5f);
-  std::fill_n(rig.Outputs()[0], 48, 0.25f);
-  rig.ProcessBlock(10);
-  const float* out = rig.Outputs()[0];
+  std::fill_n(rig.inputs[0], 48, 0.5f);
+  std::fill_n(rig.outputs[0], 48, 0.25f);
+  rig.Process(10);
+  const float* out = rig.outputs[0];
   EXPECT_EQ(out[7], 0.5f);
   EXPECT_NEAR(out[9], 0.25f, 0.01f);  // crushed as it stood
   EXPECT_EQ(out[10], 0.25f);

@@ -13,11 +13,13 @@
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
 #include "dsp/effects/Wavefolder.h"
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 struct Effect {
   const char* name;
@@ -97,8 +99,8 @@ TEST_P(EveryEffect, StaysFiniteForAnyInputAndParameter) {
   for (uint32_t round = 0; round < 400; ++round) {
     subject->SetParam(static_cast<uint32_t>(draw() % subject->GetParamCount()), position(draw));
     const auto port = 2 + static_cast<uint32_t>(draw() % (GetParam().inputs - 2));
-    if (round % 3 == 0) rig.Control(port, 2.0f * position(draw) - 1.0f);
-    if (round % 3 == 1) rig.Disconnect(port);
+    if (round % 3 == 0) rig.MakeLive(port, 2.0f * position(draw) - 1.0f);
+    if (round % 3 == 1) rig.inputs[port] = nullptr;
     if (round % 40 == 39) subject->ResetState(position(draw) > 0.5f);
     const Samples x = Noise(48 * (1 + draw() % 20) + 4 * (draw() % 12), round + 1,
                             std::exp(20.0f * position(draw) - 10.0f));
@@ -125,13 +127,13 @@ TEST_P(EveryEffect, ProcessesWithoutAllocationLockOrSystemCall) {
   const auto subject = GetParam().make();
   ModuleRig rig(*subject, GetParam().inputs, GetParam().outputs);
   const Samples x = Noise(48, 3);
-  std::copy(x.begin(), x.end(), rig.Inputs()[0]);
-  rig.ProcessBlock(48);  // touches what a first block touches
+  std::copy(x.begin(), x.end(), rig.inputs[0]);
+  rig.Process(48);  // touches what a first block touches
   EXPECT_REAL_TIME({
     for (uint32_t i = 0; i < subject->GetParamCount(); ++i) subject->SetParam(i, 0.37f);
-    rig.ProcessBlock(48);
+    rig.Process(48);
     subject->ResetState(true);
-    rig.ProcessBlock(48);
+    rig.Process(48);
   });
 }
 
@@ -169,19 +171,19 @@ TEST_P(EveryEffect, MissingPortsAndEmptyBlocksAreLeftAlone) {
 
   const auto subject = make();
   ModuleRig rig(*subject, GetParam().inputs, GetParam().outputs);
-  rig.Inputs()[1] = nullptr;
-  rig.Outputs()[1] = nullptr;
-  const float untouched = rig.Outputs()[0][0];
-  rig.ProcessBlock(0);
-  EXPECT_EQ(rig.Outputs()[0][0], untouched);
+  rig.inputs[1] = nullptr;
+  rig.outputs[1] = nullptr;
+  const float untouched = rig.outputs[0][0];
+  rig.Process(0);
+  EXPECT_EQ(rig.outputs[0][0], untouched);
   EXPECT_TRUE(subject->IsChanged());  // an empty block doesn't use up the mark
-  std::copy_n(x.begin(), 48, rig.Inputs()[0]);
-  rig.ProcessBlock(48);
-  EXPECT_EQ(Samples(rig.Outputs()[0], rig.Outputs()[0] + 48), expected);
-  rig.Inputs()[0] = nullptr;
-  rig.ProcessBlock(48);
-  rig.Outputs()[0] = nullptr;
-  rig.ProcessBlock(48);
+  std::copy_n(x.begin(), 48, rig.inputs[0]);
+  rig.Process(48);
+  EXPECT_EQ(Samples(rig.outputs[0], rig.outputs[0] + 48), expected);
+  rig.inputs[0] = nullptr;
+  rig.Process(48);
+  rig.outputs[0] = nullptr;
+  rig.Process(48);
 }
 
 }  // namespace

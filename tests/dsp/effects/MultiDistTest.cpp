@@ -9,7 +9,7 @@
 #include <stdexcept>
 
 #include "engine/IOSubset.h"
-#include "tests/dsp/effects/EffectRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {

@@ -3,10 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "basictools/math/mapping/PotardMappingUtils.h"
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 using Complex = std::complex<double>;
 using F = MultiModeFilter;
@@ -177,12 +179,12 @@ TEST(MultiModeFilter, FrequencyIsModulatedByControlAndBySignal) {
   };
   EXPECT_NEAR(level(1000.0), 15.0 / std::sqrt(2.0), 0.05);
   filter.SetParam(F::kFmAmount, 0.5f);
-  rig.Control(2, 0.2f);  // 0.5 x 10 x 0.2 is one octave up
+  rig.MakeLive(2, 0.2f);  // 0.5 x 10 x 0.2 is one octave up
   EXPECT_NEAR(level(2000.0), 15.0 / std::sqrt(2.0), 0.05);
-  rig.Control(2, 100.0f);  // held at the top of the range
+  rig.MakeLive(2, 100.0f);  // held at the top of the range
   EXPECT_NEAR(level(20000.0), 15.0 / std::sqrt(2.0), 0.3);
   filter.SetParam(F::kFmAmount, 0.0f);
-  rig.Control(3, 1.0f);
+  rig.MakeLive(3, 1.0f);
   EXPECT_NEAR(level(20000.0), 15.0 / std::sqrt(2.0), 0.3);
 }
 
@@ -194,9 +196,9 @@ TEST(MultiModeFilter, AnOpenPassFilterIsBypassedAndWakesUpClean) {
   const Samples x = Noise(480, 7);
   EXPECT_EQ(rig.Run(x), x);
   EXPECT_EQ(rig.Run(x, 1), Samples(480, 0.0f));  // mono: the second channel isn't touched
-  rig.Control(3, -0.0f);
+  rig.MakeLive(3, -0.0f);
   EXPECT_NE(rig.Run(x), x);  // a live modulation keeps it running
-  rig.Disconnect(3);
+  rig.inputs[3] = nullptr;
   EXPECT_EQ(rig.Run(x), x);
   Apply(filter, {3, 100.0f, 1.0f, 0.0f, 1.0f});
   for (const float y : rig.Run(Samples(480, 0.0f))) ASSERT_EQ(y, 0.0f);  // nothing of the noise is left

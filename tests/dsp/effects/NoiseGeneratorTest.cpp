@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "dsp/effects/prims/FFTPlan.h"
-#include "tests/dsp/effects/EffectRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
@@ -177,6 +177,72 @@ TEST(NoiseGenerator, IsAboutAsLoudAtEveryRate) {
   }
   // Intended: the integrators grow with the rate, until the clamp holds them.
   EXPECT_NEAR(level[NoiseGenerator::kBrown][2] - level[NoiseGenerator::kBrown][1], 6.0, 0.7);
+}
+
+/// White noise made into a colour as the formulas say, in double precision.
+std::vector<float> ByFormula(std::vector<float> noise, uint32_t type, double rate) {
+  const double ratio = rate / 44100.0;
+  const bool isPink = type == NoiseGenerator::kPink || type == NoiseGenerator::kDark;
+  const bool isBrown = type == NoiseGenerator::kBrown || type == NoiseGenerator::kDark;
+  if (type == NoiseGenerator::kViolet) {  // the difference, below 20 kHz with Q 0.7071
+    const double g = std::exp2(rate <= 44100.0   ? 0.0
+                               : rate >= 48000.0 ? std::log2(ratio) * 1.07962668 + 0.215925321
+                                                 : rate * 5.53654609e-05 - 2.44161701);
+    const double w = 2.0 * std::numbers::pi * std::min(20000.0 / rate, 0.495),
+                 a = std::sin(w) * std::sqrt(0.5);
+    double x[3] = {}, y[3] = {}, last = 0.0;
+    for (float& sample : noise) {
+      x[2] = x[1], x[1] = x[0], x[0] = double{sample} - last, last = double{sample};
+      y[2] = y[1], y[1] = y[0];
+      y[0] = (0.5 * (1.0 - std::cos(w)) * (x[0] + 2.0 * x[1] + x[2]) + 2.0 * std::cos(w) * y[1] -
+              (1.0 - a) * y[2]) /
+             (1.0 + a);
+      sample = static_cast<float>(0.421696514 * g * y[0]);
+    }
+  }
+  if (isPink) {  // one-poles two octaves apart, each 6 dB below the one before
+    std::vector<double> corners, states;
+    double sum = 0.0;
+    for (double f = 1.7; f < rate / (2.0 * std::numbers::pi) - 1.0; f *= 4.0) {
+      sum += std::pow(10.0, -0.3 * static_cast<double>(corners.size()));
+      corners.push_back(f);
+    }
+    states.resize(corners.size());
+    const double levelDb = rate <= 88200.0 ? 3.5 * std::log2(ratio) : std::log2(ratio / 2.0) + 3.5;
+    for (float& sample : noise) {
+      double y = 0.0;
+      for (std::size_t k = 0; k < corners.size(); ++k) {
+        states[k] += (double{sample} - states[k]) * 2.0 * std::numbers::pi * corners[k] / rate;
+        y += states[k] * std::pow(10.0, -0.3 * static_cast<double>(k));
+      }
+      sample = static_cast<float>(std::pow(10.0, (levelDb + 23.0) / 20.0) / sum * y);
+    }
+  }
+  if (isBrown) {  // the sum, above 20 Hz
+    const double k = rate / (20.0 * std::numbers::pi);
+    double y = 0.0;
+    for (float& sample : noise) {
+      y = (k * double{sample} + (k - 1.0) * y) / (k + 1.0);
+      sample = static_cast<float>(0.0298538245 * std::sqrt(ratio) * y);
+    }
+  }
+  if (type == NoiseGenerator::kDark) {
+    for (float& sample : noise) sample *= static_cast<float>(0.223872095 * std::sqrt(ratio));
+  }
+  for (float& sample : noise) sample = std::clamp(sample, -1.0f, 1.0f);
+  return noise;
+}
+
+TEST(NoiseGenerator, EveryColourHasTheLevelOfItsFormulaAtEveryRate) {
+  for (const float rate : {22050.0f, 44100.0f, 46000.0f, 47999.0f, 48000.0f, 96000.0f, 192000.0f}) {
+    const std::vector<float> white = Noise(NoiseGenerator::kWhite, rate, 5).Run(1 << 18);
+    for (uint32_t type = 0; type < NoiseGenerator::kVariable; ++type) {
+      const double level = test::MeanSquare(Noise(type, rate, 5).Run(1 << 18), 1 << 16);
+      const double expected = test::MeanSquare(ByFormula(white, type, static_cast<double>(rate)), 1 << 16);
+      EXPECT_NEAR(10.0 * std::log10(level / expected), 0.0, 0.05)
+          << NoiseGenerator::kTypeNames[type] << " at " << rate;
+    }
+  }
 }
 
 TEST(NoiseGenerator, TheVariableColourPassesThroughItsNeighbours) {

@@ -2,10 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 using P = PitchShifter;
 constexpr double kRate = 48000.0;

@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "tests/dsp/effects/EffectRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
@@ -59,6 +59,23 @@ TEST(DattorroCore, FirstReachesTheLeftAfterItsFirstTapWithTheSignsOfTheDiffusers
     const auto rightTap = static_cast<uint32_t>(121.0f * (rate * 3.360101982e-05f));
     for (uint32_t i = 0; i < rightTap; ++i) ASSERT_EQ(out.right[i], 0.0f) << i;
   }
+}
+
+TEST(DattorroCore, EachDiffuserEchoesAfterItsLength) {
+  Tank tank(29761.0f);
+  tank.Set(Core::kExcursion, 0.0f);
+  const Stereo out = ImpulseResponse(tank, 4800);
+  const auto direct = static_cast<double>(out.left[265]);
+  const struct {
+    uint32_t length;
+    double gain;
+  } diffusers[] = {{142, 0.75}, {277, 0.625}, {379, 0.625}, {407, 0.75}};
+  for (const auto& [length, gain] : diffusers) {  // an all-pass: gain at once, 1 - gain^2 after its length
+    const uint32_t at = 265 + length - 1;         // the scale is a little low
+    EXPECT_NEAR(static_cast<double>(out.left[at]), direct * (1.0 - gain * gain) / gain, 1e-6) << length;
+    EXPECT_NEAR(out.left[at - 5], 0.0, 1e-6) << length;
+  }
+  EXPECT_NEAR(out.left[265 + 106], 0.0, 1e-6);
 }
 
 TEST(DattorroCore, PredelayMovesEverythingByItsTime) {

@@ -8,7 +8,7 @@
 #include <random>
 
 #include "dsp/effects/TriangleFold.h"
-#include "tests/dsp/effects/EffectRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
@@ -75,6 +75,9 @@ TEST(Wavefolder, TriangleReturnsAtEachOddNumberAndKeepsItsAntiderivative) {
     const double slope = (FoldTriangleIntegral(x + 1e-4) - FoldTriangleIntegral(x - 1e-4)) / 2e-4;
     EXPECT_NEAR(slope, FoldTriangle(x), 1e-4) << x;
   }
+  const auto jump = [](double x) { return FoldTriangleIntegral(x + 1e-9) - FoldTriangleIntegral(x - 1e-9); };
+  EXPECT_NEAR(jump(901.0), 0.0, 1e-6);
+  EXPECT_NEAR(jump(1011.0), -1011.0 * 1011.0, 1e-3);  // beyond 500 folds the parts no longer join
 }
 
 // A 2.4 kHz sine driven into some folds: what is not a harmonic of it is alias.

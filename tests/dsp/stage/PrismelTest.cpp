@@ -6,10 +6,12 @@
 #include <cmath>
 #include <numbers>
 
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 constexpr float kRate = 48000.0f;
 constexpr uint32_t kBlock = 48;

@@ -13,6 +13,7 @@
 #include "host/ParameterTable.h"
 #include "plugin/standalone/Instrument.h"
 #include "tests/support/RealTimeGuard.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::plugin {
 namespace {
@@ -126,9 +127,8 @@ TEST_F(StandaloneTest, SoundsAsTheCoreDoesForInputAndFile) {
   instrument.Run();
   alone.Activate(kRate);
   const std::string path = WriteSine("a.wav", 48000, 2, 5000);
-  std::vector<float> noise(3000), left(3000), right(3000);
-  uint32_t random = 1;
-  for (float& sample : noise) sample = static_cast<float>(random = random * 1664525u + 1013904223u) / 8e9f;
+  const std::vector<float> noise = test::Noise(3000, 1, 0.5f);
+  std::vector<float> left(3000), right(3000);
   for (const uint32_t frames : {256u, 1u, 3000u, 0u, 777u, 64u}) {
     for (const bool isFile : {false, true}) {
       if (isFile) {

@@ -9,11 +9,13 @@
 #include "dsp/effects/BitCrusher.h"
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
-#include "tests/dsp/effects/ModuleRig.h"
+#include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
 namespace Vantora::dsp {
 namespace {
+
+using namespace test;
 
 constexpr uint32_t kBlock = 48;
 
@@ -58,14 +60,14 @@ void ExpectSameBits(uint32_t clones, Make make, Move move) {
       // After a third of the way the signal dies, so that the tails are compared too.
       const Samples x = Noise(kBlock, static_cast<uint32_t>(draw()), round < 50 ? 1.0f : 0.0f);
       for (ModuleRig* rig : {pair.aloneRig.get(), pair.bankedRig.get()}) {
-        std::copy(x.begin(), x.end(), rig->Inputs()[0]);
-        rig->ProcessBlock(count);
+        std::copy(x.begin(), x.end(), rig->inputs[0]);
+        rig->Process(count);
       }
     }
     bank.Run(count);
     for (uint32_t i = 0; i < clones; ++i) {
-      const float* expected = pairs[i].aloneRig->Outputs()[0];
-      const float* actual = pairs[i].bankedRig->Outputs()[0];
+      const float* expected = pairs[i].aloneRig->outputs[0];
+      const float* actual = pairs[i].bankedRig->outputs[0];
       ASSERT_TRUE(SameBits(Samples(expected, expected + kBlock), Samples(actual, actual + kBlock)))
           << "clone " << i << " of " << clones << ", round " << round << ", " << count << " samples";
     }
@@ -169,13 +171,13 @@ TEST(LaneBank, RunsWithoutAllocation) {
   filter.SetAllowedModes({11});
   filter.SetBank(&bank);
   ModuleRig rig(filter, 7, 2);
-  rig.ProcessBlock(48);
+  rig.Process(48);
   bank.Open();
-  rig.ProcessBlock(48);
+  rig.Process(48);
   bank.Run(48);
   EXPECT_REAL_TIME({
     bank.Open();
-    rig.ProcessBlock(48);
+    rig.Process(48);
     bank.Run(48);
   });
 }

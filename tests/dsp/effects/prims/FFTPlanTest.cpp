@@ -11,17 +11,12 @@
 #include <random>
 #include <tuple>
 #include <vector>
+#include "tests/support/Signals.h"
 
 namespace Vantora::prims {
 namespace {
 
-std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
-  std::mt19937 generator(seed);
-  std::uniform_real_distribution<float> distribution(-1.0f, 1.0f);
-  std::vector<float> noise(count);
-  for (float& x : noise) x = distribution(generator);
-  return noise;
-}
+using test::Noise;
 
 // Transform of a real signal by its definition's recursion, in double.
 std::vector<std::complex<double>> Exact(const std::vector<std::complex<double>>& x) {

@@ -12,21 +12,16 @@
 #include "dsp/effects/prims/FIRUpDownsampler.h"
 #include "dsp/effects/prims/SamplerTaps.h"
 #include "dsp/effects/prims/ScalarUpDownsampler.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::prims {
 namespace {
 
+using test::Noise;
+
 constexpr double kBaseRate = 48000.0;
 constexpr std::uint32_t kFactors[] = {2, 4, 6, 8, 16, 32};
 constexpr std::uint32_t kLatencies[] = {47, 51, 46, 48, 46, 44};
-
-std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
-  std::mt19937 generator(seed);
-  std::uniform_real_distribution<float> distribution(-1.0f, 1.0f);
-  std::vector<float> noise(count);
-  for (float& x : noise) x = distribution(generator);
-  return noise;
-}
 
 std::vector<float> Up(Oversampler& sampler, const std::vector<float>& in) {
   std::vector<float> out(in.size() * sampler.GetFactor());

@@ -10,17 +10,12 @@
 
 #include "dsp/effects/prims/AlignedBuffer.h"
 #include "dsp/effects/prims/VectorKernelTable.h"
+#include "tests/support/Signals.h"
 
 namespace Vantora::prims {
 namespace {
 
-std::vector<float> Noise(std::size_t count, std::uint32_t seed) {
-  std::mt19937 generator(seed);
-  std::uniform_real_distribution<float> distribution(-1.0f, 1.0f);
-  std::vector<float> noise(count);
-  for (float& x : noise) x = distribution(generator);
-  return noise;
-}
+using test::Noise;
 
 TEST(AlignedBuffer, StartsOnACacheLineHoldsZerosAndCopiesItsContents) {
   AlignedBuffer buffer(37);
