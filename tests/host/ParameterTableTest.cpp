@@ -53,8 +53,8 @@ TEST(ParameterTable, EveryParameterIsFoundByIndexUniqueNameAndId) {
   }
 }
 
-// Ids live in other people's songs, symbols in their programs, and songs automate positions: neither these nor the
-// value at a position (here 0, 1/2, 1 and where it starts) may ever change.
+// Ids live in other people's songs, symbols in their programs, and songs automate positions: neither these
+// nor the value at a position (here 0, 1/2, 1 and where it starts) may ever change.
 TEST(ParameterTable, KeepsItsPlacesItsIdsItsSymbolsAndItsRanges) {
   std::ifstream stored(std::string(PRISMEL_SOURCE_DIR) + "/tests/host/ParameterIds.txt");
   std::string line;

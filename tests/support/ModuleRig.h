@@ -13,8 +13,8 @@
 
 namespace Vantora::test {
 
-/// ModuleRig: a module with a buffer on every port, run block by block. All ports are connected, control ports
-/// not live; a test takes a port away by nulling its entry.
+/// ModuleRig: a module with a buffer on every port, run block by block. All ports are connected, control
+/// ports not live; a test takes a port away by nulling its entry.
 class ModuleRig {
  public:
   ModuleRig(dsp::Module& subject, uint32_t inputCount, uint32_t outputCount, float sampleRate = 48000.0f,
