@@ -118,7 +118,7 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
 
   /// True when `Process` would call the selected alternative and do nothing else: since the last block no
   /// parameter has moved and nothing was reset.
-  bool IsAtRest() const { return endedPlain && this->changed == 0 && !this->IsAnyOwnDirty(); }
+  bool IsAtRest() const { return StoodAtRest() && !this->IsAnyOwnDirty(); }
 
   /// The alternative that is running now.
   uint64_t Selected() const { return selected; }
@@ -131,6 +131,9 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
   }
 
  protected:
+  /// As `IsAtRest`, whatever parameters have moved since.
+  bool StoodAtRest() const { return endedPlain && this->changed == 0; }
+
   /// The alternative that "ModuleType" asks for.
   uint64_t Request() { return static_cast<uint64_t>(this->OwnValue(kModuleType)); }
 

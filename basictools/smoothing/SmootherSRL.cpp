@@ -17,7 +17,10 @@ void RenderLine(float* __restrict out, uint32_t count, float from, float step) n
 
 /// How many samples of a line lie before the first that has travelled `distance`, at most `count`.
 uint32_t SamplesBeforeLanding(uint32_t count, float step, float distance) noexcept {
-  uint32_t before = 0;
+  // The quotient is right but for roundings, and the line never falls back.
+  const float quotient = distance / step;
+  uint32_t before = quotient < static_cast<float>(count) ? static_cast<uint32_t>(quotient) : count;
+  while (before > 0 && !(static_cast<float>(before) * step < distance)) --before;
   while (before < count && static_cast<float>(before + 1) * step < distance) ++before;
   return before;
 }

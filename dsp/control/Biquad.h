@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "basictools/math/Float4.h"
+
 namespace Vantora::dsp {
 
 /// BiquadCoefficients: b0..a2 of y = b0 x + b1 x1 + b2 x2 - a1 y1 - a2 y2, as the second-order low-pass and
@@ -32,15 +34,17 @@ struct BiquadCoefficients {
 /// Reciprocal of a Butterworth section's Q, as the engine's filters hold it.
 inline constexpr float kButterworthInverseQ = 1.41421354f;
 
-/// Direct form one: the states are past inputs and outputs, so coefficients may change at any sample.
-struct BiquadDirectForm1 {
-  float x1 = 0.0f;
-  float x2 = 0.0f;
-  float y1 = 0.0f;
-  float y2 = 0.0f;
+/// Direct form one: the states are past inputs and outputs, so coefficients may change at any sample. `T` is a
+/// float, or a Float4 for as many channels at once.
+template <typename T>
+struct DirectForm1 {
+  T x1{};
+  T x2{};
+  T y1{};
+  T y2{};
 
-  float Tick(const BiquadCoefficients& k, float x) noexcept {
-    const float y = k.b0 * x + k.b1 * x1 + k.b2 * x2 - k.a1 * y1 - k.a2 * y2;
+  T Tick(const BiquadCoefficients& k, T x) noexcept {
+    const T y = k.b0 * x + k.b1 * x1 + k.b2 * x2 - k.a1 * y1 - k.a2 * y2;
     x2 = x1;
     x1 = x;
     y2 = y1;
@@ -48,18 +52,24 @@ struct BiquadDirectForm1 {
     return y;
   }
 };
+using BiquadDirectForm1 = DirectForm1<float>;
 
-/// Transposed direct form two: two states, for coefficients that stay.
-struct BiquadTransposed2 {
-  float z1 = 0.0f;
-  float z2 = 0.0f;
+/// Transposed direct form two: two states, for coefficients that stay. `T` as above.
+template <typename T>
+struct Transposed2 {
+  T z1{};
+  T z2{};
 
-  float Tick(const BiquadCoefficients& k, float s) noexcept {
-    const float y = k.b0 * s + z1;
+  T Tick(const BiquadCoefficients& k, T s) noexcept {
+    const T y = k.b0 * s + z1;
     z1 = k.b1 * s - k.a1 * y + z2;
     z2 = k.b2 * s - k.a2 * y;
     return y;
   }
 };
+using BiquadTransposed2 = Transposed2<float>;
+
+/// Left and right as the lower lanes: both channels' recursion for the instructions of one.
+inline Float4 MakeStereo(float left, float right) noexcept { return Float4{left, right, 0.0f, 0.0f}; }
 
 }  // namespace Vantora::dsp

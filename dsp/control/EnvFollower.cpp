@@ -113,6 +113,9 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
     double* squares;
     uint32_t size, newest, oldest;
     float* out;
+    const double* leaving;  // of this run, as are the next two
+    double* entering;
+    float* levels;
   };
   constexpr uint32_t kLongest = 64;
   Chain chains[kFollowers];
@@ -133,7 +136,10 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
                  size,
                  ring.writeIndex,
                  oldest,
-                 contexts[f]->Output(0)};
+                 contexts[f]->Output(0),
+                 nullptr,
+                 nullptr,
+                 nullptr};
   }
   const uint32_t count = contexts[0]->sampleCount;
   double squares[kFollowers][kLongest];
@@ -143,20 +149,25 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
     for (const Chain& c : chains) run = std::min({run, c.size - c.newest, c.size - c.oldest});
     for (uint32_t f = 0; f < kFollowers; ++f)
       followers[f]->WriteSquares(*contexts[f], start, run, squares[f]);
-    for (uint32_t i = 0; i < run; ++i) {
+    for (Chain& c : chains) {
+      c.leaving = c.squares + c.oldest;
+      c.entering = c.squares + c.newest;
+      c.levels = c.out + start;
+    }
+    for (std::size_t i = 0; i < run; ++i) {
       for (uint32_t f = 0; f < kFollowers; ++f) {
         Chain& c = chains[f];
         const double square = squares[f][i];
-        c.sum = c.sum - c.squares[c.oldest + i] + square;
+        c.sum = c.sum - c.leaving[i] + square;
         // Also while the ring still holds values: it stops the rounding drift of the running sum.
         if (c.sum < 1e-10) c.sum = 0.0;
-        c.squares[c.newest + i] = square;
+        c.entering[i] = square;
         const float rms = std::sqrt(static_cast<float>(c.sum));
         // Intended: this path compares before the gain, the peak path after it.
         // EnvFollower.GateComparesBehindTheGainForPeaksAndBeforeItForRms holds it.
         const float t = !kGate || rms > c.threshold ? c.gain * rms : 0.0f;
         c.level = Follow(c.level, t, kOneSpeed || !(c.level > t) ? c.attack : c.release);
-        c.out[start + i] = c.level;
+        c.levels[i] = c.level;
       }
     }
     for (Chain& c : chains) {

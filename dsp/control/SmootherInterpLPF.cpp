@@ -58,17 +58,19 @@ void SmootherInterpLPF::RenderSideBySide(SmootherInterpLPF* const* smoothers, fl
     for (uint32_t r = 0; r < runCount; ++r) moving[r]->Land(count < 4 ? 0.0 : runs[r].last, count);
     runCount = 0;
   };
+  const auto add = [&](SmootherInterpLPF& smoother, const LineAndDecay& run) {
+    moving[runCount] = &smoother;
+    runs[runCount++] = run;
+    if (runCount == kMost) render();
+  };
   for (uint32_t i = 0; i < smootherCount; ++i) {
     SmootherInterpLPF& smoother = *smoothers[i];
     if (smoother.current == smoother.target) {
       std::fill_n(outs[i], WholeQuads(count), static_cast<float>(smoother.target));
     } else if (smoother.counter >= smoother.steps - 1) {
-      smoother.RenderDecay(outs[i], count);
-      smoother.ramp = smoother.target;
+      add(smoother, smoother.Decay(outs[i]));
     } else {
-      moving[runCount] = &smoother;
-      runs[runCount++] = smoother.Line(outs[i]);
-      if (runCount == kMost) render();
+      add(smoother, smoother.Line(outs[i]));
     }
   }
   if (runCount > 0) render();
@@ -84,9 +86,17 @@ LineAndDecay SmootherInterpLPF::Line(float* out) const noexcept {
           out,  0.0};
 }
 
+// What is left of a glide once its line has landed. A slope of minus nothing keeps a target of minus nothing.
+LineAndDecay SmootherInterpLPF::Decay(float* out) const noexcept {
+  const double p = 1.0 - coef;
+  const double d = current - target;
+  return {target, -0.0, 0.0, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p},
+          out,    0.0};
+}
+
 void SmootherInterpLPF::Land(double last, uint32_t count) noexcept {
   current = last;
-  counter += count;
+  if (counter < steps - 1) counter += count;
   ramp = target;
 }
 

@@ -49,6 +49,7 @@ class SmootherInterpLPF : public SmootherLPF {
  protected:
   void StartLine(double from, double to) noexcept;
   LineAndDecay Line(float* out) const noexcept;
+  LineAndDecay Decay(float* out) const noexcept;
   void Land(double last, uint32_t count) noexcept;
 
   uint32_t steps = 1;  // ticks a line

@@ -26,7 +26,9 @@ class SmootherLPF : public Smoother<double> {
 
   /// Changes the time, in seconds, at least 1e-12. A glide in progress goes on with the new one.
   void SetTime(double seconds) noexcept {
-    time = std::max(seconds, 1e-12);
+    const double wanted = std::max(seconds, 1e-12);
+    if (wanted == time) return;
+    time = wanted;
     UpdateCoefficients();
   }
 

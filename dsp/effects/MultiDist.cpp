@@ -83,7 +83,9 @@ void MultiDist::DoReset(bool) {
   outputGain.SetValue(OutputGainTarget());
 }
 
-float MultiDist::OutputGainTarget() { return DbToGain(Value(kOutputGain) + Value(kGainStagingOut)); }
+float MultiDist::OutputGainTarget() {
+  return outputGainOf(Value(kOutputGain) + Value(kGainStagingOut), DbToGain);
+}
 
 void MultiDist::ReadSwitches() {
   if (IsDirty(kStereo)) channelCount = Value(kStereo) > 0.5f ? 2 : 1;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "basictools/BlockBuffers.h"
+#include "basictools/LastValue.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/MultiDistRows.h"
@@ -87,6 +88,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   bool isUpsampling = false;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF outputGain{0.01f};  // factor
+  LastValue outputGainOf;
 
   // One block each, in one allocation.
   BlockBuffers workspace;

@@ -7,7 +7,6 @@
 
 #include "basictools/math/Decibels.h"
 #include "basictools/math/WholeQuads.h"
-#include "dsp/effects/DriveGain.h"
 #include "dsp/effects/TriangleFold.h"
 #include "dsp/effects/distortion/DistortionKernels.h"
 
@@ -116,29 +115,75 @@ bool Wavefolder::UpdateParams(ProcessContext& context) {
   const bool isFresh = IsChanged();
   drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
   wet.SnapOrGlide(Param(kWet).ReadValueModulated(context, 2), isFresh);
-  outputGain.SnapOrGlide(DbToGain(Value(kOutputGain) + Value(kGainStagingOut)), isFresh);
+  outputGain.SnapOrGlide(outputGainOf(Value(kOutputGain) + Value(kGainStagingOut), DbToGain), isFresh);
   isDriveSettled = drive.IsSettled();
   isWetSettled = wet.IsSettled();
-  if (!isDriveSettled || !isWetSettled || resting.count < WholeQuads(context.sampleCount) ||
-      resting.drive != drive.Target() || resting.wet != wet.Target()) {
-    drive.Render(driveDb, context.sampleCount);
-    wet.Render(wets, context.sampleCount);
-  }
+  glides = !isDriveSettled || !isWetSettled || resting.count < WholeQuads(context.sampleCount) ||
+           resting.drive != drive.Target() || resting.wet != wet.Target();
   return true;
 }
 
 uint32_t Wavefolder::DoProcess(ProcessContext& context) {
   const uint32_t count = WholeQuads(context.sampleCount);
+  const auto ports = [&](uint32_t c) {
+    return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 4) : nullptr,
+                 isFeedbackOn ? context.Output(c + 2) : nullptr};
+  };
+  if (bank != nullptr && !IsChanged() && channelCount == 1) {
+    if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
+      *block = {this, ports(0)};
+      return 1;
+    }
+  }
+  Wavefolder* const self = this;
+  RenderGains(&self, 1, context.sampleCount);
   if (count == 0) return 1;
-  RenderGains(count);
   float peak = 0.0f;
-  for (uint32_t c = 0; c < channelCount; ++c) peak = std::max(peak, ProcessChannel(context, c, count));
+  for (uint32_t c = 0; c < channelCount; ++c)
+    peak = std::max(peak, ProcessChannel(channels[c], ports(c), count));
   Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
   return 1;
 }
 
-void Wavefolder::RenderGains(uint32_t count) {
-  const DistortionKernelTable& kernels = DistortionKernels();
+void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
+  Wavefolder* folders[LaneBank::kCapacity] = {};
+  for (uint32_t b = 0; b < blockCount; ++b) folders[b] = blocks[b].folder;
+  RenderGains(folders, blockCount, sampleCount);
+  const uint32_t count = WholeQuads(sampleCount);
+  if (count == 0) return;
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    Wavefolder& folder = *folders[b];
+    const float peak = folder.ProcessChannel(folder.channels[0], blocks[b].ports, count);
+    folder.Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
+  }
+}
+
+void Wavefolder::RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount) {
+  constexpr uint32_t kMost = LaneBank::kCapacity;
+  SmootherInterpLPF* smoothers[2 * kMost] = {};
+  float* ramps[2 * kMost] = {};
+  uint32_t gliding = 0;
+  for (uint32_t f = 0; f < folderCount; ++f) {
+    Wavefolder& folder = *folders[f];
+    if (!folder.glides) continue;
+    smoothers[gliding] = &folder.drive;
+    ramps[gliding++] = folder.driveDb;
+    smoothers[gliding] = &folder.wet;
+    ramps[gliding++] = folder.wets;
+  }
+  SmootherInterpLPF::RenderSideBySide(smoothers, ramps, gliding, sampleCount);
+  const uint32_t count = WholeQuads(sampleCount);
+  if (count == 0) return;
+  FoldGains moving[kMost];
+  uint32_t movingCount = 0;
+  for (uint32_t f = 0; f < folderCount; ++f) {
+    if (folders[f]->PrepareGains(count)) moving[movingCount++] = folders[f]->GainsOf(count);
+  }
+  if (movingCount > 0) DistortionKernels().foldGains(moving, movingCount);
+}
+
+// False when the buffers hold the block's gains already.
+bool Wavefolder::PrepareGains(uint32_t count) {
   const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
   if (IsChanged() && isCompensating) compensation.Snap();
   // What the buffers hold while nothing moves stays in them.
@@ -147,49 +192,47 @@ void Wavefolder::RenderGains(uint32_t count) {
                          isTriangle,     isCompensating, count};
   if (isLevel && resting.Covers(now) && (!isCompensating || compensation.StandsAt(compensations[0]))) {
     if (!isCompensating) compensation.SwitchOff();
-    return;
+    return false;
   }
-
   if (isCompensating) {
-    const float gain = DbToGain(LookUpCompensation(table, driveDb[count - 1]));
+    const float gain = compensationGainOf(LookUpCompensation(table, driveDb[count - 1]), DbToGain);
     isLevel = isLevel && compensation.StandsAt(gain);
     compensation.Render(gain, compensations, count);
   } else {
     compensation.SwitchOff();
     std::fill_n(compensations, count, 1.0f);
   }
-  RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
-  const uint32_t different = isDriveSettled ? 4 : count;
-  kernels.foldGains(driveGains, roots, inverses, WholeVectors(different));
-  std::fill(roots + different, roots + count, roots[0]);
-  std::fill(inverses + different, inverses + count, inverses[0]);
   outputGain.Render(wetGains, count);
-  for (uint32_t i = 0; i < count; ++i) {
-    const float gain = wets[i] * wetGains[i] * inverses[i];
-    wetGains[i] = gain * compensations[i];
-  }
   resting = isLevel ? now : RestingGains{};
+  return true;
 }
 
-float Wavefolder::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
-  const float* in = context.Input(index);
-  float* out = context.Output(index);
+FoldGains Wavefolder::GainsOf(uint32_t count) const {
+  return {.dB = driveDb,
+          .wet = wets,
+          .compensation = compensations,
+          .gain = driveGains,
+          .root = roots,
+          .inverse = inverses,
+          .wetGain = wetGains,
+          .count = count,
+          .different = isDriveSettled ? 4 : count};
+}
+
+float Wavefolder::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {
+  const auto [in, out, feedback, send] = ports;
   if (in == nullptr || out == nullptr) return 0.0f;
   const DistortionKernelTable& kernels = DistortionKernels();
   kernels.multiplyTwice(in, driveGains, roots, driven, count);
-  const float* feedback = isFeedbackOn ? context.Input(index + 4) : nullptr;
   if (feedback != nullptr) {
     for (uint32_t i = 0; i < count; ++i) driven[i] += feedback[i];
   }
   const float peak = kernels.peak(driven, count);
-
-  Channel& channel = channels[index];
   if (isUpsampling) {
     FoldOversampled(channel, count);
   } else {
     Fold(channel, driven, count, peak);
   }
-  float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
   if (send != nullptr) std::copy_n(driven, count, send);
   kernels.mixFolded(in, wets, wetGains, driven, out, count);
   return peak;

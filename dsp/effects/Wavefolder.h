@@ -6,10 +6,13 @@
 #include <vector>
 
 #include "basictools/BlockBuffers.h"
+#include "basictools/LastValue.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/FoldFilter.h"
 #include "dsp/effects/WavefolderRows.h"
+#include "dsp/effects/bank/LaneBank.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
 #include "engine/UnitModule.h"
 
 namespace Vantora::dsp {
@@ -48,6 +51,9 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
+  /// From now on `DoProcess` hands a mono block to `shared`, while that is open. Null: never.
+  void SetBank(LaneBank* shared) { bank = shared; }
+
  private:
   struct Channel {
     float previous = 0.0f;  // input of the fold, one sample ago
@@ -72,8 +78,25 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
 
   void ReadSwitches();
   void ClearSamplers();
-  void RenderGains(uint32_t count);
-  float ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count);
+  /// A channel's ports; the last two may be null.
+  struct Ports {
+    const float* in;
+    float* out;
+    const float* feedback;
+    float* send;
+  };
+
+  /// A mono block in the bank.
+  struct SharedBlock {
+    Wavefolder* folder;
+    Ports ports;
+  };
+  static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
+  static void RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount);
+
+  bool PrepareGains(uint32_t count);
+  FoldGains GainsOf(uint32_t count) const;
+  float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Fold(Channel& channel, float* data, uint32_t count, float peak);
   void FoldOversampled(Channel& channel, uint32_t count);
 
@@ -85,10 +108,13 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool isFeedbackOn = false;
   bool isDriveSettled = false;  // throughout the block, as is the next
   bool isWetSettled = false;
+  bool glides = false;  // drive and wet are to be rendered
   uint32_t channelCount = 1;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1
   SmootherInterpLPF outputGain{0.01f};  // factor
+  LastValue outputGainOf, compensationGainOf;
+  LaneBank* bank = nullptr;  // the owner's
 
   // One block each, in one allocation.
   BlockBuffers workspace;

@@ -64,34 +64,34 @@ template <bool kLowPass>
 void FeedbackPath::FilterSides(const std::array<const float*, 2>& wetSums, uint32_t count,
                                const LowPassAlongside* lowPass) {
   const BiquadCoefficients k = highPass;
-  BiquadTransposed2 a = highPassStates[0];
-  BiquadTransposed2 b = highPassStates[1];
+  Transposed2<Float4> loop = highPassStates;
   const float* left = wetSums[0];
   const float* right = wetSums[1];
   float* __restrict filteredLeft = filtered[0].data();
   float* __restrict filteredRight = filtered[1].data();
   if constexpr (kLowPass) {
     const BiquadCoefficients m = *lowPass->coefficients;
-    BiquadDirectForm1 c = (*lowPass->states)[0];
-    BiquadDirectForm1 d = (*lowPass->states)[1];
+    DirectForm1<Float4> output = *lowPass->states;
     float* outLeft = lowPass->out[0];  // may be the sum itself
     float* outRight = lowPass->out[1];
     for (uint32_t i = 0; i < count; ++i) {
-      const float x = left[i];
-      const float y = right[i];
-      filteredLeft[i] = a.Tick(k, x);
-      filteredRight[i] = b.Tick(k, y);
-      outLeft[i] = c.Tick(m, x);
-      outRight[i] = d.Tick(m, y);
+      const Float4 x = MakeStereo(left[i], right[i]);
+      const Float4 y = loop.Tick(k, x);
+      const Float4 z = output.Tick(m, x);
+      filteredLeft[i] = y[0];
+      filteredRight[i] = y[1];
+      outLeft[i] = z[0];
+      outRight[i] = z[1];
     }
-    *lowPass->states = {c, d};
+    *lowPass->states = output;
   } else {
     for (uint32_t i = 0; i < count; ++i) {
-      filteredLeft[i] = a.Tick(k, left[i]);
-      filteredRight[i] = b.Tick(k, right[i]);
+      const Float4 y = loop.Tick(k, MakeStereo(left[i], right[i]));
+      filteredLeft[i] = y[0];
+      filteredRight[i] = y[1];
     }
   }
-  highPassStates = {a, b};
+  highPassStates = loop;
 }
 
 // While the delay stands and is longer than the block, all reads lie in front of the block's writes.

@@ -53,7 +53,7 @@ class FeedbackPath {
   /// A low-pass of the owner's over the same sums, run in the same loop: its recursions wait while these do.
   struct LowPassAlongside {
     const BiquadCoefficients* coefficients;
-    std::array<BiquadDirectForm1, 2>* states;
+    DirectForm1<Float4>* states;
     std::array<float*, 2> out;  ///< may be the sums
   };
 
@@ -74,7 +74,7 @@ class FeedbackPath {
   SmootherInterpLPF delay{0.2f};  // samples
   SmootherInterpLPF gain{0.01f};
   std::array<DelayLine, 2> lines;
-  std::array<BiquadTransposed2, 2> highPassStates;
+  Transposed2<Float4> highPassStates;
   std::array<float*, 2> outputs{};
   bool isDelaySettled = false;            // throughout the block
   std::array<AlignedFloats, 2> past;      // a block of each side and the three neighbours that a read takes

@@ -24,6 +24,7 @@ FxVariant::FxVariant(std::string text, uint32_t seed)
 void FxVariant::SetLaneBank(LaneBank* bank) {
   Child<kFxBandPass>().SetBank(bank);
   Child<kFxBitCrusher>().SetBank(bank);
+  Child<kFxDistortion>().SetBank(bank);
   Child<kFxHarmonizer>().SetBank(bank);
 }
 

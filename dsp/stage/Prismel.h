@@ -121,7 +121,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   bool lowPassRuns = false;
   BiquadCoefficients highPass;
   BiquadCoefficients lowPass;
-  std::array<BiquadDirectForm1, 2> lowPassStates;
+  DirectForm1<Float4> lowPassStates;
 
   // Levels, spread and read-outs.
   SmootherInterpLPF wet{0.01f};

@@ -42,20 +42,37 @@ uint32_t PrismelDistoVariant::DoProcess(ProcessContext& context) {
   return ModuleVariant::DoProcess(inner);
 }
 
+// Then an update would find nothing to do: what "Drive" moves lies in the alternatives.
+bool PrismelDistoVariant::OnlyDriveMoves() const {
+  if (!StoodAtRest()) return false;
+  if (!IsAnyOwnDirty()) return true;
+  for (uint32_t own = 0; own < kParamCount - kOwnBase; ++own) {
+    if (own != kDrive && IsOwnDirty(own)) return false;
+  }
+  return true;
+}
+
 uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
-  if (!IsAtRest()) {
+  if (!OnlyDriveMoves()) {
     context.inputCount = kInputCount;
     context.outputCount = kOutputCount;
     return Process(context);
   }
+  uint32_t result;
   if (Selected() == kWavefolder) {
     context.inputCount = Wavefolder::kInputCount;
     context.outputCount = Wavefolder::kOutputCount;
-    return Child<kWavefolder>().ProcessAs<Wavefolder>(context);
+    Wavefolder& folder = Child<kWavefolder>();
+    folder.SetBank(bank);  // for this call alone: elsewhere a fade may follow
+    result = folder.ProcessAs<Wavefolder>(context);
+    folder.SetBank(nullptr);
+  } else {
+    context.inputCount = MultiDist::kInputCount;
+    context.outputCount = MultiDist::kOutputCount;
+    result = Child<kShaper>().ProcessAs<MultiDist>(context);
   }
-  context.inputCount = MultiDist::kInputCount;
-  context.outputCount = MultiDist::kOutputCount;
-  return Child<kShaper>().ProcessAs<MultiDist>(context);
+  SetDirty(false);
+  return result;
 }
 
 }  // namespace Vantora::dsp

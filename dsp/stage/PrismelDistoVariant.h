@@ -39,15 +39,28 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   /// connected. At rest the alternative is called itself.
   uint32_t ProcessMono(ProcessContext& context);
 
+  /// From now on `ProcessMono` may leave a block to `shared`. Null: never.
+  void SetBank(LaneBank* shared) { bank = shared; }
+
   /// True when writing `drive`, in dB, would change nothing: it stands there, and nobody has moved what
   /// follows it.
   bool StandsAtDrive(float drive) {
-    return OwnValue(kDrive) == drive && !IsAnyOwnDirty() && !Child<kWavefolder>().HasNews() &&
-           !Child<kShaper>().HasNews();
+    return OwnValue(kDrive) == drive && !IsAnyOwnDirty() &&
+           FollowsDrive(Child<kWavefolder>(), WavefolderKnobs::kDrive) &&
+           FollowsDrive(Child<kShaper>(), MultiDistKnobs::kDrive);
   }
 
  private:
   enum Alternative : uint32_t { kWavefolder, kShaper };
+
+  bool OnlyDriveMoves() const;
+
+  /// Of an alternative that doesn't run, news stay news.
+  bool FollowsDrive(UnitModule& alternative, uint32_t index) {
+    return !alternative.HasNews() || alternative.Param(index).GetNormalized() == OwnNormalized(kDrive);
+  }
+
+  LaneBank* bank = nullptr;  // the owner's
 };
 
 }  // namespace Vantora::dsp

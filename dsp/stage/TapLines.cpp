@@ -68,13 +68,13 @@ void TapLines::WriteSides(const Input& input, float* __restrict left, float* __r
   }
   if constexpr (kHighPass) {
     const BiquadCoefficients k = *input.highPass;
-    BiquadDirectForm1 a = states[0];
-    BiquadDirectForm1 b = states[1];
+    DirectForm1<Float4> both = states;
     for (uint32_t i = 0; i < count; ++i) {
-      left[i] = a.Tick(k, left[i]);
-      right[i] = b.Tick(k, right[i]);
+      const Float4 y = both.Tick(k, MakeStereo(left[i], right[i]));
+      left[i] = y[0];
+      right[i] = y[1];
     }
-    states = {a, b};
+    states = both;
   }
 }
 

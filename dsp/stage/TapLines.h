@@ -54,7 +54,7 @@ class TapLines {
 
   static constexpr uint32_t kBlocks = 32;  // from one way back to the next
 
-  std::array<BiquadDirectForm1, 2> states;
+  DirectForm1<Float4> states;          // of the high-pass, both sides
   std::array<AlignedFloats, 2> lines;  // each a vector of room, the past, and blocks behind it
   std::array<float*, 2> block{};       // where the present block starts in them
   uint32_t longest = 0;                // samples of past

@@ -6,6 +6,7 @@
 
 #include "basictools/math/VectorExpLog.h"
 #include "basictools/math/VectorSine.h"
+#include "basictools/math/WholeQuads.h"
 
 #include "dsp/effects/prims/SimdTargets.h"
 
@@ -53,19 +54,57 @@ float Peak(const float* HWY_RESTRICT data, uint32_t count) {
   return FromBits(peak);
 }
 
+constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
+
 void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
-  constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
   for (uint32_t i = 0; i < count; ++i) gain[i] = ExpFloat4(dB[i] * kNepersPerDb);
 }
 
-void FoldGains(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, float* HWY_RESTRICT inverse,
-               uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i) {
-    const float r = PowFloat4(gain[i], 0.25f);
-    root[i] = r;
-    // A drive so low that g is 0 is silence, not 0 times infinity.
-    const float reciprocal = 1.0f / r;
-    inverse[i] = Choose(r > 0.0f, reciprocal, 0.0f);
+// Applies a formula to the samples of some blocks that differ: one vector of the widest kind at a time, in
+// arrays of its own, so that the compiler sees that nothing overlaps. `from` and `to` are buffers of a block.
+template <typename From, typename Formula>
+HWY_INLINE void ForAllBlocks(const FoldGains* blocks, uint32_t blockCount, From from, float* FoldGains::*to,
+                             Formula formula) {
+  constexpr uint32_t kPiece = kVectorPadding;
+  for (const FoldGains* b = blocks; b < blocks + blockCount; ++b) {
+    for (uint32_t i = 0; i < b->different; i += kPiece) {
+      alignas(64) float x[kPiece];
+      alignas(64) float y[kPiece];
+      std::copy_n(b->*from + i, kPiece, x);
+      std::copy_n(b->*to + i, kPiece, y);
+      for (uint32_t k = 0; k < kPiece; ++k) y[k] = formula(x[k], y[k]);
+      std::copy_n(y, kPiece, b->*to + i);
+    }
+  }
+}
+
+// Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead by
+// a few vectors only.
+void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
+  const auto apply = [&](auto from, float* FoldGains::*to, auto formula)
+                         HWY_ATTR { ForAllBlocks(blocks, blockCount, from, to, formula); };
+  apply(&FoldGains::dB, &FoldGains::gain,
+        [](float dB, float) HWY_ATTR { return ExpFloat4(dB * kNepersPerDb); });
+  // The fourth root, in the steps of PowFloat4.
+  apply(&FoldGains::gain, &FoldGains::root,
+        [](float gain, float) HWY_ATTR { return LogFloat4(gain) * 0.25f; });
+  apply(&FoldGains::gain, &FoldGains::root,
+        [](float gain, float power) HWY_ATTR { return Choose(gain > 0.0f, ExpFloat4(power), 0.0f); });
+  // A drive so low that g is 0 is silence, not 0 times infinity.
+  apply(&FoldGains::root, &FoldGains::inverse, [](float root, float) HWY_ATTR {
+    const float reciprocal = 1.0f / root;
+    return Choose(root > 0.0f, reciprocal, 0.0f);
+  });
+  for (const FoldGains* b = blocks; b < blocks + blockCount; ++b) {
+    if (b->different < b->count) {
+      for (float* numbers : {b->gain, b->root, b->inverse})
+        std::fill(numbers + b->different, numbers + b->count, numbers[0]);
+    }
+    const float* HWY_RESTRICT wet = b->wet;
+    const float* HWY_RESTRICT inverse = b->inverse;
+    const float* HWY_RESTRICT compensation = b->compensation;
+    float* HWY_RESTRICT wetGain = b->wetGain;
+    for (uint32_t i = 0; i < b->count; ++i) wetGain[i] = wet[i] * wetGain[i] * inverse[i] * compensation[i];
   }
 }
 
@@ -91,7 +130,7 @@ constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
           .foldTriangle = FoldTriangle,
           .peak = Peak,
           .driveGains = DriveGains,
-          .foldGains = FoldGains,
+          .foldGains = RunFoldGains,
           .multiply = Multiply,
           .multiplyTwice = MultiplyTwice,
           .mixFolded = MixFolded};

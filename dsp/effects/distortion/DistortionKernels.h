@@ -7,6 +7,21 @@
 
 namespace Vantora::dsp {
 
+/// What a wavefolder multiplies with in a block, each a number a sample in room for whole vectors:
+/// gain = 10^(dB / 20), root = gain^0.25, inverse = 1 / root, or 0 for 0, and
+/// wetGain = wet * wetGain * inverse * compensation, from the left.
+struct FoldGains {
+  const float* dB;
+  const float* wet;
+  const float* compensation;
+  float* gain;
+  float* root;
+  float* inverse;
+  float* wetGain;      ///< holds the output gain before
+  uint32_t count;      ///< samples, a multiple of four
+  uint32_t different;  ///< from here on all decibels are those of the first sample
+};
+
 /// The loops of shaper and wavefolder over samples that don't depend on one another, for each instruction
 /// set, with the same bits on all of them. Exactly `count` samples each; arrays don't overlap, unless they
 /// are said to be one.
@@ -21,8 +36,8 @@ struct DistortionKernelTable {
   float (*peak)(const float* data, uint32_t count);
   /// gain = 10^(dB / 20).
   void (*driveGains)(const float* dB, float* gain, uint32_t count);
-  /// root = gain^0.25, inverse = 1 / root, or 0 for 0.
-  void (*foldGains)(const float* gain, float* root, float* inverse, uint32_t count);
+  /// The gains of some folders' blocks.
+  void (*foldGains)(const FoldGains* blocks, uint32_t blockCount);
   /// out = a * b.
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
   /// out = a * b * c, from the left; `out` may be `a`.

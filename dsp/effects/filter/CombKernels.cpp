@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "basictools/BitCast.h"
+
 #include "dsp/effects/prims/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -77,7 +79,11 @@ void Run(const CombBlock& block, uint32_t count) {
     uint32_t run = std::min(count - start, kLongestRun);
     float nearest = delays[0];
     if (!block.delayStands) {
-      for (uint32_t i = 1; i < run; ++i) nearest = std::min(nearest, delays[i]);
+      // As bits: numbers above 0 are in the order of their bits, and whole numbers the compiler compares side
+      // by side.
+      int32_t least = BitCast<int32_t>(nearest);
+      for (uint32_t i = 1; i < run; ++i) least = std::min(least, BitCast<int32_t>(delays[i]));
+      nearest = BitCast<float>(least);
     }
     const auto delay = static_cast<uint32_t>(nearest);
     if (delay < kShortestRun) {

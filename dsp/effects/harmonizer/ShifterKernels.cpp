@@ -316,6 +316,29 @@ void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count)
   }
 }
 
+// Where a head goes that will restart within the next chunk: from far memory, its first samples would hold up
+// the block they are read in. A guess: only the places matter, and to within a sample.
+void TouchRestarts(const ShifterBlock& block, uint32_t count) {
+  const ShifterHeads& heads = *block.heads;
+  const float pace = std::fabs(block.step);
+  const float size = std::fabs(block.semitones);
+  const auto ahead = [&](float place, uint32_t draw) {
+    const float rest = block.step > 0.0f ? 1.0f - place : place;
+    if (HWY_LIKELY(rest > pace * static_cast<float>(count))) return;
+    const auto first = std::min(static_cast<uint32_t>(rest / pace), count);
+    const auto drawn = static_cast<float>(XorshiftJump::Apply(heads.random, 2 * first + draw));
+    const float offset = size * 2.3283064e-10f * drawn * block.spraySize / (size + 0.01f);
+    const auto back = static_cast<int32_t>((block.step > 0.0f ? block.length : 0.0f) + offset);
+    const DelayLine::Ring ring = block.grain->GetRing();
+    const int32_t index = ring.writeIndex + static_cast<int32_t>(count + first) - back - 2;
+    const float* start = ring.data + (index < 0 ? index + ring.size : index);
+    for (uint32_t i = 0; i < 2 * kShifterChunk; i += kCacheLine) Touch(start + i);
+  };
+  if (pace == 0.0f) return;
+  ahead(HeadA(heads.phase), 1);
+  ahead(HeadB(heads.phase), 2);
+}
+
 // One shifter's chunk up to where its heads are and how loud.
 void Prepare(const ShifterBlock& block, const float* phases, HeadRows& rows, uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
@@ -326,6 +349,7 @@ void Prepare(const ShifterBlock& block, const float* phases, HeadRows& rows, uin
   }
   SprayHeads(block, rows, count, padded);
   TouchLines(block, rows, count);
+  TouchRestarts(block, count);
 }
 
 // GCC makes a string instruction of a short copy of unknown length, which takes longer to start than to run.
