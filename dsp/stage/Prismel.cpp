@@ -243,9 +243,10 @@ void Prismel::UpdateReadOuts(const ProcessContext& context, uint32_t type, float
 }
 
 void Prismel::UpdateSweep(float amount) {
-  const float depth = OwnRecord(kDetune).ToValue(amount) * 0.001f * sampleRate;
+  const float depth =
+      detuneOf(amount, [&](float x) { return OwnRecord(kDetune).ToValue(x); }) * 0.001f * sampleRate;
   sweepDepth.SnapOrGlide(depth, changed != 0);
-  const float rate = OwnRecord(kRate).ToValue(amount);
+  const float rate = rateOf(amount, [&](float x) { return OwnRecord(kRate).ToValue(x); });
   if (rate == sweepRate) return;
   sweepRate = rate;
   sweepLfo.SetRate(activeVoices, sweepRate, tickLength);

@@ -109,7 +109,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   TapLines taps;
 
   // Functions whose argument rests most of the time.
-  LastValue lowPassCurve, highPassCurve, inputGainOf, outputGainOf;
+  LastValue lowPassCurve, highPassCurve, inputGainOf, outputGainOf, detuneOf, rateOf;
 
   // Filters.
   SmootherSRL highPassPosition{0.05f, 1.0f};

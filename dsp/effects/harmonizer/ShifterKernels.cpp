@@ -97,21 +97,26 @@ void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t cou
 
 // Where the heads stand and how loud they are, in whole vectors; the loops are left to the compiler, which
 // knows the width. One vector in front of `delayA` belongs to the sample before.
-struct HeadRows {
+struct HeadPlaces {
   alignas(64) float delayA[kVector + kShifterChunk];
   alignas(64) float delayB[kShifterChunk];
   alignas(64) float gainA[kShifterChunk];
   alignas(64) float gainB[kShifterChunk];
+};
+
+// What the reads of one shifter's chunk need.
+struct HeadRows {
+  HeadPlaces* places;
   alignas(64) float sprayA[kShifterChunk];
   alignas(64) float sprayB[kShifterChunk];
 };
 
 template <bool kHalf>
-void PlaceHeads(const float* __restrict phases, float width, HeadRows& rows, uint32_t padded) {
-  float* __restrict delayA = rows.delayA + kVector;
-  float* __restrict delayB = rows.delayB;
-  float* __restrict gainA = rows.gainA;
-  float* __restrict gainB = rows.gainB;
+void PlaceHeads(const float* __restrict phases, float width, HeadPlaces& places, uint32_t padded) {
+  float* __restrict delayA = places.delayA + kVector;
+  float* __restrict delayB = places.delayB;
+  float* __restrict gainA = places.gainA;
+  float* __restrict gainB = places.gainB;
   for (uint32_t i = 0; i < padded; ++i) {
     const float a = HeadA(phases[i]);
     const float b = HeadB(phases[i]);
@@ -150,7 +155,7 @@ bool AnyRestart(const float* delayA, bool rising, uint32_t count) {
 void Restart16(const ShifterBlock& block, HeadRows& rows, uint32_t first, uint32_t end, uint32_t padded,
                uint32_t drawFrom) {
   ShifterHeads& heads = *block.heads;
-  const float* delayA = rows.delayA + kVector;
+  const float* delayA = rows.places->delayA + kVector;
   const float* before = delayA - 1;
   const bool rising = block.semitones >= 0.0f;
   const float size = std::fabs(block.semitones);
@@ -167,7 +172,7 @@ void Restart16(const ShifterBlock& block, HeadRows& rows, uint32_t first, uint32
 
 void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
   ShifterHeads& heads = *block.heads;
-  float* delayA = rows.delayA + kVector;
+  float* delayA = rows.places->delayA + kVector;
   delayA[-1] = heads.previousDelayA;
   const bool rising = block.semitones >= 0.0f;
   std::fill_n(rows.sprayA, padded, heads.sprayA);
@@ -249,10 +254,12 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
     const auto place = [&](const float* delays, const float* sprays) HWY_ATTR {
       return hn::Add(hn::Add(hn::Mul(hn::Load(d, delays + i), way), one), hn::Load(d, sprays + i));
     };
-    const LaneVector a = ReadHead<kZeros>(ring, firstIndex, place(rows.delayA + kVector, rows.sprayA));
-    const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.delayB, rows.sprayB));
-    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.gainA + i), a), hn::Mul(hn::Load(d, rows.gainB + i), b)), d,
-              out + i);
+    const LaneVector a =
+        ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayA + kVector, rows.sprayA));
+    const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayB, rows.sprayB));
+    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), a),
+                      hn::Mul(hn::Load(d, rows.places->gainB + i), b)),
+              d, out + i);
   }
 }
 
@@ -273,9 +280,9 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
   };
   for (uint32_t i = 0; i < padded; ++i) {
     const int32_t now = start + static_cast<int32_t>(i);
-    const float a = read(rows.delayA[kVector + i] * length + 1.0f + rows.sprayA[i], now);
-    const float b = read(rows.delayB[i] * length + 1.0f + rows.sprayB[i], now);
-    out[i] = rows.gainA[i] * a + rows.gainB[i] * b;
+    const float a = read(rows.places->delayA[kVector + i] * length + 1.0f + rows.sprayA[i], now);
+    const float b = read(rows.places->delayB[i] * length + 1.0f + rows.sprayB[i], now);
+    out[i] = rows.places->gainA[i] * a + rows.places->gainB[i] * b;
   }
 }
 
@@ -311,8 +318,8 @@ void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count)
   };
   for (uint32_t i = 0; i < count + stride; i += stride) {
     const uint32_t place = std::min(i, count - 1);
-    touch(rows.delayA + kVector, rows.sprayA, place);
-    touch(rows.delayB, rows.sprayB, place);
+    touch(rows.places->delayA + kVector, rows.sprayA, place);
+    touch(rows.places->delayB, rows.sprayB, place);
   }
 }
 
@@ -340,12 +347,14 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
 }
 
 // One shifter's chunk up to where its heads are and how loud.
-void Prepare(const ShifterBlock& block, const float* phases, HeadRows& rows, uint32_t count) {
+void Prepare(const ShifterBlock& block, const float* phases, bool isPlaced, HeadRows& rows, uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
-  if (block.width == 0.5f) {
-    PlaceHeads<true>(phases, block.width, rows, padded);
-  } else {
-    PlaceHeads<false>(phases, block.width, rows, padded);
+  if (!isPlaced) {
+    if (block.width == 0.5f) {
+      PlaceHeads<true>(phases, block.width, *rows.places, padded);
+    } else {
+      PlaceHeads<false>(phases, block.width, *rows.places, padded);
+    }
   }
   SprayHeads(block, rows, count, padded);
   TouchLines(block, rows, count);
@@ -378,24 +387,35 @@ void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint
     ReadHeads<false>(ring, start, rows, block.length, buffer, padded);
   }
   CopyQuads(buffer, count, block.out + done);
-  CopyQuads(rows.delayA + kVector, count, block.heads->delaysA + done);
-  CopyQuads(rows.delayB, count, block.heads->delaysB + done);
-  CopyQuads(rows.gainA, count, block.heads->gainsA + done);
-  CopyQuads(rows.gainB, count, block.heads->gainsB + done);
+  CopyQuads(rows.places->delayA + kVector, count, block.heads->delaysA + done);
+  CopyQuads(rows.places->delayB, count, block.heads->delaysB + done);
+  CopyQuads(rows.places->gainA, count, block.heads->gainsA + done);
+  CopyQuads(rows.places->gainB, count, block.heads->gainsB + done);
 }
 
 void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
   alignas(64) float phases[kGroup][kShifterChunk] = {};
+  HeadPlaces places[2];
   HeadRows rows[2];
+  uint32_t latest = 0;
   for (uint32_t first = 0; first < blockCount; first += kGroup) {
-    const uint32_t group = std::min(kGroup, blockCount - first);
+    const ShifterBlock* const group = blocks + first;
+    const uint32_t groupSize = std::min(kGroup, blockCount - first);
     for (uint32_t done = 0; done < count; done += kShifterChunk) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
-      AdvancePhases(blocks + first, group, chunk, phases);
-      Prepare(blocks[first], phases[0], rows[0], chunk);
-      for (uint32_t b = 0; b < group; ++b) {
-        if (b + 1 < group) Prepare(blocks[first + b + 1], phases[b + 1], rows[(b + 1) % 2], chunk);
-        Finish(blocks[first + b], rows[b % 2], done, chunk);
+      AdvancePhases(group, groupSize, chunk, phases);
+      const auto prepare = [&](uint32_t b) HWY_ATTR {
+        // Left and right of a voice nearly always move as one.
+        const bool isTwin = b > 0 && group[b].step == group[b - 1].step &&
+                            group[b].width == group[b - 1].width && phases[b][0] == phases[b - 1][0];
+        if (!isTwin) latest ^= 1;
+        rows[b % 2].places = &places[latest];
+        Prepare(group[b], phases[b], isTwin, rows[b % 2], chunk);
+      };
+      prepare(0);
+      for (uint32_t b = 0; b < groupSize; ++b) {
+        if (b + 1 < groupSize) prepare(b + 1);
+        Finish(group[b], rows[b % 2], done, chunk);
       }
     }
   }
