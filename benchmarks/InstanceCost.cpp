@@ -1,7 +1,7 @@
 // instance_cost RATE
 //
-// What does an instance take before it sounds? Prints one line of CSV: the rate, MiB of an instance (mean of 64
-// at once), MiB that are still resident after all 64 have ended in an order of their own, and the least
+// What does an instance take before it sounds? Prints one line of CSV: the rate, MiB of an instance (mean of
+// 64 at once), MiB that are still resident after all 64 have ended in an order of their own, and the least
 // milliseconds of an Init of twenty.
 
 #include <algorithm>

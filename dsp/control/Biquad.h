@@ -34,8 +34,8 @@ struct BiquadCoefficients {
 /// Reciprocal of a Butterworth section's Q, as the engine's filters hold it.
 inline constexpr float kButterworthInverseQ = 1.41421354f;
 
-/// Direct form one: the states are past inputs and outputs, so coefficients may change at any sample. `T` is a
-/// float, or a Float4 for as many channels at once.
+/// Direct form one: the states are past inputs and outputs, so coefficients may change at any sample. `T` is
+/// a float, or a Float4 for as many channels at once.
 template <typename T>
 struct DirectForm1 {
   T x1{};

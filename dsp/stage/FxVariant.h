@@ -29,8 +29,8 @@ class FxVariant
   /// `seed` feeds the random elements of crusher and harmonizer; 0 leaves them to the clock.
   FxVariant(std::string name, uint32_t seed);
 
-  /// Lets band-pass, crusher, wavefolder and harmonizer leave their blocks to a bank that runs all clones side
-  /// by side.
+  /// Lets band-pass, crusher, wavefolder and harmonizer leave their blocks to a bank that runs all clones
+  /// side by side.
   void SetLaneBank(LaneBank* bank);
 
   /// Clean start of every alternative but the pass-through,

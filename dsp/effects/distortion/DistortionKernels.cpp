@@ -78,8 +78,8 @@ HWY_INLINE void ForAllBlocks(const FoldGains* blocks, uint32_t blockCount, From 
   }
 }
 
-// Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead by
-// a few vectors only.
+// Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
+// by a few vectors only.
 void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
   const auto apply = [&](auto from, float* FoldGains::*to, auto formula)
                          HWY_ATTR { ForAllBlocks(blocks, blockCount, from, to, formula); };
