@@ -128,6 +128,30 @@ HWY_INLINE void StoreBlocksInTurn(D d, V a, V b, V c, V e, float* out) {
   }
 }
 
+// Stores four vectors so that their first lanes follow one another, then their second ones, and so on.
+template <class D, class V>
+HWY_INLINE void StoreLanesInTurn(D d, V a, V b, V c, V e, float* out) {
+  if constexpr (hn::MaxLanes(D()) == 8) {
+    // Half a vector goes to memory as it is; putting two halves together would take another shuffle each.
+    const hn::RepartitionToWide<hn::RebindToUnsigned<D>> pairs;
+    const hn::Half<D> half;
+    const auto ab0 = hn::BitCast(pairs, hn::InterleaveLower(d, a, b));
+    const auto ce0 = hn::BitCast(pairs, hn::InterleaveLower(d, c, e));
+    const auto ab1 = hn::BitCast(pairs, hn::InterleaveUpper(d, a, b));
+    const auto ce1 = hn::BitCast(pairs, hn::InterleaveUpper(d, c, e));
+    const V rows[4] = {hn::BitCast(d, hn::InterleaveLower(pairs, ab0, ce0)),
+                       hn::BitCast(d, hn::InterleaveUpper(pairs, ab0, ce0)),
+                       hn::BitCast(d, hn::InterleaveLower(pairs, ab1, ce1)),
+                       hn::BitCast(d, hn::InterleaveUpper(pairs, ab1, ce1))};
+    for (std::size_t i = 0; i < 4; ++i) {
+      hn::Store(hn::LowerHalf(half, rows[i]), half, out + 4 * i);
+      hn::Store(hn::UpperHalf(half, rows[i]), half, out + 16 + 4 * i);
+    }
+  } else {
+    hn::StoreInterleaved4(a, b, c, e, d, out);
+  }
+}
+
 // Stride 1: the lanes are p. Reads interleaved pairs (real input) or rows.
 template <bool kPairs, class D>
 HWY_INLINE void FirstPass(D d, const FFTTables& tables, const float* pairs, Rows from, Rows to) {
@@ -152,8 +176,8 @@ HWY_INLINE void FirstPass(D d, const FFTTables& tables, const float* pairs, Rows
       a[k] = Product(a[k], root);
       factor += 2 * kBlock;
     }
-    hn::StoreInterleaved4(a[0].re, a[1].re, a[2].re, a[3].re, d, to.re + 4 * p);
-    hn::StoreInterleaved4(a[0].im, a[1].im, a[2].im, a[3].im, d, to.im + 4 * p);
+    StoreLanesInTurn(d, a[0].re, a[1].re, a[2].re, a[3].re, to.re + 4 * p);
+    StoreLanesInTurn(d, a[0].im, a[1].im, a[2].im, a[3].im, to.im + 4 * p);
   }
 }
 
@@ -162,6 +186,8 @@ template <class D>
 HWY_INLINE hn::Vec<D> LoadForBlocks(D d, const float* factor) {
   if constexpr (hn::MaxLanes(D()) == 4) {
     return hn::Set(d, *factor);
+  } else if constexpr (hn::MaxLanes(D()) == 8) {
+    return hn::ConcatUpperLower(d, hn::Set(d, factor[1]), hn::Set(d, factor[0]));
   } else {
     alignas(64) static constexpr std::int32_t kSpread[16] = {0, 0, 0, 0, 1, 1, 1, 1, 2, 2, 2, 2, 3, 3, 3, 3};
     return hn::TableLookupLanes(hn::LoadDup128(d, factor), hn::SetTableIndices(d, kSpread));
@@ -398,7 +424,16 @@ void InverseKernel(const FFTTables& tables, const float* spectrum, float* output
 
 }  // namespace
 
-constexpr FFTKernels kFFTKernels{.forward = ForwardKernel, .inverse = InverseKernel};
+// Eight complex numbers fill sixteen vector registers, and without a fused multiply-add that reads memory
+// the factors go through registers as well.
+#if HWY_TARGET == HWY_SSE4 || HWY_TARGET == HWY_SSSE3
+constexpr std::size_t kWidestRadix = 4;
+#else
+constexpr std::size_t kWidestRadix = 8;
+#endif
+
+constexpr FFTKernels kFFTKernels{
+    .forward = ForwardKernel, .inverse = InverseKernel, .widestRadix = kWidestRadix};
 
 }  // namespace Vantora::prims::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+
 #include "dsp/effects/prims/FFTTables.h"
 #include "dsp/effects/prims/SimdTarget.h"
 
@@ -10,6 +12,7 @@ namespace Vantora::prims {
 struct FFTKernels {
   void (*forward)(const FFTTables& tables, const float* input, float* spectrum, float* work);
   void (*inverse)(const FFTTables& tables, const float* spectrum, float* output, float* work);
+  std::size_t widestRadix;  // of the tables' passes, 4 or 8
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().

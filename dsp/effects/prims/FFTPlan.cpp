@@ -87,7 +87,7 @@ void FFTPlan::SetSize(std::size_t newSize) {
   FFTTables newTables;
   AlignedBuffer newRoots, newWork;
   if (newPoints / 2 >= FFTTables::kSmallestHalf) {
-    newTables.Build(newPoints / 2);
+    newTables.Build(newPoints / 2, kernels->widestRadix);
     newWork.Resize(newTables.WorkSize());
   } else {
     newRoots.Resize(newPoints);

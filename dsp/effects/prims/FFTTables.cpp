@@ -29,10 +29,16 @@ std::complex<double> Root(std::size_t index, std::size_t size) {
   }
 }
 
-// Radices behind the first two passes, for 2^order points still to go.
-std::vector<std::size_t> Radices(int order) {
+// Radices behind the first two passes, for 2^order points still to go. With `widest` 4 an eight only comes
+// last, where there is nothing to multiply by, instead of a pass of radix 2.
+std::vector<std::size_t> Radices(int order, std::size_t widest) {
   std::vector<std::size_t> radices;
   if (order == 1) return {2};
+  if (widest == 4) {
+    for (; order > 3; order -= 2) radices.push_back(4);
+    radices.push_back(std::size_t{1} << order);
+    return radices;
+  }
   if (order % 3 == 1) radices = {4, 4};
   if (order % 3 == 2) radices = {4};
   for (int rest = order - 2 * static_cast<int>(radices.size()); rest > 0; rest -= 3) radices.push_back(8);
@@ -45,10 +51,11 @@ constexpr std::size_t WholeBlocks(std::size_t floats) {
 
 }  // namespace
 
-void FFTTables::Build(std::size_t newHalf) {
+void FFTTables::Build(std::size_t newHalf, std::size_t widestRadix) {
   half = newHalf;
-  rowStride = (half / kBlock + 1) * kBlock;
-  if (rowStride / kBlock % 2 == 0) rowStride += kBlock;
+  // A page of 1024 floats is what loads and stores are told apart by before their addresses are known: with
+  // equal places of the four rows a quarter of a page apart, no load waits for the store of another row.
+  rowStride = half + (half < 1024 ? kBlock : 256);
 
   // Places first, then the contents.
   const std::size_t firstCount = half / 4, secondCount = half / 16;
@@ -57,7 +64,7 @@ void FFTTables::Build(std::size_t newHalf) {
   std::size_t place = second + 6 * secondStride;
   passes.clear();
   std::size_t left = secondCount, stride = kBlock;
-  for (const std::size_t radix : Radices(std::countr_zero(secondCount))) {
+  for (const std::size_t radix : Radices(std::countr_zero(secondCount), widestRadix)) {
     left /= radix;
     passes.push_back({radix, left, stride, place});
     place = WholeBlocks(place + left * 2 * (radix - 1));

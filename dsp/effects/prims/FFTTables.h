@@ -31,8 +31,7 @@ struct FFTTables {
   static constexpr std::size_t kBlock = 16;  // factors of the first pass come in blocks of so many p
 
   std::size_t half = 0;
-  std::size_t rowStride = 0;  // floats from one work row to the next: an odd number of cache lines, so that
-                              // equal places of the rows don't compete for the same lines of the cache
+  std::size_t rowStride = 0;  // floats from one work row to the next, more than half
   std::vector<FFTPass> passes;
   AlignedBuffer factors;
   std::size_t second =
@@ -44,8 +43,8 @@ struct FFTTables {
   /// Work memory that a transform needs: four rows.
   std::size_t WorkSize() const { return 4 * rowStride; }
 
-  /// `newHalf` is a power of two and at least kSmallestHalf.
-  void Build(std::size_t newHalf);
+  /// `newHalf` is a power of two and at least kSmallestHalf, `widestRadix` is 4 or 8.
+  void Build(std::size_t newHalf, std::size_t widestRadix);
 };
 
 }  // namespace Vantora::prims
