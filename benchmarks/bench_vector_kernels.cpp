@@ -1,17 +1,20 @@
-// How near do the vector kernels come to what the machine can do? The measure
-// is a loop of independent multiply-adds in registers, on the same instruction
-// set; it runs in turns with the kernels, and the best of many rounds counts.
+// How near do the vector kernels come to what the machine can do? The measure is a loop of independent
+// multiply-adds in registers, on the same instruction set, and a plain loop as the compiler makes it for the
+// baseline. All run in turns, and the best of many rounds counts.
+//
+//     bench_vector_kernels [slowest instruction set to try: 0 baseline ... 4 AVX-512; default: the best one only]
 
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <vector>
 
 #include "dsp/effects/prims/AlignedBuffer.h"
 #include "dsp/effects/prims/Oversampler.h"
 #include "dsp/effects/prims/SimdTargets.h"
-#include "dsp/effects/prims/VectorKernels.h"
+#include "dsp/effects/prims/VectorKernelTable.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "benchmarks/bench_vector_kernels.cpp"
@@ -78,44 +81,66 @@ void FillWithNoise(AlignedBuffer& buffer) {
   }
 }
 
-template <typename Call>
-void Report(const char* name, std::size_t size, double operations, const Peak& peak, Call call) {
+void PlainMulAddSpectrum(const float* a, const float* b, float* sum, std::size_t count) {
+  for (std::size_t i = 0; i < count; i += 2) {
+    sum[i] += a[i] * b[i] - a[i + 1] * b[i + 1];
+    sum[i + 1] += a[i] * b[i + 1] + a[i + 1] * b[i];
+  }
+}
+
+void PlainFir(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count) {
+  for (std::size_t i = 0; i < count; ++i) out[i] = 0.0f;
+  for (std::size_t k = 0; k < tapCount; ++k) {
+    for (std::size_t i = 0; i < count; ++i) out[i] += taps[k] * samples[i + k];
+  }
+}
+
+template <typename Call, typename Plain>
+void Report(const char* name, std::size_t size, double operations, const Peak& peak, Call call, Plain plain) {
   const int repeats = std::max(1, static_cast<int>(2e6 / operations));
-  double best = 1e9, gflops = 0.0;
+  double best = 1e9, bestPlain = 1e9, gflops = 0.0;
   for (int round = 0; round < kRounds; ++round) {
     best = std::min(best, Seconds(repeats, call));
+    bestPlain = std::min(bestPlain, Seconds(repeats, plain));
     gflops = std::max(gflops, PeakGflops(peak));
   }
   const double ours = operations / best * 1e-9;
-  std::printf("%-28s %7zu  %9.0f ns  %7.2f GFLOP/s  %5.1f %% of peak\n", name, size, best * 1e9, ours,
-              100.0 * ours / gflops);
+  std::printf("%-24s %7zu  %8.0f ns  %7.2f GFLOP/s  %5.1f %% of peak, %4.2f of the plain loop's time\n", name,
+              size, best * 1e9, ours, 100.0 * ours / gflops, best / bestPlain);
 }
 
-void Run() {
-  const Peak& peak = *PRISMEL_KERNELS(BestSimdTarget(), kPeak);
-  double gflops = 0.0;
-  for (int round = 0; round < kRounds; ++round) gflops = std::max(gflops, PeakGflops(peak));
-  std::printf("%s, peak %.1f GFLOP/s\n", SimdTargetName(), gflops);
-
+void RunKernels(SimdTarget target) {
+  const Peak& peak = *PRISMEL_KERNELS(target, kPeak);
+  const VectorKernelTable& kernels = VectorKernelsFor(target);
   // A complex multiply-add is eight operations on two floats; three reads and a write of memory for each.
   for (const std::size_t size : {256u, 2048u, 8192u, 32768u, 131072u}) {
     AlignedBuffer a(size + 4), b(size + 4), sum(size + 4);
     FillWithNoise(a);
     FillWithNoise(b);
-    Report("MulAddSpectrum, floats", size, 4.0 * static_cast<double>(size + 4), peak,
-           [&] { MulAddSpectrum(a, b, sum); });
+    Report(
+        "MulAddSpectrum, floats", size, 4.0 * static_cast<double>(size + 4), peak,
+        [&] { kernels.mulAddSpectrum(a.Data(), b.Data(), sum.Data(), size + 4); },
+        [&] { PlainMulAddSpectrum(a.Data(), b.Data(), sum.Data(), size + 4); });
   }
-  for (const std::size_t count : {44u, 48u, 64u, 256u}) {
+  for (const std::size_t count : {44u, 48u, 64u, 96u, 256u}) {
     for (const std::size_t taps : {48u, 128u, 2048u}) {
       AlignedBuffer h(taps), x(taps + count), y(count);
       FillWithNoise(h);
       FillWithNoise(x);
       char name[40];
       std::snprintf(name, sizeof name, "Fir, block %zu, taps", count);
-      Report(name, taps, 2.0 * static_cast<double>(taps * count), peak,
-             [&] { Fir(h.Data(), taps, x.Data(), y.Data(), count); });
+      Report(
+          name, taps, 2.0 * static_cast<double>(taps * count), peak,
+          [&] { kernels.fir(h.Data(), taps, x.Data(), y.Data(), count); },
+          [&] { PlainFir(h.Data(), taps, x.Data(), y.Data(), count); });
     }
   }
+}
+
+void RunSamplers() {
+  const Peak& peak = *PRISMEL_KERNELS(BestSimdTarget(), kPeak);
+  double gflops = 0.0;
+  for (int round = 0; round < kRounds; ++round) gflops = std::max(gflops, PeakGflops(peak));
   // Samplers: the taps are what counts; the low rate's block is one of the effect.
   const std::uint32_t counts[] = {95, 207, 279, 391, 743, 1431};
   constexpr std::uint32_t kBlock = 48;
@@ -151,5 +176,15 @@ void Run() {
 }  // namespace
 }  // namespace Vantora::prims
 
-int main() { Vantora::prims::Run(); }
+int main(int argc, char** argv) {
+  using namespace Vantora::prims;
+  const char* names[] = {"baseline", "SSSE3", "SSE4", "AVX2", "AVX-512"};
+  const int best = static_cast<int>(BestSimdTarget());
+  const int slowest = argc > 1 ? std::clamp(std::atoi(argv[1]), 0, best) : best;
+  for (int target = best; target >= slowest; --target) {
+    std::printf("%s\n", names[target]);
+    RunKernels(static_cast<SimdTarget>(target));
+  }
+  RunSamplers();
+}
 #endif  // HWY_ONCE

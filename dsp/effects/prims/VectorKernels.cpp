@@ -46,10 +46,41 @@ HWY_INLINE std::size_t SpectrumRun(D d, const float* a, const float* b, float* d
   return i;
 }
 
+// The same two vectors at a time, with real and imaginary parts in vectors of their own on the way. Without a
+// fused multiply-add that takes fewer operations.
+template <bool kAdd, class D>
+HWY_INLINE std::size_t SpectrumPairs(D d, const float* a, const float* b, float* destination,
+                                     std::size_t count) {
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = 0;
+  for (; i + 2 * lanes <= count; i += 2 * lanes) {
+    const auto a0 = hn::LoadU(d, a + i), a1 = hn::LoadU(d, a + i + lanes);
+    const auto b0 = hn::LoadU(d, b + i), b1 = hn::LoadU(d, b + i + lanes);
+    const auto aRe = hn::ConcatEven(d, a1, a0), aIm = hn::ConcatOdd(d, a1, a0);
+    const auto bRe = hn::ConcatEven(d, b1, b0), bIm = hn::ConcatOdd(d, b1, b0);
+    const auto re = hn::Sub(hn::Mul(aRe, bRe), hn::Mul(aIm, bIm));
+    const auto im = hn::Add(hn::Mul(aRe, bIm), hn::Mul(aIm, bRe));
+    auto low = hn::InterleaveLower(d, re, im), high = hn::InterleaveUpper(d, re, im);
+    if (kAdd) {
+      low = hn::Add(low, hn::LoadU(d, destination + i));
+      high = hn::Add(high, hn::LoadU(d, destination + i + lanes));
+    }
+    hn::StoreU(low, d, destination + i);
+    hn::StoreU(high, d, destination + i + lanes);
+  }
+  return i;
+}
+
 template <bool kAdd>
 HWY_INLINE void Spectrum(const float* a, const float* b, float* destination, std::size_t count) {
   const std::size_t end = count & ~std::size_t{3};
-  const std::size_t rest = SpectrumRun<kAdd>(hn::ScalableTag<float>(), a, b, destination, 0, end);
+  const hn::ScalableTag<float> d;
+  std::size_t rest = 0;
+  if constexpr (hn::MaxLanes(hn::ScalableTag<float>()) == 4) {
+    rest = SpectrumPairs<kAdd>(d, a, b, destination, end);
+  } else {
+    rest = SpectrumRun<kAdd>(d, a, b, destination, 0, end);
+  }
   SpectrumRun<kAdd>(hn::CappedTag<float, 4>(), a, b, destination, rest, end);
 }
 
@@ -238,7 +269,7 @@ template <bool kAdd, std::size_t kVectors, class D>
 HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples, float* out,
                         std::size_t count) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
-  constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 2 ? 4 : 2;
+  constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 3 ? 4 : 2;
   const float* end = samples + tapCount - 1 + count;
   Vector<D> result[kVectors];
   if (kLanes >= 4 && tapCount >= 64) {
@@ -261,6 +292,8 @@ HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const floa
   }
 }
 
+constexpr std::size_t kManyTaps = 256;
+
 template <bool kAdd, std::size_t kLanes>
 HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* samples, float* out,
                        std::size_t count) {
@@ -270,11 +303,18 @@ HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* sam
     return;
   }
   // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes
-  // that nobody wants cost less than a narrower tile, which is held back by its latency.
+  // that nobody wants cost less than a narrower tile, which is held back by its latency. With many taps three
+  // vectors at four places are fast, too, and five or six vectors are better cut in two.
   std::size_t i = 0;
   while (i < count) {
     const std::size_t wanted = count - i;
-    if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
+    if (kLanes >= 8 && tapCount >= kManyTaps && wanted > 2 * kLanes && wanted <= 6 * kLanes &&
+        (wanted <= 3 * kLanes || wanted > 4 * kLanes)) {
+      if constexpr (kLanes >= 8) {
+        FirTile<kAdd, 3>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 3 * kLanes));
+      }
+      i += 3 * kLanes;
+    } else if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
       FirTile<kAdd, 4>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 4 * kLanes));
       i += 4 * kLanes;
     } else if (wanted > kLanes) {
