@@ -3,10 +3,13 @@
 //
 // Stereo, 48 kHz, blocks of 64, impulses of noise, every partition sounding. Blocks come at the pace of the
 // sound, and workers do what both give to workers. Percent of a block's duration, the least of three runs in
-// turns; "late" counts what missed its moment in all of them. The ratios are ours to theirs: all threads,
-// audio thread, worst block.
+// turns, less what reading the clock takes; "late" counts what missed its moment in all of them. The ratios
+// are ours to theirs: all threads, audio thread, worst block.
 //
 //     bench_convolution [SECONDS of each paced run] [impulse lengths in seconds...]
+//     bench_convolution live SECONDS [impulse lengths in seconds...]
+//
+// The second runs ours alone, all lengths side by side, and tells what was late.
 
 #include <pthread.h>
 #include <zita-convolver.h>
@@ -21,6 +24,7 @@
 #include <functional>
 #include <memory>
 #include <random>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -57,6 +61,14 @@ class Contender {
   // With `waits` the call returns when all that is due has been computed.
   virtual void Run(bool waits) = 0;
   virtual uint64_t Late() const = 0;
+};
+
+// Does nothing: what it costs is the measuring.
+class Nothing final : public Contender {
+ public:
+  const char* Name() const override { return "nothing"; }
+  void Run(bool) override {}
+  uint64_t Late() const override { return 0; }
 };
 
 class Prismel final : public Contender {
@@ -177,6 +189,12 @@ void CompareLengths(const std::vector<double>& lengths, double pacedSeconds) {
         take(results[1], Measure(theirs, seconds, pacedSeconds));
       }
     }
+    Nothing nothing;
+    const Result clock = Measure(nothing, 0.0, pacedSeconds);
+    for (Result& result : results) {
+      result.all -= clock.audio;
+      result.audio -= clock.audio;
+    }
     std::printf("| %.1f s |", seconds);
     for (const Result& result : results) {
       std::printf(" %.2f | %.2f | %.2f | %lu |", 100.0 * result.all, 100.0 * result.audio,
@@ -186,6 +204,30 @@ void CompareLengths(const std::vector<double>& lengths, double pacedSeconds) {
                 results[0].worst / results[1].worst);
     std::fflush(stdout);
   }
+}
+
+// Engines of all lengths side by side at the pace of the sound. Returns how many results were late.
+uint64_t RunLive(const std::vector<double>& lengths, double pacedSeconds) {
+  std::vector<std::unique_ptr<Prismel>> engines;
+  for (const double seconds : lengths) {
+    const auto count = static_cast<size_t>(seconds * kRate);
+    engines.push_back(std::make_unique<Prismel>(Noise(count, 1), Noise(count, 2)));
+  }
+  const auto begin = std::chrono::steady_clock::now();
+  const auto blocks = static_cast<uint64_t>(pacedSeconds / kBlockSeconds);
+  for (uint64_t i = 0; i < blocks; ++i) {
+    std::this_thread::sleep_until(begin +
+                                  std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                      std::chrono::duration<double>(static_cast<double>(i) * kBlockSeconds)));
+    for (auto& engine : engines) engine->Run(false);
+  }
+  uint64_t late = 0;
+  for (size_t i = 0; i < engines.size(); ++i) {
+    std::printf("%.1f s: %lu late in %.0f s of blocks\n", lengths[i],
+                static_cast<unsigned long>(engines[i]->Late()), pacedSeconds);
+    late += engines[i]->Late();
+  }
+  return late;
 }
 
 void MeasureHead() {
@@ -234,10 +276,16 @@ void MeasureQueueLatency() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const double pacedSeconds = argc > 1 ? std::atof(argv[1]) : 10.0;
+  const bool isLive = argc > 2 && std::string_view(argv[1]) == "live";
+  const double pacedSeconds = argc > 1 ? std::atof(argv[isLive ? 2 : 1]) : 10.0;
   std::vector<double> lengths;
-  for (int i = 2; i < argc; ++i) lengths.push_back(std::atof(argv[i]));
+  for (int i = isLive ? 3 : 2; i < argc; ++i) lengths.push_back(std::atof(argv[i]));
   if (lengths.empty()) lengths = {0.5, 2.0, 10.0};
+  double load = 0.0;
+  if (getloadavg(&load, 1) == 1) {
+    std::printf("%u cores, %.1f processes at work on them\n", std::thread::hardware_concurrency(), load);
+  }
+  if (isLive) return RunLive(lengths, pacedSeconds) == 0 ? 0 : 1;
   CompareLengths(lengths, pacedSeconds);
   MeasureHead();
   MeasureQueueLatency();

@@ -2,7 +2,7 @@
 // multiply-adds in registers, on the same instruction set, and a plain loop as the compiler makes it for the
 // baseline. All run in turns, and the best of many rounds counts.
 //
-//     bench_vector_kernels [slowest instruction set to try: 0 baseline ... 4 AVX-512; default: the best one only]
+//     bench_vector_kernels [slowest instruction set: 0 baseline ... 4 AVX-512; default: the best one only]
 
 #include <algorithm>
 #include <chrono>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <chrono>
 #include <cmath>
 #include <set>
 #include <stdexcept>
@@ -49,7 +50,7 @@ ConvolutionEngine::ConvolutionEngine(const float* left, uint64_t leftCount, cons
     workers.push_back(std::make_unique<FDLThread>());
     if (id % 2 == 0) workers.back()->SetStartHook(threadStartHook, id);
   }
-  hasNewWork.assign(workers.size(), 0);
+  wakenings.resize(workers.size());
 }
 
 ConvolutionEngine::~ConvolutionEngine() { StopWorkers(); }
@@ -58,7 +59,7 @@ void ConvolutionEngine::Shutdown() { StopWorkers(); }
 
 // Configure -------------------------------------------------------------------------------------------------
 
-void ConvolutionEngine::Configure(uint32_t newMaxBlockSize, float) {
+void ConvolutionEngine::Configure(uint32_t newMaxBlockSize, float sampleRate) {
   maxBlockSize = newMaxBlockSize;
   StopWorkers();
   head.Configure(maxBlockSize);
@@ -68,6 +69,7 @@ void ConvolutionEngine::Configure(uint32_t newMaxBlockSize, float) {
     line.stereo.Reset();
     line.stereo.isUsed = false;
   }
+  SetPaces(sampleRate);
   StartWorkers();
   justConfigured = true;
 }
@@ -91,12 +93,33 @@ void ConvolutionEngine::StartWorkers() {
   }
 }
 
+void ConvolutionEngine::SetPaces(float sampleRate) {
+  // Below four blocks of slack there would be no time to notice that a nap is too long.
+  constexpr uint64_t kBlocksOfSlack = 4;
+  std::fill(wakenings.begin(), wakenings.end(), Wakening{});
+  for (size_t id = 0; id < workers.size(); ++id) {
+    uint64_t period = 0, slack = 0;  // of the worker's shortest line, samples
+    for (const Line& line : lines) {
+      if (line.worker != id || (period != 0 && line.size >= period)) continue;
+      period = line.size;
+      slack = line.tapOffset > line.size ? line.tapOffset - line.size : 0;
+    }
+    const bool naps = sampleRate > 0.0f && slack >= kBlocksOfSlack * maxBlockSize;
+    wakenings[id].patience = naps ? slack / kBlocksOfSlack : 0;
+    const std::chrono::duration<double> time(
+        naps ? static_cast<double>(period) / static_cast<double>(sampleRate) : 0.0);
+    workers[id]->SetPace(std::chrono::duration_cast<WorkerPace::Clock::duration>(time));
+  }
+}
+
 void ConvolutionEngine::BuildRequests() {
   size_t total = 0;
   for (Line& line : lines) {
     line.firstRequest = total;
     line.requestCount = PoolSize(maxBlockSize, line.tapOffset, line.size);
     line.latest = total;
+    line.underWay.clear();
+    line.underWay.reserve(line.requestCount);
     total += line.requestCount;
   }
   requests = std::vector<FDLRequest>(total);
@@ -177,8 +200,16 @@ uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
   for (Line& line : lines) Deal(line, inputs, outputChannels, count);
   WakeWorkers();
   head.Process(inputs, outputs, count);
-  for (FDLRequest& request : requests) {
-    if (request.GetState() == FDLRequest::Ready) Mix(request, outputs, count);
+  for (Line& line : lines) {
+    // Few are under way, and looking at all the others would fetch a cache line for each.
+    size_t kept = 0;
+    for (const size_t index : line.underWay) {
+      FDLRequest& request = requests[index];
+      if (request.GetState() == FDLRequest::Ready) Mix(request, outputs, count);
+      // A worker may have cancelled it, and the next block taken it anew.
+      if (request.GetState() >= FDLRequest::Computing) line.underWay[kept++] = index;
+    }
+    line.underWay.resize(kept);
   }
   streamTime += count;
   return 1;
@@ -187,6 +218,7 @@ uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
 void ConvolutionEngine::WaitForWorkers() noexcept {
   for (Line& line : lines) {
     if (line.worker == kNoWorker || !workers[line.worker]->IsRunning()) continue;
+    if (line.stereo.commandsHeld.load(std::memory_order_acquire) != 0) workers[line.worker]->Wake();
     while (line.stereo.commandsHeld.load(std::memory_order_acquire) != 0) std::this_thread::yield();
   }
 }
@@ -237,21 +269,47 @@ void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outpu
     request.ComputeHere(line.stereo, kInputChannels, outputChannels);
   } else if (!request.Compute(line.stereo, kInputChannels, outputChannels, *workers[line.worker])) {
     overloads->lostCommands = overloads->lostCommands + 1;
+    return;
   } else {
-    hasNewWork[line.worker] = 1;
+    wakenings[line.worker].hasNewWork = true;
+  }
+  // It may be on the list still, if a worker cancelled it and it was taken anew within the same block.
+  const auto index = static_cast<size_t>(&request - requests.data());
+  if (std::find(line.underWay.begin(), line.underWay.end(), index) == line.underWay.end()) {
+    line.underWay.push_back(index);
   }
 }
 
 void ConvolutionEngine::WakeWorkers() noexcept {
-  // From the last to the first: the first, which has the shortest deadlines, is woken by this thread and
-  // wakes the next one, so that a block enters the kernel once at most.
+  // From the last to the first: of those that have to be woken, the first, which has the shortest deadlines,
+  // is woken by this thread and wakes the next one, so that a block enters the kernel once at most.
   FDLThread* next = nullptr;
   for (size_t id = workers.size(); id-- > 0;) {
-    if (std::exchange(hasNewWork[id], uint8_t{0}) == 0) continue;
-    if (next != nullptr) next->WakeThrough(*workers[id]);
-    next = workers[id].get();
+    FDLThread& worker = *workers[id];
+    Wakening& wakening = wakenings[id];
+    bool isDue = wakening.isLeftToItself && streamTime - wakening.since >= wakening.patience;
+    if (wakening.isLeftToItself && (!worker.IsNapping() || !HasCommands(id))) {
+      wakening.isLeftToItself = isDue = false;
+    }
+    if (std::exchange(wakening.hasNewWork, false)) {
+      const FDLThread::Reached reached = worker.WakeSoon();
+      if (reached == FDLThread::Reached::NotYet) isDue = true;
+      if (reached == FDLThread::Reached::AtTheEndOfItsNap && !std::exchange(wakening.isLeftToItself, true)) {
+        wakening.since = streamTime;
+      }
+    }
+    if (!isDue) continue;
+    wakening.isLeftToItself = false;
+    if (next != nullptr) next->WakeThrough(worker);
+    next = &worker;
   }
   if (next != nullptr) next->Wake();
+}
+
+bool ConvolutionEngine::HasCommands(size_t worker) const noexcept {
+  return std::any_of(lines.begin(), lines.end(), [worker](const Line& line) {
+    return line.worker == worker && line.stereo.commandsHeld.load(std::memory_order_acquire) != 0;
+  });
 }
 
 void ConvolutionEngine::Mix(FDLRequest& request, const std::array<float*, 2>& outputs,

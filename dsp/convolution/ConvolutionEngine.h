@@ -25,10 +25,11 @@ namespace Vantora::dsp {
 ///                                          samples after dispatch
 ///
 /// A result carries the stream time of its first sample and is added where it belongs. The audio thread never
-/// waits for a worker and wakes at most one a block, which wakes the others: a result that is late loses what
-/// has passed, and is counted. In an offline render (`useWorkers` false) everything is computed on the
-/// calling thread, which first waits for what workers still hold; the output is the same, bit for bit, as
-/// long as nothing was late.
+/// waits for a worker and wakes at most one a block, which wakes the others. While blocks come at the pace of
+/// the sound it wakes none: the workers know when the next work is due and look by themselves. A result that
+/// is late loses what has passed, and is counted. In an offline render (`useWorkers` false) everything is
+/// computed on the calling thread, which first waits for what workers still hold; the output is the same, bit
+/// for bit, as long as nothing was late.
 ///
 /// One output: the right channel isn't computed. One input: it feeds both channels.
 /// Threads: construction and Configure allocate and throw; DoProcess and DoReset don't. Configure, Shutdown,
@@ -81,6 +82,7 @@ class ConvolutionEngine final : public Module {
     uint64_t worker = kNoWorker;
     size_t firstRequest = 0, requestCount = 0;  // its pool within `requests`
     size_t latest = 0;                          // the request that the last block went to
+    std::vector<size_t> underWay;               // dispatched and not yet used up, in order; room for all
     bool isResetLost = false;                   // the worker's ring had no room for the reset
   };
 
@@ -92,7 +94,9 @@ class ConvolutionEngine final : public Module {
             uint32_t count) noexcept;
   FDLRequest* FindRequest(Line& line) noexcept;
   void Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept;
+  void SetPaces(float sampleRate);
   void WakeWorkers() noexcept;
+  bool HasCommands(size_t worker) const noexcept;
   void Mix(FDLRequest& request, const std::array<float*, 2>& outputs, uint32_t count) noexcept;
   void ResetLine(Line& line) noexcept;
 
@@ -103,7 +107,14 @@ class ConvolutionEngine final : public Module {
   uint64_t streamTime = 0;                              // samples since the last reset
   std::unordered_map<uint64_t, uint64_t> workerOfSize;  // the first entry of a size decides
   std::vector<std::unique_ptr<FDLThread>> workers;
-  std::vector<uint8_t> hasNewWork;  // of each worker, within a block
+  // What the audio thread remembers of a worker.
+  struct Wakening {
+    bool hasNewWork = false;      // within a block
+    bool isLeftToItself = false;  // it naps over work that was dispatched at `since`
+    uint64_t since = 0;           // stream time
+    uint64_t patience = 0;        // samples that the work may wait before the nap is ended; 0: no naps
+  };
+  std::vector<Wakening> wakenings;  // as many as workers
   bool useWorkers = true;
   bool justConfigured = false;
   OverloadCounters ownOverloads;

@@ -8,8 +8,7 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr uint64_t kLineFloats = 16;  // of a cache line
-// Floats of all products that are summed before the next ones, so that the sums stay in the first-level
-// cache.
+// Floats of all products that are summed before the next ones, so that the sums stay in the nearest cache.
 constexpr uint64_t kTile = 4096;
 
 // Room for fftSize + 4 floats. An odd number of lines keeps equal
