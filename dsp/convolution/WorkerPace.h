@@ -7,11 +7,11 @@ namespace Vantora::dsp {
 
 /// WorkerPace: from when its work came so far, when should a worker look for the next?
 ///
-/// Work that comes at the pace of the sound comes every `period`. After eight such periods in a row the worker
-/// need not be woken any more: it naps until a sixteenth of a period after the next work is due and looks by
-/// itself, and again a sixteenth later when there is none yet. Each nap counts from when the work really came,
-/// so whatever the clocks of sound and machine differ by doesn't add up. Work off the pace, or four idle looks
-/// in a row, and the worker sleeps until it is woken, as before.
+/// Work that comes at the pace of the sound comes every `period`. After eight such periods in a row the
+/// worker need not be woken any more: it naps until a sixteenth of a period after the next work is due and
+/// looks by itself, and again a sixteenth later when there is none yet. Each nap counts from when the work
+/// really came, so whatever the clocks of sound and machine differ by doesn't add up. Work off the pace, or
+/// four idle looks in a row, and the worker sleeps until it is woken, as before.
 ///
 /// Threads  one
 class WorkerPace {

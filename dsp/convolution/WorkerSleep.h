@@ -6,7 +6,8 @@
 
 namespace Vantora::dsp {
 
-/// The kernel's part in a sleep: a thread rests while a word holds a value, until it is woken or a moment comes.
+/// The kernel's part in a sleep: a thread rests while a word holds a value, until it is woken or a moment
+/// comes.
 struct KernelSleep {
   using Clock = std::chrono::steady_clock;
   using Word = std::atomic<uint32_t>;
@@ -37,17 +38,18 @@ struct KernelSleep {
 /// WorkerSleep: how a worker goes to sleep without missing what is announced, and how whoever announces
 /// knows whether that takes a system call.
 ///
-///     producer                         worker
-///     enqueue                          seen = Announced()
-///     count += 1           (seq_cst)   empty the queue
-///     rest is awake? done  (seq_cst)   rest = asleep          (seq_cst)
-///     otherwise End()                  count is still seen?   (seq_cst)   then the kernel looks once more and rests
+///     producer                       worker
+///     enqueue                        seen = Announced()
+///     count += 1        (seq_cst)    empty the queue
+///     awake? done       (seq_cst)    say asleep            (seq_cst)
+///     otherwise End()                count still seen?     (seq_cst)   then the kernel looks once more
 ///
 /// Either the producer sees that the worker is about to rest, or the worker sees the count. With release and
-/// acquire alone each could miss the other, as a store may still be on its way when the load after it is done.
+/// acquire alone each could miss the other, as a store may still be on its way when the load after it is
+/// done.
 ///
-/// A nap is a rest with a deadline: the worker looks by itself then, so that the producer need not end it as long
-/// as that is soon enough.
+/// A nap is a rest with a deadline: the worker looks by itself then, so that the producer need not end it as
+/// long as that is soon enough.
 ///
 /// `Atomic` is the seam for the test that tries every order of these operations.
 template <template <typename> class Atomic = std::atomic>
