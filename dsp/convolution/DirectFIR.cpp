@@ -9,8 +9,8 @@ namespace {
 
 constexpr uint32_t kDirect = 128;        // taps of the direct part of a long kernel
 constexpr uint64_t kLeastForLine = 256;  // taps from which on lines pay
-constexpr uint64_t kGrowth = 4;          // of the partitions from line to line
-constexpr uint64_t kPartitions = 3;      // of each line but the last, which brings the next one to its place
+constexpr uint64_t kGrowth = 16;         // of the partitions from line to line
+constexpr uint64_t kPartitions = 15;     // of each line but the last, which brings the next one to its place
 constexpr uint32_t kLongest = 2048;      // taps of a partition
 
 }  // namespace
