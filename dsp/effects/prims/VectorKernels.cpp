@@ -269,7 +269,7 @@ template <bool kAdd, std::size_t kVectors, class D>
 HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples, float* out,
                         std::size_t count) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
-  constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 3 ? 4 : 2;
+  constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 2 ? 4 : 2;
   const float* end = samples + tapCount - 1 + count;
   Vector<D> result[kVectors];
   if (kLanes >= 4 && tapCount >= 64) {
@@ -292,8 +292,6 @@ HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const floa
   }
 }
 
-constexpr std::size_t kManyTaps = 256;
-
 template <bool kAdd, std::size_t kLanes>
 HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* samples, float* out,
                        std::size_t count) {
@@ -303,18 +301,11 @@ HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* sam
     return;
   }
   // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes
-  // that nobody wants cost less than a narrower tile, which is held back by its latency. With many taps three
-  // vectors at four places are fast, too, and five or six vectors are better cut in two.
+  // that nobody wants cost less than a narrower tile, which is held back by its latency.
   std::size_t i = 0;
   while (i < count) {
     const std::size_t wanted = count - i;
-    if (kLanes >= 8 && tapCount >= kManyTaps && wanted > 2 * kLanes && wanted <= 6 * kLanes &&
-        (wanted <= 3 * kLanes || wanted > 4 * kLanes)) {
-      if constexpr (kLanes >= 8) {
-        FirTile<kAdd, 3>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 3 * kLanes));
-      }
-      i += 3 * kLanes;
-    } else if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
+    if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
       FirTile<kAdd, 4>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 4 * kLanes));
       i += 4 * kLanes;
     } else if (wanted > kLanes) {
