@@ -183,36 +183,6 @@ TEST(MultiDist, LeavesWhatLiesBehindTheLastGroupOfFour) {
   shaper.Process(0);
 }
 
-TEST(MultiDist, StaysFiniteAndRecoversWithinOneReset) {
-  std::mt19937 random(11);
-  std::uniform_real_distribution<float> position(0.0f, 1.0f);
-  for (int round = 0; round < 400; ++round) {
-    SCOPED_TRACE("seed 11, round " + std::to_string(round));
-    Shaper shaper;
-    for (uint32_t p = 0; p < MultiDist::kParamCount; ++p) shaper.effect.SetParam(p, position(random));
-    shaper.effect.SetParam(MultiDist::kDistType, static_cast<float>(round % 16) / 16.0f);
-    for (int block = 0; block < 6; ++block) {
-      for (uint32_t port : {0u, 1u, 3u, 4u}) {
-        for (uint32_t i = 0; i < 48; ++i) {
-          shaper.inputs[port][i] =
-              std::ldexp(position(random) - 0.5f, static_cast<int>(40 * position(random)) - 20);
-        }
-      }
-      shaper.Process();
-      for (uint32_t port : {0u, 1u}) {
-        for (uint32_t i = 0; i < 48; ++i)
-          ASSERT_TRUE(std::isfinite(shaper.outputs[port][i])) << block << " " << i;
-      }
-    }
-    for (uint32_t port : {0u, 1u}) std::fill_n(shaper.inputs[port], 48, NAN);
-    shaper.Process();
-    for (uint32_t port : {0u, 1u}) std::fill_n(shaper.inputs[port], 48, 0.25f);
-    shaper.effect.ResetState(false);
-    shaper.Process();
-    for (uint32_t i = 0; i < 48; ++i) ASSERT_TRUE(std::isfinite(shaper.outputs[0][i]));
-  }
-}
-
 TEST(MultiDist, IsRealTimeInEveryForm) {
   for (uint32_t algorithm = 0; algorithm < kShapingCurveCount; ++algorithm) {
     for (int form = 0; form < 4; ++form) {

@@ -78,6 +78,52 @@ TEST(DattorroCore, EachDiffuserEchoesAfterItsLength) {
   EXPECT_NEAR(out.left[265 + 106], 0.0, 1e-6);
 }
 
+// Without diffusion the all-passes are delays, and the response is the taps alone until the loops come round.
+TEST(DattorroCore, EveryTapLooksIntoItsLineAtThePapersPlace) {
+  Tank tank(29761.0f);
+  for (const uint32_t knob : {Core::kExcursion, Core::kInputDiffusion1, Core::kInputDiffusion2,
+                              Core::kDecayDiffusion1, Core::kDecayDiffusion2, Core::kDamping}) {
+    tank.Set(knob, 0.0f);
+  }
+  tank.Set(Core::kDecay, 0.5f);
+  const Stereo out = ImpulseResponse(tank, 11040);
+  const auto scaled = [](float length) {
+    return static_cast<uint32_t>(length * (29761.0f * 3.360101982e-05f));
+  };
+  const uint32_t diffused = scaled(142.0f) + scaled(407.0f) + scaled(379.0f) + scaled(277.0f);
+  const uint32_t first[] = {scaled(908.0f), scaled(672.0f)}, middle[] = {4217, 4453},
+                 second[] = {scaled(2656.0f), scaled(1800.0f)};  // by half
+  enum Line { kLong, kSecond, kEnd };
+  const struct {
+    Line line;
+    uint32_t half;
+    float tap, sign;
+  } taps[2][7] = {{{kLong, 0, 266.0f, 1.0f},
+                   {kLong, 0, 2974.0f, 1.0f},
+                   {kSecond, 0, 1913.0f, -1.0f},
+                   {kEnd, 0, 1996.0f, 1.0f},
+                   {kLong, 1, 1990.0f, -1.0f},
+                   {kSecond, 1, 187.0f, -1.0f},
+                   {kEnd, 1, 1066.0f, -1.0f}},
+                  {{kLong, 1, 353.0f, 1.0f},
+                   {kLong, 1, 3627.0f, 1.0f},
+                   {kSecond, 1, 1228.0f, -1.0f},
+                   {kEnd, 1, 2673.0f, 1.0f},
+                   {kLong, 0, 2111.0f, -1.0f},
+                   {kSecond, 0, 335.0f, -1.0f},
+                   {kEnd, 0, 121.0f, -1.0f}}};
+  for (uint32_t side = 0; side < 2; ++side) {
+    std::vector<float> expected(11040);
+    for (const auto& [line, half, tap, sign] : taps[side]) {
+      const uint32_t behind = line == kLong ? 0 : middle[half] + (line == kEnd ? second[half] : 0);
+      expected[diffused + first[half] + behind + scaled(tap)] += sign * (line == kLong ? 0.3f : 0.15f);
+    }
+    const std::vector<float>& heard = side == 0 ? out.left : out.right;
+    for (uint32_t i = 0; i < expected.size(); ++i)
+      ASSERT_NEAR(heard[i], expected[i], 1e-6) << side << ' ' << i;
+  }
+}
+
 TEST(DattorroCore, PredelayMovesEverythingByItsTime) {
   Tank now, later;
   later.Set(Core::kPredelay, 10.0f);  // 480 samples

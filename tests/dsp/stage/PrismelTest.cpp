@@ -4,7 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 #include <numbers>
+#include <set>
+#include <string>
 
 #include "tests/support/ModuleRig.h"
 
@@ -51,6 +54,26 @@ TEST(StageSpread, FansOutByTheLawsOfRatioAndRoot) {
                   1e-4);
     }
     EXPECT_EQ(left.Root(v, 12.0f, 0.0f, kDriveSpan), 12.0f);
+  }
+}
+
+TEST(StageSpread, ChordsHoldTheNotesOfTheirNamesAndNoOthers) {
+  const std::map<std::string, std::set<int>> notes = {{"octaves", {0}},
+                                                      {"fifths", {0, 7}},
+                                                      {"minor", {0, 3, 7}},
+                                                      {"minor 7th", {0, 3, 7, 10}},
+                                                      {"minor add9", {0, 2, 3, 7}},
+                                                      {"major", {0, 4, 7}},
+                                                      {"dominant 7th", {0, 4, 7, 10}},
+                                                      {"major 7th", {0, 4, 7, 11}},
+                                                      {"major add9", {0, 2, 4, 7}},
+                                                      {"major 6/9", {0, 2, 4, 9}},
+                                                      {"sus2", {0, 2, 7}},
+                                                      {"sus4", {0, 5, 7}}};
+  for (std::size_t chord = 0; chord < kChords.size(); ++chord) {
+    std::set<int> heard;
+    for (const int semitones : kChords[chord]) heard.insert((semitones + 24) % 12);
+    EXPECT_EQ(heard, notes.at(PrismelKnobs::kChordNames[chord])) << PrismelKnobs::kChordNames[chord];
   }
 }
 
