@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
+#include <utility>
 
 #include "dsp/effects/prims/VectorKernelTable.h"
 
@@ -206,6 +208,17 @@ HWY_INLINE void FirFewTaps(D d, const float* taps, std::size_t tapCount, const f
   }
 }
 
+// Calls `step` with the constants 0 to kSteps - 1. A loop that the compiler leaves as it is would keep its
+// sums in memory.
+template <typename Step, std::size_t... kIndex>
+HWY_INLINE void UnrollOver(std::index_sequence<kIndex...>, const Step& step) {
+  (step(std::integral_constant<std::size_t, kIndex>()), ...);
+}
+template <std::size_t kSteps, typename Step>
+HWY_INLINE void Unroll(const Step& step) {
+  UnrollOver(std::make_index_sequence<kSteps>(), step);
+}
+
 // For many taps, at least kVectors vectors of them, the loads of samples are the limit: most of them straddle
 // two cache lines. A vector of samples loaded at place r + lanes m serves all vectors of outputs, number v
 // with tap r + lanes (m - v). `kPlaces` neighbouring r run at once; their sums join the result before the
@@ -219,42 +232,43 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
   const std::size_t whole = tapCount / kLanes, rest = tapCount % kLanes;
   for (std::size_t r = 0; r < kLanes; r += kPlaces) {
     Vector<D> sums[kPlaces * kVectors];
-    for (std::size_t s = 0; s < kPlaces * kVectors; ++s) sums[s] = hn::Zero(d);
+    Unroll<kPlaces * kVectors>([&](auto s) HWY_ATTR { sums[s] = hn::Zero(d); });
     const float* h = taps + r;
     const float* x = samples + r;
     // The first vectors of samples don't reach all outputs yet, the last ones no longer.
-    for (std::size_t m = 0; m + 1 < kVectors; ++m) {
-      for (std::size_t place = 0; place < kPlaces; ++place) {
+    Unroll<kVectors - 1>([&](auto m) HWY_ATTR {
+      Unroll<kPlaces>([&](auto place) HWY_ATTR {
         const auto loaded = hn::LoadU(d, x + place + kLanes * m);
-        for (std::size_t v = 0; v <= m; ++v) {
+        Unroll<decltype(m)::value + 1>([&](auto v) HWY_ATTR {
           auto& sum = sums[place * kVectors + v];
           sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (m - v)]), loaded, sum);
-        }
-      }
-    }
+        });
+      });
+    });
     for (std::size_t m = kVectors - 1; m < whole; ++m) {
-      for (std::size_t place = 0; place < kPlaces; ++place) {
+      Unroll<kPlaces>([&](auto place) HWY_ATTR {
         const auto loaded = hn::LoadU(d, x + place + kLanes * m);
-        for (std::size_t v = 0; v < kVectors; ++v) {
+        Unroll<kVectors>([&](auto v) HWY_ATTR {
           auto& sum = sums[place * kVectors + v];
           sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (m - v)]), loaded, sum);
-        }
-      }
+        });
+      });
     }
-    for (std::size_t beyond = 0; beyond + 1 < kVectors; ++beyond) {
-      for (std::size_t place = 0; place < kPlaces; ++place) {
+    Unroll<kVectors - 1>([&](auto beyond) HWY_ATTR {
+      Unroll<kPlaces>([&](auto place) HWY_ATTR {
         const auto loaded = LoadBefore(d, x + place + kLanes * (whole + beyond), end);
-        for (std::size_t v = beyond + 1; v < kVectors; ++v) {
+        Unroll<kVectors - 1 - decltype(beyond)::value>([&](auto later) HWY_ATTR {
+          constexpr std::size_t v = decltype(beyond)::value + 1 + decltype(later)::value;
           auto& sum = sums[place * kVectors + v];
           sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (whole + beyond - v)]), loaded, sum);
-        }
-      }
-    }
-    for (std::size_t v = 0; v < kVectors; ++v) {
-      for (std::size_t place = 1; place < kPlaces; ++place)
-        sums[v] = hn::Add(sums[v], sums[place * kVectors + v]);
+        });
+      });
+    });
+    Unroll<kVectors>([&](auto v) HWY_ATTR {
+      Unroll<kPlaces - 1>([&](auto before)
+                              HWY_ATTR { sums[v] = hn::Add(sums[v], sums[(before + 1) * kVectors + v]); });
       result[v] = hn::Add(result[v], sums[v]);
-    }
+    });
   }
   if (rest == 0) return;
   Vector<D> last[kVectors];
