@@ -23,7 +23,8 @@ class Pieces {
     return byte;
   }
   std::string_view Text() {
-    const size_t length = std::min<size_t>(Byte(), rest.size());
+    const size_t asked = Byte();  // first: the byte itself is no longer there to be taken
+    const size_t length = std::min(asked, rest.size());
     const std::string_view text = rest.substr(0, length);
     rest.remove_prefix(length);
     return text;
