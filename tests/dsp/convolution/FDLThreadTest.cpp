@@ -91,6 +91,41 @@ TEST(FDLThread, OneWakeUpReachesEveryThreadThatHasWork) {
   }
 }
 
+TEST(FDLThread, FindsItsWorkByItselfOnceItKnowsThePace) {
+  using Clock = std::chrono::steady_clock;
+  constexpr std::chrono::milliseconds kPeriod(20);
+  FDLThread worker;
+  worker.SetPace(kPeriod);
+  worker.Start("ConvoEngine");
+  std::atomic<int> worked{0};
+  int enqueued = 0, foundByItself = 0;
+  const auto enqueue = [&] {
+    worker.Queue().Enqueue([&] { ++worked; }, [] {});
+    ++enqueued;
+    return worker.WakeSoon();
+  };
+  // A busy machine may spoil the pace now and then; it is learnt again.
+  const auto begin = Clock::now();
+  for (auto due = begin; foundByItself < 3 && due < begin + std::chrono::seconds(20); due += kPeriod) {
+    std::this_thread::sleep_until(due);
+    const FDLThread::Reached reached = enqueue();
+    if (reached == FDLThread::Reached::NotYet) worker.Wake();
+    if (reached == FDLThread::Reached::AtTheEndOfItsNap) {
+      ++foundByItself;
+      EXPECT_GE(enqueued, 10) << "not before eight periods were kept";
+    }
+    ASSERT_TRUE(Eventually([&] { return worked == enqueued; }));
+  }
+  EXPECT_EQ(foundByItself, 3);
+  // Work that can't wait for the end of the nap need not.
+  while (enqueue() != FDLThread::Reached::NotYet) {
+    worker.Wake();
+    ASSERT_TRUE(Eventually([&] { return worked == enqueued; }));
+  }
+  worker.Wake();
+  EXPECT_TRUE(Eventually([&] { return worked == enqueued; }));
+}
+
 TEST(FDLThread, BearsItsNameAndStopsWithWorkLeft) {
   FDLThread worker;
   std::array<char, 16> name{};
