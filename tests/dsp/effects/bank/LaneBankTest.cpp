@@ -9,6 +9,7 @@
 #include "dsp/effects/BitCrusher.h"
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
+#include "dsp/effects/Wavefolder.h"
 #include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -100,6 +101,20 @@ TEST(LaneBank, CrushersSideBySideGiveTheBitsOfCrushersAlone) {
           const auto index = static_cast<uint32_t>(draw() % BitCrusher::kParamCount);
           if (index == BitCrusher::kStereo && position(draw) < 0.9f) return;
           if (round < 2) pair.Set(BitCrusher::kWet, 0.9f);
+          pair.Set(index, position(draw));
+        });
+  }
+}
+
+TEST(LaneBank, FoldersSideBySideGiveTheBitsOfFoldersAlone) {
+  for (const uint32_t clones : {1u, 5u, 16u, 18u}) {
+    ExpectSameBits<Wavefolder>(
+        clones, [] { return std::make_unique<Wavefolder>(""); },
+        [](auto& pair, uint32_t round, auto& draw, auto& position) {
+          // Glides and long rests: gains that move, that land, and that stay in their buffers.
+          if (round % 30 < 12) pair.Set(Wavefolder::kDrive, position(draw));
+          const auto index = static_cast<uint32_t>(draw() % Wavefolder::kParamCount);
+          if (round % 5 != 0 || (index == Wavefolder::kStereo && position(draw) < 0.9f)) return;
           pair.Set(index, position(draw));
         });
   }
