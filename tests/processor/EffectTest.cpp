@@ -124,6 +124,13 @@ TEST(Filters, AStaleStateNeverBurstsOutWhenOneOpens) {
   EXPECT_LT(std::fabs(*std::max_element(out.begin(), out.end(),
                                         [](float a, float b) { return std::fabs(a) < std::fabs(b); })),
             1.0f);
+  ProcessorRig low;
+  low.Set(kHostLpf, 0.4f);
+  low.Run(4800, [](uint64_t) { return 0.5f; });
+  low.Set(kHostLpf, 1.0f);
+  low.Silence(9600);
+  low.Set(kHostLpf, 0.4f);
+  EXPECT_LT(Rms(low.Silence(480)), 1e-6);
 }
 
 TEST(Meters, ReadSilenceLevelAndTheirUpperLimit) {
