@@ -81,12 +81,12 @@ Option& Option::Range(double lowest, double highest) {
 }
 
 Option& Option::Range(int lowest, int highest) {
-  option->check(CLI::Range(lowest, highest));
+  option->check(CLI::Range(lowest, highest).description(fmt::format("{} to {}", lowest, highest)));
   return *this;
 }
 
 Option& Option::Range(uint32_t lowest, uint32_t highest) {
-  option->check(CLI::Range(lowest, highest));
+  option->check(CLI::Range(lowest, highest).description(fmt::format("{} to {}", lowest, highest)));
   return *this;
 }
 
@@ -162,7 +162,20 @@ std::vector<Command::Declared> Command::Options() const {
     Declared entry{{},
                    option->get_positional() ? option->get_name(true) : "",
                    option->get_description(),
-                   option->get_items_expected_max() > 0};
+                   option->get_items_expected_max() > 0,
+                   option->get_default_str(),
+                   option->get_type_name(),
+                   option->get_required()};
+    // "FLOAT:20 to 400", "TEXT:{a,b}": the parser's name of the type, and behind it what is taken.
+    const size_t colon = entry.choices.find(':');
+    entry.choices = colon == std::string::npos ? "" : entry.choices.substr(colon + 1);
+    if (entry.choices.starts_with('{') && entry.choices.ends_with('}')) {
+      entry.choices = entry.choices.substr(1, entry.choices.size() - 2);
+    }
+    std::string listed;
+    for (const char letter : entry.choices)
+      listed += letter == ',' ? std::string(", ") : std::string(1, letter);
+    entry.choices = listed;
     for (const std::string& name : option->get_snames()) entry.names.push_back("-" + name);
     for (const std::string& name : option->get_lnames()) entry.names.push_back("--" + name);
     options.push_back(std::move(entry));

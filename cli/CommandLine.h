@@ -76,6 +76,9 @@ class Command {
     std::string positional;          ///< its name; empty for an option
     std::string use;
     bool takesValue;
+    std::string start;    ///< the value it has if it isn't given, as shown to people; may be empty
+    std::string choices;  ///< "1 to 10" or "a, b, c"; empty where anything goes
+    bool isRequired;
   };
   std::vector<Declared> Options() const;
 

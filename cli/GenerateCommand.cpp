@@ -35,6 +35,11 @@ std::string Replace(std::string text, const std::string& from, const std::string
   return text;
 }
 
+/// Choices to pick from, not the ends of a range.
+bool IsList(const std::string& choices) {
+  return !choices.empty() && choices.find(" to ") == std::string::npos;
+}
+
 // ---- Man page, in the macros of man(7) --------------------------------------------------------------------
 
 std::string Roff(const std::string& text) {
@@ -47,7 +52,14 @@ void PrintManOptions(const Command& command) {
     const std::string names =
         option.names.empty() ? option.positional : fmt::format("{}", fmt::join(option.names, ", "));
     const bool showsValue = option.takesValue && !option.names.empty();
+    std::string facts;
+    if (!option.choices.empty()) {
+      facts += fmt::format("{} {}. ", IsList(option.choices) ? "One of:" : "From", option.choices);
+    }
+    if (!option.start.empty()) facts += fmt::format("Without it: {}. ", option.start);
+    if (option.isRequired) facts += "Required.";
     Print(".TP\n.B {}{}\n{}\n", Roff(names), showsValue ? " \\fIVALUE\\fR" : "", Roff(option.use));
+    if (!facts.empty()) Print(".br\n{}\n", Roff(facts));
   }
 }
 
@@ -154,7 +166,8 @@ std::string ZshText(const std::string& text) {
 }
 
 /// What completes an option's value.
-std::string Completer(const std::string& name) {
+std::string Completer(const Command::Declared& option, const std::string& name) {
+  if (IsList(option.choices)) return fmt::format("({})", Replace(option.choices, ", ", " "));
   if (name == "-P" || name == "--preset") return "_prismel_presets";
   return name == "-p" || name == "--set" ? "_prismel_settings" : "_files";
 }
@@ -205,7 +218,7 @@ void PrintZsh(const Command& app) {
     for (const Command::Declared& option : command.Options()) {
       for (const std::string& name : option.names) {
         text += fmt::format("\\\n      '*{}[{}]{}' ", name, ZshText(option.use),
-                            option.takesValue ? ":value:" + Completer(name) : "");
+                            option.takesValue ? ":value:" + Completer(option, name) : "");
       }
     }
     const bool takesPresets = path == "preset show" || path == "preset diff";

@@ -19,9 +19,10 @@ namespace Vantora::cli {
 namespace {
 
 struct NoiseOptions {
-  std::string path, kind = "white", seconds = "10", format = "24", type;
+  std::string path, color = "white", duration = "10", format = "24", type;
   uint32_t seed = 1;
-  int rate = 48000, channels = 1;
+  int rate = 48000;
+  bool stereo = false;
   double gainDb = -12.0;
   std::vector<std::string> assignments;
   bool overwrite = false;
@@ -29,10 +30,10 @@ struct NoiseOptions {
 
 offline::NoiseStream MakeNoise(const NoiseOptions& options) {
   offline::NoiseSettings settings;
-  settings.color = options.kind;
+  settings.color = options.color;
   settings.seed = options.seed;
   settings.rate = options.rate;
-  settings.channels = options.channels;
+  settings.channels = options.stereo ? 2 : 1;
   settings.gainDb = options.gainDb;
   for (const std::string& text : options.assignments) {
     const Assignment assignment = Assignment::Parse(text);
@@ -42,7 +43,7 @@ offline::NoiseStream MakeNoise(const NoiseOptions& options) {
 }
 
 void Run(const NoiseOptions& options) {
-  const double seconds = ParseSeconds("--seconds", options.seconds);
+  const double seconds = ParseSeconds("--duration", options.duration);
   const auto sample = ParseSampleFormat(options.format);
   if (!sample) throw UsageError(fmt::format("--format: '{}' isn't one of 16, 24, 32, float", options.format));
   offline::NoiseStream noise = MakeNoise(options);
@@ -53,8 +54,8 @@ void Run(const NoiseOptions& options) {
       ChooseOutputFormat(options.path, options.type.empty() && options.path == "-" ? "wav" : options.type,
                          std::nullopt, *sample);
   settings.rate = options.rate;
-  settings.channels = options.channels;
-  settings.mostFrames = frames;
+  settings.channels = options.stereo ? 2 : 1;
+  settings.leastFrames = settings.mostFrames = frames;
   settings.overwrite = options.overwrite;
   if (options.path != "-") {
     const auto folder = std::filesystem::path(options.path).parent_path();
@@ -64,7 +65,7 @@ void Run(const NoiseOptions& options) {
   AudioWriter writer(options.path, settings);
 
   const uint32_t blockSize = noise.BlockSize();
-  const auto channels = static_cast<size_t>(options.channels);
+  const auto channels = size_t{options.stereo ? 2u : 1u};
   std::vector<float> interleaved(blockSize * channels);
   for (uint64_t at = 0; at < frames; at += blockSize) {
     const float* const* block = noise.Next();
@@ -88,22 +89,22 @@ void AddNoiseCommand(Command app, CommandContext&) {
   auto options = std::make_shared<NoiseOptions>();
   const Command command = app.AddCommand("noise", "Write noise of one of six colours to a file");
   command.AddOption("OUT", options->path, "the file to write; - is standard output").Required();
-  command.AddOption("--type", options->kind, "violet, white, pink, brown, dark or variable")
+  command.AddOption("--color", options->color, "violet, white, pink, brown, dark or variable")
       .OneOf(offline::NoiseStream::Colors(), true)
       .ShowStart();
-  command.AddOption("--seconds", options->seconds, "length: seconds or minutes:seconds").ShowStart();
+  command.AddOption("--duration", options->duration, "length: seconds or minutes:seconds").ShowStart();
   command.AddOption("--seed", options->seed, "the same seed gives the same noise")
       .Range(1u, 4294967295u)
       .ShowStart();
   command.AddOption("--rate", options->rate, "Hz")
       .Range(AudioReader::kMinRate, AudioReader::kMaxRate)
       .ShowStart();
-  command.AddOption("--channels", options->channels, "1 or 2, unlike each other").Range(1, 2).ShowStart();
+  command.AddFlag("--stereo", options->stereo, "two channels, unlike each other");
   command.AddOption("--gain", options->gainDb, "dB; violet and brown reach beyond full scale at 0")
       .Range(-120.0, 24.0)
       .ShowStart();
   command.AddOption("-f,--format", options->format, "samples as 16, 24, 32 or float").ShowStart();
-  command.AddOption("--file-type", options->type,
+  command.AddOption("-t,--type", options->type,
                     "kind of file in place of the ending's: " + WritableEndings());
   command.AddOption("-p,--set", options->assignments, "NAME=VALUE: NoiseColor=0.3 for the variable colour")
       .OnePerUse();

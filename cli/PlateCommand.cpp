@@ -1,15 +1,10 @@
-#include <fmt/format.h>
-
 #include <memory>
-#include <utility>
 
-#include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/CommandLine.h"
-#include "cli/Console.h"
-#include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/Knobs.h"
+#include "cli/ModuleSound.h"
 #include "cli/offline/RenderJobs.h"
 #include "offline/Plate.h"
 
@@ -18,28 +13,21 @@ namespace {
 
 struct PlateOptions {
   FileOptions files;
-  std::vector<std::string> assignments;
-  bool list = false;
+  ModuleSound sound;
 };
 
-std::unique_ptr<offline::ModuleEffect> MakePlate(const PlateOptions& options) {
-  std::vector<std::pair<std::string, std::string>> knobs;
-  for (const std::string& text : options.assignments) {
-    const Assignment assignment = Assignment::Parse(text);
-    knobs.emplace_back(assignment.name, assignment.value);
-  }
-  return AsUsage([&knobs] { return offline::MakePlate(knobs); });
-}
-
 void Run(const PlateOptions& options, CommandContext& context) {
-  MakePlate(options);  // a bad setting is told once, before any file
-  if (options.list) {
-    PrintKnobs(offline::PlateKnobs());
+  const offline::ModuleKnobs knobs = offline::PlateKnobs();
+  const auto writes = options.sound.Writes(knobs);  // a bad setting is told once, before any file
+  const auto moves = options.sound.Moves(knobs);
+  if (options.sound.list) {
+    PrintKnobs(knobs);
     return;
   }
   const RenderSettings settings = options.files.Settings();
-  context.status = RunRenderJobs(options.files.Pairs(), settings, options.files.Batch(context),
-                                 [&](const FilePair&) { return MakePlate(options); });
+  context.status = RunRenderJobs(
+      options.files.Pairs(), settings, options.files.Batch(context),
+      [&](const FilePair&) -> std::shared_ptr<offline::Effect> { return offline::MakePlate(writes, moves); });
 }
 
 }  // namespace
@@ -49,13 +37,7 @@ void AddPlateCommand(Command app, CommandContext& context) {
   const Command command = app.AddCommand("plate", "Run audio files through the plate reverb");
   options->files.AddTo(command);
   command.OptionNamed("FILES").Required(false);
-  constexpr const char* kSound = "Sound";
-  command
-      .AddOption("-p,--set", options->assignments,
-                 "NAME=VALUE, any number of times: Decay=0.8, Predelay=20ms")
-      .Group(kSound)
-      .OnePerUse();
-  command.AddFlag("--params", options->list, "list the parameters and do nothing else").Group(kSound);
+  options->sound.AddTo(command, "Decay=0.8, Predelay=20ms");
   command.OnRun([options, &context] { Run(*options, context); });
 }
 

@@ -56,6 +56,7 @@ class SeededEffect final : public offline::Effect {
   }
   void Finish(const Sink& sink) override { effect.Finish(sink); }
   uint64_t Latency() const override { return effect.Latency(); }
+  double LongestGap() const override { return effect.LongestGap(); }
   uint64_t NonFiniteCount() const override { return effect.NonFiniteCount(); }
 
  private:
@@ -74,15 +75,33 @@ uint32_t SeedOfName(const std::string& path, uint32_t seed) {
   return SeedHash(hash, seed);
 }
 
-/// The rate of the first of several files: measured once, before the workers start, the latency is known to
-/// all.
-std::optional<int> CommonRate(const std::vector<FilePair>& pairs) {
-  if (pairs.size() < 2 || pairs.front().input == "-") return std::nullopt;
-  try {
-    return AudioReader(pairs.front().input, std::nullopt, true).Rate();
-  } catch (const Failure&) {
-    return std::nullopt;  // told when it is rendered
+/// Rate and channels of a file.
+struct Form {
+  int rate, inputChannels, outputChannels;
+  bool operator==(const Form&) const = default;
+};
+
+/// The form of the first of several files, and whether all have it: what is common is made ready once, before
+/// the workers start. Nothing is told of files that can't be read: that comes when they are rendered.
+std::optional<Form> CommonForm(const std::vector<FilePair>& pairs, const RenderSettings& settings,
+                               bool* isOfAll) {
+  std::optional<Form> common;
+  *isOfAll = pairs.size() > 1;
+  for (const FilePair& pair : pairs) {
+    if (pairs.size() < 2 || pair.input == "-") break;
+    try {
+      const AudioReader reader(pair.input, settings.rawInput, true);
+      const std::vector<int>& chosen = pair.channels.empty() ? settings.channels : pair.channels;
+      const int inputs = chosen.empty() ? reader.Channels() : static_cast<int>(chosen.size());
+      const Form form{reader.Rate(), inputs, inputs == 2 || pair.stereo.value_or(settings.stereo) ? 2 : 1};
+      if (!common) common = form;
+      *isOfAll = *isOfAll && form == *common;
+    } catch (const Failure&) {
+    }
+    if (!*isOfAll) break;
   }
+  *isOfAll = *isOfAll && common.has_value();
+  return common;
 }
 
 /// What each render sounds like: one sound for all, or a table's.
@@ -142,15 +161,25 @@ void Run(const RenderOptions& options, CommandContext& context) {
   offline::LatencyMeasurement latency(processor.Source());
   LogInfo("prismel",
           fmt::format("{} {} from {}", library.Name(), library.Version(), library.Path().string()));
-  if (const auto rate = CommonRate(sounds.pairs)) static_cast<void>(latency.At(*rate));
+  bool isOneForm = false;
+  const auto form = CommonForm(sounds.pairs, settings, &isOneForm);
+  if (form) static_cast<void>(latency.At(form->rate));
+  // A processor that is ready for all files is made ready once; each worker's copy costs what it touches.
+  std::shared_ptr<offline::HostedEffect> ready;
+  if (isOneForm && !isSeeded && sounds.writes.size() == 1) {
+    ready =
+        std::make_shared<offline::HostedEffect>(processor, latency, sounds.writes.front(), automation, tempo);
+    ready->Prepare(form->rate, form->inputChannels, form->outputChannels);
+  }
   const BatchSettings batch = options.files.Batch(
       context,
       {{"processor", library.Name() + " " + library.Version()}, {"library", library.Path().string()}});
   context.status = RunRenderJobs(
-      sounds.pairs, settings, batch, [&](const FilePair& pair) -> std::unique_ptr<offline::Effect> {
+      sounds.pairs, settings, batch, [&](const FilePair& pair) -> std::shared_ptr<offline::Effect> {
+        if (ready) return ready;
         const auto& writes = sounds.writes[pair.row];
-        if (pair.seed) return std::make_unique<SeededEffect>(*pair.seed, writes, automation, tempo);
-        return std::make_unique<offline::HostedEffect>(processor, latency, writes, automation, tempo);
+        if (pair.seed) return std::make_shared<SeededEffect>(*pair.seed, writes, automation, tempo);
+        return std::make_shared<offline::HostedEffect>(processor, latency, writes, automation, tempo);
       });
 }
 

@@ -6,13 +6,13 @@
 #include <memory>
 #include <vector>
 
-#include "cli/Assignment.h"
 #include "cli/CommandContext.h"
 #include "cli/CommandLine.h"
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/FileOptions.h"
 #include "cli/Knobs.h"
+#include "cli/ModuleSound.h"
 #include "cli/Numbers.h"
 #include "cli/audio/AudioReader.h"
 #include "cli/offline/PacedReverb.h"
@@ -25,25 +25,20 @@ namespace {
 
 struct ReverbOptions {
   FileOptions files;
+  ModuleSound sound;
   std::string impulse;
-  std::vector<std::string> assignments;
-  bool isRealTime = false, list = false, normalizeImpulse = false;
+  bool isRealTime = false, normalizeImpulse = false;
 };
-
-offline::ReverbSettings::Value ParseKnob(const std::string& text) {
-  const Assignment assignment = Assignment::Parse(text);
-  return AsUsage([&assignment]() -> offline::ReverbSettings::Value {
-    const offline::ModuleKnobs knobs = offline::ReverbKnobs();
-    const size_t index = knobs.Find(assignment.name);
-    return {static_cast<uint32_t>(index), knobs.Parse(index, assignment.value)};
-  });
-}
 
 /// What is told of an impulse before it is used.
 struct ImpulseFacts {
   double seconds = 0.0;
-  double energy = 0.0;  ///< sum of squares, of the louder channel
+  double energy = 0.0;  ///< sum of squares of what leads to one output, of the louder one
+  /// Of four channels: what the left and what the right input sounds like on both sides.
+  std::shared_ptr<dsp::Impulse> left, right;
 };
+
+constexpr int kTrueStereo = 4;  // channels: left to left, left to right, right to left, right to right
 
 /// Nothing of what can't be read: the reverb says why it can't use it.
 ImpulseFacts LookAtImpulse(const std::string& path) try {
@@ -51,14 +46,32 @@ ImpulseFacts LookAtImpulse(const std::string& path) try {
   const auto channels = static_cast<size_t>(reader.Channels());
   std::vector<float> piece(4096 * channels);
   std::vector<double> energies(channels, 0.0);
+  ImpulseFacts facts;
+  if (channels == kTrueStereo) {
+    facts.left = std::make_shared<dsp::Impulse>();
+    facts.right = std::make_shared<dsp::Impulse>();
+    facts.left->fileRate = facts.right->fileRate = static_cast<float>(reader.Rate());
+  }
+  const auto longest =
+      static_cast<uint64_t>(dsp::kLongestImpulseSeconds) * static_cast<uint64_t>(reader.Rate());
   uint64_t frames = 0;
   while (const uint64_t count = reader.Read(piece.data(), 4096)) {
     for (size_t i = 0; i < count * channels; ++i) {
       energies[i % channels] += static_cast<double>(piece[i]) * static_cast<double>(piece[i]);
     }
+    for (uint64_t i = 0; facts.left && i < count && frames + i < longest; ++i) {
+      const float* frame = piece.data() + i * channels;
+      facts.left->left.push_back(frame[0]);
+      facts.left->right.push_back(frame[1]);
+      facts.right->left.push_back(frame[2]);
+      facts.right->right.push_back(frame[3]);
+    }
     frames += count;
   }
-  return {static_cast<double>(frames) / reader.Rate(), *std::max_element(energies.begin(), energies.end())};
+  facts.seconds = static_cast<double>(frames) / reader.Rate();
+  facts.energy = facts.left ? std::max(energies[0] + energies[2], energies[1] + energies[3])
+                            : *std::max_element(energies.begin(), energies.end());
+  return facts;
 } catch (const Failure&) {
   return {};
 }
@@ -70,8 +83,10 @@ float UnitGainDb(const ImpulseFacts& facts) {
 }
 
 void Run(const ReverbOptions& options, CommandContext& context) {
-  if (options.list) {
-    PrintKnobs(offline::ReverbKnobs());
+  const offline::ModuleKnobs knobs = offline::ReverbKnobs();
+  const auto writes = options.sound.Writes(knobs);
+  if (options.sound.list) {
+    PrintKnobs(knobs);
     Print("Wet is 0.5 where it isn't set.\n");
     return;
   }
@@ -87,11 +102,28 @@ void Run(const ReverbOptions& options, CommandContext& context) {
 
   offline::ReverbSettings reverb;
   reverb.impulse = options.impulse;
-  for (const std::string& text : options.assignments) reverb.values.push_back(ParseKnob(text));
-  const ImpulseFacts facts = LookAtImpulse(options.impulse);
+  for (const host::ParameterWrite& write : writes) {
+    reverb.values.push_back({write.index, knobs[write.index].ToValue(write.normalized)});
+  }
+  reverb.moves = options.sound.Moves(knobs);
+  std::error_code none;  // opening a pipe would wait for its writer
+  const ImpulseFacts facts = std::filesystem::is_regular_file(options.impulse, none)
+                                 ? LookAtImpulse(options.impulse)
+                                 : ImpulseFacts{};
+  // What is wrong with it is told once, and not of every input.
+  dsp::Impulse probe;
+  std::string problem;
+  if (!facts.left && !dsp::ReadImpulseFile(options.impulse, probe, problem)) {
+    throw Failure(fmt::format("{}: can't be used as an impulse: {}", options.impulse, problem));
+  }
+  probe = {};
   if (facts.seconds > dsp::kLongestImpulseSeconds) {
     Tell("prismel: {}: has {}; only the first {} s are used\n", options.impulse, DurationText(facts.seconds),
          dsp::kLongestImpulseSeconds);
+  }
+  if (facts.left) {
+    reverb.samples = facts.left;
+    reverb.rightSamples = facts.right;
   }
   if (options.normalizeImpulse) {
     // In front: what the user sets counts.
@@ -100,9 +132,9 @@ void Run(const ReverbOptions& options, CommandContext& context) {
 
   context.status = RunRenderJobs(options.files.Pairs(), settings,
                                  options.files.Batch(context, {{"impulse", options.impulse}}),
-                                 [&](const FilePair&) -> std::unique_ptr<offline::Effect> {
-                                   if (options.isRealTime) return std::make_unique<PacedReverb>(reverb);
-                                   return std::make_unique<offline::ReverbEffect>(reverb);
+                                 [&](const FilePair&) -> std::shared_ptr<offline::Effect> {
+                                   if (options.isRealTime) return std::make_shared<PacedReverb>(reverb);
+                                   return std::make_shared<offline::ReverbEffect>(reverb);
                                  });
 }
 
@@ -114,7 +146,9 @@ void AddReverbCommand(Command app, CommandContext& context) {
   options->files.AddTo(command);
   constexpr const char* kGroup = "Sound";
   command
-      .AddOption("-i,--impulse", options->impulse, "mono or stereo sound file to convolve with, up to 100 s")
+      .AddOption("-i,--impulse", options->impulse,
+                 "sound file to convolve with, up to 100 s: mono, stereo, or true stereo in four channels: "
+                 "left to left, left to right, right to left, right to right")
       .Group(kGroup);
   command.OptionNamed("FILES").Required(false);
   command
@@ -122,13 +156,7 @@ void AddReverbCommand(Command app, CommandContext& context) {
                "bring the impulse to the level at which noise comes out as loud as it goes in; IRGain, where "
                "it is set, counts in place of that")
       .Group(kGroup);
-  command.AddFlag("--params", options->list, "list the parameters and do nothing else").Group(kGroup);
-  command
-      .AddOption(
-          "-p,--set", options->assignments,
-          "NAME=VALUE, any number of times: Wet=0.3, PreDelayMs=20ms, IRGain=-6dB; --params lists them")
-      .Group(kGroup)
-      .OnePerUse();
+  options->sound.AddTo(command, "Wet=0.3, PreDelayMs=20ms, IRGain=-6dB");
   command
       .AddFlag("--realtime", options->isRealTime,
                "as in a live host: blocks of 64 at the pace of the sound, with worker threads")

@@ -5,11 +5,10 @@
 #include <vector>
 
 #include "host/BlockCollector.h"
+#include "host/KnobSet.h"
 #include "host/TempoMap.h"
 
 namespace Vantora::host {
-
-class Parameter;
 
 /// What the times of an automation count.
 enum class TimeUnit { kSeconds, kFrames, kBeats };
@@ -33,13 +32,11 @@ class Automation {
   /// One track for each parameter that moves, in any order, its points in any order; of points at the same
   /// time the later one counts. A parameter with steps jumps where a ramp is asked for. Throws `HostError`
   /// for a parameter that there isn't, that can't be automated or has two tracks, and for times or positions
-  /// out of range.
-  Automation(TimeUnit unit, std::vector<Track> tracks);
+  /// out of range. Indices are those of `knobs`.
+  Automation(TimeUnit unit, std::vector<Track> tracks, const KnobSet& knobs = EffectKnobs());
 
   /// "seconds", "frames" or "beats". Throws `HostError` for anything else.
   static TimeUnit ParseUnit(std::string_view text);
-  /// Whether a track may move it: what is offered to people, and "Panic".
-  static bool Takes(const Parameter& parameter);
 
   TimeUnit Unit() const { return unit; }
   const std::vector<Track>& Tracks() const { return tracks; }  ///< by index
@@ -62,7 +59,21 @@ class AutomationPlayer final : public BlockListener {
 
   void BeforeBlock(HostedProcessor& processor, uint64_t position, uint32_t count) override;
 
+  /// The values alone, for a module that isn't a processor: calls `set(index, normalized)` for what changes
+  /// in the block of `count` samples from `position` on. Blocks come in their order.
+  template <typename Set>
+  void Move(uint64_t position, uint32_t count, Set&& set) {
+    const auto begin = static_cast<double>(startFrame + position);
+    for (Track& track : tracks) {
+      if (const float value = track.ValueAt(begin, begin + count); value != track.written) {
+        set(track.index, value);
+        track.written = value;
+      }
+    }
+  }
+
  private:
+  static constexpr float kNone = -1.0f;
   struct Point {
     double frame;
     float normalized;
@@ -72,7 +83,10 @@ class AutomationPlayer final : public BlockListener {
     uint32_t index;
     std::vector<Point> points;
     size_t next = 0;        // first point that hasn't been reached
-    float written = -1.0f;  // last value written; none yet
+    float written = kNone;  // last value written
+
+    /// In the block of these frames; kNone before the first point.
+    float ValueAt(double begin, double end);
   };
 
   std::vector<Track> tracks;

@@ -9,6 +9,7 @@
 #include "host/EditDistance.h"
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
+#include "host/KnobSet.h"
 #include "host/ParameterRows.h"
 
 namespace Vantora::host {
@@ -126,6 +127,32 @@ void ParameterTable::Check(const HostedProcessor& processor) const {
                       parameter.Index(), name, parameter.Name()));
     }
   }
+}
+
+namespace {
+
+class Effect final : public KnobSet {
+ public:
+  std::string_view Kind() const override { return {}; }
+  uint32_t Count() const override { return static_cast<uint32_t>(table.Size()); }
+  const Knob& KnobAt(uint32_t index) const override { return table[index]; }
+  bool Has(std::string_view name) const override { return table.Find(name) != nullptr; }
+  uint32_t IndexOf(std::string_view name) const override { return table.At(name).Index(); }
+  bool IsStored(uint32_t index) const override { return table[index].IsInPresets(); }
+  bool CanMove(uint32_t index) const override {
+    // Of the commands a song may need one: what rings on, cut at a place of its own.
+    return table[index].IsAutomatable() || table[index].Name() == "Panic";
+  }
+
+ private:
+  const ParameterTable& table = ParameterTable::Get();
+};
+
+}  // namespace
+
+const KnobSet& EffectKnobs() {
+  static const Effect knobs;
+  return knobs;
 }
 
 }  // namespace Vantora::host

@@ -8,7 +8,7 @@
 namespace Vantora::host {
 namespace {
 
-float ParseJsonValue(const Parameter& parameter, const JsonValue& value) {
+float ParseJsonValue(const Knob& parameter, const JsonValue& value) {
   switch (value.kind) {
     case JsonValue::Kind::kText:
       return parameter.Parse(value.text);
@@ -17,7 +17,7 @@ float ParseJsonValue(const Parameter& parameter, const JsonValue& value) {
     case JsonValue::Kind::kSwitch:
       return parameter.Parse(value.isOn ? "on" : "off");
     default:
-      throw HostError(fmt::format("{} takes {}, not {}.", parameter.UniqueName(), parameter.RangeText(),
+      throw HostError(fmt::format("{} takes {}, not {}.", parameter.FullName(), parameter.RangeText(),
                                   value.Is(JsonValue::Kind::kNothing) ? "nothing" : "a list"));
   }
 }
@@ -43,6 +43,10 @@ void CheckSchema(const JsonValue& document) {
   }
 }
 
+std::string KindText(std::string_view kind) {
+  return kind.empty() ? std::string("the effect") : fmt::format("\"{}\"", kind);
+}
+
 const Parameter& PresetLoading() {
   static const Parameter& parameter = ParameterTable::Get().At("PresetLoading");
   return parameter;
@@ -52,6 +56,11 @@ const Parameter& PresetLoading() {
 
 Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
                      std::vector<std::string>* warnings) {
+  return Parse(EffectKnobs(), json, origin, warnings);
+}
+
+Preset Preset::Parse(const KnobSet& knobs, std::string_view json, const std::filesystem::path& origin,
+                     std::vector<std::string>* warnings) {
   const auto warn = [&](const std::string& what) {
     if (warnings != nullptr) warnings->push_back("Preset \"" + origin.string() + "\": " + what);
   };
@@ -59,8 +68,14 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     const JsonValue document = ReadJson(json, JsonTwice::kRefused);
     if (!document.Is(JsonValue::Kind::kObject)) throw HostError("it is not a JSON object.");
     CheckSchema(document);
+    const std::string kind = TextMember(document, "module", "");
+    if (kind != knobs.Kind()) {
+      throw HostError(
+          fmt::format("it is a preset of {}, not of {}.", KindText(kind), KindText(knobs.Kind())));
+    }
     for (const auto& [key, value] : document.members) {
-      if (key != "schema" && key != "name" && key != "description" && key != "parameters") {
+      if (key != "schema" && key != "name" && key != "description" && key != "parameters" &&
+          key != "module") {
         warn(fmt::format("\"{}\" is not known and is ignored.", key));
       }
     }
@@ -71,13 +86,16 @@ Preset Preset::Parse(std::string_view json, const std::filesystem::path& origin,
     if (parameters == nullptr || !parameters->Is(JsonValue::Kind::kObject))
       throw HostError("it has no \"parameters\".");
     for (const auto& [key, value] : parameters->members) {
-      const Parameter* parameter = ParameterTable::Get().Find(key);
-      if (parameter == nullptr) {
+      if (!knobs.Has(key)) {
         warn(fmt::format("there is no parameter \"{}\"; it is ignored.", key));
-      } else if (!parameter->IsInPresets()) {
+        continue;
+      }
+      const uint32_t index = knobs.IndexOf(key);
+      const Knob& knob = knobs.KnobAt(index);
+      if (!knobs.IsStored(index)) {
         warn(fmt::format("\"{}\" is not part of a preset and is ignored.", key));
-      } else if (!preset.values.emplace(parameter->Index(), ParseJsonValue(*parameter, value)).second) {
-        throw HostError(parameter->UniqueName() + " is set twice.");
+      } else if (!preset.values.emplace(index, ParseJsonValue(knob, value)).second) {
+        throw HostError(knob.FullName() + " is set twice.");
       }
     }
     return preset;
@@ -95,29 +113,31 @@ Preset Preset::Capture(const HostedProcessor& processor) {
   return preset;
 }
 
-void Preset::AddTo(JsonObjectText& document, JsonObjectText::Precision precision) const {
+void Preset::AddTo(JsonObjectText& document, JsonObjectText::Precision precision,
+                   const KnobSet& knobs) const {
   document.AddInteger("schema", kSchema);
+  if (!knobs.Kind().empty()) document.AddText("module", std::string(knobs.Kind()));
   document.AddText("name", name);
   document.AddText("description", description);
   JsonObjectText parameters;
   for (const auto& [index, value] : values) {
-    const Parameter& parameter = ParameterTable::Get()[index];
-    if (!parameter.IsInPresets() || value == parameter.PreferredNormalized()) continue;
-    const std::string text = parameter.ExactText(value);
+    const Knob& knob = knobs.KnobAt(index);
+    if (!knobs.IsStored(index) || value == knob.PreferredNormalized()) continue;
+    const std::string text = knob.ExactText(value);
     const bool isNumber =
-        parameter.Labels().empty() && UnitName(parameter.GetUnit()).empty() && !text.starts_with("norm:");
+        knob.Labels().empty() && UnitName(knob.GetUnit()).empty() && !text.starts_with("norm:");
     if (isNumber) {
-      parameters.AddNumber(parameter.UniqueName(), text, precision);
+      parameters.AddNumber(knob.FullName(), text, precision);
     } else {
-      parameters.AddText(parameter.UniqueName(), text);
+      parameters.AddText(knob.FullName(), text);
     }
   }
   document.AddObject("parameters", parameters);
 }
 
-std::string Preset::ToJson() const {
+std::string Preset::ToJson(const KnobSet& knobs) const {
   JsonObjectText document;
-  AddTo(document, JsonObjectText::Precision::kDouble);
+  AddTo(document, JsonObjectText::Precision::kDouble, knobs);
   return document.Text() + '\n';
 }
 

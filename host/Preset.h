@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "host/JsonText.h"
+#include "host/KnobSet.h"
 #include "host/ParameterQueue.h"
 #include "host/ParameterTable.h"
 
@@ -39,13 +40,20 @@ class Preset {
   static Preset Parse(std::string_view json, const std::filesystem::path& origin,
                       std::vector<std::string>* warnings = nullptr);
 
+  /// The same for the knobs of a module: the file then says which, as "module".
+  static Preset Parse(const KnobSet& knobs, std::string_view json, const std::filesystem::path& origin,
+                      std::vector<std::string>* warnings = nullptr);
+
   /// The sound that `processor` has now.
   static Preset Capture(const HostedProcessor& processor);
 
   /// JSON text that `Parse` reads back, with musical values; what stands at its preferred value is left out.
-  std::string ToJson() const;
+  std::string ToJson() const { return ToJson(EffectKnobs()); }
+  /// The same for the knobs of a module.
+  std::string ToJson(const KnobSet& knobs) const;
   /// The members of that text, for texts that hold a preset among other things.
-  void AddTo(JsonObjectText& document, JsonObjectText::Precision precision) const;
+  void AddTo(JsonObjectText& document, JsonObjectText::Precision precision,
+             const KnobSet& knobs = EffectKnobs()) const;
 
   /// Value of a parameter in this preset, named or not; normalised.
   float ValueOf(const Parameter& parameter) const;

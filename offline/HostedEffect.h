@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <vector>
 
@@ -21,10 +22,15 @@ class HostedEffect final : public Effect {
                std::vector<host::ParameterWrite> startValues, const host::Automation& automation,
                const host::TempoMap& tempo);
 
+  /// Does what the next `Start` would do, if that has these arguments. A process that forks for each of many
+  /// recordings does it once, and its children take over memory that is ready. Throws host::HostError.
+  void Prepare(int rate, int inputChannels, int outputChannels);
+
   void Start(int rate, int inputChannels, int outputChannels) override;
   void Feed(const float* const* inputs, size_t frames, const Sink& sink) override;
   void Finish(const Sink& sink) override;
   uint64_t Latency() const override { return latencyFrames; }
+  double LongestGap() const override { return longestGap; }
   uint64_t NonFiniteCount() const override { return collector ? collector->NonFiniteCount() : 0; }
 
   /// The stream under way, for writes and levels. Between `Start` and the next one.
@@ -39,6 +45,8 @@ class HostedEffect final : public Effect {
   std::optional<host::AutomationPlayer> player;
   std::optional<host::FileCollector> collector;
   uint64_t latencyFrames = 0;
+  double longestGap;
+  std::array<int, 3> preparedFor{};  // rate and channels; zeros: for nothing
 };
 
 }  // namespace Vantora::offline

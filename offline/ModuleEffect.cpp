@@ -13,14 +13,18 @@ uint32_t ModuleBlockSize(int rate) {
   return std::max(4u, 4u * static_cast<uint32_t>(std::lround(rate * 11.0 / 44100.0)));
 }
 
-ModuleEffect::ModuleEffect(std::unique_ptr<dsp::Module> itsModule, double gap)
-    : module(std::move(itsModule)), longestGap(gap) {}
+ModuleEffect::ModuleEffect(std::unique_ptr<dsp::Module> itsModule, double gap,
+                           std::shared_ptr<const ModuleMoves> itsMoves)
+    : module(std::move(itsModule)), longestGap(gap), moves(std::move(itsMoves)) {}
 
 ModuleEffect::~ModuleEffect() { module->Shutdown(); }
 
 void ModuleEffect::Start(int rate, int inputChannels, int) {
   buffer.Resize(static_cast<uint32_t>(inputChannels), ModuleBlockSize(rate));
   module->Init(buffer.BlockSize(), static_cast<float>(rate));
+  position = 0;
+  player.reset();
+  if (moves) player.emplace(moves->automation, moves->tempo, rate);
 }
 
 void ModuleEffect::RunBlock() {
@@ -32,6 +36,11 @@ void ModuleEffect::RunBlock() {
   context.tempo = 120.0f;
   context.isPlaying = 1;
   context.modeIsOne = 1;
+  if (player) {
+    player->Move(position, buffer.BlockSize(),
+                 [this](uint32_t index, float value) { module->SetParam(index, value); });
+  }
+  position += buffer.BlockSize();
   const FlushDenormals guard;
   module->Process(context);
 }

@@ -2,13 +2,17 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "basictools/knobs/KnobSymbol.h"
 #include "host/EditDistance.h"
 #include "host/HostError.h"
 
 namespace Vantora::offline {
 
-ModuleKnobs::ModuleKnobs(std::span<const Knobs::Row> rows) {
+ModuleKnobs::ModuleKnobs(std::span<const Knobs::Row> rows, std::string itsKind, std::vector<uint32_t> canMove)
+    : kind(std::move(itsKind)), movable(std::move(canMove)) {
   for (const Knobs::Row& row : rows) {
     knobs.emplace_back(row.name, row);
     symbols.push_back(Knobs::SymbolOf(row));
@@ -22,6 +26,19 @@ KnobNote ModuleKnobs::Note(size_t index) const {
 
 std::string ModuleKnobs::ValueText(size_t index, float value) const {
   return knobs[index].Text(knobs[index].ToNormalized(value));
+}
+
+bool ModuleKnobs::Has(std::string_view name) const {
+  const std::string wanted = host::Lower(name);
+  for (size_t i = 0; i < knobs.size(); ++i) {
+    if (wanted == host::Lower(Name(i)) || wanted == symbols[i]) return true;
+  }
+  return false;
+}
+
+bool ModuleKnobs::CanMove(uint32_t index) const {
+  if (!knobs[index].IsOffered()) return false;
+  return movable.empty() || std::find(movable.begin(), movable.end(), index) != movable.end();
 }
 
 size_t ModuleKnobs::Find(std::string_view name) const {

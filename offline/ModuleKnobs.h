@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "engine/Module.h"
-#include "host/Knob.h"
+#include "host/KnobSet.h"
 
 namespace Vantora::offline {
 
@@ -19,10 +19,20 @@ struct KnobNote {
 
 /// ModuleKnobs: the parameters of one module of the library by their names, with values as people write
 /// them. Made from the module's rows: knows no module.
-class ModuleKnobs {
+class ModuleKnobs final : public host::KnobSet {
  public:
-  /// `rows` are the module's, by index.
-  explicit ModuleKnobs(std::span<const Knobs::Row> rows);
+  /// `rows` are the module's, by index; `kind` names it in its presets. An automation moves the knobs in
+  /// `movable`, or all where that is empty.
+  explicit ModuleKnobs(std::span<const Knobs::Row> rows, std::string kind = "",
+                       std::vector<uint32_t> movable = {});
+
+  std::string_view Kind() const override { return kind; }
+  uint32_t Count() const override { return static_cast<uint32_t>(knobs.size()); }
+  const host::Knob& KnobAt(uint32_t index) const override { return knobs[index]; }
+  bool Has(std::string_view name) const override;
+  uint32_t IndexOf(std::string_view name) const override { return static_cast<uint32_t>(Find(name)); }
+  bool IsStored(uint32_t index) const override { return knobs[index].IsOffered(); }
+  bool CanMove(uint32_t index) const override;
 
   size_t Size() const { return knobs.size(); }
   const host::Knob& operator[](size_t index) const { return knobs[index]; }
@@ -47,6 +57,8 @@ class ModuleKnobs {
  private:
   std::vector<host::Knob> knobs;
   std::vector<std::string> symbols;
+  std::string kind;
+  std::vector<uint32_t> movable;  // empty: all
 };
 
 }  // namespace Vantora::offline

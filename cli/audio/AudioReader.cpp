@@ -11,13 +11,15 @@
 #include <cstring>
 
 #include "cli/Failure.h"
-#include "cli/audio/DeclaredLength.h"
 
 namespace Vantora::cli {
 namespace {
 
 // A WAV header written before the length was known claims up to 4 GB: no length at all.
 constexpr int64_t kClaimedWithoutKnowing = 0x7fff0000 / 8;
+
+constexpr const char* kTakenFromPipes =
+    "a pipe takes WAV, AU, AIFF, W64, Ogg, MP3 or, with --raw-input, raw samples";
 
 /// While it lives, what libraries write to standard error goes nowhere.
 class QuietStandardError {
@@ -40,7 +42,11 @@ class QuietStandardError {
   int kept;
 };
 
-std::string LowerFirst(std::string text) {
+/// What libsndfile says of an error, without its own beginning and end of a sentence.
+std::string Reason(SNDFILE* file) {
+  std::string text = sf_strerror(file);
+  constexpr std::string_view kBeginning = "Error : ";
+  if (text.starts_with(kBeginning)) text.erase(0, kBeginning.size());
   while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
   return text;
 }
@@ -73,19 +79,18 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
     info.channels = raw->channels;
     info.format = AudioFormat{"raw", raw->sample, false}.Code();
   }
-  std::optional<DeclaredLength> length = LookAt();
-  if (raw || takesDamaged) length.reset();
+  std::optional<DeclaredLength> present;  // and declared
+  if (const auto length = LookAt(); !raw) present = length;
   {
     const QuietStandardError guard;  // decoders remark on what they find
-    file.reset(path == "-" ? sf_open_fd(STDIN_FILENO, SFM_READ, &info, SF_FALSE)
-                           : sf_open(path.c_str(), SFM_READ, &info));
+    file.reset(OpenFile(present));
+  }
+  if (!file && watched && watched->BeginsWith("fLaC")) {
+    throw Failure(fmt::format("{}: FLAC can't be read from a pipe; {}", name, kTakenFromPipes));
   }
   if (!file) {
-    const std::string hint = path == "-" && !raw
-                                 ? " (a pipe takes WAV, AU, AIFF, W64, Ogg or, with --raw-input, raw samples)"
-                                 : "";
-    throw Failure(
-        fmt::format("{}: not an audio file I can read: {}{}", name, LowerFirst(sf_strerror(nullptr)), hint));
+    const std::string hint = path == "-" && !raw ? fmt::format(" ({})", kTakenFromPipes) : std::string();
+    throw Failure(fmt::format("{}: not an audio file I can read: {}{}", name, Reason(nullptr), hint));
   }
   // Float files may go beyond full scale; integers are
   // divided by their full scale, so they come back exactly.
@@ -97,19 +102,35 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
   if (info.channels < 1) throw Failure(fmt::format("{}: it has no channels", name));
   const int kind = info.format & SF_FORMAT_TYPEMASK;
   if (info.seekable == 0 && (kind == SF_FORMAT_CAF || kind == SF_FORMAT_RF64)) {
-    throw Failure(fmt::format("{}: {} can't be read from a pipe; a pipe takes WAV, AU, AIFF, W64 and Ogg",
-                              name, kind == SF_FORMAT_CAF ? "CAF" : "RF64"));
+    throw Failure(
+        fmt::format("{}: {} can't be read from a pipe; a pipe takes WAV, AU, AIFF, W64, Ogg and MP3", name,
+                    kind == SF_FORMAT_CAF ? "CAF" : "RF64", kTakenFromPipes));
   }
   constexpr sf_count_t kLongerThanAnyFile = sf_count_t{1} << 50;
   endUnmarked = info.seekable != 0 && info.frames > kLongerThanAnyFile;
   lengthKnown = (info.seekable != 0 && !endUnmarked) ||
                 (info.frames > 0 && info.frames < kClaimedWithoutKnowing / info.channels);
   if (lengthKnown && info.frames <= 0) throw Failure(fmt::format("{}: it holds no audio", name));
-  if (length && length->IsCut()) {
+  if (present && present->IsCut() && !takesDamaged) {
     const double seconds = static_cast<double>(info.frames) / info.samplerate;
-    FailAsCut(seconds,
-              seconds * static_cast<double>(length->declared) / static_cast<double>(length->present));
+    const double share = static_cast<double>(present->present) / static_cast<double>(present->declared);
+    // Of MP3 the library tells the length in the header, of all others that of what is there.
+    kind == SF_FORMAT_MPEG ? FailAsCut(seconds * share, seconds) : FailAsCut(seconds, seconds / share);
   }
+}
+
+SNDFILE* AudioReader::OpenFile(const std::optional<DeclaredLength>& length) {
+  if (path == "-") {
+    struct stat status {};
+    const bool isFile = fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
+    if (!isFile && !takesDamaged) watched = std::make_unique<WatchedStream>(STDIN_FILENO);
+    return sf_open_fd(watched ? watched->Descriptor() : STDIN_FILENO, SFM_READ, &info, SF_FALSE);
+  }
+  if (length && ShortenedFile::IsNeeded(path, *length)) {
+    shortened = std::make_unique<ShortenedFile>(path, *length);
+    return shortened->Open(&info);
+  }
+  return sf_open(path.c_str(), SFM_READ, &info);
 }
 
 std::optional<DeclaredLength> AudioReader::LookAt() const {
@@ -157,21 +178,30 @@ void AudioReader::SkipTo(uint64_t frame) {
 uint64_t AudioReader::Read(float* interleaved, uint64_t frames) {
   // libmpg123 writes its complaints straight to standard error.
   std::optional<QuietStandardError> guard;
-  if ((info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG) guard.emplace();
+  const int kind = info.format & SF_FORMAT_TYPEMASK;
+  if (kind == SF_FORMAT_MPEG) guard.emplace();
   const sf_count_t got = sf_readf_float(file.get(), interleaved, static_cast<sf_count_t>(frames));
   guard.reset();
   const uint64_t count = got > 0 ? static_cast<uint64_t>(got) : 0;
   position += count;
   if (count < frames && !takesDamaged) {
     if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
-      throw Failure(fmt::format("{}: damaged after {:.3f} s: {}; --damaged takes what is there", name,
-                                static_cast<double>(position) / info.samplerate,
-                                LowerFirst(sf_strerror(file.get()))));
+      // For MP3 the library knows no more than that something is wrong.
+      const std::string reason = kind == SF_FORMAT_MPEG ? "" : ": " + Reason(file.get());
+      throw Failure(fmt::format("{}: damaged after {:.3f} s{}; --damaged takes what is there", name,
+                                static_cast<double>(position) / info.samplerate, reason));
     }
     // An Ogg stream says that it ends; without that nobody knows what is missing.
     if (endUnmarked) {
       throw Failure(fmt::format("{}: damaged: it breaks off after {:.3f} s; --damaged takes what is there",
                                 name, static_cast<double>(position) / info.samplerate));
+    }
+    if (watched && watched->IsCut()) {
+      const double seconds = static_cast<double>(position) / info.samplerate;
+      if (const double share = watched->Share(); share < 1.0 && share > 0.0)
+        FailAsCut(seconds, seconds / share);
+      throw Failure(fmt::format("{}: damaged: it breaks off after {:.3f} s; --damaged takes what is there",
+                                name, seconds));
     }
     // A lossy file's length is an estimate; of any other, frames that don't come are frames that are lost.
     const bool exact = (info.format & SF_FORMAT_SUBMASK) != SF_FORMAT_MPEG_LAYER_III;

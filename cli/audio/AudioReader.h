@@ -10,6 +10,8 @@
 
 #include "cli/audio/AudioFormat.h"
 #include "cli/audio/DeclaredLength.h"
+#include "cli/audio/ShortenedFile.h"
+#include "cli/audio/WatchedStream.h"
 
 namespace Vantora::cli {
 
@@ -25,9 +27,9 @@ RawLayout ParseRawLayout(const std::string& text);
 
 /// AudioReader: one audio file or standard input as a stream of interleaved floats, full scale 1.
 ///
-/// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg and raw. Memory is constant whatever the
-/// length. Every refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty, ends
-/// before its time, or has a rate outside 8 to 384 kHz.
+/// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg, MP3 and raw. Memory is constant whatever
+/// the length. Every refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty,
+/// ends before its time, or has a rate outside 8 to 384 kHz.
 class AudioReader {
  public:
   static constexpr int kMinRate = 8000;    ///< Hz
@@ -55,6 +57,7 @@ class AudioReader {
 
  private:
   std::optional<DeclaredLength> LookAt() const;
+  SNDFILE* OpenFile(const std::optional<DeclaredLength>& length);
   [[noreturn]] void FailAsCut(double endSeconds, double seconds) const;
 
   struct Close {
@@ -64,8 +67,10 @@ class AudioReader {
   std::string path;
   std::string name;  // in messages
   SF_INFO info{};
-  std::unique_ptr<SNDFILE, Close> file;
-  uint64_t position = 0;  // frames
+  std::unique_ptr<WatchedStream> watched;    // a pipe
+  std::unique_ptr<ShortenedFile> shortened;  // a CAF file that ends before its time
+  std::unique_ptr<SNDFILE, Close> file;      // reads from one of these, or by itself
+  uint64_t position = 0;                     // frames
   bool lengthKnown = true;
   bool endUnmarked = false;  // a file without the mark of its end
   bool takesDamaged;

@@ -93,7 +93,7 @@ std::vector<FilePair> TakeExisting(std::vector<FilePair>& pairs) {
 
 std::vector<Job> MakeJobs(
     const std::vector<FilePair>& pairs, const RenderSettings& settings,
-    const std::function<std::unique_ptr<offline::Effect>(const FilePair&)>& makeEffect) {
+    const std::function<std::shared_ptr<offline::Effect>(const FilePair&)>& makeEffect) {
   std::vector<Job> jobs;
   for (const FilePair& pair : pairs) {
     const bool isStream = pair.output == "-";
@@ -118,7 +118,7 @@ std::vector<Job> MakeJobs(
 }  // namespace
 
 int RunRenderJobs(std::vector<FilePair> pairs, const RenderSettings& settings, const BatchSettings& batch,
-                  const std::function<std::unique_ptr<offline::Effect>(const FilePair&)>& makeEffect) {
+                  const std::function<std::shared_ptr<offline::Effect>(const FilePair&)>& makeEffect) {
   const auto begin = std::chrono::steady_clock::now();
   const bool isAlone = pairs.size() == 1;
   const std::vector<FilePair> skipped = batch.skipExisting ? TakeExisting(pairs) : std::vector<FilePair>{};
@@ -127,6 +127,7 @@ int RunRenderJobs(std::vector<FilePair> pairs, const RenderSettings& settings, c
   for (const Job& job : jobs) {
     if (!job.folder.empty() && folders.insert(job.folder).second) host::NewFile::RemoveAbandoned(job.folder);
   }
+  if (!batch.report.empty()) CheckRunReport(batch.report);
   JobPool pool(std::move(jobs));
   ProgressLine progress(batch.quiet);
   size_t ended = 0;

@@ -53,6 +53,6 @@ struct BatchSettings {
 /// Runs all pairs, each with an effect of its own made by `makeEffect` in the worker, prints one line each
 /// and for several a summary to standard error, and returns the exit status: 0, or that of the worst failure.
 int RunRenderJobs(std::vector<FilePair> pairs, const RenderSettings& settings, const BatchSettings& batch,
-                  const std::function<std::unique_ptr<offline::Effect>(const FilePair&)>& makeEffect);
+                  const std::function<std::shared_ptr<offline::Effect>(const FilePair&)>& makeEffect);
 
 }  // namespace Vantora::cli

@@ -76,6 +76,12 @@ std::string DigestFile(const std::string& path) {
   return text;
 }
 
+void CheckRunReport(const std::string& path) try {
+  const host::NewFile place(path, true);  // gone again with this
+} catch (const host::HostError& problem) {
+  throw Failure(fmt::format("--report: {}", problem.what()));
+}
+
 void WriteRunReport(const std::string& path, const std::vector<std::pair<std::string, std::string>>& about,
                     const std::vector<FilePair>& pairs, const JobPool& pool,
                     const std::vector<FilePair>& skipped) {

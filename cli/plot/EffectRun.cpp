@@ -5,14 +5,19 @@
 #include "cli/CommandContext.h"
 #include "host/Automation.h"
 #include "host/HostedProcessor.h"
+#include "host/Preset.h"
 #include "host/TempoMap.h"
 #include "offline/HostedEffect.h"
 #include "offline/StreamRender.h"
 
 namespace Vantora::cli {
 
+int OutputChannels(const std::vector<host::ParameterWrite>& writes, int inputChannels) {
+  return inputChannels == 2 || host::IsWide(writes) ? 2 : 1;
+}
+
 StereoSignal RunEffect(const CommandContext& context, const std::vector<host::ParameterWrite>& writes,
-                       const StereoSignal& input, int rate, double bpm) {
+                       const StereoSignal& input, int rate, double bpm, int inputChannels) {
   // An image of its own, so that random elements are the same in every run of a picture.
   const host::ProcessorLibrary library(context.LibraryPath(), host::ProcessorLibrary::Image::kPrivate);
   host::HostedProcessor processor(library);
@@ -23,12 +28,15 @@ StereoSignal RunEffect(const CommandContext& context, const std::vector<host::Pa
 
   StereoSignal output(input.Frames());
   size_t at = 0;
-  offline::StreamRender render(effect, {false, 0.0}, rate, 2, 2, [&](const float* samples, uint64_t frames) {
+  const int channels = OutputChannels(writes, inputChannels);
+  const auto keep = [&](const float* samples, uint64_t frames) {
     for (uint64_t i = 0; i < frames; ++i, ++at) {
-      output.left[at] = samples[2 * i];
-      output.right[at] = samples[2 * i + 1];
+      output.left[at] = *samples;
+      output.right[at] = samples[channels - 1];
+      samples += channels;
     }
-  });
+  };
+  offline::StreamRender render(effect, {false, 0.0}, rate, inputChannels, channels, keep);
   const std::array<const float*, 2> inputs{input.left.data(), input.right.data()};
   render.Feed(inputs.data(), input.Frames());
   render.EndInput();

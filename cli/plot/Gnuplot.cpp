@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "cli/Failure.h"
+#include "tools/CLog.h"
 
 extern char** environ;
 
@@ -106,11 +107,13 @@ void RunGnuplot(const std::string& script, int picture) {
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || lseek(picture, 0, SEEK_END) <= 0) {
     const std::string reason = LastLine(errors.Number());
+    LogInfo("prismel", "gnuplot says: " + reason);
     // "nan" and "inf" are names to gnuplot.
     if (reason.find("undefined variable") != std::string::npos) {
       throw Failure("there is nothing to draw: some of the figures aren't numbers");
     }
-    throw Failure("gnuplot couldn't draw: " + reason);
+    throw Failure(
+        "gnuplot couldn't draw this picture (--log info tells why); --csv prints the data without it");
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <iterator>
 
@@ -47,10 +48,31 @@ std::string Text(const std::string& text) {
   return quoted + '\'';
 }
 
+/// Room: how large a panel is, and its letters. A letter of a font of `font` points is about 1.4 times as
+/// many pixels high and, on average, 0.8 times as many wide.
+struct Room {
+  double width, height;  ///< pixels, axes and titles included
+  int font;              ///< points
+
+  double Height() const { return 1.4 * font; }  ///< of a line
+  double WidthOf(const std::string& text) const { return 0.8 * font * static_cast<double>(text.size()); }
+};
+
+/// Smaller letters in smaller panels.
+Room RoomOf(const Figure& figure, size_t rows) {
+  constexpr double kTitle = 40.0, kFullHeight = 190.0, kFullWidth = 520.0;  // pixels
+  constexpr double kLargest = 13.0, kSmallest = 6.0;                        // points
+  const double width = static_cast<double>(figure.width) / figure.columns;
+  const double height = (figure.height - kTitle) / static_cast<double>(rows);
+  const double size = kLargest * std::min({1.0, height / kFullHeight, width / kFullWidth});
+  return {width, height, static_cast<int>(std::lround(std::max(size, kSmallest)))};
+}
+
 /// Draws one panel; data blocks have been written under $d<first>, $d<first + 1>, ...
 class PanelWriter {
  public:
-  PanelWriter(fmt::memory_buffer& buffer, const Panel& source) : text(buffer), panel(source) {}
+  PanelWriter(fmt::memory_buffer& buffer, const Panel& source, const Room& itsRoom)
+      : text(buffer), panel(source), room(itsRoom) {}
 
   void WriteData(size_t& block) {
     first = block;
@@ -68,10 +90,13 @@ class PanelWriter {
 
   /// `isLast`: no panel below says what x counts. `isWide`: there is room for names beside the axes.
   void Draw(bool isLast, bool isWide) {
-    WriteAxis("x", panel.x);
+    // What the axes are drawn on, with titles, marks and their labels beside it.
+    const double across = room.width - 8.0 * room.font, upwards = room.height - 4.0 * room.Height();
+    WriteAxis("x", panel.x, across);
     if (!isLast) Add("unset xlabel\n");
-    WriteAxis("y", panel.y);
-    Add("set title {} noenhanced offset 0,-0.5\n", Text(panel.title));
+    WriteAxis("y", panel.y, upwards);
+    if (room.WidthOf(panel.y.label) > room.height - 2.0 * room.Height()) Add("unset ylabel\n");
+    Add("set title {} noenhanced offset 0,-0.5\n", Text(Fitting(panel.title, across)));
     size_t named = 0;
     for (const Series& series : panel.series) named += series.name.empty() ? 0 : 1;
     Add("unset key\nunset bmargin\n");
@@ -98,7 +123,15 @@ class PanelWriter {
     return panel.map && axis.isLogarithmic ? std::log10(value) : value;
   }
 
-  void WriteAxis(const char* name, const Axis& axis) {
+  /// The text, or as much of its beginning as there is room for.
+  std::string Fitting(const std::string& title, double pixels) const {
+    if (room.WidthOf(title) <= pixels) return title;
+    const auto letters = static_cast<size_t>(std::max(4.0, pixels / (0.8 * room.font)));
+    return title.size() <= letters ? title : title.substr(0, letters - 3) + "...";
+  }
+
+  /// `length` of the axis in pixels: marks that would stand over each other are left out.
+  void WriteAxis(const char* name, const Axis& axis, double length) {
     const bool isLogScale = axis.isLogarithmic && !panel.map;
     Add("{} {}{}\n", isLogScale ? "set logscale" : "unset logscale", name, isLogScale ? " 10" : "");
     Add("set {}range [{:.9g}:{:.9g}]\n", name, Place(axis, axis.low), Place(axis, axis.high));
@@ -107,9 +140,20 @@ class PanelWriter {
       Add("set {}tics autofreq\n", name);
       return;
     }
+    const auto place = [&axis, length](double value) {
+      const double low = axis.isLogarithmic ? std::log(axis.low) : axis.low;
+      const double high = axis.isLogarithmic ? std::log(axis.high) : axis.high;
+      return length * ((axis.isLogarithmic ? std::log(value) : value) - low) / (high - low);
+    };
     Add("set {}tics (", name);
-    for (size_t i = 0; i < axis.marks.size(); ++i) {
-      Add("{}{} {:.9g}", i > 0 ? ", " : "", Text(axis.marks[i].second), Place(axis, axis.marks[i].first));
+    double end = -1e9;  // of the last mark, in pixels
+    bool isFirst = true;
+    for (const auto& [value, label] : axis.marks) {
+      const double half = 0.5 * (*name == 'x' ? room.WidthOf(label) + room.font : room.Height());
+      if (place(value) - half < end) continue;
+      end = place(value) + half;
+      Add("{}{} {:.9g}", isFirst ? "" : ", ", Text(label), Place(axis, value));
+      isFirst = false;
     }
     Add(")\n");
   }
@@ -141,6 +185,7 @@ class PanelWriter {
 
   fmt::memory_buffer& text;
   const Panel& panel;
+  const Room& room;
   size_t first = 0;
 };
 
@@ -150,11 +195,11 @@ std::string GnuplotScript(const Figure& figure, PictureType type) {
   fmt::memory_buffer text;
   const auto out = std::back_inserter(text);
   const size_t rows = (figure.panels.size() + figure.columns - 1) / figure.columns;
-  const bool isSmall = figure.panels.size() > 6;
+  const Room room = RoomOf(figure, rows);
   fmt::format_to(out, "set encoding utf8\nset terminal {} size {},{} {} font '{},{}' linewidth 1\n",
                  type == PictureType::kPng ? "pngcairo" : "svg", figure.width, figure.height,
                  type == PictureType::kPng ? "background rgb 'white'" : "background rgb 'white' dynamic",
-                 "DejaVu Sans", isSmall ? 10 : 13);
+                 "DejaVu Sans", room.font);
   fmt::format_to(out, "set border 3 lc rgb '{0}' lw 1\nset tics nomirror out scale 0.5 textcolor rgb '{0}'\n",
                  kInk);
   fmt::format_to(out, "set grid lt 1 lc rgb '{}' lw 1\nset style fill solid 1.0 noborder\n", kGrid);
@@ -162,11 +207,13 @@ std::string GnuplotScript(const Figure& figure, PictureType type) {
 
   std::vector<PanelWriter> writers;
   size_t block = 0;
-  for (const Panel& panel : figure.panels) writers.emplace_back(text, panel).WriteData(block);
+  for (const Panel& panel : figure.panels) writers.emplace_back(text, panel, room).WriteData(block);
 
-  fmt::format_to(out,
-                 "set multiplot layout {},{} title {} noenhanced font 'DejaVu Sans Bold,{}' offset 0,-0.3\n",
-                 rows, figure.columns, Text(figure.title), isSmall ? 15 : 16);
+  fmt::format_to(
+      out, "set multiplot layout {},{} title {} noenhanced font 'DejaVu Sans Bold,{}' offset 0,-0.3\n", rows,
+      figure.columns, Text(figure.title),
+      std::min(room.font + 3,
+               std::max(6, static_cast<int>(1.1 * figure.width / std::max<size_t>(figure.title.size(), 1)))));
   for (size_t i = 0; i < writers.size(); ++i) {
     if (figure.panels[i].map) {
       const HeatMap& map = *figure.panels[i].map;
@@ -176,7 +223,7 @@ std::string GnuplotScript(const Figure& figure, PictureType type) {
     }
     const bool isLast = i + figure.columns >= figure.panels.size() ||
                         figure.panels[i].x.label != figure.panels[i + figure.columns].x.label;
-    writers[i].Draw(isLast, figure.columns == 1);
+    writers[i].Draw(isLast, figure.columns == 1 && figure.width >= 700);
   }
   fmt::format_to(out, "unset multiplot\n");
   return fmt::to_string(text);

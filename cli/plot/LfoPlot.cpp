@@ -75,7 +75,7 @@ void Run(const LfoOptions& options, const CommandContext& context) {
 void AddLfoPlot(Command plot, CommandContext& context) {
   auto options = std::make_shared<LfoOptions>();
   const Command command = plot.AddCommand("lfo", "The six shapes of the LFO, at 1 Hz unless set otherwise");
-  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.05, 600.0).ShowStart();
+  command.AddOption("--duration", options->seconds, "how long to watch").Range(0.05, 600.0).ShowStart();
   command.AddOption("--bpm", options->bpm, "tempo, quarter notes a minute")
       .Range(host::TempoMap::kLowest, host::TempoMap::kHighest)
       .ShowStart();

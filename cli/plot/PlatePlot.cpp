@@ -121,7 +121,7 @@ void AddPlatePlot(Command plot, CommandContext&) {
       plot.AddCommand("plate", "The plate reverb's impulse response and how it dies away");
   command.AddOption("--decays", options->decays, "values of Decay to draw").ShowStart();
   command.AddOption("--damping", options->damping, "value of Damping").Range(0.0, 1.0).ShowStart();
-  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.5, 60.0).ShowStart();
+  command.AddOption("--duration", options->seconds, "how long to watch").Range(0.5, 60.0).ShowStart();
   options->picture.AddTo(command);
   command.OnRun([options] { Run(*options); });
 }

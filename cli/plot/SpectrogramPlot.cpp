@@ -85,7 +85,7 @@ void Run(const SpectrogramOptions& options, const CommandContext& context) {
   StereoSignal before = file.signal;
   before.left.resize(before.Frames() + static_cast<size_t>(ParseSeconds("--tail", options.tail) * file.rate));
   before.right.resize(before.left.size());
-  const StereoSignal after = RunEffect(context, writes, before, file.rate);
+  const StereoSignal after = RunEffect(context, writes, before, file.rate, 120.0, file.isStereo ? 2 : 1);
 
   Figure figure;
   figure.title = std::filesystem::path(options.file.file).filename().string() + ", before and after";

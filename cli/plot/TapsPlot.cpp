@@ -77,7 +77,7 @@ void AddTapsPlot(Command plot, CommandContext&) {
   auto options = std::make_shared<TapsOptions>();
   const Command command =
       plot.AddCommand("taps", "The delays of the voices' taps over time, without what the LFO adds");
-  command.AddOption("--seconds", options->seconds, "how long to watch").Range(0.1, 3600.0).ShowStart();
+  command.AddOption("--duration", options->seconds, "how long to watch").Range(0.1, 3600.0).ShowStart();
   options->sound.AddTo(command);
   options->picture.AddTo(command);
   command.OnRun([options] { Run(*options); });

@@ -60,7 +60,7 @@ void Run(const WaveformOptions& options, const CommandContext& context) {
   StereoSignal before = file.signal;
   before.left.resize(before.Frames() + static_cast<size_t>(seconds * file.rate));
   before.right.resize(before.left.size());
-  const StereoSignal after = RunEffect(context, writes, before, file.rate);
+  const StereoSignal after = RunEffect(context, writes, before, file.rate, 120.0, file.isStereo ? 2 : 1);
 
   Figure figure;
   figure.title = std::filesystem::path(options.file.file).filename().string() + ", before and after";
@@ -78,9 +78,10 @@ void Run(const WaveformOptions& options, const CommandContext& context) {
          {series}});
   };
   add(file.isStereo ? "Before left" : "Before", before.left, "#777777");
-  add("After left", after.left, "#0072b2");
+  const bool isWide = OutputChannels(writes, file.isStereo ? 2 : 1) == 2;
+  add(isWide ? "After left" : "After", after.left, "#0072b2");
   if (file.isStereo) add("Before right", before.right, "#777777");
-  add("After right", after.right, "#d55e00");
+  if (isWide) add("After right", after.right, "#d55e00");
   figure.height = static_cast<int>(225 * figure.panels.size());
   options.picture.Show(std::move(figure));
 }

@@ -8,23 +8,23 @@
 #include <vector>
 
 #include "host/HostError.h"
-#include "host/ParameterTable.h"
 #include "host/files/CsvReader.h"
 
 namespace Vantora::host {
 
-Automation ReadAutomation(const std::filesystem::path& path, TimeUnit defaultUnit, bool rampsByDefault) {
+Automation ReadAutomation(const std::filesystem::path& path, TimeUnit defaultUnit, bool rampsByDefault,
+                          const KnobSet& knobs) {
   std::ifstream file(path);
   if (!file) throw HostError("The automation \"" + path.string() + "\" can't be opened.");
-  return ReadAutomation(file, path.string(), defaultUnit, rampsByDefault);
+  return ReadAutomation(file, path.string(), defaultUnit, rampsByDefault, knobs);
 }
 
 Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUnit defaultUnit,
-                          bool rampsByDefault) {
+                          bool rampsByDefault, const KnobSet& knobs) {
   CsvReader reader(stream, name);
   TimeUnit unit = defaultUnit;
   std::map<uint32_t, std::vector<Automation::Point>> points;
-  std::unordered_map<std::string, const Parameter*> named;
+  std::unordered_map<std::string, uint32_t> named;
   bool isFirst = true;
   for (std::vector<std::string> fields; reader.Next(fields); isFirst = false) {
     if (fields.size() != 3 && fields.size() != 4) {
@@ -40,11 +40,11 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
       if (time < 0.0) throw HostError("a time can't be negative.");
       // A table of a hundred thousand rows has a few names: each is looked up once.
       const auto found = named.find(fields[1]);
-      const Parameter& parameter =
-          found != named.end()
-              ? *found->second
-              : *named.emplace(fields[1], &ParameterTable::Get().At(fields[1])).first->second;
-      if (!Automation::Takes(parameter)) throw HostError(parameter.UniqueName() + " can't be automated.");
+      const uint32_t index = found != named.end()
+                                 ? found->second
+                                 : named.emplace(fields[1], knobs.IndexOf(fields[1])).first->second;
+      const Knob& knob = knobs.KnobAt(index);
+      if (!knobs.CanMove(index)) throw HostError(knob.FullName() + " can't be automated.");
       bool isRamp = rampsByDefault;
       if (fields.size() == 4) {
         if (fields[3] != "step" && fields[3] != "ramp" && !fields[3].empty()) {
@@ -52,7 +52,7 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
         }
         if (!fields[3].empty()) isRamp = fields[3] == "ramp";
       }
-      points[parameter.Index()].push_back({time, parameter.Parse(fields[2]), isRamp});
+      points[index].push_back({time, knob.Parse(fields[2]), isRamp});
     } catch (const HostError& error) {
       const std::string_view message = error.what();
       if (message.starts_with(name)) throw;
@@ -61,7 +61,7 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
   }
   std::vector<Automation::Track> tracks;
   for (auto& [index, track] : points) tracks.push_back({index, std::move(track)});
-  return Automation(unit, std::move(tracks));
+  return Automation(unit, std::move(tracks), knobs);
 }
 
 }  // namespace Vantora::host

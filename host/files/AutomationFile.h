@@ -23,9 +23,10 @@ namespace Vantora::host {
 ///
 /// Throws `HostError` with file and line for whatever isn't understood: automation is all or nothing.
 Automation ReadAutomation(const std::filesystem::path& path, TimeUnit defaultUnit = TimeUnit::kSeconds,
-                          bool rampsByDefault = false);
+                          bool rampsByDefault = false, const KnobSet& knobs = EffectKnobs());
 /// The same from an open stream; `name` stands in messages.
 Automation ReadAutomation(std::istream& stream, const std::string& name,
-                          TimeUnit defaultUnit = TimeUnit::kSeconds, bool rampsByDefault = false);
+                          TimeUnit defaultUnit = TimeUnit::kSeconds, bool rampsByDefault = false,
+                          const KnobSet& knobs = EffectKnobs());
 
 }  // namespace Vantora::host

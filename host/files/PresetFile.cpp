@@ -35,13 +35,18 @@ std::string ReadText(const std::filesystem::path& path) {
 }  // namespace
 
 Preset ReadPreset(const std::filesystem::path& path, std::vector<std::string>* warnings) {
-  return Preset::Parse(ReadText(path), path, warnings);
+  return ReadPreset(EffectKnobs(), path, warnings);
 }
 
-void WritePreset(const Preset& preset, const std::filesystem::path& path) {
+Preset ReadPreset(const KnobSet& knobs, const std::filesystem::path& path,
+                  std::vector<std::string>* warnings) {
+  return Preset::Parse(knobs, ReadText(path), path, warnings);
+}
+
+void WritePreset(const Preset& preset, const std::filesystem::path& path, const KnobSet& knobs) {
   try {
     NewFile file(path, true);
-    file.Write(preset.ToJson());
+    file.Write(preset.ToJson(knobs));
     file.Commit();
   } catch (const HostError& reason) {
     throw HostError(std::string("The preset can't be written: ") + reason.what() + '.');

@@ -81,7 +81,7 @@ std::vector<fs::path> PresetFolders(const void* address) {
   return folders;
 }
 
-std::vector<PresetEntry> ListPresets(const fs::path& folder) {
+std::vector<PresetEntry> ListPresets(const fs::path& folder, const KnobSet& knobs) {
   std::error_code error;
   std::set<fs::path> files;
   for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
@@ -97,7 +97,7 @@ std::vector<PresetEntry> ListPresets(const fs::path& folder) {
   for (const fs::path& path : files) {
     PresetEntry entry{path, path.stem().string(), "", ""};
     try {
-      const Preset preset = ReadPreset(path);
+      const Preset preset = ReadPreset(knobs, path);
       entry.name = preset.name;
       entry.description = preset.description;
     } catch (const HostError& reason) {
@@ -108,7 +108,7 @@ std::vector<PresetEntry> ListPresets(const fs::path& folder) {
   return entries;
 }
 
-fs::path FindPreset(std::string_view text, const std::vector<fs::path>& folders) {
+fs::path FindPreset(std::string_view text, const std::vector<fs::path>& folders, const KnobSet& knobs) {
   std::error_code error;
   const fs::path path(text);
   if (fs::is_regular_file(path, error)) return path;
@@ -121,7 +121,7 @@ fs::path FindPreset(std::string_view text, const std::vector<fs::path>& folders)
     file += Preset::kFileEnding;
     if (fs::is_regular_file(file, error)) return file;
     if (!fs::is_directory(folder, error)) continue;
-    for (const PresetEntry& entry : ListPresets(folder)) {
+    for (const PresetEntry& entry : ListPresets(folder, knobs)) {
       if (entry.error.empty() && IsSameName(entry.name, text)) return entry.path;
     }
   }

@@ -5,6 +5,8 @@
 #include <string_view>
 #include <vector>
 
+#include "host/KnobSet.h"
+
 namespace Vantora::host {
 
 /// PresetEntry: one file of a folder of presets.
@@ -27,10 +29,12 @@ std::vector<std::filesystem::path> PresetFolders(const void* address = nullptr);
 
 /// The presets of a folder, in the order of their file names. Throws `HostError` when the folder can't be
 /// read.
-std::vector<PresetEntry> ListPresets(const std::filesystem::path& folder);
+std::vector<PresetEntry> ListPresets(const std::filesystem::path& folder,
+                                     const KnobSet& knobs = EffectKnobs());
 
 /// The file that `text` means: a path to one, or, in one of `folders`, a file of that name (its ending may be
 /// left out) or a preset of that name in any case. Throws `HostError` when there is none.
-std::filesystem::path FindPreset(std::string_view text, const std::vector<std::filesystem::path>& folders);
+std::filesystem::path FindPreset(std::string_view text, const std::vector<std::filesystem::path>& folders,
+                                 const KnobSet& knobs = EffectKnobs());
 
 }  // namespace Vantora::host

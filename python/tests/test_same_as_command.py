@@ -90,6 +90,6 @@ def test_plate_and_reverb(command: Command, recordings: list[Path]) -> None:
 @pytest.mark.parametrize("color", ["violet", "white", "pink", "brown", "dark", "variable"])
 def test_noise(color: str, command: Command) -> None:
     ours = prismel.noise(48000, 48000, color, 2, seed=9, gain_db=-20.0)
-    options = ("--type", color, "--seconds", "1", "--channels", "2", "--seed", "9", "--gain", "-20", "-f", "float")
+    options = ("--color", color, "--duration", "1", "--stereo", "--seed", "9", "--gain", "-20", "-f", "float")
     assert same(ours, command.run("noise", *options))
     assert np.ptp(ours) > 0.0

@@ -49,6 +49,30 @@ TEST(Batch, ASeedIsAVariationThatComesBackAndZeroIsTheSoundWithoutOne) {
   EXPECT_EQ(here.Prismel("render a.wav x.wav --seed -1").status, 2);
 }
 
+TEST(Batch, AFileSoundsTheSameAloneBesideItsLikeAndBesideOthers) {
+  // Files of one form share a processor that is made ready once; files of several don't.
+  const Workspace here;
+  WriteAudio(here / "a.wav", MakeTone(2, 4800));
+  WriteAudio(here / "b.wav", MakeTone(2, 9600));
+  Audio other = MakeTone(1, 4410);
+  other.rate = 44100;
+  WriteAudio(here / "c.wav", other);
+  for (const char* folder : {"two", "three"}) std::filesystem::create_directory(here / folder);
+  for (const std::string preset :
+       {"Glass Choir", "Broken Radio", "Octave Halo", "Shattered", "Smooth Wander"}) {
+    const std::string options = " -qy -P '" + preset + "'";
+    ASSERT_EQ(here.Prismel("render a.wav b.wav -o two" + options).status, 0);
+    ASSERT_EQ(here.Prismel("render a.wav b.wav c.wav -o three" + options).status, 0);
+    for (const std::string name : {"a.wav", "b.wav", "c.wav"}) {
+      ASSERT_EQ(here.Prismel("render " + name + " alone.wav" + options).status, 0);
+      const std::string alone = ReadBytes(here / "alone.wav");
+      EXPECT_EQ(ReadBytes(here / "three" / name), alone) << preset << ' ' << name;
+      if (name == "c.wav") continue;
+      EXPECT_EQ(ReadBytes(here / "two" / name), alone) << preset << " " << name;
+    }
+  }
+}
+
 TEST(Batch, WhatIsThereIsLeftAloneAndARunThatBrokeOffGoesOn) {
   const Workspace here;
   for (const char* name : {"a.wav", "b.wav", "c.wav"}) WriteAudio(here / name, MakeTone(1, 4800));

@@ -64,6 +64,10 @@ TEST(Help, EveryCommandExplainsItselfAndTheManPageHasThemAll) {
     EXPECT_EQ(here.Prismel(std::string(command) + " --help").out, help.out);
     EXPECT_THAT(man.out, HasSubstr(".SS prismel " + std::string(command)));
   }
+  // Start values and choices come from the options themselves.
+  EXPECT_THAT(man.out, HasSubstr("One of: seconds, frames, beats. Without it: seconds."));
+  EXPECT_THAT(man.out, HasSubstr("From 20 to 400. Without it: 120."));
+  for (const char* part : {"EXIT STATUS", "ENVIRONMENT", "EXAMPLES"}) EXPECT_THAT(man.out, HasSubstr(part));
   EXPECT_THAT(here.Prismel("help preset save").out, HasSubstr("--description"));
   EXPECT_EQ(here.Prismel("help nonsense").status, 2);
   EXPECT_EQ(here.Prismel("").status, 2);
@@ -96,25 +100,35 @@ TEST(Completion, BashCompletesCommandsOptionsNamesAndPresets) {
   EXPECT_EQ(complete("prismel reverb -p PreD"), "PreDelayMs=\n");
 }
 
-TEST(Completion, ZshReadsTheScript) {
+TEST(Completion, ZshCompletesWhatAPersonTypes) {
   const Workspace here;
   if (here.Shell("command -v zsh").status != 0)
     GTEST_SKIP() << "zsh is missing; scripts/setup --nightly installs it";
-  const Outcome run = here.Shell(
-      "export PATH=\"$(dirname $PRISMEL):$PATH\"; $PRISMEL generate zsh >_prismel; zsh -f -c '"
-      "fpath=($PWD $fpath); autoload -Uz compinit; compinit -D; whence -v _prismel; zmodload zsh/zutil; "
-      "words=(prismel plate -p); compadd() { print -l ${(P)@[-1]}; }; "
-      "source <(sed \"/^_prismel \\\"/d\" _prismel); _prismel_settings'");
-  EXPECT_EQ(run.status, 0) << run.err;
-  EXPECT_THAT(run.out, HasSubstr("_prismel"));
-  EXPECT_THAT(run.out, HasSubstr("Decay\n")) << run.err;
+  ASSERT_EQ(here.Shell("$PRISMEL generate zsh >_prismel").status, 0);
+  WriteBytes(here / "glass.json", R"({"schema": 1, "name": "Glass Choir", "parameters": {}})");
+  const std::pair<const char*, const char*> lines[] = {
+      {"prismel ren", "prismel render "},
+      {"prismel preset sh", "prismel preset show "},
+      {"prismel render --norm", "prismel render --normalize "},
+      {"prismel render a.wav -P 'Glass C", "prismel render a.wav -P 'Glass Choir' "},
+      {"prismel plate -p Dec", "prismel plate -p Decay="},
+      {"prismel noise --color vio", "prismel noise --color violet "},
+      {"prismel plot spect", "prismel plot spectrogram "},
+  };
+  for (const auto& [typed, completed] : lines) {
+    const Outcome run =
+        here.Shell("export PRISMEL_PRESETS=$PWD PATH=\"$(dirname $PRISMEL):$PATH\"; timeout 60 " +
+                   std::string(PRISMEL_SOURCE_DIR "/tests/cli/zsh-completion $PWD ") + '"' + typed + '"');
+    EXPECT_EQ(run.status, 0) << run.err;
+    EXPECT_THAT(run.out, HasSubstr("<<<" + std::string(completed) + ">>>")) << typed;
+  }
 }
 
 TEST(Noise, IsTheSameForASeedAndAnotherForAnother) {
   const Workspace here;
   for (const char* run :
        {"a.wav", "b.wav", "c.wav --seed 2", "d.wav --type pink", "e.wav --type Variable -p NoiseColor=0.2"}) {
-    ASSERT_EQ(here.Prismel("noise --seconds 0.5 --channels 2 " + std::string(run)).status, 0) << run;
+    ASSERT_EQ(here.Prismel("noise --duration 0.5 --stereo " + std::string(run)).status, 0) << run;
   }
   const Audio a = ReadAudio(here / "a.wav");
   ASSERT_EQ(a.Frames(), 24000u);
@@ -124,7 +138,7 @@ TEST(Noise, IsTheSameForASeedAndAnotherForAnother) {
   double power = 0.0;
   for (const float x : a.samples) power += static_cast<double>(x) * static_cast<double>(x) / 48000.0;
   EXPECT_NEAR(power, 0.0631 / 3.0, 0.001);  // uniform noise at -12 dB
-  EXPECT_EQ(here.Prismel("noise x.wav --type blue").status, 2);
+  EXPECT_EQ(here.Prismel("noise x.wav --color blue").status, 2);
   EXPECT_EQ(here.Prismel("noise a.wav").status, 1);
 }
 
@@ -142,6 +156,40 @@ TEST(Plate, RingsOnBehindTheInputAndTakesItsParametersByName) {
   EXPECT_THAT(unknown.err, HasSubstr("Decay"));
   EXPECT_EQ(here.Prismel("plate in.wav x.wav -p Predelay=3s").status, 2);
   EXPECT_THAT(here.Prismel("plate --params").out, HasSubstr("MSMix"));
+}
+
+TEST(Plate, PresetsAndAutomationAreThoseOfTheEffect) {
+  const Workspace here;
+  const Audio in = MakeTone(2, 48000);
+  WriteAudio(here / "in.wav", in);
+  const auto run = [&here](const std::string& line) {
+    return here.Shell("export HOME=$PWD/home; $PRISMEL " + line);
+  };
+  ASSERT_EQ(run("preset save dark.json --module plate -p Decay=0.8 Predelay=20ms --description Dark").status,
+            0);
+  ASSERT_EQ(run("preset save 'Long Hall' --module plate -P dark.json -p Decay=0.9").status, 0);
+  EXPECT_THAT(run("preset list --module plate").out, HasSubstr("Long Hall  Dark"));
+  EXPECT_THAT(run("preset show dark.json --module plate").out,
+              HasSubstr("Predelay                         20 ms"));
+  EXPECT_THAT(run("preset diff dark.json 'long hall' --module plate").out, HasSubstr("Decay"));
+  ASSERT_EQ(run("plate in.wav preset.wav -P dark.json").status, 0);
+  ASSERT_EQ(run("plate in.wav set.wav -p Decay=0.8 Predelay=20ms").status, 0);
+  EXPECT_EQ(ReadBytes(here / "preset.wav"), ReadBytes(here / "set.wav"));
+  ASSERT_EQ(run("plate in.wav hall.wav -P 'long hall'").status, 0);
+  // A preset belongs to one kind of sound.
+  const Outcome foreign = run("render in.wav x.wav -P dark.json");
+  EXPECT_EQ(foreign.status, 1);
+  EXPECT_THAT(foreign.err, HasSubstr("a preset of \"plate\", not of the effect"));
+  EXPECT_THAT(run("reverb in.wav x.wav -i in.wav -P dark.json").err, HasSubstr("not of \"reverb\""));
+
+  WriteBytes(here / "moves.csv", "seconds,parameter,value\n0,Wet,0\n0.5,Wet,1\n");
+  ASSERT_EQ(run("plate in.wav moved.wav --automation moves.csv").status, 0);
+  const Audio moved = ReadAudio(here / "moved.wav");
+  const auto half = static_cast<std::ptrdiff_t>(2 * 23900);
+  EXPECT_TRUE(std::equal(in.samples.begin(), in.samples.begin() + half, moved.samples.begin()));
+  EXPECT_FALSE(std::equal(in.samples.begin() + half, in.samples.end(), moved.samples.begin() + half));
+  WriteBytes(here / "bad.csv", "0,Wett,0\n");
+  EXPECT_THAT(run("plate in.wav x.wav --automation bad.csv").err, HasSubstr("line 1: There is no parameter"));
 }
 
 TEST(Log, GoesToStandardErrorOrAFileAndNeverIntoTheAudio) {

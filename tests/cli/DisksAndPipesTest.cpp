@@ -48,7 +48,7 @@ TEST(DisksAndPipes, AFullDiskIsAFailureAtEveryLengthForEveryKindOfFileAndTheOldO
 TEST(DisksAndPipes, AFileThatEndsBeforeItsTimeIsRefusedUnlessItIsWanted) {
   const Workspace here;
   WriteAudio(here / "in.wav", MakeTone(2, 48000));
-  for (const std::string kind : {"wav", "aiff", "au", "w64", "rf64", "flac", "ogg"}) {
+  for (const std::string kind : {"wav", "aiff", "au", "w64", "rf64", "caf", "flac", "ogg", "opus", "mp3"}) {
     ASSERT_EQ(here.Prismel("render " + std::string(kDry) + "in.wav whole." + kind).status, 0);
     EXPECT_EQ(here.Prismel("render " + std::string(kDry) + "-y whole." + kind + " again.wav").status, 0)
         << kind;
@@ -64,10 +64,22 @@ TEST(DisksAndPipes, AFileThatEndsBeforeItsTimeIsRefusedUnlessItIsWanted) {
     std::filesystem::remove(here / "out.wav");
   }
   EXPECT_THAT(here.Prismel("render - out.wav", ReadBytes(here / "cut.wav")).err, HasSubstr("damaged"));
-  EXPECT_THAT(here.Shell("cat cut.wav | $PRISMEL render - out.wav").err, HasSubstr("damaged"));
+  for (const std::string kind : {"wav", "aiff", "au", "w64", "ogg", "opus", "mp3"}) {
+    const Outcome cut = here.Shell("cat cut." + kind + " | $PRISMEL render -y - out.wav");
+    EXPECT_EQ(cut.status, 1) << kind;
+    EXPECT_THAT(cut.err, HasSubstr("damaged")) << kind;
+    const Outcome whole = here.Shell("cat whole." + kind + " | $PRISMEL render -y - out.wav");
+    EXPECT_EQ(whole.status, 0) << kind << ": " << whole.err;
+  }
+  // Who wants a part of a stream doesn't wait for its end.
+  const Outcome endless = here.Shell(
+      "mkfifo f; (cat whole.au; exec sleep 20) >f & timeout 10 $PRISMEL render -y --duration 0.5 - out.wav "
+      "<f; "
+      "s=$?; kill $!; exit $s");
+  EXPECT_EQ(endless.status, 0) << endless.err;
   // Headers that leave the length open are no damage.
   const Outcome open =
-      here.Shell("$PRISMEL render -q in.wav - | cat >open.wav; $PRISMEL render -q open.wav out.wav");
+      here.Shell("$PRISMEL render -q in.wav - | cat >open.wav; $PRISMEL render -qy open.wav out.wav");
   EXPECT_EQ(open.status, 0) << open.err;
   // What can't be told from a pipe is refused without a length nobody has.
   ASSERT_EQ(here.Prismel("render -q in.wav whole.caf").status, 0);

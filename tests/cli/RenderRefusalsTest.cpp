@@ -111,7 +111,7 @@ TEST(RenderRefusals, SettingsThatMeanNothing) {
   for (const char* number : {"nan", "inf", "-inf", "1e400", "0x10"}) {
     ExpectRefused(here, "render in.wav out.wav --bpm " + std::string(number), 2, "--bpm");
     ExpectRefused(here, "render in.wav out.wav --tail " + std::string(number), 2, "--tail");
-    ExpectRefused(here, "plot taps x.png --seconds " + std::string(number), 2, "--seconds");
+    ExpectRefused(here, "plot taps x.png --duration " + std::string(number), 2, "--duration");
     ExpectRefused(here, "noise x.wav --gain " + std::string(number), 2, "--gain");
   }
   ExpectRefused(here, "render in.wav out.wav -p InputPower=0", 2, "read-out");

@@ -46,6 +46,17 @@ TEST(Sound, AnAutomatedStepIsHeardFromTheBlockThatHoldsItsTime) {
   EXPECT_LE(first, 24000u + 48u);
   for (size_t i = 30000; i < out.Frames(); ++i) ASSERT_NEAR(out.samples[i], in.samples[i - 1], 1e-4f);
 
+  // The grid is the processor's own, counted from the output's first sample: 48 at 48 kHz.
+  for (const size_t at : {24001u, 24041u, 24047u, 24048u}) {
+    WriteBytes(here / "on.csv", "frames,parameter,value\n" + std::to_string(at) + ",Wet,1\n");
+    ASSERT_EQ(here.Prismel("render -y in.wav on.wav " + sound + "--automation on.csv").status, 0);
+    const Audio on = ReadAudio(here / "on.wav");
+    size_t heard = 0;
+    while (heard < on.Frames() && on.samples[heard] == in.samples[heard]) ++heard;
+    EXPECT_GE(heard, at - at % 48) << at;
+    EXPECT_LE(heard, at - at % 48 + 2) << at;
+  }
+
   WriteBytes(here / "bad.csv", "seconds,parameter,value\n0.5,Wet,wet\n");
   const Outcome bad = here.Prismel("render in.wav x.wav --automation bad.csv");
   EXPECT_EQ(bad.status, 1);

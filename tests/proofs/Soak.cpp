@@ -89,7 +89,7 @@ class Soak {
       presets.push_back(host::ReadPreset(entry.path).Writes());
     }
     for (const host::Parameter& parameter : host::ParameterTable::Get()) {
-      if (host::Automation::Takes(parameter)) knobs.push_back(parameter.Index());
+      if (host::EffectKnobs().CanMove(parameter.Index())) knobs.push_back(parameter.Index());
     }
   }
 
