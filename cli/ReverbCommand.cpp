@@ -113,8 +113,9 @@ void Run(const ReverbOptions& options, CommandContext& context) {
   // What is wrong with it is told once, and not of every input.
   dsp::Impulse probe;
   std::string problem;
-  if (!facts.left && !dsp::ReadImpulseFile(options.impulse, probe, problem)) {
-    throw Failure(fmt::format("{}: can't be used as an impulse: {}", options.impulse, problem));
+  const bool isShort = options.impulse.size() <= dsp::ConvolutionReverb::kLongestPath;
+  if (isShort && !facts.left && !dsp::ReadImpulseFile(options.impulse, probe, problem)) {
+    throw Failure(fmt::format("{}: {}", options.impulse, problem));
   }
   probe = {};
   if (facts.seconds > dsp::kLongestImpulseSeconds) {
