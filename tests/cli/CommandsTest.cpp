@@ -126,8 +126,8 @@ TEST(Completion, ZshCompletesWhatAPersonTypes) {
 
 TEST(Noise, IsTheSameForASeedAndAnotherForAnother) {
   const Workspace here;
-  for (const char* run :
-       {"a.wav", "b.wav", "c.wav --seed 2", "d.wav --color pink", "e.wav --color Variable -p NoiseColor=0.2"}) {
+  for (const char* run : {"a.wav", "b.wav", "c.wav --seed 2", "d.wav --color pink",
+                          "e.wav --color Variable -p NoiseColor=0.2"}) {
     ASSERT_EQ(here.Prismel("noise --duration 0.5 --stereo " + std::string(run)).status, 0) << run;
   }
   const Audio a = ReadAudio(here / "a.wav");
