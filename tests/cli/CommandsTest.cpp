@@ -66,7 +66,7 @@ TEST(Help, EveryCommandExplainsItselfAndTheManPageHasThemAll) {
   }
   // Start values and choices come from the options themselves.
   EXPECT_THAT(man.out, HasSubstr("One of: seconds, frames, beats. Without it: seconds."));
-  EXPECT_THAT(man.out, HasSubstr("From 20 to 400. Without it: 120."));
+  EXPECT_THAT(man.out, HasSubstr("From 1 to 1000. Without it: 120."));
   for (const char* part : {"EXIT STATUS", "ENVIRONMENT", "EXAMPLES"}) EXPECT_THAT(man.out, HasSubstr(part));
   EXPECT_THAT(here.Prismel("help preset save").out, HasSubstr("--description"));
   EXPECT_EQ(here.Prismel("help nonsense").status, 2);

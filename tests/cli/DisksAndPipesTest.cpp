@@ -82,7 +82,7 @@ TEST(DisksAndPipes, AFileThatEndsBeforeItsTimeIsRefusedUnlessItIsWanted) {
       here.Shell("$PRISMEL render -q in.wav - | cat >open.wav; $PRISMEL render -qy open.wav out.wav");
   EXPECT_EQ(open.status, 0) << open.err;
   // What can't be told from a pipe is refused without a length nobody has.
-  ASSERT_EQ(here.Prismel("render -q in.wav whole.caf").status, 0);
+  ASSERT_EQ(here.Prismel("render -qy in.wav whole.caf").status, 0);
   const Outcome caf = here.Shell("cat whole.caf | $PRISMEL render - caf.wav");
   EXPECT_EQ(caf.status, 1);
   EXPECT_THAT(caf.err, HasSubstr("pipe"));
