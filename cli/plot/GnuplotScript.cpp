@@ -68,6 +68,15 @@ Room RoomOf(const Figure& figure, size_t rows) {
   return {width, height, static_cast<int>(std::lround(std::max(size, kSmallest)))};
 }
 
+/// The least of 1, 2, 5, 10 ... times a power of ten that isn't below `step`, which is above 0.
+double EvenStep(double step) {
+  const double power = std::pow(10.0, std::floor(std::log10(step)));
+  for (const double factor : {1.0, 2.0, 5.0}) {
+    if (factor * power >= step * 0.999) return factor * power;
+  }
+  return 10.0 * power;
+}
+
 /// Draws one panel; data blocks have been written under $d<first>, $d<first + 1>, ...
 class PanelWriter {
  public:
@@ -91,9 +100,10 @@ class PanelWriter {
   /// `isLast`: no panel below says what x counts. `isWide`: there is room for names beside the axes.
   void Draw(bool isLast, bool isWide) {
     // What the axes are drawn on, with titles, marks and their labels beside it.
-    const double across = room.width - 8.0 * room.font, upwards = room.height - 4.0 * room.Height();
+    const double across = room.width - 8.0 * room.font, upwards = 0.9 * room.height - 4.5 * room.Height();
     WriteAxis("x", panel.x, across);
-    if (!isLast) Add("unset xlabel\n");
+    // Panels over each other share what the axis counts.
+    Add("{}\nset format x {}\n", isLast ? "" : "unset xlabel", isLast ? "'%h'" : "''");
     WriteAxis("y", panel.y, upwards);
     if (room.WidthOf(panel.y.label) > room.height - 2.0 * room.Height()) Add("unset ylabel\n");
     Add("set title {} noenhanced offset 0,-0.5\n", Text(Fitting(panel.title, across)));
@@ -103,7 +113,12 @@ class PanelWriter {
     if (named > 0 && isWide) Add("set key outside right top vertical {}\n", kKey);
     if (named > 0 && !isWide) {
       // Room for the names, in lines: gnuplot would put them over the axis' own.
-      Add("set key outside below center horizontal {}\nset bmargin {}\n", kKey, isLast ? 5.0 : 3.5);
+      double widest = 0.0;
+      for (const Series& series : panel.series) widest = std::max(widest, room.WidthOf(series.name));
+      const double perLine = std::max(1.0, std::floor(room.width / (widest + 6.0 * room.font)));
+      const double lines = std::ceil(static_cast<double>(named) / perLine);
+      Add("set key outside below center horizontal {}\nset bmargin {:.2f}\n", kKey,
+          (isLast ? 4.0 : 2.3) + 1.5 * lines);
     }
     Add("plot ");
     if (panel.map) DrawMap();
@@ -137,7 +152,13 @@ class PanelWriter {
     Add("set {}range [{:.9g}:{:.9g}]\n", name, Place(axis, axis.low), Place(axis, axis.high));
     Add("set {}label {} noenhanced\n", name, Text(axis.label));
     if (axis.marks.empty()) {
-      Add("set {}tics autofreq\n", name);
+      // gnuplot's own choice doesn't look at the room there is.
+      const double least = *name == 'x' ? 7.0 * room.font : 1.5 * room.Height();
+      if (isLogScale) {
+        Add("set {}tics autofreq\n", name);
+      } else {
+        Add("set {}tics {:.9g}\n", name, EvenStep((axis.high - axis.low) * least / std::max(length, least)));
+      }
       return;
     }
     const auto place = [&axis, length](double value) {
@@ -221,8 +242,11 @@ std::string GnuplotScript(const Figure& figure, PictureType type) {
                      Text(map.label));
       fmt::format_to(out, "unset grid\nset border 15\n");
     }
-    const bool isLast = i + figure.columns >= figure.panels.size() ||
-                        figure.panels[i].x.label != figure.panels[i + figure.columns].x.label;
+    const bool isLowest = i + figure.columns >= figure.panels.size();
+    const Axis& own = figure.panels[i].x;
+    const Axis& below = figure.panels[isLowest ? i : i + figure.columns].x;
+    const bool isLast =
+        isLowest || own.label != below.label || own.low != below.low || own.high != below.high;
     writers[i].Draw(isLast, figure.columns == 1 && figure.width >= 700);
   }
   fmt::format_to(out, "unset multiplot\n");
