@@ -49,9 +49,9 @@ bool FailingMemory::IsThere() {
 }
 
 #if !defined(PRISMEL_SANITIZED)
-/// Counts an allocation; true when it is to fail. Those of libresample and libsndfile never do:
-/// they write through the null that they get, and nobody can keep them from that but by asking for as much
-/// memory before they are called.
+/// Counts an allocation; true when it is to fail. Those of libresample and libsndfile never do: they write
+/// through the null that they get, and nobody can keep them from that but by asking for as much memory before
+/// they are called.
 bool Fails(const void* caller) {
   const uint64_t now = count.fetch_add(1) + 1, which = failing;
   if (which == 0 || now < which || (now > which && !isOnward)) return false;
