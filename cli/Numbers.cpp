@@ -28,6 +28,9 @@ double ParseSeconds(const std::string& option, const std::string& text) {
     return ParseSeconds(option, fmt::format("{}", milliseconds * 0.001));
   }
   if (text.size() > 1 && text.ends_with('s')) return ParseSeconds(option, text.substr(0, text.size() - 1));
+  if (std::count(text.begin(), text.end(), ':') > 2) {
+    throw UsageError(fmt::format("{}: '{}' has more than hours, minutes and seconds", option, text));
+  }
   double seconds = 0.0;
   for (size_t at = 0; at <= text.size();) {
     const size_t colon = std::min(text.find(':', at), text.size());

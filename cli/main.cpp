@@ -1,7 +1,11 @@
+#include <unistd.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "cli/CommandContext.h"
@@ -9,6 +13,7 @@
 #include "cli/Console.h"
 #include "cli/Failure.h"
 #include "cli/HelpCommand.h"
+#include "cli/audio/PendingFile.h"
 #include "host/HostError.h"
 
 namespace {
@@ -97,6 +102,24 @@ int Run(int argc, char** argv) {
   }
   return cli::Failure::kUsage;
 }
+
+/// Some libraries allocate in destructors, where an exception ends the process: without memory, it ends with a
+/// sentence, a status and no half file.
+[[noreturn]] void EndWithoutMemory() {
+  try {
+    if (const std::exception_ptr problem = std::current_exception()) std::rethrow_exception(problem);
+  } catch (const std::bad_alloc&) {
+    cli::PendingFile::RemoveAll();
+    constexpr std::string_view kText = "prismel: not enough memory\n";
+    static_cast<void>(!write(STDERR_FILENO, kText.data(), kText.size()));
+    _exit(cli::Failure::kRuntime);
+  } catch (...) {
+  }
+  std::abort();
+}
+
+/// Before the tables of the libraries are built, which takes memory as well.
+[[gnu::constructor(101)]] void WatchMemory() { std::set_terminate(EndWithoutMemory); }
 
 }  // namespace
 

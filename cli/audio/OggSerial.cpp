@@ -1,11 +1,12 @@
 #include "cli/audio/OggSerial.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <vector>
 
 #include "cli/Failure.h"
@@ -45,36 +46,43 @@ void Put(std::vector<uint8_t>& page, size_t at, uint32_t value) {
 }  // namespace
 
 void FixOggSerial(int descriptor, const std::string& name) {
-  // The file itself, whatever its name leads to by now.
-  std::fstream file(fmt::format("/proc/self/fd/{}", descriptor),
-                    std::ios::in | std::ios::out | std::ios::binary);
-  const auto fail = [&] { return Failure(fmt::format("{}: the Ogg file can't be finished", name)); };
-  std::streamoff at = 0;
-  std::vector<uint8_t> page(kHeaderBytes);
-  const auto read = [&](size_t offset, size_t count) {
-    file.read(reinterpret_cast<char*>(page.data() + offset), static_cast<std::streamsize>(count));
-    return file.gcount() == static_cast<std::streamsize>(count);
+  const auto fail = [&](const char* why) {
+    return Failure(fmt::format("{}: the Ogg file can't be finished: {}", name, why));
   };
-  while (file.seekg(at), page.resize(kHeaderBytes), read(0, kHeaderBytes)) {
-    if (std::memcmp(page.data(), "OggS", 4) != 0) throw fail();
+  // All of `count` bytes at `place`, however many calls that takes; fewer at the file's end only.
+  const auto move = [&](auto&& call, uint8_t* bytes, size_t count, off_t place) {
+    size_t done = 0;
+    while (done < count) {
+      const ssize_t now = call(descriptor, bytes + done, count - done, place + static_cast<off_t>(done));
+      if (now < 0 && errno == EINTR) continue;
+      if (now < 0) throw fail(std::strerror(errno));
+      if (now == 0) break;
+      done += static_cast<size_t>(now);
+    }
+    return done;
+  };
+  off_t at = 0;
+  std::vector<uint8_t> page;
+  const auto read = [&](size_t offset, size_t count) {
+    page.resize(offset + count);
+    const size_t got = move(pread, page.data() + offset, count, at + static_cast<off_t>(offset));
+    if (got < count && offset + got > 0) throw fail("it is cut");
+    return got == count;
+  };
+  while (read(0, kHeaderBytes)) {
+    if (std::memcmp(page.data(), "OggS", 4) != 0) throw fail("it is no Ogg file");
     const size_t segments = page[kSegmentCountAt];
-    page.resize(kHeaderBytes + segments);
-    if (!read(kHeaderBytes, segments)) throw fail();
+    read(kHeaderBytes, segments);
     size_t body = 0;
     for (size_t i = 0; i < segments; ++i) body += page[kHeaderBytes + i];
-    page.resize(kHeaderBytes + segments + body);
-    if (!read(kHeaderBytes + segments, body)) throw fail();
+    read(kHeaderBytes + segments, body);
     Put(page, kSerialAt, 1);
     Put(page, kChecksumAt, 0);
     Put(page, kChecksumAt, Checksum(page));
-    file.seekp(at);
-    file.write(reinterpret_cast<const char*>(page.data()), kHeaderBytes);
-    if (!file) throw fail();
-    at += static_cast<std::streamoff>(page.size());
+    if (move(pwrite, page.data(), kHeaderBytes, at) < kHeaderBytes) throw fail("the disk is full");
+    at += static_cast<off_t>(page.size());
   }
-  file.clear();
-  file.flush();
-  if (!file || at == 0) throw fail();
+  if (at == 0) throw fail("it is empty");
 }
 
 }  // namespace Vantora::cli

@@ -36,9 +36,7 @@ int TakeSlot(const std::string& path) {
 }
 
 void RemoveAndDie(int signal) {
-  for (Slot& slot : slots) {
-    if (slot.taken.load()) unlink(slot.path.data());
-  }
+  PendingFile::RemoveAll();
   // SA_RESETHAND put the default back: whoever waits for us sees that the signal ended us.
   raise(signal);
 }
@@ -68,6 +66,12 @@ void PendingFile::Commit() {
     file->Commit();
   } catch (const host::HostError& problem) {
     throw Failure(problem.what());
+  }
+}
+
+void PendingFile::RemoveAll() {
+  for (Slot& slot : slots) {
+    if (slot.taken.load()) unlink(slot.path.data());
   }
 }
 

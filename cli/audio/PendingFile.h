@@ -31,6 +31,8 @@ class PendingFile {
 
   /// From now on SIGINT, SIGTERM, SIGHUP and SIGPIPE remove all pending files of this process before it ends.
   static void CleanUpOnSignals();
+  /// Removes them now, for a process that is about to end without its destructors. Allocates nothing.
+  static void RemoveAll();
 
  private:
   std::optional<host::NewFile> file;

@@ -24,6 +24,9 @@
 namespace Vantora::cli {
 namespace {
 
+// A worker's exit status, where memory has run out; 0 otherwise, whatever its report says.
+constexpr int kWithoutMemory = Failure::kRuntime;
+
 // The running workers, for the signal handler. 0 where none.
 std::array<std::atomic<pid_t>, JobPool::kMaxParallel> workers;
 static_assert(std::atomic<pid_t>::is_always_lock_free);
@@ -89,9 +92,13 @@ int JobPool::StartWorker(size_t i) {
   } catch (const Failure& failure) {
     reports[i].SetFailure(failure.what(), failure.Status());
   } catch (const std::bad_alloc&) {
-    reports[i].SetFailure(fmt::format("{}: not enough memory", jobs[i].name), Failure::kRuntime);
+    _exit(kWithoutMemory);  // the parent has the memory to say so
   } catch (const std::exception& problem) {
-    reports[i].SetFailure(fmt::format("{}: {}", jobs[i].name, problem.what()), Failure::kRuntime);
+    try {
+      reports[i].SetFailure(fmt::format("{}: {}", jobs[i].name, problem.what()), Failure::kRuntime);
+    } catch (const std::bad_alloc&) {
+      _exit(kWithoutMemory);
+    }
   }
   std::fflush(nullptr);
   _exit(0);
@@ -99,7 +106,14 @@ int JobPool::StartWorker(size_t i) {
 
 void JobPool::NoteEnd(size_t i, int pid, int status) {
   JobReport& report = reports[i];
-  if (!WIFSIGNALED(status)) return;
+  if (WIFEXITED(status)) {
+    if (WEXITSTATUS(status) == 0) return;
+    // A worker that could not write its report.
+    if (!jobs[i].folder.empty()) host::NewFile::RemoveAbandoned(jobs[i].folder, pid);
+    report.finished = false;
+    report.SetFailure(fmt::format("{}: not enough memory", jobs[i].name), Failure::kRuntime);
+    return;
+  }
   // A crash leaves no time for cleaning up.
   if (!jobs[i].folder.empty()) host::NewFile::RemoveAbandoned(jobs[i].folder, pid);
   const int signal = WTERMSIG(status);

@@ -28,7 +28,8 @@ struct ReadToItsEnd {};
 /// What the shared options mean.
 void Check(const cli::FileOptions& files, const std::vector<std::string>& assignments) {
   const cli::RenderSettings settings = files.Settings();
-  fuzz::Require(!(settings.startSeconds < 0.0) && settings.pieceFrames >= 1 && files.Jobs() >= 1);
+  fuzz::Require(!(settings.startSeconds && *settings.startSeconds < 0.0) && settings.pieceFrames >= 1 &&
+                files.Jobs() >= 1);
   static_cast<void>(
       cli::ChooseOutputFormat(files.files.back(), files.type, settings.sample, cli::SampleFormat::kPcm16));
   for (const std::string& text : assignments) {
