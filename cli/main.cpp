@@ -103,8 +103,8 @@ int Run(int argc, char** argv) {
   return cli::Failure::kUsage;
 }
 
-/// Some libraries allocate in destructors, where an exception ends the process: without memory, it ends with a
-/// sentence, a status and no half file.
+/// Some libraries allocate in destructors, where an exception ends the process: without memory, it ends with
+/// a sentence, a status and no half file.
 [[noreturn]] void EndWithoutMemory() {
   try {
     if (const std::exception_ptr problem = std::current_exception()) std::rethrow_exception(problem);

@@ -1,9 +1,9 @@
 // A machine that fails, for a program that is started with this library preloaded: one call of one kind
 // fails, the calls of the program's children counted on. PRISMEL_FAULT says which:
 //
-//     KIND:N:ERROR      the N-th call of KIND fails; KIND is open, read, write, sync, truncate, rename, lock, buffer
-//                       (the calls of <stdio.h>) or memory, ERROR is EIO, ENOSPC, EINTR, EMFILE, ENOMEM, or "short":
-//                       half of what was to be read or written
+//     KIND:N:ERROR      the N-th call of KIND fails; KIND is open, read, write, sync, truncate, rename, lock,
+//                       buffer (the calls of <stdio.h>) or memory, ERROR is EIO, ENOSPC, EINTR, EMFILE,
+//                       ENOMEM, or "short": half of what was to be read or written
 //     KIND:N:ERROR:on   that call and all behind it
 //
 // PRISMEL_FAULT_MARK names a file that is made when it happens.
