@@ -16,7 +16,7 @@ namespace {
 /// Largest step of the effect's LFO from one block to the next, at 120 BPM over the eight beats that begin at
 /// `from` quarter notes.
 double LargestLfoStep(double from) {
-  EffectRig rig;
+  ProcessorRig rig;
   rig.Set(kHostLfoRateType, Step(2, 5));     // synced, straight
   rig.Set(kHostLfoRateSynced, Step(4, 10));  // a whole note
   rig.Set(kHostLfoShapeType, 0.0f);          // sine
