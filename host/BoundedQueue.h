@@ -14,7 +14,9 @@ namespace Vantora::host {
 /// queue: slot i waits for the writer of turn i, then for the reader of the same turn, then for the writer of
 /// turn i + size. A writer that is interrupted between taking its turn and publishing hides what was written
 /// behind it until it goes on; the reader just finds nothing meanwhile.
-template <typename T>
+///
+/// `Atomic` is the seam for the test that tries every order of these loads and stores.
+template <typename T, template <typename> class Atomic = std::atomic>
 class BoundedQueue {
  public:
   /// Room for at least `capacity` values.
@@ -56,13 +58,13 @@ class BoundedQueue {
 
  private:
   struct Slot {
-    std::atomic<size_t> turn;
+    Atomic<size_t> turn;
     T value;
   };
   std::vector<Slot> slots;
   const size_t mask;
-  alignas(64) std::atomic<size_t> nextWrite{0};  // the writers'
-  alignas(64) size_t nextRead = 0;               // the reader's
+  alignas(64) Atomic<size_t> nextWrite{0};  // the writers'
+  alignas(64) size_t nextRead = 0;          // the reader's
 };
 
 }  // namespace Vantora::host

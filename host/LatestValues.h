@@ -11,10 +11,13 @@ namespace Vantora::host {
 /// LatestValues: what a user's hand does to the parameters, on its way to the thread that processes. The last
 /// value wins: a parameter has one place for its next value and a bit that says that it is new, so that any
 /// number of writes while nothing is processed fills nothing and ends in the last one.
-class LatestValues {
+///
+/// `Atomic` is the seam for the test that tries every order of these loads and stores.
+template <template <typename> class Atomic = std::atomic>
+class LatestValuesOf {
  public:
   /// For parameters 0 to `count` - 1. Allocates.
-  explicit LatestValues(size_t count) : values(count), fresh((count + 63) / 64) {}
+  explicit LatestValuesOf(size_t count) : values(count), fresh((count + 63) / 64) {}
 
   /// [any thread, real-time safe] The value to take at the next block. False: no such parameter.
   bool Write(uint32_t index, float normalized) {
@@ -39,8 +42,10 @@ class LatestValues {
   }
 
  private:
-  std::vector<std::atomic<float>> values;
-  std::vector<std::atomic<uint64_t>> fresh;
+  std::vector<Atomic<float>> values;
+  std::vector<Atomic<uint64_t>> fresh;
 };
+
+using LatestValues = LatestValuesOf<>;
 
 }  // namespace Vantora::host

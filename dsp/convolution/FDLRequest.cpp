@@ -37,7 +37,7 @@ void FDLRequest::Append(const std::array<const float*, 2>& sources, uint64_t cou
   fill += count;
   // An exchange locks the bus, and most blocks change nothing.
   const State next = fill == size ? Full : Filling;
-  if (next != state.load(std::memory_order_relaxed)) SetState(next);
+  if (next != state.Own()) SetState(next);
 }
 
 bool FDLRequest::Compute(StereoFDL& stereo, uint64_t inputChannels, uint64_t outputChannels,

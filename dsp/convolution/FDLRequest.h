@@ -12,22 +12,38 @@ namespace Vantora::dsp {
 
 class FDLThread;
 
+/// OwnerState: whose turn it is with a request. Each change is an exchange that publishes what the former owner
+/// wrote and takes in what the one before it did.
+template <template <typename> class Atomic = std::atomic>
+class OwnerState {
+ public:
+  enum State : uint32_t { Idle = 0, Filling = 1, Full = 2, Computing = 3, Ready = 4 };
+
+  State Get() const noexcept { return state.load(std::memory_order_acquire); }
+  void Set(State next) noexcept { state.exchange(next, std::memory_order_acq_rel); }
+  /// [owner] What it set itself.
+  State Own() const noexcept { return state.load(std::memory_order_relaxed); }
+
+ private:
+  Atomic<State> state{Idle};
+};
+
 /// FDLRequest: one block of N samples on its way through a delay line: input first, result in its place.
 ///
 ///     Idle -> Filling -> Full -> Computing -> Ready -> Idle
 ///
-/// The state says who owns the rest: a worker while it is `Computing`, the audio thread otherwise. Each
-/// change is an exchange that publishes what the former owner wrote.
+/// The state says who owns the rest: a worker while it is `Computing`, the audio thread otherwise.
 class FDLRequest {
  public:
-  enum State : uint32_t { Idle = 0, Filling = 1, Full = 2, Computing = 3, Ready = 4 };
+  using State = OwnerState<>::State;
+  using enum OwnerState<>::State;
   static constexpr int64_t kNoTime = -1;
 
   /// Makes room for blocks of `size` samples of the delay line number `line`.
   void Allocate(uint64_t size, uint32_t line);
 
-  State GetState() const noexcept { return state.load(std::memory_order_acquire); }
-  void SetState(State next) noexcept { state.exchange(next, std::memory_order_acq_rel); }
+  State GetState() const noexcept { return state.Get(); }
+  void SetState(State next) noexcept { state.Set(next); }
 
   /// Empties the request and makes it `Idle`.
   void Clear() noexcept;
@@ -72,7 +88,7 @@ class FDLRequest {
   std::array<float*, 2> channelBuffers{};
   int64_t readyTime = kNoTime;
   int64_t startTime = kNoTime;  // stream time of the input's first sample
-  std::atomic<State> state{Idle};
+  OwnerState<> state;
   uint64_t fill = 0;               // samples in the block so far
   uint64_t size = 0;               // N
   std::atomic<bool> stale{false};  // the result is to be thrown away

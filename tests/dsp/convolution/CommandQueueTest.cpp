@@ -131,6 +131,7 @@ TEST(CommandQueue, TwoThreadsPassAMillionCommandsInOrder) {
 struct AsWritten {
   static std::memory_order Load(std::memory_order order) { return order; }
   static std::memory_order Store(std::memory_order order) { return order; }
+  static std::memory_order Change(std::memory_order order) { return order; }
 };
 struct NoAcquire : AsWritten {
   static std::memory_order Load(std::memory_order) { return std::memory_order_relaxed; }

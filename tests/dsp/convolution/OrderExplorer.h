@@ -18,15 +18,22 @@ namespace Vantora::tests {
 ///
 /// A load may return any store that isn't older than what its thread has seen or what happens before it.
 /// Vector clocks follow release and acquire. Plain memory is reported through Read and Write; an access that
-/// another thread's access doesn't happen before is a race, whether or not anything went wrong this time.
+/// another thread's access doesn't happen before is a race, whether or not anything went wrong this time. A
+/// thread that sleeps while the other one has ended, or sleeps too, is stuck.
+///
+/// Sequentially consistent operations stand in the one order in which the execution makes them: such a load
+/// sees at least the last such store.
 class OrderExplorer {
  public:
   using Clock = std::array<uint64_t, 2>;
 
   /// Repeats `run` (which makes the objects afresh and calls Race) until nothing new is left to try.
   /// Returns the number of executions.
-  uint64_t Explore(const std::function<void()>& run) {
+  /// `mostSwitches` bounds how often a thread is interrupted where it could have gone on, for work whose
+  /// orders would be too many; most faults need one or two.
+  uint64_t Explore(const std::function<void()>& run, uint32_t mostSwitches = ~0u) {
     active = this;
+    switchesAllowed = mostSwitches;
     uint64_t executions = 0;
     do {
       position = 0;
@@ -43,6 +50,9 @@ class OrderExplorer {
   /// of its own: a switch costs next to nothing, however busy the machine.
   void Race(const std::function<void()>& first, const std::function<void()>& second) {
     finished = {false, false};
+    sleepsOn = {};
+    isStuck = false;
+    switches = 0;
     bodies = {&first, &second};
     // What was made before both threads happens before both, what follows comes after both.
     clocks = {Clock{1, 0}, Clock{0, 1}};
@@ -61,6 +71,10 @@ class OrderExplorer {
   }
 
   uint64_t RaceCount() const { return races; }
+  /// Executions that ended with a thread asleep.
+  uint64_t StuckCount() const { return stuck; }
+  /// Whether this execution did: its threads never came to their ends.
+  bool IsStuck() const { return isStuck; }
 
   static OrderExplorer* Active() { return active; }
   static int Self() { return self; }
@@ -74,11 +88,26 @@ class OrderExplorer {
 
   /// Before each atomic operation: perhaps the other thread goes first.
   void SchedulingPoint() {
-    if (!running || finished[1 - self]) return;
+    if (!running || !CanOtherRun() || switches == switchesAllowed) return;
     if (Choose(2) == 0) return;
-    const int before = self;
-    self = 1 - before;
-    swapcontext(&contexts[before], &contexts[self]);
+    ++switches;
+    SwitchToOther();
+  }
+
+  /// The thread sleeps until the other one wakes it.
+  void Sleep(const void* place) {
+    sleepsOn[self] = place;
+    if (CanOtherRun()) {
+      SwitchToOther();
+      return;
+    }
+    ++stuck;
+    isStuck = true;
+    setcontext(&home);  // what stands on both stacks is given up
+  }
+  /// Wakes the other thread if it sleeps at `place`.
+  void WakeAt(const void* place) {
+    if (sleepsOn[1 - self] == place) sleepsOn[1 - self] = nullptr;
   }
 
   Clock& OwnClock() { return clocks[self]; }
@@ -101,7 +130,19 @@ class OrderExplorer {
     (*explorer.bodies[index])();
     explorer.finished[index] = true;
     self = 1 - index;
-    setcontext(explorer.finished[self] ? &explorer.home : &explorer.contexts[self]);
+    if (explorer.sleepsOn[self] != nullptr) {
+      ++explorer.stuck;
+      explorer.isStuck = true;
+    }
+    setcontext(explorer.finished[self] || explorer.isStuck ? &explorer.home : &explorer.contexts[self]);
+  }
+
+  bool CanOtherRun() const { return !finished[1 - self] && sleepsOn[1 - self] == nullptr; }
+
+  void SwitchToOther() {
+    const int before = self;
+    self = 1 - before;
+    swapcontext(&contexts[before], &contexts[self]);
   }
 
   void Access(const void* address, bool isWrite) {
@@ -130,6 +171,10 @@ class OrderExplorer {
   std::array<std::vector<char>, 2> stacks;
   ucontext_t home{};
   std::array<bool, 2> finished{};
+  std::array<const void*, 2> sleepsOn{};
+  uint32_t switchesAllowed = ~0u, switches = 0;
+  bool isStuck = false;
+  uint64_t stuck = 0;
   std::array<Clock, 2> clocks{};
   std::map<const void*, Cell> plain;
   bool running = false;
@@ -141,7 +186,7 @@ class OrderExplorer {
 template <typename T, typename Weaken>
 class ExploredAtomic {
  public:
-  ExploredAtomic(T value) : stores{{value, {}, {}, false}} {}  // NOLINT: as std::atomic
+  ExploredAtomic(T value = T{}) : stores{{value, {}, {}, false, false}} {}  // NOLINT: as std::atomic
 
   T load(std::memory_order order) const {
     auto& explorer = *OrderExplorer::Active();
@@ -153,36 +198,69 @@ class ExploredAtomic {
     const int self = OrderExplorer::Self();
     size_t oldest = seen[self];
     for (size_t i = oldest; i < stores.size(); ++i) {
+      if (order == std::memory_order_seq_cst && stores[i].isOrdered) oldest = i;
       if (stores[i].made[0] <= explorer.OwnClock()[0] && stores[i].made[1] <= explorer.OwnClock()[1])
         oldest = i;
     }
     const size_t taken = stores.size() - 1 - explorer.Choose(stores.size() - oldest);
     seen[self] = taken;
     const bool acquires = order == std::memory_order_acquire || order == std::memory_order_seq_cst;
-    if (acquires && stores[taken].releases) {
-      for (int k = 0; k < 2; ++k) {
-        explorer.OwnClock()[k] = std::max(explorer.OwnClock()[k], stores[taken].published[k]);
-      }
-    }
+    if (acquires) Acquire(stores[taken], order);
     return stores[taken].value;
   }
 
   void store(T value, std::memory_order order) {
-    auto& explorer = *OrderExplorer::Active();
     order = Weaken::Store(order);
-    explorer.SchedulingPoint();
-    if (!explorer.IsRunning()) {
-      stores.push_back({value, {}, {}, false});
-      return;
+    OrderExplorer::Active()->SchedulingPoint();
+    Append(value, order, false);
+  }
+
+  T exchange(T value, std::memory_order order) {
+    return Change([value](T) { return value; }, order);
+  }
+  T fetch_add(T value, std::memory_order order) {
+    return Change([value](T old) { return static_cast<T>(old + value); }, order);
+  }
+  T fetch_sub(T value, std::memory_order order) {
+    return Change([value](T old) { return static_cast<T>(old - value); }, order);
+  }
+  T fetch_or(T value, std::memory_order order) {
+    return Change([value](T old) { return static_cast<T>(old | value); }, order);
+  }
+  bool compare_exchange_strong(T& expected, T desired, std::memory_order order) {
+    OrderExplorer::Active()->SchedulingPoint();
+    const T latest = stores.back().value;
+    if (latest != expected) {
+      expected = latest;
+      seen[OrderExplorer::Self()] = stores.size() - 1;
+      return false;
     }
-    const int self = OrderExplorer::Self();
-    explorer.Tick();
-    OrderExplorer::Clock made{};
-    made[self] = explorer.OwnClock()[self];
-    const bool releases = order == std::memory_order_release || order == std::memory_order_seq_cst;
-    stores.push_back({value, made, explorer.OwnClock(), releases});
-    explorer.Tick();  // what follows the store isn't published by it
-    seen[self] = stores.size() - 1;
+    Acquire(stores.back(), Weaken::Change(order));
+    Append(desired, Weaken::Change(order), true);
+    return true;
+  }
+  bool compare_exchange_weak(T& expected, T desired, std::memory_order order) {
+    return compare_exchange_strong(expected, desired, order);
+  }
+  bool compare_exchange_weak(T& expected, T desired, std::memory_order order, std::memory_order) {
+    return compare_exchange_strong(expected, desired, order);
+  }
+
+  /// As the C++ library does it: the sleeper is counted, then the kernel compares once more and has it sleep.
+  void wait(T old, std::memory_order order) {
+    auto& explorer = *OrderExplorer::Active();
+    while (load(order) == old) {
+      explorer.SchedulingPoint();
+      ++sleepers;
+      if (load(std::memory_order_seq_cst) == old) explorer.Sleep(this);
+      explorer.SchedulingPoint();
+      --sleepers;
+    }
+  }
+  void notify_one() {
+    auto& explorer = *OrderExplorer::Active();
+    explorer.SchedulingPoint();
+    if (sleepers > 0) explorer.WakeAt(this);
   }
 
  private:
@@ -190,8 +268,53 @@ class ExploredAtomic {
     T value;
     OrderExplorer::Clock made, published;
     bool releases;
+    bool isOrdered;  // sequentially consistent
   };
+
+  static void Acquire(const Store& store, std::memory_order order) {
+    if (order == std::memory_order_relaxed || order == std::memory_order_release || !store.releases) return;
+    auto& clock = OrderExplorer::Active()->OwnClock();
+    for (size_t k = 0; k < 2; ++k) clock[k] = std::max(clock[k], store.published[k]);
+  }
+
+  // Reads the latest store, as every read-modify-write does, and follows it.
+  template <typename Function>
+  T Change(Function function, std::memory_order order) {
+    order = Weaken::Change(order);
+    OrderExplorer::Active()->SchedulingPoint();
+    const T old = stores.back().value;
+    Acquire(stores.back(), order);
+    Append(function(old), order, true);
+    return old;
+  }
+
+  void Append(T value, std::memory_order order, bool isChange) {
+    auto& explorer = *OrderExplorer::Active();
+    if (!explorer.IsRunning()) {
+      stores.push_back({value, {}, {}, false, false});
+      return;
+    }
+    const int self = OrderExplorer::Self();
+    explorer.Tick();
+    OrderExplorer::Clock made{};
+    made[self] = explorer.OwnClock()[self];
+    const bool releases = order == std::memory_order_release || order == std::memory_order_acq_rel ||
+                          order == std::memory_order_seq_cst;
+    Store next{value, made, {}, releases, order == std::memory_order_seq_cst};
+    if (releases) next.published = explorer.OwnClock();
+    if (isChange && stores.back().releases) {  // goes on publishing what it follows
+      next.releases = true;
+      for (size_t k = 0; k < 2; ++k) {
+        next.published[k] = std::max(next.published[k], stores.back().published[k]);
+      }
+    }
+    stores.push_back(next);
+    explorer.Tick();  // what follows the store isn't published by it
+    seen[self] = stores.size() - 1;
+  }
+
   std::vector<Store> stores;
+  int sleepers = 0;
   mutable std::array<size_t, 2> seen{};
 };
 
