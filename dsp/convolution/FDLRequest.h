@@ -12,8 +12,8 @@ namespace Vantora::dsp {
 
 class FDLThread;
 
-/// OwnerState: whose turn it is with a request. Each change is an exchange that publishes what the former owner
-/// wrote and takes in what the one before it did.
+/// OwnerState: whose turn it is with a request. Each change is an exchange that publishes what the former
+/// owner wrote and takes in what the one before it did.
 template <template <typename> class Atomic = std::atomic>
 class OwnerState {
  public:

@@ -1,6 +1,6 @@
 // scenario_render LIBRARY [NAME]: writes a stored scenario's whole render, half a second of left and right
-// interleaved, as raw singles to the standard output; without a NAME it lists them. One scenario a process: the
-// first processor of a process has the first seeds. scripts/machines compares what machines make of them.
+// interleaved, as raw singles to the standard output; without a NAME it lists them. One scenario a process:
+// the first processor of a process has the first seeds. scripts/machines compares what machines make of them.
 #include <cstdio>
 #include <cstdlib>
 #include <exception>

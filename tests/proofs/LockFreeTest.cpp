@@ -1,6 +1,6 @@
 // Every order of the loads and stores of what threads share without locks, within bounds that are told; and
-// the same with one memory order weakened or one step left out, which must be caught. The ring of commands has
-// its own exploration in tests/dsp/convolution/CommandQueueTest.cpp.
+// the same with one memory order weakened or one step left out, which must be caught. The ring of commands
+// has its own exploration in tests/dsp/convolution/CommandQueueTest.cpp.
 #include <gtest/gtest.h>
 
 #include <array>
