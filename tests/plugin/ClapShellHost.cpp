@@ -67,17 +67,15 @@ class ClapShellHost final : public ShellHost {
     plugin->process(plugin, &process);
   }
 
-  uint32_t Latency() override {
-    return Extension<clap_plugin_latency_t>(CLAP_EXT_LATENCY).get(plugin);
-  }
+  uint32_t Latency() override { return Extension<clap_plugin_latency_t>(CLAP_EXT_LATENCY).get(plugin); }
 
   std::string Save() override {
     std::string text;
-    const clap_ostream_t stream{&text,
-                                [](const clap_ostream_t* s, const void* bytes, uint64_t size) -> int64_t {
-                                  static_cast<std::string*>(s->ctx)->append(static_cast<const char*>(bytes), size);
-                                  return static_cast<int64_t>(size);
-                                }};
+    const clap_ostream_t stream{
+        &text, [](const clap_ostream_t* s, const void* bytes, uint64_t size) -> int64_t {
+          static_cast<std::string*>(s->ctx)->append(static_cast<const char*>(bytes), size);
+          return static_cast<int64_t>(size);
+        }};
     if (!Extension<clap_plugin_state_t>(CLAP_EXT_STATE).save(plugin, &stream)) return "";
     return text;
   }

@@ -18,8 +18,8 @@ struct ShellEvent {
   float position;  ///< 0 to 1
 };
 
-/// ShellHost: one stereo instance at 48 kHz of a plug-in file as it was built, loaded by the smallest host of its
-/// format, so that a test asks the same of all formats.
+/// ShellHost: one stereo instance at 48 kHz of a plug-in file as it was built, loaded by the smallest host of
+/// its format, so that a test asks the same of all formats.
 ///
 /// Threads  `Process` on any one thread while active; everything else on the test's own, beside it.
 class ShellHost {

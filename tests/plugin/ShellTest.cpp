@@ -77,7 +77,8 @@ TEST_P(Shell, PresetsAreTheCommandsRenderInAnyBuffersAndInPlace) {
     ASSERT_TRUE(shell->Activate());
     const Audio output = shell->Render(input, RandomPieces(seed), seed % 2 == 0);
     // A preset's text has fewer digits than a position: what it became is the reference.
-    EXPECT_EQ(Differences(RenderReference(host::Preset::Parse(preset.ToJson(), "test"), input), output, kBlock), 0u)
+    EXPECT_EQ(
+        Differences(RenderReference(host::Preset::Parse(preset.ToJson(), "test"), input), output, kBlock), 0u)
         << preset.name << ", pieces of seed " << seed;
     EXPECT_THAT(shell->violations, testing::IsEmpty()) << preset.name;
     EXPECT_EQ(shell->Latency(), kBlock);
@@ -159,8 +160,8 @@ TEST_P(Shell, AHostsThreadsWorkSideBySide) {
   ASSERT_TRUE(calm->Load(songs[1]));
   ASSERT_TRUE(calm->Activate());
   const Audio input = Plucks(9600);
-  EXPECT_EQ(Differences(RenderReference(host::Preset::Parse(songs[1], "test"), input), calm->Render(input, {256}),
-                        kBlock),
+  EXPECT_EQ(Differences(RenderReference(host::Preset::Parse(songs[1], "test"), input),
+                        calm->Render(input, {256}), kBlock),
             0u);
 }
 

@@ -36,7 +36,8 @@ struct PointQueue {
 };
 constexpr v3_param_value_queue_cpp kQueueTable = {
     kUncounted,
-    {[](void* self) { return PointQueue::Of(self).id; }, [](void* self) { return PointQueue::Of(self).count; },
+    {[](void* self) { return PointQueue::Of(self).id; },
+     [](void* self) { return PointQueue::Of(self).count; },
      [](void* self, int32_t i, int32_t* offset, double* value) -> v3_result {
        if (i < 0 || i >= PointQueue::Of(self).count) return V3_INVALID_ARG;
        *offset = PointQueue::Of(self).points[static_cast<size_t>(i)].offset;
@@ -123,7 +124,7 @@ class Vst3ShellHost final : public ShellHost {
     const bool isReady = Symbol<bool (*)(void*)>("ModuleEntry")(library);
 #endif
     if (!isReady) throw std::runtime_error("no module");
-    auto** factory = Symbol<v3_plugin_factory** (V3_API*)()>("GetPluginFactory")();
+    auto** factory = Symbol<v3_plugin_factory**(V3_API*)()>("GetPluginFactory")();
     v3_class_info info{};
     if (v3_cpp_obj(factory)->get_class_info(factory, 0, &info) != V3_OK ||
         v3_cpp_obj(factory)->create_instance(factory, info.class_id, v3_component_iid,
