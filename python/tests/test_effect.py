@@ -230,6 +230,7 @@ def test_lets_other_threads_run_and_refuses_two_at_once() -> None:
 
 INTERRUPTED = """
 import numpy as np, prismel, signal, sys, time
+signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background jobs inherit that it is ignored
 fx = {make}
 audio = np.zeros((2, 60_000_000), np.float32)
 audio[:, 0] = 1.0
