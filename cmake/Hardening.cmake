@@ -9,7 +9,7 @@ include(CheckPIESupported)
 check_pie_supported()
 
 set(PRISMEL_HARDENING "")
-if(NOT EMSCRIPTEN AND NOT PRISMEL_SANITIZE)
+if(NOT EMSCRIPTEN AND NOT WIN32 AND NOT PRISMEL_SANITIZE)
   add_link_options(LINKER:-z,relro,-z,now,-z,noexecstack)
   set(PRISMEL_HARDENING -fstack-protector-strong -fstack-clash-protection
     "$<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE>" "$<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>")

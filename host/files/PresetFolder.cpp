@@ -55,6 +55,10 @@ fs::path UserPresetFolder() {
   if (const char* config = std::getenv("XDG_CONFIG_HOME"); config != nullptr && *config != '\0') {
     return fs::path(config) / "prismel" / "presets";
   }
+#ifdef _WIN32
+  const char* data = std::getenv("APPDATA");
+  if (data != nullptr && *data != '\0') return fs::path(data) / "prismel" / "presets";
+#endif
   const char* home = std::getenv("HOME");
   if (home == nullptr || *home == '\0') return {};
   return fs::path(home) / ".config" / "prismel" / "presets";

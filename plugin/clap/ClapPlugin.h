@@ -36,6 +36,7 @@ class ClapPlugin final : public HostLink {
   void OnGestureEnd(uint32_t index) override;
   void OnSoundChanged() override;
   void OnStateDirty() override;
+  void OnRestartWanted() override { host->request_restart(host); }
 
   /// The extension `id` of every instance; null for those we don't have.
   static const void* Extension(const char* id);

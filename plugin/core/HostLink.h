@@ -20,6 +20,8 @@ class HostLink {
   virtual void OnSoundChanged() = 0;
   /// Something changed that only the state holds (preset's name, window's size): the song wants saving.
   virtual void OnStateDirty() = 0;
+  /// What was set is heard when the host activates anew: who can, asks for it.
+  virtual void OnRestartWanted() {}
 
  protected:
   ~HostLink() = default;

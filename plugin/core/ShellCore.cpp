@@ -10,7 +10,9 @@
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
 #include "host/Preset.h"
+#ifndef _WIN32
 #include "host/loading/ProcessorLibrary.h"
+#endif
 #include "plugin/core/FactoryBank.h"
 #include "plugin/core/HostParameters.h"
 #include "plugin/core/State.h"
@@ -91,6 +93,7 @@ struct ShellCore::Parts {
   /// The processors of this instance. Where PRISMEL_LIBRARY can't be loaded, says so and takes the one linked
   /// in.
   host::ProcessorSource Source() {
+#ifndef _WIN32  // there no other library is loaded
     const char* library = std::getenv("PRISMEL_LIBRARY");
     if (library != nullptr && *library != '\0') {
       try {
@@ -99,6 +102,7 @@ struct ShellCore::Parts {
         Say(error.what());
       }
     }
+#endif
     return host::ProcessorSource(Processor::MakeLinkedFactory(variation));
   }
 
@@ -287,8 +291,12 @@ std::string ShellCore::LoadState(std::string_view text) {
 }
 
 void ShellCore::SetVariation(uint32_t variation) {
+  if (variation == parts->variation) return;
   parts->variation = std::min(variation, kLargestVariation);
   ++parts->ownRevision;
+  if (parts->link == nullptr) return;
+  parts->link->OnStateDirty();
+  parts->link->OnRestartWanted();
 }
 
 std::string ShellCore::LoadPresetByName(std::string_view name) {

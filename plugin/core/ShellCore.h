@@ -34,7 +34,6 @@ struct HostTime {
 class ShellCore final : public WindowModel {
  public:
   static constexpr uint32_t kEndlessTail = std::numeric_limits<uint32_t>::max();
-  static constexpr uint32_t kLargestVariation = 4095;
 
   /// An instance that sounds as the factory preset `kFirstPreset`. The processor is the one linked in, or the
   /// library that the environment variable PRISMEL_LIBRARY names; where that can't be loaded, `Message` says
@@ -95,7 +94,7 @@ class ShellCore final : public WindowModel {
   /// [main thread] Back to it. Garbage and empty text are refused with a sentence, and what sounds goes on.
   std::string LoadState(std::string_view text);
   /// [main thread] Which random sequence; takes effect at the next `Activate`.
-  void SetVariation(uint32_t variation);
+  void SetVariation(uint32_t variation) override;
   /// [main thread] A preset by its name in any case, as `LoadPreset`. The host's own preset lists come here.
   std::string LoadPresetByName(std::string_view name);
   /// [main thread] A value that the host set while no `Process` runs, or without a time: last value wins.

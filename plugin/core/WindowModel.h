@@ -134,8 +134,12 @@ class WindowModel {
   /// What the user should know (a processor library that couldn't be loaded, a song written by a newer
   /// version); empty when all is well.
   virtual std::string Message() const = 0;
-  /// Which of the repeatable random sequences this instance plays, 0 to 4095; kept with the song.
+  static constexpr uint32_t kLargestVariation = 4095;
+  /// Which of the repeatable random sequences this instance plays, 0 to `kLargestVariation`; kept with the
+  /// song.
   virtual uint32_t Variation() const = 0;
+  /// Another one, heard from the next start of the sound; hosts that can are asked for that start.
+  virtual void SetVariation(uint32_t variation) = 0;
   /// Size of the window as kept with the song, 0.75 to 2, 1 is 980 x 620.
   virtual double WindowScale() const = 0;
   virtual void SetWindowScale(double scale) = 0;

@@ -105,8 +105,14 @@ const v3_plugin_factory_cpp* const kFactoryTable = &kFactory;
 
 }  // namespace
 
+#ifdef _WIN32
+#define PRISMEL_EXPORT extern "C" __declspec(dllexport)
+PRISMEL_EXPORT bool InitDll() { return true; }
+PRISMEL_EXPORT bool ExitDll() { return true; }
+#else
 #define PRISMEL_EXPORT extern "C" __attribute__((visibility("default")))
-
-PRISMEL_EXPORT const void* GetPluginFactory() { return &kFactoryTable; }
 PRISMEL_EXPORT bool ModuleEntry(void*) { return true; }
 PRISMEL_EXPORT bool ModuleExit() { return true; }
+#endif
+
+PRISMEL_EXPORT const void* GetPluginFactory() { return &kFactoryTable; }

@@ -80,6 +80,7 @@ class Face final : private Desk {
   void BuildTopBar();
   void BuildEffect();
   void BuildCentre();
+  void AskVariation();
   void BuildLevels();
   void BuildLfo();
   void Arrange();

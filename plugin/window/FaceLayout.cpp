@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <charconv>
 #include <cmath>
 
 #include "plugin/window/Effects.h"
@@ -136,6 +137,7 @@ std::vector<MenuItem> Face::MainMenu() {
                    false,
                    true,
                    {}});
+  items.push_back({"Variation…", [this] { AskVariation(); }, false, true, std::to_string(model.Variation())});
   items.push_back({"Advanced", [this] { SetAdvanced(!isAdvanced); }, isAdvanced, true, {}});
   items.push_back({});
   items.push_back({"Size of the window", nullptr, false, true, {}});
@@ -147,6 +149,22 @@ std::vector<MenuItem> Face::MainMenu() {
                      {}});
   }
   return items;
+}
+
+void Face::AskVariation() {
+  OpenEntry({444.0f, 300.0f, 92.0f, 28.0f}, std::to_string(model.Variation()),
+            [this](const std::string& text) -> std::string {
+              uint32_t number = 0;
+              const char* const end = text.data() + text.size();
+              const auto [stop, error] = std::from_chars(text.data(), end, number);
+              if (error != std::errc{} || stop != end || number > WindowModel::kLargestVariation) {
+                return fmt::format("A variation is a whole number from 0 to {}.",
+                                   WindowModel::kLargestVariation);
+              }
+              model.SetVariation(number);
+              return "";
+            });
+  Say("Which random sequence harmonizer and sample and hold draw from; heard from the next start of the sound.");
 }
 
 void Face::AddSource(std::vector<MenuItem>& items) {

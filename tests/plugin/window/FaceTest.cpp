@@ -295,6 +295,25 @@ TEST_F(FaceTest, MenusResetCopyAndClose) {
   EXPECT_FALSE(face.HasPopup());
 }
 
+TEST_F(FaceTest, TheVariationIsTypedAndRefusedBeyondItsEnds) {
+  Frame();
+  Click({882.0f, 30.0f});
+  ASSERT_TRUE(face.HasPopup());
+  const std::vector<DrawnText> texts = Frame();
+  const auto line =
+      std::find_if(texts.begin(), texts.end(), [](const DrawnText& t) { return t.text == "Variation…"; });
+  ASSERT_NE(line, texts.end());
+  Click(line->place.Centre());
+  face.Type("4096");
+  Strike(Key::kEnter);
+  EXPECT_THAT(Joined(Frame()), HasSubstr("from 0 to 4095"));
+  EXPECT_EQ(model.variation, 0u);
+  Strike(Key::kBackspace);
+  Strike(Key::kEnter);
+  EXPECT_EQ(model.variation, 409u);
+  EXPECT_FALSE(face.HasPopup());
+}
+
 TEST_F(FaceTest, PresetsAreChosenSearchedAndSaved) {
   Frame();
   Click({454.0f, 30.0f});

@@ -93,7 +93,8 @@ class FakeModel : public WindowModel {
   double SampleRate() const override { return 48000.0; }
   double Tempo() const override { return 120.0; }
   std::string Message() const override { return message; }
-  uint32_t Variation() const override { return 0; }
+  uint32_t Variation() const override { return variation; }
+  void SetVariation(uint32_t to) override { variation = to; }
   double WindowScale() const override { return scale; }
   void SetWindowScale(double to) override { scale = to; }
 
@@ -107,6 +108,7 @@ class FakeModel : public WindowModel {
   uint64_t revision = 1, liveRevision = 1;
   int gestures = 0, writes = 0, writesOutside = 0, undos = 0, panics = 0;
   double scale = 1.0;
+  uint32_t variation = 0;
 };
 
 /// A busy moment: taps, spread, meters and LFO at `seconds`.
