@@ -55,8 +55,7 @@ void* OpenLibrary(const char* path, std::string& error) {
 }
 
 void* FindSymbol(void* library, const char* name, std::string& error) {
-  const auto address =
-      reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+  const auto address = reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
   if (address == nullptr) error = LoaderError();
   return address;
 }

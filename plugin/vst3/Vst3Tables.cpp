@@ -161,7 +161,7 @@ const v3_audio_processor_cpp& ProcessorTable() {
                                            static_cast<uint32_t>(std::popcount(*out)));
           },
           [](void* self, int32_t direction, int32_t index, v3_speaker_arrangement* arrangement) {
-            if (index != 0) return v3_result{V3_INVALID_ARG};
+            if (index != 0) return static_cast<v3_result>(V3_INVALID_ARG);
             *arrangement = Speakers(direction == V3_INPUT ? Of(self).inputs : Of(self).outputs);
             return v3_result{V3_OK};
           },

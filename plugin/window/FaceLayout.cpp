@@ -164,7 +164,8 @@ void Face::AskVariation() {
               model.SetVariation(number);
               return "";
             });
-  Say("Which random sequence harmonizer and sample and hold draw from; heard from the next start of the sound.");
+  Say("Which random sequence harmonizer and sample and hold draw from; heard from the next start of the "
+      "sound.");
 }
 
 void Face::AddSource(std::vector<MenuItem>& items) {

@@ -1,5 +1,5 @@
-// shell_render clap|vst3 FILE OUT: one second of noise through every factory preset of the plug-in in FILE, as
-// raw floats, the presets one after the other, left before right. What another system's build plays is
+// shell_render clap|vst3 FILE OUT: one second of noise through every factory preset of the plug-in in FILE,
+// as raw floats, the presets one after the other, left before right. What another system's build plays is
 // compared with this one's; see scripts/windows.
 
 #include <cstdio>
