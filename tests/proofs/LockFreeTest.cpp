@@ -220,10 +220,10 @@ class ExploredWorker : public dsp::WorkerThread<ExploredWorker<Weaken>, Under<We
 /// tries those of one more.
 uint32_t Interruptions() { return std::getenv("PRISMEL_LONG_TESTS") != nullptr ? 3 : 2; }
 
-enum class Leaving { kNothing, kTheWakeUp };
+enum class Waking { kAtOnce, kSoon, kNever };
 
 template <typename Weaken>
-Outcome WakeUp(Leaving leaving, uint32_t mostSwitches) {
+Outcome WakeUp(Waking waking, uint32_t mostSwitches) {
   OrderExplorer explorer;
   Outcome outcome;
   outcome.executions = explorer.Explore(
@@ -234,9 +234,13 @@ Outcome WakeUp(Leaving leaving, uint32_t mostSwitches) {
             [&] {
               input.Write(7);
               worker.Queue().Enqueue([&] { result.Write(input.Read() + 1); }, [] {});
-              if (leaving != Leaving::kTheWakeUp) worker.Wake();
+              // A worker that is said to look by itself must do so: only what `NotYet` tells is woken.
+              if (waking == Waking::kAtOnce) worker.Wake();
+              if (waking == Waking::kSoon && worker.WakeSoon() == ExploredWorker<Weaken>::Reached::NotYet) {
+                worker.Wake();
+              }
               worker.Queue().Enqueue([&] { result.Write(result.Read() + 1); }, [] {});
-              if (leaving != Leaving::kTheWakeUp) worker.RequestStop();
+              if (waking != Waking::kNever) worker.RequestStop();
             },
             [&] { worker.Work(); });
         if (!explorer.IsStuck() && result.value != 9) ++outcome.faults;
@@ -273,14 +277,20 @@ Outcome Cancelling(uint32_t mostSwitches) {
 }
 
 TEST(LockFree, AWorkerNeverSleepsOnWork) {
-  const Outcome outcome = WakeUp<AsWritten>(Leaving::kNothing, Interruptions());
-  Tell("wake-up", outcome);
-  EXPECT_TRUE(outcome.IsClean());
-  EXPECT_GT(outcome.executions, 500u);
-  EXPECT_GT(WakeUp<AsWritten>(Leaving::kTheWakeUp, 1).stuck, 0u);
-  EXPECT_GT(WakeUp<ReleaseForSeqCst>(Leaving::kNothing, 2).stuck, 0u)
-      << "without one order of count and sleep each can miss the other";
-  EXPECT_GT(WakeUp<RelaxedStores>(Leaving::kNothing, 2).races, 0u);
+  const Outcome atOnce = WakeUp<AsWritten>(Waking::kAtOnce, Interruptions());
+  const Outcome soon = WakeUp<AsWritten>(Waking::kSoon, Interruptions());
+  Tell("wake-up", atOnce);
+  Tell("wake-up, left to the worker's own look", soon);
+  EXPECT_TRUE(atOnce.IsClean());
+  EXPECT_TRUE(soon.IsClean());
+  EXPECT_GT(atOnce.executions, 500u);
+  EXPECT_GT(soon.executions, 500u);
+  EXPECT_GT(WakeUp<AsWritten>(Waking::kNever, 1).stuck, 0u);
+  for (const Waking waking : {Waking::kAtOnce, Waking::kSoon}) {
+    EXPECT_GT(WakeUp<ReleaseForSeqCst>(waking, 2).stuck, 0u)
+        << "without one order of count and sleep each can miss the other";
+    EXPECT_GT(WakeUp<RelaxedStores>(waking, 2).races, 0u);
+  }
 }
 
 TEST(LockFree, CancellingTakesEveryCommandOnceAndEnds) {
