@@ -6,7 +6,10 @@
 //                       ENOMEM, or "short": half of what was to be read or written
 //     KIND:N:ERROR:on   that call and all behind it
 //
-// PRISMEL_FAULT_MARK names a file that is made when it happens.
+// PRISMEL_FAULT_MARK names a file that is made when it happens. Where PRISMEL_FAULT_CALLERS is set, words with commas
+// between them, of the calls for memory only those count that come from a library with one of these in its name.
+//
+// A program may wish for something else while it runs: PrismelFault, below.
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -32,6 +35,7 @@ long which = 0;
 int error = 0;
 bool isShort = false, isOnward = false;
 const char* mark = nullptr;
+const char* callers = nullptr;
 std::atomic<long> count{0};
 
 struct Name {
@@ -48,15 +52,25 @@ int ValueOf(const Name* names, size_t number, const char* text, size_t length) {
   return 0;
 }
 
-__attribute__((constructor)) void ReadWish() {
+/// Whether a library of this name is one of those whose calls count.
+bool IsWatched(const char* library) {
+  for (const char* word = callers; word != nullptr && *word != '\0';) {
+    const size_t length = std::strcspn(word, ",");
+    if (memmem(library, std::strlen(library), word, length) != nullptr) return true;
+    word += length + (word[length] == ',' ? 1 : 0);
+  }
+  return callers == nullptr;
+}
+
+void SetWish(const char* wish) {
   constexpr Name kinds[] = {{"open", kOpen}, {"read", kRead},         {"write", kWrite},
                             {"sync", kSync}, {"truncate", kTruncate}, {"rename", kRename},
                             {"lock", kLock}, {"buffer", kBuffer},     {"memory", kMemory}};
   constexpr Name errors[] = {{"EIO", EIO},       {"ENOSPC", ENOSPC}, {"EINTR", EINTR},
                              {"EMFILE", EMFILE}, {"ENOMEM", ENOMEM}, {"short", -1}};
-  const char* wish = std::getenv("PRISMEL_FAULT");
+  wanted = kNothing;
+  count = 0;
   if (wish == nullptr) return;
-  mark = std::getenv("PRISMEL_FAULT_MARK");
   const char* const colon = std::strchr(wish, ':');
   if (colon == nullptr) return;
   char* end = nullptr;
@@ -69,6 +83,12 @@ __attribute__((constructor)) void ReadWish() {
   isOnward = std::strcmp(name + length, ":on") == 0;
   wanted = static_cast<Kind>(
       ValueOf(kinds, sizeof kinds / sizeof *kinds, wish, static_cast<size_t>(colon - wish)));
+}
+
+__attribute__((constructor)) void ReadWish() {
+  mark = std::getenv("PRISMEL_FAULT_MARK");
+  callers = std::getenv("PRISMEL_FAULT_CALLERS");
+  SetWish(std::getenv("PRISMEL_FAULT"));
 }
 
 /// Counts a call; true when it is to fail, with errno set.
@@ -215,10 +235,12 @@ void* __libc_memalign(size_t, size_t);
 
 /// libresample and libsndfile write through the null that they get.
 static bool FailsFor(const void* caller) {
-  if (wanted != kMemory || !Fails(kMemory)) return false;
+  if (wanted != kMemory) return false;
   Dl_info place{};
-  return dladdr(caller, &place) == 0 || (std::strstr(place.dli_fname, "libresample") == nullptr &&
-                                         std::strstr(place.dli_fname, "libsndfile") == nullptr);
+  const bool isKnown = dladdr(caller, &place) != 0;
+  if (callers != nullptr && !(isKnown && IsWatched(place.dli_fname))) return false;
+  return Fails(kMemory) && !(isKnown && (std::strstr(place.dli_fname, "libresample") != nullptr ||
+                                         std::strstr(place.dli_fname, "libsndfile") != nullptr));
 }
 void* malloc(size_t size) noexcept {
   return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
@@ -232,6 +254,11 @@ void* realloc(void* memory, size_t size) noexcept {
 void* aligned_alloc(size_t alignment, size_t size) noexcept {
   return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_memalign(alignment, size);
 }
+
+/// From now on `wish`, written as in PRISMEL_FAULT, null for none, and the count begins at 0.
+void PrismelFault(const char* wish) { SetWish(wish); }
+/// Calls of the wanted kind since then.
+long PrismelFaultCount() { return count; }
 
 }  // extern "C"
 #pragma GCC visibility pop
