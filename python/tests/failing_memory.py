@@ -65,7 +65,7 @@ def reverb() -> str:
 
 
 def hiss() -> str:
-    return digest(prismel.noise("pink", 0.02, 48000, seed=3))
+    return digest(prismel.noise(960, 48000, "pink", seed=3))
 
 
 def attempt(step: Callable[[], str]) -> str | None:

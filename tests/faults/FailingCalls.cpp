@@ -6,8 +6,9 @@
 //                       ENOMEM, or "short": half of what was to be read or written
 //     KIND:N:ERROR:on   that call and all behind it
 //
-// PRISMEL_FAULT_MARK names a file that is made when it happens. Where PRISMEL_FAULT_CALLERS is set, words with commas
-// between them, of the calls for memory only those count that come from a library with one of these in its name.
+// PRISMEL_FAULT_MARK names a file that is made when it happens. Where PRISMEL_FAULT_CALLERS is set, words
+// with commas between them, of the calls for memory only those count that come from a library with one of
+// these in its name; those for PRISMEL_FAULT_SPARES bytes don't.
 //
 // A program may wish for something else while it runs: PrismelFault, below.
 
@@ -36,6 +37,7 @@ int error = 0;
 bool isShort = false, isOnward = false;
 const char* mark = nullptr;
 const char* callers = nullptr;
+size_t spared = 0;  // bytes
 std::atomic<long> count{0};
 
 struct Name {
@@ -88,6 +90,8 @@ void SetWish(const char* wish) {
 __attribute__((constructor)) void ReadWish() {
   mark = std::getenv("PRISMEL_FAULT_MARK");
   callers = std::getenv("PRISMEL_FAULT_CALLERS");
+  const char* const size = std::getenv("PRISMEL_FAULT_SPARES");
+  if (size != nullptr) spared = std::strtoul(size, nullptr, 10);
   SetWish(std::getenv("PRISMEL_FAULT"));
 }
 
@@ -234,8 +238,8 @@ void* __libc_realloc(void*, size_t);
 void* __libc_memalign(size_t, size_t);
 
 /// libresample and libsndfile write through the null that they get.
-static bool FailsFor(const void* caller) {
-  if (wanted != kMemory) return false;
+static bool FailsFor(const void* caller, size_t size) {
+  if (wanted != kMemory || (spared != 0 && size == spared)) return false;
   Dl_info place{};
   const bool isKnown = dladdr(caller, &place) != 0;
   if (callers != nullptr && !(isKnown && IsWatched(place.dli_fname))) return false;
@@ -243,16 +247,16 @@ static bool FailsFor(const void* caller) {
                                          std::strstr(place.dli_fname, "libsndfile") != nullptr));
 }
 void* malloc(size_t size) noexcept {
-  return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_malloc(size);
+  return FailsFor(__builtin_return_address(0), size) ? nullptr : __libc_malloc(size);
 }
 void* calloc(size_t number, size_t size) noexcept {
-  return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_calloc(number, size);
+  return FailsFor(__builtin_return_address(0), number * size) ? nullptr : __libc_calloc(number, size);
 }
 void* realloc(void* memory, size_t size) noexcept {
-  return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_realloc(memory, size);
+  return FailsFor(__builtin_return_address(0), size) ? nullptr : __libc_realloc(memory, size);
 }
 void* aligned_alloc(size_t alignment, size_t size) noexcept {
-  return FailsFor(__builtin_return_address(0)) ? nullptr : __libc_memalign(alignment, size);
+  return FailsFor(__builtin_return_address(0), size) ? nullptr : __libc_memalign(alignment, size);
 }
 
 /// From now on `wish`, written as in PRISMEL_FAULT, null for none, and the count begins at 0.
