@@ -17,9 +17,9 @@
 
 namespace {
 
+using Vantora::SimdTarget;
 using Vantora::prims::AlignedBuffer;
 using Vantora::prims::FFTPlan;
-using Vantora::prims::SimdTarget;
 
 // Nanoseconds a call, from `repeats` calls.
 template <typename Call>
@@ -65,7 +65,7 @@ void Compare(std::size_t size, SimdTarget target) {
 
 int main(int argc, char** argv) {
   const char* names[] = {"baseline", "SSSE3", "SSE4", "AVX2", "AVX-512"};
-  const int best = static_cast<int>(Vantora::prims::BestSimdTarget());
+  const int best = static_cast<int>(Vantora::BestSimdTarget());
   const int slowest = argc > 1 ? std::clamp(std::atoi(argv[1]), 0, best) : best;
   for (int target = best; target >= slowest; --target) {
     std::printf(

@@ -11,9 +11,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "basictools/simd/SimdTargets.h"
 #include "dsp/effects/prims/AlignedBuffer.h"
 #include "dsp/effects/prims/Oversampler.h"
-#include "dsp/effects/prims/SimdTargets.h"
 #include "dsp/effects/prims/VectorKernelTable.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -177,6 +177,7 @@ void RunSamplers() {
 }  // namespace Vantora::prims
 
 int main(int argc, char** argv) {
+  using namespace Vantora;
   using namespace Vantora::prims;
   const char* names[] = {"baseline", "SSSE3", "SSE4", "AVX2", "AVX-512"};
   const int best = static_cast<int>(BestSimdTarget());

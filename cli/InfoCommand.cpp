@@ -3,10 +3,10 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
+#include "basictools/simd/SimdTarget.h"
 #include "cli/CommandContext.h"
 #include "cli/CommandLine.h"
 #include "cli/Console.h"
-#include "dsp/effects/prims/SimdTarget.h"
 #include "host/HostedProcessor.h"
 #include "host/files/PresetFolder.h"
 #include "tools/LibraryInfo.h"
@@ -30,7 +30,7 @@ void PrintJson(const host::ProcessorLibrary& library, const host::HostedProcesso
       {"interface", library.InterfaceVersion()},
       {"parameters", processor.ParameterCount()},
       {"library", library.Path().string()},
-      {"vectorInstructions", prims::SimdTargetName()},
+      {"vectorInstructions", SimdTargetName()},
       {"presetFolders", presets},
       {"searchFolders", places(info.searchFolders)},
       {"sndFilePlaces", places(info.sndFilePlaces)},
@@ -54,7 +54,7 @@ void PrintTextReport(const host::ProcessorLibrary& library, const host::HostedPr
   Print("library              {}\n", library.Path().string());
   Print("interface            version {}, {} parameters\n", library.InterfaceVersion(),
         processor.ParameterCount());
-  Print("vector instructions  {}\n", prims::SimdTargetName());
+  Print("vector instructions  {}\n", SimdTargetName());
   if (info.sndFilePath.empty()) {
     Print("libsndfile           none: {}\n", info.sndFileError);
   } else {

@@ -3,7 +3,7 @@
 #include "basictools/math/WholeQuads.h"
 #include "dsp/control/DoublePair.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/control/SmootherKernels.cpp"
@@ -149,12 +149,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const SmootherKernelTable& SmootherKernelsFor(prims::SimdTarget target) noexcept {
+const SmootherKernelTable& SmootherKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kSmootherKernels);
 }
 
 namespace {
-const SmootherKernelTable& kBest = SmootherKernelsFor(prims::BestSimdTarget());
+const SmootherKernelTable& kBest = SmootherKernelsFor(BestSimdTarget());
 }  // namespace
 
 const SmootherKernelTable& SmootherKernels() noexcept { return kBest; }

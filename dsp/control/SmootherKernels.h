@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "dsp/effects/prims/SimdTarget.h"
+#include "basictools/simd/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -26,7 +26,7 @@ struct SmootherKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const SmootherKernelTable& SmootherKernelsFor(prims::SimdTarget target) noexcept;
+const SmootherKernelTable& SmootherKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const SmootherKernelTable& SmootherKernels() noexcept;

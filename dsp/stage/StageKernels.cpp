@@ -6,7 +6,7 @@
 #include "basictools/math/WholeQuads.h"
 #include "dsp/control/DelayLine.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/stage/StageKernels.cpp"
@@ -138,13 +138,13 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const StageKernelTable& StageKernelsFor(prims::SimdTarget target) noexcept {
+const StageKernelTable& StageKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kStageKernels);
 }
 
 namespace {
 // Chosen while the library is loaded, so that no block does it.
-const StageKernelTable& kBest = StageKernelsFor(prims::BestSimdTarget());
+const StageKernelTable& kBest = StageKernelsFor(BestSimdTarget());
 }  // namespace
 
 const StageKernelTable& StageKernels() noexcept { return kBest; }

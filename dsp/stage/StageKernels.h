@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "basictools/math/WholeQuads.h"
-#include "dsp/effects/prims/SimdTarget.h"
+#include "basictools/simd/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -38,7 +38,7 @@ struct StageKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const StageKernelTable& StageKernelsFor(prims::SimdTarget target) noexcept;
+const StageKernelTable& StageKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const StageKernelTable& StageKernels() noexcept;

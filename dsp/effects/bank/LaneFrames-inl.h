@@ -5,6 +5,8 @@
 
 #include <hwy/highway.h>
 
+#include "basictools/math/WholeQuads.h"
+
 #if defined(PRISMEL_LANE_FRAMES_INL) == defined(HWY_TARGET_TOGGLE)
 #ifdef PRISMEL_LANE_FRAMES_INL
 #undef PRISMEL_LANE_FRAMES_INL
@@ -79,7 +81,7 @@ HWY_INLINE void TransposeBlocks(D d, hn::Vec<D> a, hn::Vec<D> b, hn::Vec<D> c, h
 template <uint32_t kLanes>
 HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RESTRICT frames) {
   const FrameTag<kLanes> d;
-  const uint32_t quads = count & ~3u;
+  const uint32_t quads = WholeQuads(count);
   for (uint32_t i = 0; i < quads; i += 4) {
     TransposeBlocks(d, LoadBlocks<kLanes>(rows, 0, i), LoadBlocks<kLanes>(rows, 1, i),
                     LoadBlocks<kLanes>(rows, 2, i), LoadBlocks<kLanes>(rows, 3, i),
@@ -95,7 +97,7 @@ HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RE
 template <uint32_t kLanes>
 HWY_INLINE void ToRows(const float* HWY_RESTRICT frames, uint32_t count, float* const* rows) {
   const FrameTag<kLanes> d;
-  const uint32_t quads = count & ~3u;
+  const uint32_t quads = WholeQuads(count);
   for (uint32_t i = 0; i < quads; i += 4) {
     const float* frame = frames + i * kLanes;
     TransposeBlocks(d, hn::LoadU(d, frame), hn::LoadU(d, frame + kLanes), hn::LoadU(d, frame + 2 * kLanes),

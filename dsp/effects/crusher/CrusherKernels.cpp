@@ -4,7 +4,7 @@
 
 #include "basictools/math/WholeQuads.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/crusher/CrusherKernels.cpp"
@@ -228,12 +228,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const CrusherKernelTable& CrusherKernelsFor(prims::SimdTarget target) noexcept {
+const CrusherKernelTable& CrusherKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kCrusherKernels);
 }
 
 namespace {
-const CrusherKernelTable& kBest = CrusherKernelsFor(prims::BestSimdTarget());
+const CrusherKernelTable& kBest = CrusherKernelsFor(BestSimdTarget());
 }  // namespace
 
 const CrusherKernelTable& CrusherKernels() noexcept { return kBest; }

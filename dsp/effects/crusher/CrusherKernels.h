@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/effects/CrusherChannel.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -28,7 +28,7 @@ struct CrusherKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const CrusherKernelTable& CrusherKernelsFor(prims::SimdTarget target) noexcept;
+const CrusherKernelTable& CrusherKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const CrusherKernelTable& CrusherKernels() noexcept;

@@ -8,7 +8,7 @@
 #include "basictools/math/VectorSine.h"
 #include "basictools/math/WholeQuads.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/distortion/DistortionKernels.cpp"
@@ -147,12 +147,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const DistortionKernelTable& DistortionKernelsFor(prims::SimdTarget target) noexcept {
+const DistortionKernelTable& DistortionKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kDistortionKernels);
 }
 
 namespace {
-const DistortionKernelTable& kBest = DistortionKernelsFor(prims::BestSimdTarget());
+const DistortionKernelTable& kBest = DistortionKernelsFor(BestSimdTarget());
 }  // namespace
 
 const DistortionKernelTable& DistortionKernels() noexcept { return kBest; }

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/effects/ShapingCurves.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -51,7 +51,7 @@ struct DistortionKernelTable {
 inline constexpr float kFoldVectorLimit = 4096.0f;
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const DistortionKernelTable& DistortionKernelsFor(prims::SimdTarget target) noexcept;
+const DistortionKernelTable& DistortionKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const DistortionKernelTable& DistortionKernels() noexcept;

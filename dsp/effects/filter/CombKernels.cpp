@@ -4,7 +4,7 @@
 
 #include "basictools/BitCast.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/filter/CombKernels.cpp"
@@ -123,12 +123,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const CombKernelTable& CombKernelsFor(prims::SimdTarget target) noexcept {
+const CombKernelTable& CombKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kCombKernels);
 }
 
 namespace {
-const CombKernelTable& kBest = CombKernelsFor(prims::BestSimdTarget());
+const CombKernelTable& kBest = CombKernelsFor(BestSimdTarget());
 }  // namespace
 
 const CombKernelTable& CombKernels() noexcept { return kBest; }

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/control/DelayLine.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -29,7 +29,7 @@ struct CombKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const CombKernelTable& CombKernelsFor(prims::SimdTarget target) noexcept;
+const CombKernelTable& CombKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const CombKernelTable& CombKernels() noexcept;

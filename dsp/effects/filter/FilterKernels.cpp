@@ -1,6 +1,6 @@
 #include "dsp/effects/filter/FilterKernels.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/filter/FilterKernels.cpp"
@@ -79,12 +79,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const FilterKernelTable& FilterKernelsFor(prims::SimdTarget target) noexcept {
+const FilterKernelTable& FilterKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kFilterKernels);
 }
 
 namespace {
-const FilterKernelTable& kBest = FilterKernelsFor(prims::BestSimdTarget());
+const FilterKernelTable& kBest = FilterKernelsFor(BestSimdTarget());
 }  // namespace
 
 const FilterKernelTable& FilterKernels() noexcept { return kBest; }

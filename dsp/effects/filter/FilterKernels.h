@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/effects/StateVariableChain.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -26,7 +26,7 @@ struct FilterKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const FilterKernelTable& FilterKernelsFor(prims::SimdTarget target) noexcept;
+const FilterKernelTable& FilterKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const FilterKernelTable& FilterKernels() noexcept;

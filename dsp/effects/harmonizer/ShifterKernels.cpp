@@ -7,7 +7,7 @@
 #include "basictools/math/XorshiftJump.h"
 #include "dsp/effects/GrainShape.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/harmonizer/ShifterKernels.cpp"
@@ -431,12 +431,12 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::dsp {
 
-const ShifterKernelTable& ShifterKernelsFor(prims::SimdTarget target) noexcept {
+const ShifterKernelTable& ShifterKernelsFor(SimdTarget target) noexcept {
   return *PRISMEL_KERNELS(target, kShifterKernels);
 }
 
 namespace {
-const ShifterKernelTable& kBest = ShifterKernelsFor(prims::BestSimdTarget());
+const ShifterKernelTable& kBest = ShifterKernelsFor(BestSimdTarget());
 }  // namespace
 
 const ShifterKernelTable& ShifterKernels() noexcept { return kBest; }

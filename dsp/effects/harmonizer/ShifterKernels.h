@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/control/DelayLine.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::dsp {
 
@@ -47,7 +47,7 @@ struct ShifterKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
-const ShifterKernelTable& ShifterKernelsFor(prims::SimdTarget target) noexcept;
+const ShifterKernelTable& ShifterKernelsFor(SimdTarget target) noexcept;
 
 /// The best kernels of this machine.
 const ShifterKernelTable& ShifterKernels() noexcept;

@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <utility>
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/prims/FFTKernels.cpp"

@@ -2,8 +2,8 @@
 
 #include <cstddef>
 
+#include "basictools/simd/SimdTarget.h"
 #include "dsp/effects/prims/FFTTables.h"
-#include "dsp/effects/prims/SimdTarget.h"
 
 namespace Vantora::prims {
 

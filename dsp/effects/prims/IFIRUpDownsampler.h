@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "basictools/math/WholeQuads.h"
+
 namespace Vantora::prims {
 
 /// IFIRUpDownsampler: changes the sample rate by a whole factor through
@@ -43,7 +45,7 @@ constexpr std::uint32_t SamplerLatency(std::uint32_t factor, std::uint32_t tapCo
                                        std::uint32_t latencyOption) {
   if (factor == 0 || tapCount == 0) return 0;
   if ((latencyOption & 3u) == 1u) return (tapCount - 1) / factor;
-  return ((tapCount + 3u) & ~3u) / factor;
+  return WholeQuadsAbove(tapCount) / factor;
 }
 
 }  // namespace Vantora::prims

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "dsp/effects/prims/SimdTarget.h"
+#include "basictools/simd/SimdTarget.h"
 
 namespace Vantora::prims {
 

@@ -7,7 +7,7 @@
 
 #include "dsp/effects/prims/VectorKernelTable.h"
 
-#include "dsp/effects/prims/SimdTargets.h"
+#include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/prims/VectorKernels.cpp"

@@ -133,12 +133,12 @@ TEST(LaneBank, ShiftersSideBySideGiveTheBitsOfShiftersAlone) {
 }
 
 TEST(LaneBank, EveryInstructionSetComputesTheSame) {
-  std::vector<prims::SimdTarget> targets;
-  for (const auto target : {prims::SimdTarget::Baseline, prims::SimdTarget::Ssse3, prims::SimdTarget::Sse4,
-                            prims::SimdTarget::Avx2, prims::SimdTarget::Avx512}) {
-    if (target <= prims::BestSimdTarget()) targets.push_back(target);
+  std::vector<SimdTarget> targets;
+  for (const auto target :
+       {SimdTarget::Baseline, SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
+    if (target <= BestSimdTarget()) targets.push_back(target);
   }
-  const auto run = [](prims::SimdTarget target) {
+  const auto run = [](SimdTarget target) {
     Samples result;
     CrusherSettings settings;
     settings.SetWordLength(5.3f);
@@ -175,7 +175,7 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
     for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     return result;
   };
-  const Samples expected = run(prims::SimdTarget::Baseline);
+  const Samples expected = run(SimdTarget::Baseline);
   EXPECT_GT(Rms(expected), 0.1);
   for (const auto target : targets) EXPECT_TRUE(SameBits(run(target), expected)) << static_cast<int>(target);
 }

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-namespace Vantora::prims {
+namespace Vantora {
 
 /// Instruction sets that kernels may be chosen for, the weakest first. `Baseline` is what the compiler
 /// assumes for the whole program: plain x86-64 or, on 64-bit ARM, NEON.
@@ -15,4 +15,4 @@ SimdTarget BestSimdTarget() noexcept;
 /// "AVX2", "SSE4", "SSSE3", "x86-64 baseline", "NEON", ...
 const char* SimdTargetName() noexcept;
 
-}  // namespace Vantora::prims
+}  // namespace Vantora

@@ -1,4 +1,4 @@
-#include "dsp/effects/prims/SimdTarget.h"
+#include "basictools/simd/SimdTarget.h"
 
 #include <algorithm>
 
@@ -6,7 +6,7 @@
 #include <cpuid.h>
 #endif
 
-namespace Vantora::prims {
+namespace Vantora {
 
 namespace {
 
@@ -79,4 +79,4 @@ const char* SimdTargetName() noexcept {
 #endif
 }
 
-}  // namespace Vantora::prims
+}  // namespace Vantora

@@ -2,7 +2,7 @@
 
 #include <type_traits>
 
-#include "dsp/effects/prims/SimdTarget.h"
+#include "basictools/simd/SimdTarget.h"
 
 // Included before hwy/highway.h by every source file with vector kernels: which
 // instruction sets a kernel is compiled for, and how one is picked at run time. Highway's
@@ -18,7 +18,7 @@
 // 106322). Kernels compute in floats, and the alternative has a single lane.
 #define HWY_BROKEN_EMU128 0
 
-namespace Vantora::prims {
+namespace Vantora {
 
 /// The kernel for `target` out of one for each instruction set, where null means not compiled for.
 template <typename Kernel>
@@ -34,12 +34,11 @@ constexpr const Kernel* ChooseKernel(SimdTarget target, std::type_identity_t<con
   return baseline;
 }
 
-}  // namespace Vantora::prims
+}  // namespace Vantora
 
 /// PRISMEL_KERNELS(target, table): pointer to the object `table` of the
 /// namespace that was compiled for `target`. Used in the HWY_ONCE part of a
 /// source file, where `table` is a constant defined inside HWY_NAMESPACE.
-#define PRISMEL_KERNELS(target, table)                                                   \
-  ::Vantora::prims::ChooseKernel(target, HWY_CHOOSE_AVX3(table), HWY_CHOOSE_AVX2(table), \
-                                 HWY_CHOOSE_SSE4(table), HWY_CHOOSE_SSSE3(table),        \
-                                 HWY_CHOOSE_FALLBACK(table))
+#define PRISMEL_KERNELS(target, table)                                                                    \
+  ::Vantora::ChooseKernel(target, HWY_CHOOSE_AVX3(table), HWY_CHOOSE_AVX2(table), HWY_CHOOSE_SSE4(table), \
+                          HWY_CHOOSE_SSSE3(table), HWY_CHOOSE_FALLBACK(table))
