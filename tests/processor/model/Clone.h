@@ -25,8 +25,8 @@ struct Switch {
     fades.assign(blockSize, 0.0f);
   }
   void Reset() {
-    bypassFade.Snap(knobs[kCrossfade].IsOn() && knobs[kBypass].Value() < 0.5f ? 1.0f : 0.0f);
-    typeFade.Snap(1.0f);
+    bypassFade.SetValue(knobs[kCrossfade].IsOn() && knobs[kBypass].Value() < 0.5f ? 1.0f : 0.0f);
+    typeFade.SetValue(1.0f);
     selected = Asked();
   }
   void Follow() {
@@ -36,7 +36,7 @@ struct Switch {
   void Update(bool changed, ResetOne&& reset) {
     const bool fading = knobs[kFade].IsOn();
     if (knobs[kFade].dirty && !fading) {
-      typeFade.Snap(1.0f);
+      typeFade.SetValue(1.0f);
       selected = Asked();
     }
     if (knobs[kType].dirty || (knobs[kBypass].dirty && knobs[kBypass].Value() < 0.5f)) {
@@ -50,7 +50,7 @@ struct Switch {
     if (knobs[kCrossfade].IsOn() && knobs[kBypass].dirty) {
       bypassFade.target = knobs[kBypass].IsOn() ? 0.0f : 1.0f;
     } else if (knobs[kCrossfade].dirty && !knobs[kCrossfade].IsOn()) {
-      bypassFade.Snap(0.0f);
+      bypassFade.SetValue(0.0f);
     }
   }
   template <typename RunOne>

@@ -11,9 +11,9 @@
 #include "engine/ParamRecord.h"
 
 /// The effect's frame, voice engine and switches once more, as plainly as they can be written: one sample
-/// after another, every buffer really cleared, no closed forms, no lanes, no lazy anything. A test runs it
-/// beside the library. What a voice's effect, the LFO and the meters do to a block is the business of their
-/// own tests: here the product's modules do it, each by itself.
+/// after another, every buffer really cleared, no lanes, no lazy anything. A test runs it beside the library.
+/// What a voice's effect, the LFO, the meters and a glide do to a block is the business of their own tests:
+/// here the product's modules and smoothers do it, each by itself, so that all bits agree.
 namespace Vantora::test::model {
 
 using Buffer = std::vector<float>;
@@ -68,7 +68,7 @@ struct Slew {
   void Setup(uint32_t decimation, float rate) {
     step = static_cast<float>(double{range} * decimation / (double{time} * double{rate}));
   }
-  void Snap(float value) { current = target = value; }
+  void SetValue(float value) { current = target = value; }
   bool Moves() const { return current != target; }
   /// `count` values, a multiple of four.
   void Render(Buffer& out, uint32_t count) {
@@ -88,74 +88,6 @@ struct Slew {
     return current;
   }
   float time, range, step = 0.0f, current = 0.0f, target = 0.0f;
-};
-
-/// One-pole low-pass that lands when a step is negligible.
-struct Glide {
-  explicit Glide(float seconds) : time(std::max(double{seconds}, 1e-12)) {}
-  void Setup(uint32_t samples, float sampleRate) {
-    decimation = samples;
-    rate = double{sampleRate};
-    SetTime(time);
-  }
-  void SetTime(double seconds) {
-    time = std::max(seconds, 1e-12);
-    share = 1.0 - std::exp(decimation / (time * -0.2 * rate));
-  }
-  void Aim(float value) {
-    if (double{value} != target) Land(double{value});
-  }
-  void Snap(float value) { current = target = double{value}; }
-  bool Moves() const { return current != target; }
-  float Tick() { return Step(target); }
-  void Render(Buffer& out, uint32_t count) {
-    for (uint32_t i = 0; i < count; ++i) out[i] = Step(target);
-  }
-
-  void Land(double value) {
-    target = value;
-    threshold = std::max(std::fabs(value) * 1e-12, 1e-20);
-  }
-  float Step(double towards) {
-    const double change = (towards - current) * share;
-    current = std::fabs(change) >= threshold ? current + change : towards;
-    return static_cast<float>(current);
-  }
-  double time, rate = 0.0, share = 1.0, current = 0.0, target = 0.0, threshold = 1e-12;
-  uint32_t decimation = 1;
-};
-
-/// A line of one block, rounded off by a `Glide`.
-struct Ramp : Glide {
-  using Glide::Glide;
-  void Setup(uint32_t blockSize, float sampleRate) {
-    Glide::Setup(1, sampleRate);
-    steps = blockSize;
-  }
-  void Aim(float value) {
-    if (double{value} == line) return;
-    Land(double{value});
-    counter = 0;
-    slope = (target - line) * (1.0 / steps);
-  }
-  void Snap(float value) {
-    Glide::Snap(value);
-    line = current;
-    counter = steps - 1;
-    slope = 0.0;
-  }
-  void Render(Buffer& out, uint32_t count) {
-    if (!Moves()) {
-      std::fill_n(out.begin(), count, static_cast<float>(target));
-      return;
-    }
-    const bool landed = counter >= steps - 1;
-    for (uint32_t k = 1; k <= count; ++k) out[k - 1] = Step(landed ? target : line + k * slope);
-    if (!landed) counter += count;
-    line = target;
-  }
-  uint32_t steps = 1, counter = 0;
-  double line = 0.0, slope = 0.0;
 };
 
 /// A ring that is wiped when it is cleared.

@@ -4,6 +4,7 @@
 #include "basictools/math/SeedHash.h"
 #include "dsp/control/EnvFollower.h"
 #include "dsp/control/LFO.h"
+#include "dsp/control/SmootherLPF.h"
 #include "processor/PrismelProcessorRows.h"
 #include "tests/processor/model/Voices.h"
 
@@ -90,7 +91,7 @@ class PlainProcessor {
                                voices.knobs[Voices::kInputGain].Value()));
     KnobAt(kOutPower).Put(
         level(Measure(meters[1], wet[0].data(), mode != kMono ? wet[1].data() : nullptr, count), 0.0f));
-    gain.Render(gains, count);
+    gain.Render(gains.data(), count);
     const bool moves = bypassFade.Moves();
     bypassFade.Render(fades, count);
     for (uint32_t c = 0; c < (mode == kMono ? 1u : 2u); ++c) {
@@ -141,13 +142,13 @@ class PlainProcessor {
     ResetSelf(hard);
   }
   void ResetSelf(bool hard) {
-    bypassFade.Snap(KnobAt(kBypass).Value());
-    gain.Snap(Gain(KnobAt(kOutputGain).Value()));
+    bypassFade.SetValue(KnobAt(kBypass).Value());
+    gain.SetValue(Gain(KnobAt(kOutputGain).Value()));
     if (hard) SetDirty(own, true);
   }
   void Update() {
     if (KnobAt(kBypass).dirty) bypassFade.target = KnobAt(kBypass).Value();
-    if (KnobAt(kOutputGain).dirty) gain.Aim(Gain(KnobAt(kOutputGain).Value()));
+    if (KnobAt(kOutputGain).dirty) gain.SetTarget(Gain(KnobAt(kOutputGain).Value()));
     if (KnobAt(kShape).dirty) {
       constexpr std::array<float, 6> kWaveforms = {0.0f, 1.0f, 2.0f, 4.0f, 5.0f, 5.0f};
       const auto shape = static_cast<uint32_t>(KnobAt(kShape).Value());
@@ -167,7 +168,7 @@ class PlainProcessor {
   Buffer lfoOutput, envelope;
   Knobs own;
   Slew bypassFade{0.01f};
-  Glide gain{0.1f};
+  dsp::SmootherLPF gain{0.1f};
   std::array<Buffer, 2> wet;
   Buffer gains, fades, silence;
 };

@@ -6,6 +6,7 @@
 #include "basictools/math/SeedHash.h"
 #include "basictools/math/SinCos.h"
 #include "dsp/control/Biquad.h"
+#include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/stage/SpreadTables.h"
 #include "tests/processor/model/Clone.h"
 
@@ -40,8 +41,7 @@ struct Voices {
   };
   struct Side {
     std::vector<std::unique_ptr<Clone>> clones;
-    std::array<Ramp, 8> sweeps = {Ramp(0.01f), Ramp(0.01f), Ramp(0.01f), Ramp(0.01f),
-                                  Ramp(0.01f), Ramp(0.01f), Ramp(0.01f), Ramp(0.01f)};
+    std::vector<dsp::SmootherInterpLPF> sweeps = std::vector(8, dsp::SmootherInterpLPF(0.01f));
     std::array<float, 8> phases{}, increments{}, places{};
     std::array<Buffer, 8> paths, taps, effects;
     Ring tapLine, feedbackLine;
@@ -94,17 +94,17 @@ struct Voices {
     blockSize = block;
     rate = sampleRate;
     for (Slew& gain : gains) gain.Setup(1, rate);
-    for (Ramp* ramp : {&countGain, &wet, &inputGain, &outputGain, &delay, &feedback})
-      ramp->Setup(block, rate);
+    for (auto* ramp : {&countGain, &wet, &inputGain, &outputGain, &delay, &feedback})
+      ramp->Setup(1, block, rate);
     depth.Setup(1, rate);
     highPassKnob.Setup(block, rate);
-    for (Glide* glide : {&lowPassKnob, &primaryOut, &amountOut}) glide->Setup(block, rate);
+    for (auto* glide : {&lowPassKnob, &primaryOut, &amountOut}) glide->Setup(block, rate);
     for (Buffer* buffer : {&countGains, &wets, &inputGains, &outputGains, &delays, &feedbacks, &depths})
       buffer->assign(block, 0.0f);
     for (Buffer& buffer : voiceGains) buffer.assign(block, 0.0f);
     for (Side& side : sides) {
       for (auto& clone : side.clones) clone->Init(block, rate);
-      for (Ramp& sweep : side.sweeps) sweep.Setup(block, rate);
+      for (auto& sweep : side.sweeps) sweep.Setup(1, block, rate);
       for (auto* group : {&side.paths, &side.taps, &side.effects}) {
         for (Buffer& buffer : *group) buffer.assign(block, 0.0f);
       }
@@ -115,6 +115,7 @@ struct Voices {
     const float w = 6.2831855f / rate * 20.0f;
     loop = dsp::BiquadCoefficients::HighPass(w, std::sin(w) * 0.707213581f);
     lowPassHz = knobs[kLpf].Value();
+    ComputeHighPass(knobs[kHpf].Value());
     ResetSelf(true);
   }
   void Reset(bool hard) {
@@ -131,14 +132,14 @@ struct Voices {
       side.highPass = side.lowPass = {};
       side.loopHighPass = {};
     }
-    highPassKnob.Snap(knobs[kHpf].Position());
-    lowPassKnob.Snap(knobs[kLpf].Position());
-    wet.Snap(knobs[kWet].Value());
-    inputGain.Snap(Gain(knobs[kInputGain].Value()));
-    outputGain.Snap(Gain(knobs[kOutputGain].Value()));
-    delay.Snap(rate * 0.001f * knobs[kDelay].Value());
-    countGain.Snap(dsp::kVoiceCountGains[Asked() - 1]);
-    amountOut.Snap(knobs[kAmount].Position());
+    highPassKnob.SetValue(knobs[kHpf].Position());
+    lowPassKnob.SetValue(knobs[kLpf].Position());
+    wet.SetValue(knobs[kWet].Value());
+    inputGain.SetValue(Gain(knobs[kInputGain].Value()));
+    outputGain.SetValue(Gain(knobs[kOutputGain].Value()));
+    delay.SetValue(rate * 0.001f * knobs[kDelay].Value());
+    countGain.SetValue(dsp::kVoiceCountGains[Asked() - 1]);
+    amountOut.SetValue(knobs[kAmount].Position());
     changed = true;
     if (hard) SetDirty(knobs, true);
   }
@@ -159,17 +160,17 @@ struct Voices {
       const float spray = knobs[kSpray].Position(primary);
       return spray < 0.5f ? 0.0f : 0.707f * spray - 0.3535f;
     };
-    for (uint32_t v = 0; v < 8 && changed; ++v) gains[v].Snap(v < voices ? 1.0f : 0.0f);
-    if (changed) feedback.Snap(feedbackGain());
+    for (uint32_t v = 0; v < 8 && changed; ++v) gains[v].SetValue(v < voices ? 1.0f : 0.0f);
+    if (changed) feedback.SetValue(feedbackGain());
     if (knobs[kVoices].dirty) {
       sweeping = (voices + 1) / 2 * 2;
       UpdateIncrements();
-      countGain.Aim(dsp::kVoiceCountGains[voices - 1]);
+      countGain.SetTarget(dsp::kVoiceCountGains[voices - 1]);
       for (uint32_t v = 0; v < 8; ++v) gains[v].target = v < voices ? 1.0f : 0.0f;
     }
-    countGain.Render(countGains, count);
-    if (knobs[kDelay].dirty) delay.Aim((knobs[kDelay].Value() - 1.0f) * 0.001f * rate);
-    delay.Render(delays, count);
+    countGain.Render(countGains.data(), count);
+    if (knobs[kDelay].dirty) delay.SetTarget((knobs[kDelay].Value() - 1.0f) * 0.001f * rate);
+    delay.Render(delays.data(), count);
     active = 1;
     for (uint32_t v = 1; v < 8; ++v) active += gains[v].current > 0.0f || gains[v].Moves() ? 1u : 0u;
     for (uint32_t v = 0; v < active; ++v) gains[v].Render(voiceGains[v], count);
@@ -178,28 +179,28 @@ struct Voices {
     const float amount = knobs[kAmount].Value(modulation);
     const auto type = static_cast<uint32_t>(knobs[kType].Value());
     if (type != 0) Spread(type, primary, amount);
-    feedback.Aim(type == 5 ? feedbackGain() : 0.0f);
+    feedback.SetTarget(type == 5 ? feedbackGain() : 0.0f);
     if (type != 0) {
-      primaryOut.Aim(knobs[kPrimaries[type]].Position(primary));
+      primaryOut.SetTarget(knobs[kPrimaries[type]].Position(primary));
       knobs[kPrimaryOut].Turn(primaryOut.Tick());
     }
-    amountOut.Aim(amount);
+    amountOut.SetTarget(amount);
     knobs[kAmountOut].Turn(amountOut.Tick());
     const float samples = knobs[kDetune].record.ToValue(amount) * 0.001f * rate;
-    if (changed) depth.Snap(samples);
-    depth.Aim(samples);
+    if (changed) depth.SetValue(samples);
+    depth.SetTarget(samples);
     if (const float hz = knobs[kRate].record.ToValue(amount); hz != sweepHz) {
       sweepHz = hz;
       UpdateIncrements();
     }
-    wet.Aim(knobs[kWet].Value());
-    inputGain.Aim(Gain(knobs[kInputGain].Value()));
-    outputGain.Aim(Gain(knobs[kOutputGain].Value()));
-    wet.Render(wets, count);
-    inputGain.Render(inputGains, count);
-    outputGain.Render(outputGains, count);
-    depth.Render(depths, count);
-    feedback.Render(feedbacks, count);
+    wet.SetTarget(knobs[kWet].Value());
+    inputGain.SetTarget(Gain(knobs[kInputGain].Value()));
+    outputGain.SetTarget(Gain(knobs[kOutputGain].Value()));
+    wet.Render(wets.data(), count);
+    inputGain.Render(inputGains.data(), count);
+    outputGain.Render(outputGains.data(), count);
+    depth.Render(depths.data(), count);
+    feedback.Render(feedbacks.data(), count);
     for (uint32_t k = 1; k < 6 && (changed || knobs[kType].dirty); ++k) {
       for (Side& side : sides) {
         for (auto& clone : side.clones) clone->At(k).Reset(false);
@@ -213,16 +214,19 @@ struct Voices {
       sides[1].increments[v] = std::clamp(dsp::kRightRatios[v] * (sweepHz * 1.0404041f), 0.0f, 0.7f) * step;
     }
   }
+  static float Alpha(float w) { return std::sin(w) * 0.5f * 1.41421354f; }
+  void ComputeHighPass(float hz) {
+    const float w = hz * (6.2831855f / rate);
+    highPass = dsp::BiquadCoefficients::HighPass(w, Alpha(w));
+  }
   void UpdateFilters() {
-    const auto alpha = [](float w) { return std::sin(w) * 0.5f * 1.41421354f; };
-    lowPassKnob.Aim(knobs[kLpf].Position());
+    lowPassKnob.SetTarget(knobs[kLpf].Position());
     lowPassHz = knobs[kLpf].record.ToValue(lowPassKnob.Tick());
-    float w = std::min(lowPassHz, 0.495f * rate) * (6.2831855f / rate);
-    lowPass = dsp::BiquadCoefficients::LowPass(w, alpha(w));
+    const float w = std::min(lowPassHz, 0.495f * rate) * (6.2831855f / rate);
+    lowPass = dsp::BiquadCoefficients::LowPass(w, Alpha(w));
     highPassKnob.target = knobs[kHpf].Position();
     const float highPassHz = knobs[kHpf].record.ToValue(highPassKnob.Tick());
-    w = highPassHz * (6.2831855f / rate);
-    if (highPassHz != lowPassHz) highPass = dsp::BiquadCoefficients::HighPass(w, alpha(w));
+    if (highPassHz != lowPassHz) ComputeHighPass(highPassHz);
     const bool low = knobs[kLpf].Position()<1.0f, high = knobs[kHpf].Position()> 0.0f;
     for (Side& side : sides) {
       if (low && !lowRuns) side.lowPass = {};
@@ -278,10 +282,10 @@ struct Voices {
         side.places[v] = 0.5f * (1.0f + SinCos(side.phases[v] * 6.2831855f - 1.5707964f).sin);
         side.phases[v] += side.increments[v];
       }
-      if (changed) side.sweeps[v].Snap(side.places[v]);
+      if (changed) side.sweeps[v].SetValue(side.places[v]);
       if (v >= active) continue;
-      side.sweeps[v].Aim(side.places[v]);
-      side.sweeps[v].Render(side.paths[v], count);
+      side.sweeps[v].SetTarget(side.places[v]);
+      side.sweeps[v].Render(side.paths[v].data(), count);
     }
     for (uint32_t i = 0; i < count; ++i) {
       float x = inputGains[i] * in[i] + feedbacks[i] * side.returned[i];
@@ -313,9 +317,10 @@ struct Voices {
   std::array<Slew, 8> gains = {Slew(0.2f), Slew(0.2f), Slew(0.2f), Slew(0.2f),
                                Slew(0.2f), Slew(0.2f), Slew(0.2f), Slew(0.2f)};
   std::array<Buffer, 8> voiceGains;
-  Ramp countGain{0.01f}, wet{0.01f}, inputGain{0.01f}, outputGain{0.01f}, delay{0.2f}, feedback{0.01f};
+  dsp::SmootherInterpLPF countGain{0.01f}, wet{0.01f}, inputGain{0.01f}, outputGain{0.01f}, delay{0.2f},
+      feedback{0.01f};
   Buffer countGains, wets, inputGains, outputGains, delays, feedbacks, depths;
-  Glide depth{0.2f}, lowPassKnob{0.05f}, primaryOut{0.4f}, amountOut{0.4f};
+  dsp::SmootherLPF depth{0.2f}, lowPassKnob{0.05f}, primaryOut{0.4f}, amountOut{0.4f};
   Slew highPassKnob{0.05f};
   dsp::BiquadCoefficients highPass, lowPass, loop;
   float rate = 44100.0f, sweepHz = 0.0f, lowPassHz = 0.0f;
