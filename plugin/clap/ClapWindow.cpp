@@ -23,7 +23,12 @@ ClapPlugin::WindowState& StateOf(const clap_plugin_t* plugin) {
   return *window;
 }
 
-bool IsOurs(const char* api) { return std::strcmp(api, CLAP_WINDOW_API_X11) == 0; }
+#ifdef _WIN32
+constexpr const char* kApi = CLAP_WINDOW_API_WIN32;
+#else
+constexpr const char* kApi = CLAP_WINDOW_API_X11;
+#endif
+bool IsOurs(const char* api) { return std::strcmp(api, kApi) == 0; }
 
 void Destroy(const clap_plugin_t* plugin) {
   ClapPlugin& self = ClapPlugin::Of(plugin);
@@ -35,6 +40,17 @@ void Destroy(const clap_plugin_t* plugin) {
   self.window.reset();
 }
 
+void Tick(const clap_plugin_t* plugin) {
+  ClapPlugin& self = ClapPlugin::Of(plugin);
+  if (self.window == nullptr || self.window->window == nullptr) return;
+  self.window->window->Idle();
+  const WindowSize asked = self.window->window->TakeRequest();
+  const auto* gui = self.HostExtension<clap_host_gui_t>(CLAP_EXT_GUI);
+  if (asked.width != 0 && gui != nullptr && gui->request_resize(&self.Host(), asked.width, asked.height)) {
+    self.window->window->SetSize(asked);
+  }
+}
+
 bool Open(const clap_plugin_t* plugin, uintptr_t parent) {
   ClapPlugin& self = ClapPlugin::Of(plugin);
   ClapPlugin::WindowState& state = StateOf(plugin);
@@ -43,6 +59,7 @@ bool Open(const clap_plugin_t* plugin, uintptr_t parent) {
   } catch (const std::exception&) {
     return false;
   }
+  if (state.window->RunTimer([plugin] { Tick(plugin); })) return true;
   const auto* timers = self.HostExtension<clap_host_timer_support_t>(CLAP_EXT_TIMER_SUPPORT);
   if (timers != nullptr && state.timer == CLAP_INVALID_ID)
     timers->register_timer(&self.Host(), kFrameMs, &state.timer);
@@ -58,7 +75,7 @@ WindowSize SizeOf(const clap_plugin_t* plugin) {
 const clap_plugin_gui_t kGui = {
     [](const clap_plugin_t*, const char* api, bool isFloating) { return IsOurs(api) && !isFloating; },
     [](const clap_plugin_t*, const char** api, bool* isFloating) {
-      *api = CLAP_WINDOW_API_X11;
+      *api = kApi;
       *isFloating = false;
       return true;
     },
@@ -99,7 +116,7 @@ const clap_plugin_gui_t kGui = {
       return true;
     },
     [](const clap_plugin_t* plugin, const clap_window_t* parent) {
-      return IsOurs(parent->api) && Open(plugin, static_cast<uintptr_t>(parent->x11));
+      return IsOurs(parent->api) && Open(plugin, parent->uptr);
     },
     [](const clap_plugin_t*, const clap_window_t*) { return false; },
     [](const clap_plugin_t*, const char*) {},
@@ -113,16 +130,7 @@ const clap_plugin_gui_t kGui = {
     },
 };
 
-const clap_plugin_timer_support_t kTimer = {[](const clap_plugin_t* plugin, clap_id) {
-  ClapPlugin& self = ClapPlugin::Of(plugin);
-  if (self.window == nullptr || self.window->window == nullptr) return;
-  self.window->window->Idle();
-  const WindowSize asked = self.window->window->TakeRequest();
-  const auto* gui = self.HostExtension<clap_host_gui_t>(CLAP_EXT_GUI);
-  if (asked.width != 0 && gui != nullptr && gui->request_resize(&self.Host(), asked.width, asked.height)) {
-    self.window->window->SetSize(asked);
-  }
-}};
+const clap_plugin_timer_support_t kTimer = {[](const clap_plugin_t* plugin, clap_id) { Tick(plugin); }};
 
 }  // namespace
 

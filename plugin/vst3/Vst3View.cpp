@@ -54,7 +54,7 @@ class Vst3View {
     } catch (const std::exception&) {
       return V3_INTERNAL_ERR;
     }
-    if (frame != nullptr) {
+    if (!window->RunTimer([this] { Tick(); }) && frame != nullptr) {
       v3_cpp_obj_query_interface(frame, v3_run_loop_iid, &loop);
       if (loop != nullptr) v3_cpp_obj(loop)->register_timer(loop, TimerInterface(), kFrameMs);
     }

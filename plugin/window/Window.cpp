@@ -18,6 +18,11 @@ namespace Vantora::plugin {
 namespace {
 
 constexpr double kFrame = 1.0 / 30.0;  // s
+#ifdef _WIN32
+constexpr bool kHasOwnTimer = true;
+#else
+constexpr bool kHasOwnTimer = false;
+#endif
 
 double Now() {
   return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
@@ -160,7 +165,7 @@ class FaceWidget final : public DGL::NanoTopLevelWidget {
   FontSet fonts;
 };
 
-class DglWindow final : public PluginWindow, private Desktop {
+class DglWindow final : public PluginWindow, private Desktop, private DGL::IdleCallback {
  public:
   DglWindow(WindowModel& theModel, uintptr_t parent, double theScale, ShellExtras* extras)
       : model(theModel),
@@ -184,18 +189,27 @@ class DglWindow final : public PluginWindow, private Desktop {
   }
 
   ~DglWindow() override {
+    if (tick) system.removeIdleCallback(this);
     const DGL::Window::ScopedGraphicsContext graphics(system);
     widget.reset();
     if (!system.isEmbed()) system.close();
   }
 
   bool Idle() override {
-    application.idle();
+    // An embedded window on Windows gets its events from the host's loop; a second one would take the host's,
+    // too.
+    if (!kHasOwnTimer || !system.isEmbed()) application.idle();
     if (const double now = Now(); now - lastFrame >= kFrame * 0.9) {
       lastFrame = now;
       if (face.Update(now)) widget->repaint();
     }
     return !system.isClosed;
+  }
+
+  bool RunTimer(std::function<void()> theTick) override {
+    if (!kHasOwnTimer || !system.isEmbed()) return false;
+    tick = std::move(theTick);
+    return system.addIdleCallback(this, static_cast<uint>(1000.0 * kFrame));
   }
 
   uintptr_t NativeHandle() const override { return system.getNativeWindowHandle(); }
@@ -242,6 +256,9 @@ class DglWindow final : public PluginWindow, private Desktop {
     if (isReady) face.Invalidate();
   }
 
+  // Of the window's own timer.
+  void idleCallback() override { tick(); }
+
   // Desktop
   std::string Clipboard() override {
     size_t size = 0;
@@ -276,6 +293,7 @@ class DglWindow final : public PluginWindow, private Desktop {
   Face face;
   std::unique_ptr<FaceWidget> widget;
   WindowSize request;
+  std::function<void()> tick;
   Cursor shownCursor = Cursor::kArrow;
   double lastFrame = 0.0;  // s
 };

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "plugin/core/WindowModel.h"
@@ -23,6 +24,10 @@ class PluginWindow {
   /// Takes events and draws if something moved: to be called about 30 times a second, more does no harm.
   /// False once a top-level window was closed by its user.
   virtual bool Idle() = 0;
+  /// Where an embedded window has a timer of its own (Windows, whose hosts need not lend one): calls `tick`,
+  /// which is to call `Idle`, about 30 times a second until the window closes, and answers true. False
+  /// elsewhere: the host's timer does it.
+  virtual bool RunTimer(std::function<void()> tick) = 0;
   /// The system's handle: what a host embeds.
   virtual uintptr_t NativeHandle() const = 0;
   virtual WindowSize Size() const = 0;

@@ -25,7 +25,12 @@ class ClapShellHost final : public ShellHost {
         *static_cast<const clap_plugin_factory_t*>(entry->get_factory(CLAP_PLUGIN_FACTORY_ID));
     host.clap_version = CLAP_VERSION;
     host.name = host.vendor = host.url = host.version = "test";
-    host.get_extension = [](const clap_host_t*, const char*) -> const void* { return nullptr; };
+    host.host_data = this;
+    host.get_extension = [](const clap_host_t*, const char* id) -> const void* {
+      return std::strcmp(id, CLAP_EXT_TIMER_SUPPORT) == 0 ? static_cast<const void*>(&kTimers)
+             : std::strcmp(id, CLAP_EXT_GUI) == 0         ? static_cast<const void*>(&kFrame)
+                                                          : nullptr;
+    };
     host.request_restart = host.request_process = host.request_callback = [](const clap_host_t*) {};
     plugin = factory.create_plugin(&factory, &host, plugin::kClapId);
     if (plugin == nullptr || !plugin->init(plugin)) throw std::runtime_error("no instance");
@@ -92,6 +97,37 @@ class ClapShellHost final : public ShellHost {
     return Extension<clap_plugin_state_t>(CLAP_EXT_STATE).load(plugin, &stream);
   }
 
+  Extent OpenWindow(uintptr_t parent) override {
+    const auto* gui = static_cast<const clap_plugin_gui_t*>(plugin->get_extension(plugin, CLAP_EXT_GUI));
+    clap_window_t window{kWindowApi, {}};
+    window.uptr = parent;
+    Extent size;
+    if (gui == nullptr || !gui->create(plugin, kWindowApi, false) ||
+        !gui->get_size(plugin, &size.width, &size.height) || !gui->set_parent(plugin, &window) ||
+        !gui->show(plugin)) {
+      return {};
+    }
+    return size;
+  }
+  void ResizeWindow(Extent size) override {
+    const auto& gui = Extension<clap_plugin_gui_t>(CLAP_EXT_GUI);
+    gui.adjust_size(plugin, &size.width, &size.height);
+    gui.set_size(plugin, size.width, size.height);
+  }
+  void CloseWindow() override {
+    const auto& gui = Extension<clap_plugin_gui_t>(CLAP_EXT_GUI);
+    gui.hide(plugin);
+    gui.destroy(plugin);
+  }
+  void Tick() override {
+    if (hasTimer) Extension<clap_plugin_timer_support_t>(CLAP_EXT_TIMER_SUPPORT).on_timer(plugin, kTimerId);
+  }
+  float Position(uint32_t index) override {
+    double value = 0.0;
+    Extension<clap_plugin_params_t>(CLAP_EXT_PARAMS).get_value(plugin, At(index).Id(), &value);
+    return plugin::FromClapValue(At(index), value);
+  }
+
   void Poke(uint32_t random) override {
     const auto& params = Extension<clap_plugin_params_t>(CLAP_EXT_PARAMS);
     clap_param_info_t info{};
@@ -108,6 +144,15 @@ class ClapShellHost final : public ShellHost {
   }
 
  private:
+#ifdef _WIN32
+  static constexpr const char* kWindowApi = CLAP_WINDOW_API_WIN32;
+#else
+  static constexpr const char* kWindowApi = CLAP_WINDOW_API_X11;
+#endif
+  static constexpr clap_id kTimerId = 7;
+  static const clap_host_timer_support_t kTimers;
+  static const clap_host_gui_t kFrame;
+
   static ClapShellHost& Of(void* self) { return *static_cast<ClapShellHost*>(self); }
   template <typename T>
   const T& Extension(const char* id) const {
@@ -120,7 +165,26 @@ class ClapShellHost final : public ShellHost {
   const clap_plugin_t* plugin = nullptr;
   std::array<clap_event_param_value_t, 16> events{};
   size_t eventCount = 0;
+  bool hasTimer = false;
 };
+
+const clap_host_timer_support_t ClapShellHost::kTimers = {[](const clap_host_t* host, uint32_t, clap_id* id) {
+                                                            *id = kTimerId;
+                                                            return Of(host->host_data).hasTimer = true;
+                                                          },
+                                                          [](const clap_host_t* host, clap_id) {
+                                                            Of(host->host_data).hasTimer = false;
+                                                            return true;
+                                                          }};
+const clap_host_gui_t ClapShellHost::kFrame = {
+    [](const clap_host_t*) {},
+    [](const clap_host_t* host, uint32_t width, uint32_t height) -> bool {
+      const ClapShellHost& self = Of(host->host_data);
+      if (self.onResize) self.onResize({width, height});
+      return self.onResize != nullptr;
+    },
+    [](const clap_host_t*) { return false; }, [](const clap_host_t*) { return false; },
+    [](const clap_host_t*, bool) {}};
 
 }  // namespace
 

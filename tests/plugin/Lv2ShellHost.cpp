@@ -1,7 +1,9 @@
 #include <dlfcn.h>
 #include <lv2/atom/atom.h>
 #include <lv2/core/lv2.h>
+#include <lv2/instance-access/instance-access.h>
 #include <lv2/state/state.h>
+#include <lv2/ui/ui.h>
 #include <lv2/urid/urid.h>
 
 #include <array>
@@ -19,7 +21,9 @@ namespace {
 class Lv2ShellHost final : public ShellHost {
  public:
   explicit Lv2ShellHost(const std::string& path)
-      : library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)), numbers(plugin::kLv2Variants[0]) {
+      : library(dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)),
+        windowPath(path.substr(0, path.rfind('/') + 1) + "prismel_window.so"),
+        numbers(plugin::kLv2Variants[0]) {
     if (library == nullptr) throw std::runtime_error(dlerror());
     descriptor = reinterpret_cast<LV2_Descriptor_Function>(dlsym(library, "lv2_descriptor"))(0);
     const LV2_Feature mapFeature{LV2_URID__map, &map};
@@ -105,6 +109,50 @@ class Lv2ShellHost final : public ShellHost {
     return status == LV2_STATE_SUCCESS;
   }
 
+  Extent OpenWindow(uintptr_t parent) override {
+    windowLibrary = dlopen(windowPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    if (windowLibrary == nullptr) return {};
+    windowOf = reinterpret_cast<LV2UI_DescriptorFunction>(dlsym(windowLibrary, "lv2ui_descriptor"))(0);
+    wanted = {};
+    resizing = {this, [](LV2UI_Feature_Handle self, int width, int height) {
+                  auto& host = *static_cast<Lv2ShellHost*>(self);
+                  host.wanted = {static_cast<uint32_t>(width), static_cast<uint32_t>(height)};
+                  if (host.window != nullptr && host.onResize) host.onResize(host.wanted);
+                  return 0;
+                }};
+    const LV2_Feature access{LV2_INSTANCE_ACCESS_URI, instance}, map2{LV2_URID__map, &map},
+        within{LV2_UI__parent, reinterpret_cast<void*>(parent)}, resizable{LV2_UI__resize, &resizing};
+    const std::array<const LV2_Feature*, 5> features{&access, &map2, &within, &resizable, nullptr};
+    LV2UI_Widget widget = nullptr;
+    window = windowOf->instantiate(
+        windowOf, descriptor->URI, "/",
+        [](LV2UI_Controller self, uint32_t port, uint32_t size, uint32_t, const void* value) {
+          auto& host = *static_cast<Lv2ShellHost*>(self);
+          if (size == sizeof(float)) {
+            host.ports[port - host.numbers.firstParameter] = *static_cast<const float*>(value);
+          }
+        },
+        this, &widget, features.data());
+    return window != nullptr ? wanted : Extent{};
+  }
+  void ResizeWindow(Extent size) override {
+    const auto* resize = static_cast<const LV2UI_Resize*>(windowOf->extension_data(LV2_UI__resize));
+    resize->ui_resize(window, static_cast<int>(size.width), static_cast<int>(size.height));
+  }
+  void CloseWindow() override {
+    windowOf->cleanup(window);
+    window = nullptr;
+    dlclose(windowLibrary);
+  }
+  void Tick() override {
+    if (window == nullptr) return;
+    static_cast<const LV2UI_Idle_Interface*>(windowOf->extension_data(LV2_UI__idleInterface))->idle(window);
+  }
+  float Position(uint32_t index) override {
+    const plugin::HostParameters& list = plugin::HostParameters::Get();
+    return plugin::FromPortValue(host::ParameterTable::Get()[index], ports[*list.PositionOf(index)]);
+  }
+
   void Poke(uint32_t random) override {
     isBeside = true;  // the ports are the audio thread's now
     plugin::WindowModel& model = Inside().Model();
@@ -137,6 +185,12 @@ class Lv2ShellHost final : public ShellHost {
   }
 
   void* library;
+  std::string windowPath;
+  void* windowLibrary = nullptr;
+  const LV2UI_Descriptor* windowOf = nullptr;
+  LV2UI_Handle window = nullptr;
+  LV2UI_Resize resizing{};
+  Extent wanted;
   const plugin::Lv2Ports numbers;
   const LV2_Descriptor* descriptor = nullptr;
   LV2_Handle instance = nullptr;

@@ -39,6 +39,21 @@ class ShellHost {
 
   virtual std::string Save() = 0;
   virtual bool Load(const std::string& state) = 0;
+  struct Extent {
+    uint32_t width = 0, height = 0;  ///< pixels
+  };
+  /// Opens the plug-in's window inside `parent`, a window of the system; answers how large it wants to be,
+  /// nothing where it won't open.
+  virtual Extent OpenWindow(uintptr_t parent) = 0;
+  virtual void ResizeWindow(Extent size) = 0;
+  virtual void CloseWindow() = 0;
+  /// What the host's timer does for an open window, about 30 times a second.
+  virtual void Tick() = 0;
+  /// The plug-in asked for another size of its window and gets it.
+  std::function<void(Extent)> onResize;
+  /// A knob's position as the host knows it.
+  virtual float Position(uint32_t index) = 0;
+
   /// What a host's main thread does beside the audio thread: writes, reads, texts; `random` chooses.
   virtual void Poke(uint32_t random) = 0;
 
@@ -49,7 +64,7 @@ class ShellHost {
   std::vector<std::string> violations;
 };
 
-using ShellOpener = std::function<std::unique_ptr<ShellHost>()>;
+using ShellOpener = std::function<std::unique_ptr<ShellHost>(const std::string&)>;
 
 // Loads the file and makes an instance; what is left when it goes is the test's to see.
 std::unique_ptr<ShellHost> OpenClap(const std::string& file);

@@ -114,6 +114,16 @@ constexpr StreamTable kStreamTable = {
 
 class Vst3ShellHost final : public ShellHost {
  public:
+  /// What the host lends a window: a frame that resizes, and its loop with a timer.
+  struct Frame {
+    const v3_plugin_frame_cpp* table;
+    Vst3ShellHost* owner;
+  };
+  struct Loop {
+    const v3_run_loop_cpp* table;
+    Vst3ShellHost* owner;
+  };
+
   explicit Vst3ShellHost(const std::string& path) {
     std::string problem;
     library = platform::OpenLibrary(path.c_str(), problem);
@@ -200,6 +210,37 @@ class Vst3ShellHost final : public ShellHost {
     return v3_cpp_obj(component)->set_state(component, stream.Interface()) == V3_OK;
   }
 
+  Extent OpenWindow(uintptr_t parent) override {
+    view = v3_cpp_obj(controller)->create_view(controller, "editor");
+    v3_view_rect rect{};
+    if (view == nullptr ||
+        v3_cpp_obj(view)->is_platform_type_supported(view, V3_VIEW_PLATFORM_TYPE_NATIVE) != V3_TRUE ||
+        v3_cpp_obj(view)->set_frame(view, reinterpret_cast<v3_plugin_frame**>(&frame)) != V3_OK ||
+        v3_cpp_obj(view)->get_size(view, &rect) != V3_OK ||
+        v3_cpp_obj(view)->attached(view, reinterpret_cast<void*>(parent), V3_VIEW_PLATFORM_TYPE_NATIVE) !=
+            V3_OK) {
+      return {};
+    }
+    return {static_cast<uint32_t>(rect.right), static_cast<uint32_t>(rect.bottom)};
+  }
+  void ResizeWindow(Extent size) override {
+    v3_view_rect rect{0, 0, static_cast<int32_t>(size.width), static_cast<int32_t>(size.height)};
+    v3_cpp_obj(view)->check_size_constraint(view, &rect);
+    v3_cpp_obj(view)->on_size(view, &rect);
+  }
+  void CloseWindow() override {
+    v3_cpp_obj(view)->set_frame(view, nullptr);
+    v3_cpp_obj(view)->removed(view);
+    v3_cpp_obj_unref(view);
+    view = nullptr;
+  }
+  void Tick() override {
+    if (timer != nullptr) v3_cpp_obj(timer)->on_timer(timer);
+  }
+  float Position(uint32_t index) override {
+    return static_cast<float>(v3_cpp_obj(controller)->get_parameter_normalised(controller, At(index).Id()));
+  }
+
   void Poke(uint32_t random) override {
     const auto count = static_cast<uint32_t>(v3_cpp_obj(controller)->get_parameter_count(controller));
     v3_param_info info{};
@@ -216,6 +257,9 @@ class Vst3ShellHost final : public ShellHost {
   }
 
  private:
+  static const v3_run_loop_cpp kLoop;
+  static const v3_plugin_frame_cpp kFrame;
+
   template <typename Function>
   Function Symbol(const char* name) const {
     std::string problem;
@@ -228,8 +272,38 @@ class Vst3ShellHost final : public ShellHost {
   v3_component** component = nullptr;
   v3_audio_processor** processor = nullptr;
   v3_edit_controller** controller = nullptr;
+  v3_plugin_view** view = nullptr;
+  v3_timer_handler** timer = nullptr;
+  Frame frame{&kFrame, this};
+  Loop loop{&kLoop, this};
   Changes sent{&kChangesTable}, received{&kChangesTable};
 };
+
+const v3_run_loop_cpp Vst3ShellHost::kLoop = {
+    kUncounted,
+    {[](void*, v3_event_handler**, int) -> v3_result { return V3_OK; },
+     [](void*, v3_event_handler**) -> v3_result { return V3_OK; },
+     [](void* self, v3_timer_handler** handler, uint64_t) -> v3_result {
+       static_cast<Loop*>(self)->owner->timer = handler;
+       return V3_OK;
+     },
+     [](void* self, v3_timer_handler**) -> v3_result {
+       static_cast<Loop*>(self)->owner->timer = nullptr;
+       return V3_OK;
+     }}};
+const v3_plugin_frame_cpp Vst3ShellHost::kFrame = {
+    {[](void* self, const v3_tuid iid, void** object) -> v3_result {
+       *object = v3_tuid_match(iid, v3_run_loop_iid) ? &static_cast<Frame*>(self)->owner->loop : self;
+       return V3_OK;
+     },
+     [](void*) { return 1u; }, [](void*) { return 1u; }},
+    {[](void* self, v3_plugin_view**, v3_view_rect* rect) -> v3_result {
+      Vst3ShellHost& host = *static_cast<Frame*>(self)->owner;
+      if (!host.onResize) return V3_FALSE;
+      host.onResize({static_cast<uint32_t>(rect->right), static_cast<uint32_t>(rect->bottom)});
+      v3_cpp_obj(host.view)->on_size(host.view, rect);
+      return V3_OK;
+    }}};
 
 }  // namespace
 

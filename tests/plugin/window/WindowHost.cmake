@@ -1,0 +1,18 @@
+# The program that puts a built plug-in's window into a window of a host's, here and for other systems.
+set(hosts "${PROJECT_SOURCE_DIR}/tests/plugin")
+add_executable(window_host "${hosts}/window/WindowHost.cpp" "${hosts}/window/ParentWindow.cpp"
+  "${hosts}/ClapShellHost.cpp" "${hosts}/Vst3ShellHost.cpp" "${PROJECT_SOURCE_DIR}/plugin/clap/ClapValues.cpp")
+prismel_warnings(window_host)
+target_include_directories(window_host SYSTEM PRIVATE "${PRISMEL_DPF}/distrho/src")
+target_link_libraries(window_host PRIVATE prismelShell prismelTools)
+add_dependencies(window_host prismelClap prismelVst3)
+if(TARGET prismelLv2Window)
+  target_sources(window_host PRIVATE "${hosts}/Lv2ShellHost.cpp" "${PROJECT_SOURCE_DIR}/plugin/lv2/Lv2Ports.cpp")
+  target_compile_definitions(window_host PRIVATE PRISMEL_LV2)
+  target_link_libraries(window_host PRIVATE PkgConfig::LV2)
+  add_dependencies(window_host prismelLv2 prismelLv2Window)
+endif()
+if(NOT WIN32)
+  find_package(X11 REQUIRED)
+  target_link_libraries(window_host PRIVATE X11::X11)
+endif()
