@@ -69,28 +69,56 @@ HWY_INLINE void StoreNarrow(V x, uint32_t m, uint32_t i, float* first, float* se
 
 constexpr double kFirstSteps[4] = {1.0, 2.0, 3.0, 4.0};
 
-void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
+// Throughout the block all samples stay further from their line than counts as 0: each distance goes from the
+// one of the first four samples towards -lag, and never past it.
+HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& snap) {
+  bool stays = true;
+  for (uint32_t m = 0; m < kVectors; ++m) {
+    const V first = hn::Sub(decay.part[m], lag.part[m]);
+    const V last = hn::Neg(lag.part[m]);
+    const auto above = hn::And(hn::Ge(first, snap.part[m]), hn::Ge(last, snap.part[m]));
+    const V below = hn::Neg(snap.part[m]);
+    const auto under = hn::And(hn::Le(first, below), hn::Le(last, below));
+    stays = stays && hn::AllTrue(D(), hn::Or(above, under));
+  }
+  return stays;
+}
+
+template <bool kStaysAway>
+HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight decay, const Eight& lag,
+                            const Eight& snap, uint32_t count) {
   const D d;
-  Eight decay = LoadFours(first.decay, second.decay);
   Eight k = LoadFours(kFirstSteps, kFirstSteps);
   const Eight start = OfEach(first.start, second.start);
   const Eight slope = OfEach(first.slope, second.slope);
-  const Eight lag = OfEach(first.lag, second.lag);
   const Eight pole4 = OfEach(first.pole4, second.pole4);
-  const Eight snap = OfEach(first.snap, second.snap);
   const V four = hn::Set(d, 4.0);
   Eight sample = decay;
   for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
     for (uint32_t m = 0; m < kVectors; ++m) {
       const V line = hn::Add(start.part[m], hn::Mul(k.part[m], slope.part[m]));
       const V rest = hn::Sub(decay.part[m], lag.part[m]);
-      const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
-      sample.part[m] = hn::IfThenElse(moves, hn::Add(line, rest), line);
+      sample.part[m] = hn::Add(line, rest);
+      if constexpr (!kStaysAway) {
+        const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
+        sample.part[m] = hn::IfThenElse(moves, sample.part[m], line);
+      }
       StoreNarrow(sample.part[m], m, i, first.out, second.out);
       decay.part[m] = hn::Mul(decay.part[m], pole4.part[m]);
       k.part[m] = hn::Add(k.part[m], four);
     }
   }
+  return sample;
+}
+
+void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
+  const D d;
+  const Eight decay = LoadFours(first.decay, second.decay);
+  const Eight lag = OfEach(first.lag, second.lag);
+  const Eight snap = OfEach(first.snap, second.snap);
+  const Eight sample = StaysAway(decay, lag, snap)
+                           ? RenderPair<true>(first, second, decay, lag, snap, count)
+                           : RenderPair<false>(first, second, decay, lag, snap, count);
   HWY_ALIGN double both[8];
   for (uint32_t m = 0; m < kVectors; ++m) hn::Store(sample.part[m], d, both + m * kLanes);
   first.last = both[3];

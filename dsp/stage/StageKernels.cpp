@@ -13,6 +13,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "dsp/effects/prims/VectorMath-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
 namespace {
@@ -29,40 +31,66 @@ constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
 alignas(64) constexpr int32_t kPlaces[kVectorPadding] = {0, 1, 2,  3,  4,  5,  6,  7,
                                                          8, 9, 10, 11, 12, 13, 14, 15};
 
+// Where the samples of `kParts` vectors look: `back` whole samples behind their own places and `frac` more.
+struct TapPlaces {
+  hn::Vec<DI> back;
+  hn::Vec<D> frac;
+};
+constexpr uint32_t kParts = kVectorPadding / kLanes;
+
+HWY_INLINE void ReadTapApart(const TapPlaces& at, const float* x, float* tap) {
+  const D d;
+  const auto place = hn::Sub(hn::Load(DI(), kPlaces), at.back);
+  const auto newer = hn::GatherIndex(d, x, place);
+  const auto older = hn::GatherIndex(d, x, hn::Sub(place, hn::Set(DI(), 1)));
+  hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at.frac)), d, tap);
+}
+
 void ReadTap(const TapRead& read, uint32_t count) {
   const D d;
   const DI di;
   const auto furthest = hn::Set(di, read.furthest);
   const auto one = hn::Set(d, 1.0f);
-  const auto oneWhole = hn::Set(di, 1);
-  for (uint32_t i = 0; i < count; i += kLanes) {
-    const auto swept = hn::Mul(hn::LoadU(d, read.ramp + i), hn::LoadU(d, read.depth + i));
-    const auto delay = hn::IfThenElse(hn::Gt(swept, one), swept, one);
-    const auto whole = hn::ConvertTo(di, delay);
-    const auto frac = hn::Sub(delay, hn::ConvertTo(d, whole));
-    const auto back = hn::Min(whole, furthest);
-    // A tap drifts by less than a sample in most vectors: then its whole parts are two neighbours, and three
-    // straight loads serve.
-    const int32_t first = hn::GetLane(back);
-    const int32_t nearest = first - (hn::AllFalse(di, hn::Lt(back, hn::Set(di, first))) ? 0 : 1);
-    const auto near = hn::Set(di, nearest);
-    const auto steps = hn::Sub(back, near);
-    const float* x = read.line + i;
-    auto newer = hn::Zero(d);
-    auto older = hn::Zero(d);
-    if (HWY_LIKELY(hn::AllTrue(di, hn::Eq(hn::And(steps, oneWhole), steps)))) {
-      const auto a = hn::LoadU(d, x - nearest);
-      const auto b = hn::LoadU(d, x - nearest - 1);
-      const auto c = hn::LoadU(d, x - nearest - 2);
-      const auto isFar = hn::RebindMask(d, hn::Eq(steps, oneWhole));
-      newer = hn::IfThenElse(isFar, b, a);
-      older = hn::IfThenElse(isFar, c, b);
-    } else {
-      const auto place = hn::Sub(hn::Load(di, kPlaces), back);
-      newer = hn::GatherIndex(d, x, place);
-      older = hn::GatherIndex(d, x, hn::Sub(place, oneWhole));
+  for (uint32_t i = 0; i < count; i += kVectorPadding) {
+    TapPlaces at[kParts];
+    for (uint32_t p = 0; p < kParts; ++p) {
+      const uint32_t k = i + p * kLanes;
+      const auto swept = hn::Mul(hn::LoadU(d, read.ramp + k), hn::LoadU(d, read.depth + k));
+      const auto delay = GreaterOf(d, swept, one);
+      const auto whole = TruncateFitting(d, delay);
+      at[p] = {hn::Min(whole, furthest), hn::Sub(delay, hn::ConvertTo(d, whole))};
     }
-    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), frac)), d, read.tap + i);
+    // A tap drifts by less than a sample in most runs of sixteen: then its whole parts are two neighbours,
+    // and three straight loads serve.
+    const int32_t first = hn::GetLane(at[0].back);
+    const auto reference = hn::Set(di, first);
+    auto isNearer = hn::Lt(at[0].back, reference);
+    for (uint32_t p = 1; p < kParts; ++p) isNearer = hn::Or(isNearer, hn::Lt(at[p].back, reference));
+    const int32_t nearest = first - (hn::AllFalse(di, isNearer) ? 0 : 1);
+    const auto near = hn::Set(di, nearest);
+    hn::Vec<DI> steps[kParts];
+    auto all = hn::Zero(di);
+    for (uint32_t p = 0; p < kParts; ++p) {
+      steps[p] = hn::Sub(at[p].back, near);
+      all = hn::Or(all, steps[p]);
+    }
+    const float* x = read.line + i;
+    float* tap = read.tap + i;
+    if (HWY_LIKELY(hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all)))) {
+      x -= nearest;
+      for (uint32_t p = 0; p < kParts; ++p) {
+        const uint32_t k = p * kLanes;
+        const auto a = hn::LoadU(d, x + k);
+        const auto b = hn::LoadU(d, x + k - 1);
+        const auto c = hn::LoadU(d, x + k - 2);
+        const auto isFar = hn::RebindMask(d, hn::Eq(steps[p], hn::Set(di, 1)));
+        const auto newer = hn::IfThenElse(isFar, b, a);
+        const auto older = hn::IfThenElse(isFar, c, b);
+        hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + k);
+      }
+    } else {
+      for (uint32_t p = 0; p < kParts; ++p) ReadTapApart(at[p], x + p * kLanes, tap + p * kLanes);
+    }
   }
 }
 

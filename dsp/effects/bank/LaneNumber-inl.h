@@ -7,6 +7,7 @@
 
 #include "basictools/BitCast.h"
 #include "dsp/effects/bank/LaneFrames-inl.h"
+#include "dsp/effects/prims/VectorMath-inl.h"
 
 #if defined(PRISMEL_LANE_NUMBER_INL) == defined(HWY_TARGET_TOGGLE)
 #ifdef PRISMEL_LANE_NUMBER_INL
@@ -32,10 +33,35 @@ struct LaneNumber {
 using ManyLanes = hn::CappedTag<float, 16>;
 using FewLanes = hn::CappedTag<float, 4>;
 
+// Two numbers as one, for clones that fill more than a vector: two recursions in one loop take hardly longer
+// than one of them, as most of a recursion is waiting.
+template <typename N>
+struct NumberPair {
+  N low, high;
+};
+
+template <typename M>
+struct MaskPair {
+  M low, high;
+};
+
+template <typename N>
+HWY_INLINE NumberPair<N> PairOf(N low, N high) {
+  return {low, high};
+}
+template <typename D>
+HWY_INLINE MaskPair<LaneMask<D>> PairOf(LaneMask<D> low, LaneMask<D> high) {
+  return {low, high};
+}
+
 #define PRISMEL_LANE_OPERATOR(symbol, Result, member, Function)            \
   template <typename D>                                                    \
   HWY_INLINE Result<D> operator symbol(LaneNumber<D> a, LaneNumber<D> b) { \
     return {hn::Function(a.v, b.v)};                                       \
+  }                                                                        \
+  template <typename N>                                                    \
+  HWY_INLINE auto operator symbol(NumberPair<N> a, NumberPair<N> b) {      \
+    return PairOf(a.low symbol b.low, a.high symbol b.high);               \
   }
 PRISMEL_LANE_OPERATOR(+, LaneNumber, v, Add)
 PRISMEL_LANE_OPERATOR(-, LaneNumber, v, Sub)
@@ -44,6 +70,7 @@ PRISMEL_LANE_OPERATOR(/, LaneNumber, v, Div)
 PRISMEL_LANE_OPERATOR(<, LaneMask, m, Lt)
 PRISMEL_LANE_OPERATOR(>, LaneMask, m, Gt)
 PRISMEL_LANE_OPERATOR(>=, LaneMask, m, Ge)
+PRISMEL_LANE_OPERATOR(==, LaneMask, m, Eq)
 #undef PRISMEL_LANE_OPERATOR
 HWY_INLINE bool Both(bool a, bool b) { return a && b; }
 template <typename D>
@@ -53,6 +80,10 @@ HWY_INLINE LaneMask<D> Both(LaneMask<D> a, LaneMask<D> b) {
 template <typename D>
 HWY_INLINE LaneNumber<D> operator-(LaneNumber<D> a) {
   return {hn::Neg(a.v)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> operator-(NumberPair<N> a) {
+  return {-a.low, -a.high};
 }
 
 // The same operations for both kinds of number. T is named where no argument tells it.
@@ -66,12 +97,26 @@ template <typename D>
 struct LanesOf<LaneNumber<D>> {
   using Tag = D;
   static constexpr uint32_t kCount = static_cast<uint32_t>(hn::MaxLanes(D()));
+  static constexpr uint32_t kVector = kCount;  // lanes of one vector
+};
+template <typename N>
+struct LanesOf<NumberPair<N>> {
+  using Half = N;
+  static constexpr uint32_t kCount = 2 * LanesOf<N>::kCount;
+  static constexpr uint32_t kVector = LanesOf<N>::kVector;
+};
+template <typename T>
+inline constexpr bool kIsPair = LanesOf<T>::kCount > 1 && requires {
+  typename LanesOf<T>::Half;
 };
 
 template <typename T>
 HWY_INLINE T Number(float x) {
   if constexpr (std::is_same_v<T, float>) {
     return x;
+  } else if constexpr (kIsPair<T>) {
+    const auto half = Number<typename LanesOf<T>::Half>(x);
+    return {half, half};
   } else {
     return {hn::Set(typename LanesOf<T>::Tag(), x)};
   }
@@ -83,10 +128,50 @@ HWY_INLINE LaneNumber<D> Select(LaneMask<D> condition, LaneNumber<D> yes, LaneNu
   return {hn::IfThenElse(condition.m, yes.v, no.v)};
 }
 
+// a < b ? a : b, and a > b ? a : b: the second where one of them isn't a number.
+HWY_INLINE float Lesser(float a, float b) { return a < b ? a : b; }
+HWY_INLINE float Greater(float a, float b) { return a > b ? a : b; }
+template <typename D>
+HWY_INLINE LaneNumber<D> Lesser(LaneNumber<D> a, LaneNumber<D> b) {
+  return {LesserOf(D(), a.v, b.v)};
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> Greater(LaneNumber<D> a, LaneNumber<D> b) {
+  return {GreaterOf(D(), a.v, b.v)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> Lesser(NumberPair<N> a, NumberPair<N> b) {
+  return {Lesser(a.low, b.low), Lesser(a.high, b.high)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> Greater(NumberPair<N> a, NumberPair<N> b) {
+  return {Greater(a.low, b.low), Greater(a.high, b.high)};
+}
+
+// condition ? x : 0.
+HWY_INLINE float OrZero(bool condition, float x) { return condition ? x : 0.0f; }
+template <typename D>
+HWY_INLINE LaneNumber<D> OrZero(LaneMask<D> condition, LaneNumber<D> x) {
+  return {hn::IfThenElseZero(condition.m, x.v)};
+}
+template <typename M, typename N>
+HWY_INLINE NumberPair<N> OrZero(MaskPair<M> condition, NumberPair<N> x) {
+  return {OrZero(condition.low, x.low), OrZero(condition.high, x.high)};
+}
+
+template <typename M, typename N>
+HWY_INLINE NumberPair<N> Select(MaskPair<M> condition, NumberPair<N> yes, NumberPair<N> no) {
+  return {Select(condition.low, yes.low, no.low), Select(condition.high, yes.high, no.high)};
+}
+
 HWY_INLINE bool Any(bool condition) { return condition; }
 template <typename D>
 HWY_INLINE bool Any(LaneMask<D> condition) {
   return !hn::AllFalse(D(), condition.m);
+}
+template <typename D>
+HWY_INLINE bool Any(MaskPair<LaneMask<D>> condition) {
+  return !hn::AllFalse(D(), hn::Or(condition.low.m, condition.high.m));
 }
 
 HWY_INLINE float Magnitude(float x) { return std::fabs(x); }
@@ -95,11 +180,27 @@ HWY_INLINE LaneNumber<D> Magnitude(LaneNumber<D> x) {
   return {hn::Abs(x.v)};
 }
 
+// x, or -x where `sign` has the sign bit.
+HWY_INLINE float TimesSignOf(float sign, float x) {
+  return BitCast<float>((BitCast<uint32_t>(sign) & 0x80000000u) ^ BitCast<uint32_t>(x));
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> TimesSignOf(LaneNumber<D> sign, LaneNumber<D> x) {
+  return {hn::Xor(hn::And(sign.v, hn::SignBit(D())), x.v)};
+}
+
+// condition ? 0 : x.
+HWY_INLINE float ZeroOr(bool condition, float x) { return condition ? 0.0f : x; }
+template <typename D>
+HWY_INLINE LaneNumber<D> ZeroOr(LaneMask<D> condition, LaneNumber<D> x) {
+  return {hn::IfThenZeroElse(condition.m, x.v)};
+}
+
 // Towards zero, for numbers that fit 32 bits.
 HWY_INLINE float Whole(float x) { return static_cast<float>(static_cast<int32_t>(x)); }
 template <typename D>
 HWY_INLINE LaneNumber<D> Whole(LaneNumber<D> x) {
-  return {hn::ConvertTo(D(), hn::ConvertTo(hn::RebindToSigned<D>(), x.v))};
+  return {hn::ConvertTo(D(), TruncateFitting(D(), x.v))};
 }
 
 // The bits of a number, read as a whole number, as a number.
@@ -127,7 +228,7 @@ HWY_INLINE float TimesPowerOfTwo(float x, float whole) {
 template <typename D>
 HWY_INLINE LaneNumber<D> TimesPowerOfTwo(LaneNumber<D> x, LaneNumber<D> whole) {
   const hn::RebindToSigned<D> di;
-  const auto shifted = hn::ShiftLeft<23>(hn::ConvertTo(di, whole.v));
+  const auto shifted = hn::ShiftLeft<23>(TruncateFitting(D(), whole.v));
   return {hn::BitCast(D(), hn::Add(hn::BitCast(di, x.v), shifted))};
 }
 
@@ -173,6 +274,29 @@ HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   for (; i < count; ++i) run.template operator()<float>(i, 1);
 }
 
+// All lanes, from or to aligned memory in which the vectors lie `stride` floats apart.
+template <typename T>
+HWY_INLINE T LoadLanes(const float* from, uint32_t stride) {
+  if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;
+    constexpr uint32_t kVectors = LanesOf<Half>::kCount / LanesOf<T>::kVector;
+    return {LoadLanes<Half>(from, stride), LoadLanes<Half>(from + kVectors * stride, stride)};
+  } else {
+    return {hn::Load(typename LanesOf<T>::Tag(), from)};
+  }
+}
+template <typename T>
+HWY_INLINE void StoreLanes(T x, float* to, uint32_t stride) {
+  if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;
+    constexpr uint32_t kVectors = LanesOf<Half>::kCount / LanesOf<T>::kVector;
+    StoreLanes(x.low, to, stride);
+    StoreLanes(x.high, to + kVectors * stride, stride);
+  } else {
+    hn::Store(x.v, typename LanesOf<T>::Tag(), to);
+  }
+}
+
 // A field of each clone's record as a number, and back. Lanes without a clone hold `spare` and are dropped.
 template <typename T, typename Read>
 HWY_INLINE T Collect(uint32_t clones, Read read, float spare = 0.0f) {
@@ -184,7 +308,7 @@ HWY_INLINE T Collect(uint32_t clones, Read read, float spare = 0.0f) {
     HWY_ALIGN float numbers[LanesOf<T>::kCount];
     for (uint32_t lane = 0; lane < LanesOf<T>::kCount; ++lane)
       numbers[lane] = lane < clones ? read(lane) : spare;
-    return {hn::Load(typename LanesOf<T>::Tag(), numbers)};
+    return LoadLanes<T>(numbers, LanesOf<T>::kVector);
   }
 }
 
@@ -195,7 +319,7 @@ HWY_INLINE void Distribute(T x, uint32_t clones, Write write) {
     write(0, x);
   } else {
     HWY_ALIGN float numbers[LanesOf<T>::kCount];
-    hn::Store(x.v, typename LanesOf<T>::Tag(), numbers);
+    StoreLanes(x, numbers, LanesOf<T>::kVector);
     for (uint32_t lane = 0; lane < clones; ++lane) write(lane, numbers[lane]);
   }
 }
@@ -211,7 +335,8 @@ HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick
     for (uint32_t i = 0; i < count; ++i) to[i] = tick(from[i]);
   } else {
     constexpr uint32_t kLanes = LanesOf<T>::kCount;
-    const typename LanesOf<T>::Tag d;
+    constexpr uint32_t kVector = LanesOf<T>::kVector;
+    constexpr uint32_t kStride = kFrames * kVector;  // the frames of a vector's clones, then the next one's
     HWY_ALIGN float frames[kFrames * kLanes];
     HWY_ALIGN float spare[kFrames] = {};  // lanes without a clone share a row that nobody hears
     const float* from[kLanes];
@@ -222,23 +347,31 @@ HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick
         from[lane] = lane < clones ? in(lane) + start : spare;
         to[lane] = lane < clones ? out(lane) + start : spare;
       }
-      ToFrames<kLanes>(from, chunk, frames);
+      for (uint32_t lane = 0; lane < kLanes; lane += kVector)
+        ToFrames<kVector>(from + lane, chunk, frames + lane * kFrames);
       for (uint32_t i = 0; i < chunk; ++i) {
-        float* frame = frames + i * kLanes;
-        hn::Store(tick(T{hn::Load(d, frame)}).v, d, frame);
+        float* frame = frames + i * kVector;
+        StoreLanes(tick(LoadLanes<T>(frame, kStride)), frame, kStride);
       }
-      ToRows<kLanes>(frames, chunk, to);
+      for (uint32_t lane = 0; lane < kLanes; lane += kVector)
+        ToRows<kVector>(frames + lane * kFrames, chunk, to + lane);
     }
   }
 }
 
 // Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how
-// many. Where the machine has no vectors that are a gain, each runs alone.
-template <typename Run>
+// many. Where the machine has no vectors that are a gain, each runs alone. With `kInPairs` more clones than a
+// vector holds share a loop, which is a gain while what the loop remembers stays in registers.
+template <bool kInPairs = false, typename Run>
 HWY_INLINE void ForEachGroup(uint32_t clones, Run run) {
   uint32_t first = 0;
 #if HWY_TARGET != HWY_EMU128
   constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
+  if constexpr (kInPairs && kMany < 16) {  // a vector of sixteen holds all clones there are
+    using Pair = NumberPair<LaneNumber<ManyLanes>>;
+    for (; clones - first > kMany; first += std::min(2 * kMany, clones - first))
+      run.template operator()<Pair>(first, std::min(2 * kMany, clones - first));
+  }
   for (; clones - first > 4; first += std::min(kMany, clones - first))
     run.template operator()<LaneNumber<ManyLanes>>(first, std::min(kMany, clones - first));
   if (clones - first > 1) {

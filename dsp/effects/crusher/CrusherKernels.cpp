@@ -35,9 +35,7 @@ struct HoldState {
 // Holds within -1..1; what isn't a number becomes 1, so that nothing but numbers reaches the quantiser.
 template <typename T>
 HWY_INLINE T LimitToOne(T x) {
-  const T one = Number<T>(1.0f);
-  const T top = Select(x < one, x, one);
-  return Select(top > Number<T>(-1.0f), top, Number<T>(-1.0f));
+  return Greater(Lesser(x, Number<T>(1.0f)), Number<T>(-1.0f));
 }
 
 template <bool kFiltered, bool kGlide, typename T>
@@ -51,10 +49,9 @@ HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   }
   m.phase = m.phase + Number<T>(1.0f);
   const auto taken = m.phase > c.period;
-  m.phase = Select(taken, m.phase - c.period, m.phase);
+  m.phase = m.phase - OrZero(taken, c.period);
   // More than one period behind: only after it has become much shorter.
-  while (HWY_UNLIKELY(Any(m.phase > c.period)))
-    m.phase = Select(m.phase > c.period, m.phase - c.period, m.phase);
+  while (HWY_UNLIKELY(Any(m.phase > c.period))) m.phase = m.phase - OrZero(m.phase > c.period, c.period);
   if constexpr (kGlide) {
     m.slope = Select(taken, (y - m.held) * c.inversePeriod, m.slope);
     m.held = m.held + m.slope;
@@ -136,21 +133,13 @@ HWY_INLINE T CubicPow2Of(T e) {
   return TimesPowerOfTwo(Number<T>(1.0f) + r * cubic, whole);
 }
 
-// With 0 for 0, as a factor.
-template <typename T>
-HWY_INLINE T SignOf(T x) {
-  const T zero = Number<T>(0.0f);
-  return Select(x > zero, Number<T>(1.0f), Select(x < zero, Number<T>(-1.0f), zero));
-}
-
-// The nearest lower midpoint of the step grid, mirrored about 0; silence inside the deadband.
+// The nearest lower midpoint of the step grid, mirrored about 0; silence inside the deadband, which is never
+// empty.
 template <typename T>
 HWY_INLINE T Quantise(const CrusherSettings& c, T v) {
-  const T zero = Number<T>(0.0f);
-  const T magnitude = Select(v > zero, v, -v);
+  const T magnitude = Magnitude(v);
   const T q = Whole(Number<T>(c.halfScale) * magnitude) * Number<T>(c.doubleStep) + Number<T>(c.step);
-  const T onGrid = Select(v > zero, q, -q);
-  return Select(Both(v > Number<T>(-c.deadband), v < Number<T>(c.deadband)), zero, onGrid);
+  return ZeroOr(magnitude < Number<T>(c.deadband), TimesSignOf(v, q));
 }
 
 // By the scale: a power of two divides as its reciprocal multiplies, in a quarter of the time.
@@ -162,17 +151,16 @@ HWY_INLINE T DivideByScale(const CrusherSettings& c, T x) {
 template <bool kCompanding, bool kPowerOfTwo, typename T>
 HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
   const T one = Number<T>(1.0f);
-  const T scale = Number<T>(c.scale);
   T v = held;
+  // 0 stays 0 on both ways, which the fast logarithm misses.
+  const auto bent = [&](T bend) HWY_ATTR { return ZeroOr(v == Number<T>(0.0f), TimesSignOf(v, bend)); };
   if constexpr (kCompanding) {
-    v = SignOf(v) * FastLog2Of(one + scale * Magnitude(v)) / Number<T>(c.logDivisor);
+    v = bent(FastLog2Of(one + Number<T>(c.scale) * Magnitude(v)) / Number<T>(c.logDivisor));
   }
   v = Quantise(c, v);
   if constexpr (kCompanding) {
     const T e = Number<T>(c.expFactor) * Magnitude(v);
-    // Below the polynomial's range the magnitude is -1, a hard end. No knob leads there: e is never negative.
-    v = SignOf(v) * Select(e >= Number<T>(-126.0f), DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one),
-                           Number<T>(-1.0f));
+    v = bent(DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one));
   }
   return LimitToOne(v);
 }
@@ -204,8 +192,9 @@ void QuantiseBlock(const CrusherBlock& block, uint32_t count) {
 
 template <bool kFiltered, bool kGlide, bool kCompanding>
 void Run(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count) {
-  ForEachGroup(blockCount, [&]<typename T>(uint32_t first, uint32_t clones)
-                               HWY_ATTR { HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count); });
+  ForEachGroup<true>(blockCount, [&]<typename T>(uint32_t first, uint32_t clones) HWY_ATTR {
+    HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count);
+  });
   for (uint32_t b = 0; b < blockCount; ++b) {
     if (MantissaOf(blocks[b].settings->scale) == 0.5f) {
       QuantiseBlock<kCompanding, true>(blocks[b], count);

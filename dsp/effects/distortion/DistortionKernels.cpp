@@ -60,29 +60,20 @@ void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t
   for (uint32_t i = 0; i < count; ++i) gain[i] = ExpFloat4(dB[i] * kNepersPerDb);
 }
 
-// Applies a formula to the samples of some blocks that differ: one vector of the widest kind at a time, in
-// arrays of its own, so that the compiler sees that nothing overlaps. `from` and `to` are buffers of a block.
-template <typename From, typename Formula>
-HWY_INLINE void ForAllBlocks(const FoldGains* blocks, uint32_t blockCount, From from, float* FoldGains::*to,
-                             Formula formula) {
-  constexpr uint32_t kPiece = kVectorPadding;
-  for (const FoldGains* b = blocks; b < blocks + blockCount; ++b) {
-    for (uint32_t i = 0; i < b->different; i += kPiece) {
-      alignas(64) float x[kPiece];
-      alignas(64) float y[kPiece];
-      std::copy_n(b->*from + i, kPiece, x);
-      std::copy_n(b->*to + i, kPiece, y);
-      for (uint32_t k = 0; k < kPiece; ++k) y[k] = formula(x[k], y[k]);
-      std::copy_n(y, kPiece, b->*to + i);
-    }
-  }
+// to = formula(from, to), sample by sample.
+template <typename Formula>
+HWY_INLINE void Apply(const float* HWY_RESTRICT from, float* HWY_RESTRICT to, uint32_t count,
+                      Formula formula) {
+  for (uint32_t i = 0; i < count; ++i) to[i] = formula(from[i], to[i]);
 }
 
 // Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
 // by a few vectors only.
 void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
-  const auto apply = [&](auto from, float* FoldGains::*to, auto formula)
-                         HWY_ATTR { ForAllBlocks(blocks, blockCount, from, to, formula); };
+  const auto apply = [&](auto from, float* FoldGains::*to, auto formula) HWY_ATTR {
+    for (const FoldGains* b = blocks; b < blocks + blockCount; ++b)
+      Apply(b->*from, b->*to, WholeVectors(b->different), formula);  // the buffers have room
+  };
   apply(&FoldGains::dB, &FoldGains::gain,
         [](float dB, float) HWY_ATTR { return ExpFloat4(dB * kNepersPerDb); });
   // The fourth root, in the steps of PowFloat4.

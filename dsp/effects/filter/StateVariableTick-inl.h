@@ -30,12 +30,12 @@ struct SectionOutputs {
 
 template <typename T>
 HWY_INLINE SectionOutputs<T> SectionStep(const SectionCoefficients<T>& c, SectionState<T>& s, T x) {
-  const T two = Number<T>(2.0f);
   const T u = x - s.s2;
   const T b = c.g1 * s.s1 + c.g2 * u;
   const T l = s.s2 + c.g2 * s.s1 + c.g3 * u;
-  s.s1 = two * b - s.s1;
-  s.s2 = two * l - s.s2;
+  // Twice, as sums: what the next sample waits for is there sooner than as a product.
+  s.s1 = b + b - s.s1;
+  s.s2 = l + l - s.s2;
   return {b, l};
 }
 
