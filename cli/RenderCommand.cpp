@@ -88,7 +88,11 @@ std::optional<Form> CommonForm(const std::vector<FilePair>& pairs, const RenderS
   std::optional<Form> common;
   *isOfAll = pairs.size() > 1;
   for (const FilePair& pair : pairs) {
-    if (pairs.size() < 2 || pair.input == "-") break;
+    if (pairs.size() < 2) break;
+    if (AudioReader::IsReadOnce(pair.input)) {
+      *isOfAll = false;
+      break;
+    }
     try {
       const AudioReader reader(pair.input, settings.rawInput, true);
       const std::vector<int>& chosen = pair.channels.empty() ? settings.channels : pair.channels;

@@ -10,6 +10,7 @@
 #include "cli/Numbers.h"
 #include "host/HostError.h"
 #include "host/files/CsvReader.h"
+#include "host/files/HeldPipe.h"
 
 namespace Vantora::cli {
 namespace {
@@ -46,7 +47,7 @@ SettingsTable::Row ReadRow(const std::vector<std::string>& columns, const std::v
 }  // namespace
 
 SettingsTable SettingsTable::Read(const fs::path& path, const SoundOptions& common) {
-  std::ifstream file(path);
+  std::ifstream file = host::OpenText(path);
   if (!file) throw Failure(fmt::format("{}: this table can't be opened", path.string()));
   const fs::path folder = path.parent_path();
   SettingsTable table;

@@ -37,15 +37,12 @@ void TempoMap::Append(const Step& step) {
     if (step.time == 0.0) return;
   }
   const double seconds = step.isInBeats ? SecondsAt(step.time) : step.time;
-  const Segment& last = segments.back();
-  if (seconds < last.seconds || (segments.size() > 1 && seconds == last.seconds)) {
-    throw HostError("The times of a tempo map must rise.");
+  if (seconds <= segments.back().seconds) {
+    throw HostError(
+        fmt::format("The times of a tempo map must rise, and {}{} doesn't lie behind the time before.",
+                    step.time, step.isInBeats ? " beats" : " s"));
   }
-  if (seconds == last.seconds) {
-    segments.back().bpm = step.bpm;
-  } else {
-    segments.push_back({seconds, BeatsAt(seconds), step.bpm});
-  }
+  segments.push_back({seconds, BeatsAt(seconds), step.bpm});
 }
 
 double TempoMap::BpmAt(double seconds) const { return StepAt(segments, seconds, &Segment::seconds).bpm; }

@@ -11,6 +11,7 @@
 #include <cstring>
 
 #include "cli/Failure.h"
+#include "host/files/HeldPipe.h"
 
 namespace Vantora::cli {
 namespace {
@@ -89,7 +90,8 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
     throw Failure(fmt::format("{}: FLAC can't be read from a pipe; {}", name, kTakenFromPipes));
   }
   if (!file) {
-    const std::string hint = path == "-" && !raw ? fmt::format(" ({})", kTakenFromPipes) : std::string();
+    const std::string hint =
+        (path == "-" || watched) && !raw ? fmt::format(" ({})", kTakenFromPipes) : std::string();
     throw Failure(fmt::format("{}: not an audio file I can read: {}{}", name, Reason(nullptr), hint));
   }
   // Float files may go beyond full scale; integers are
@@ -119,18 +121,34 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
   }
 }
 
+bool AudioReader::IsReadOnce(const std::string& path) {
+  struct stat status {};
+  return path == "-" || (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode));
+}
+
 SNDFILE* AudioReader::OpenFile(const std::optional<DeclaredLength>& length) {
   if (path == "-") {
     struct stat status {};
     const bool isFile = fstat(STDIN_FILENO, &status) == 0 && S_ISREG(status.st_mode);
-    if (!isFile && !takesDamaged) watched = std::make_unique<WatchedStream>(STDIN_FILENO);
-    return sf_open_fd(watched ? watched->Descriptor() : STDIN_FILENO, SFM_READ, &info, SF_FALSE);
+    return OpenStream(STDIN_FILENO, !isFile, false);
+  }
+  if (const host::HeldPipe held(path); held.IsPipe()) {
+    if (!held.HasWriter()) throw Failure(fmt::format("{}: is a pipe that nobody writes to", name));
+    const int pipe = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (pipe < 0) throw Failure(fmt::format("{}: {}", name, std::strerror(errno)));
+    return OpenStream(pipe, true, true);
   }
   if (length && ShortenedFile::IsNeeded(path, *length)) {
     shortened = std::make_unique<ShortenedFile>(path, *length);
     return shortened->Open(&info);
   }
   return sf_open(path.c_str(), SFM_READ, &info);
+}
+
+SNDFILE* AudioReader::OpenStream(int descriptor, bool isPipe, bool isOurs) {
+  if (isPipe && !takesDamaged) watched = std::make_unique<WatchedStream>(descriptor, isOurs);
+  if (watched) return sf_open_fd(watched->Descriptor(), SFM_READ, &info, SF_FALSE);
+  return sf_open_fd(descriptor, SFM_READ, &info, isOurs ? SF_TRUE : SF_FALSE);
 }
 
 std::optional<DeclaredLength> AudioReader::LookAt() const {

@@ -25,11 +25,11 @@ struct RawLayout {
 /// "RATE,CHANNELS,FORMAT", such as "48000,2,float". Throws UsageError.
 RawLayout ParseRawLayout(const std::string& text);
 
-/// AudioReader: one audio file or standard input as a stream of interleaved floats, full scale 1.
+/// AudioReader: one audio file, pipe or standard input as a stream of interleaved floats, full scale 1.
 ///
 /// Takes what libsndfile reads; from a pipe WAV, AU, AIFF, W64, Ogg, MP3 and raw. Memory is constant whatever
 /// the length. Every refusal is one sentence in a Failure: a file that is unreadable, isn't audio, is empty,
-/// ends before its time, or has a rate outside 8 to 384 kHz.
+/// ends before its time, has a rate outside 8 to 384 kHz, or is a pipe that nobody writes to.
 class AudioReader {
  public:
   static constexpr int kMinRate = 8000;    ///< Hz
@@ -39,6 +39,9 @@ class AudioReader {
   /// that ends before its time, or is damaged somewhere, ends there.
   explicit AudioReader(std::string path, const std::optional<RawLayout>& raw = std::nullopt,
                        bool takesDamaged = false);
+
+  /// Whether what stands behind `path` can't be looked at beforehand: standard input, a pipe, a device.
+  static bool IsReadOnce(const std::string& path);
 
   const std::string& Path() const { return path; }
   int Rate() const { return info.samplerate; }
@@ -58,6 +61,7 @@ class AudioReader {
  private:
   std::optional<DeclaredLength> LookAt() const;
   SNDFILE* OpenFile(const std::optional<DeclaredLength>& length);
+  SNDFILE* OpenStream(int descriptor, bool isPipe, bool isOurs);
   [[noreturn]] void FailAsCut(double endSeconds, double seconds) const;
 
   struct Close {

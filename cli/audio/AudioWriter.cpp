@@ -7,12 +7,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cmath>
 #include <cstring>
+#include <thread>
 
 #include "cli/Failure.h"
 #include "cli/audio/OggSerial.h"
 #include "cli/audio/WavStreamHeader.h"
+#include "host/files/HeldPipe.h"
 
 namespace Vantora::cli {
 namespace {
@@ -29,6 +32,18 @@ bool IsStream(const std::string& path) {
   return stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode);
 }
 
+/// A device or a pipe; of a pipe a reader is waited for a while, not for ever: below 0 with ENXIO.
+int OpenForWriting(const std::string& path) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(host::HeldPipe::kPatienceMs);
+  int descriptor = -1;
+  while ((descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0 && errno == ENXIO &&
+         std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  if (descriptor >= 0) fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
+  return descriptor;
+}
+
 /// A file whose bytes can still be changed, as by "> out.wav"; not one that is only appended to.
 bool CanBeMended(int descriptor) {
   struct stat status {};
@@ -42,8 +57,8 @@ AudioWriter::AudioWriter(const std::string& target, const Settings& chosen) : se
   if (path == "-") {
     OpenStream(STDOUT_FILENO);
   } else if (IsStream(path)) {
-    ownDescriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC);
-    if (ownDescriptor < 0) Fail(std::strerror(errno));
+    ownDescriptor = OpenForWriting(path);
+    if (ownDescriptor < 0) Fail(errno == ENXIO ? "is a pipe that nobody reads from" : std::strerror(errno));
     OpenStream(ownDescriptor);
   } else {
     OpenFile();

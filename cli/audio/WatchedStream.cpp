@@ -97,7 +97,7 @@ struct WatchedStream::State {
   }
 };
 
-WatchedStream::WatchedStream(int descriptor) : state(std::make_shared<State>()) {
+WatchedStream::WatchedStream(int descriptor, bool closes) : state(std::make_shared<State>()) {
   std::array<int, 2> ends{};
   if (pipe2(ends.data(), O_CLOEXEC) != 0) {
     throw Failure(fmt::format("can't make a pipe: {}", std::strerror(errno)));
@@ -107,7 +107,10 @@ WatchedStream::WatchedStream(int descriptor) : state(std::make_shared<State>()) 
   sigset_t all, before;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &before);
-  std::thread([shared = state, descriptor, to = ends[1]] { shared->Run(descriptor, to); }).detach();
+  std::thread([shared = state, descriptor, closes, to = ends[1]] {
+    shared->Run(descriptor, to);
+    if (closes) close(descriptor);
+  }).detach();
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 

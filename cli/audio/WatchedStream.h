@@ -11,8 +11,9 @@ namespace Vantora::cli {
 /// A thread hands them on, and ends when either side does. It reads ahead of the reader by what a pipe holds.
 class WatchedStream {
  public:
-  /// Takes over reading from `descriptor`, which stays open. Throws Failure.
-  explicit WatchedStream(int descriptor);
+  /// Takes over reading from `descriptor`; with `closes` it is closed when nothing more is read from it, and
+  /// otherwise stays open. Throws Failure.
+  explicit WatchedStream(int descriptor, bool closes = false);
   ~WatchedStream();
   WatchedStream(const WatchedStream&) = delete;
   WatchedStream& operator=(const WatchedStream&) = delete;

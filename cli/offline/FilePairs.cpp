@@ -54,7 +54,7 @@ fs::path OutputName(fs::path name, const std::string& type) {
 std::vector<FilePair> SplitIntoChannelPairs(const std::vector<FilePair>& pairs) {
   std::vector<FilePair> split;
   for (const FilePair& pair : pairs) {
-    if (pair.input == "-" || pair.output == "-")
+    if (AudioReader::IsReadOnce(pair.input) || pair.output == "-")
       throw UsageError("--split: streams can't be split; give files");
     const int channels = AudioReader(pair.input, std::nullopt, true).Channels();
     if (channels <= 2) {

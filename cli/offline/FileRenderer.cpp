@@ -202,8 +202,10 @@ void RenderFile(const RenderSettings& settings, const std::string& input, const 
   report.lost = render.LostSamples();
   chain->Finish(report);
   if (settings.digests) {
-    if (input != "-") DigestFile(input).copy(report.inputDigest.data(), report.inputDigest.size() - 1);
-    if (output != "-") DigestFile(output).copy(report.outputDigest.data(), report.outputDigest.size() - 1);
+    if (!AudioReader::IsReadOnce(input))
+      DigestFile(input).copy(report.inputDigest.data(), report.inputDigest.size() - 1);
+    if (!AudioReader::IsReadOnce(output))
+      DigestFile(output).copy(report.outputDigest.data(), report.outputDigest.size() - 1);
   }
   report.finished = true;
 }

@@ -91,6 +91,8 @@ int JobPool::StartWorker(size_t i) {
     jobs[i].work(reports[i]);
   } catch (const Failure& failure) {
     reports[i].SetFailure(failure.what(), failure.Status());
+  } catch (const host::HostError& problem) {  // says itself what is at fault, which isn't always the file
+    reports[i].SetFailure(problem.what(), Failure::kRuntime);
   } catch (const std::bad_alloc&) {
     _exit(kWithoutMemory);  // the parent has the memory to say so
   } catch (const std::exception& problem) {

@@ -36,6 +36,7 @@ struct JobReport {
 
   void SetFailure(std::string_view text, int exitStatus) {
     status = exitStatus;
+    failure.fill('\0');
     text.copy(failure.data(), failure.size() - 1);
   }
 };

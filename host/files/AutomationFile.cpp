@@ -9,12 +9,13 @@
 
 #include "host/HostError.h"
 #include "host/files/CsvReader.h"
+#include "host/files/HeldPipe.h"
 
 namespace Vantora::host {
 
 Automation ReadAutomation(const std::filesystem::path& path, TimeUnit defaultUnit, bool rampsByDefault,
                           const KnobSet& knobs) {
-  std::ifstream file(path);
+  std::ifstream file = OpenText(path);
   if (!file) throw HostError("The automation \"" + path.string() + "\" can't be opened.");
   return ReadAutomation(file, path.string(), defaultUnit, rampsByDefault, knobs);
 }
@@ -58,6 +59,9 @@ Automation ReadAutomation(std::istream& stream, const std::string& name, TimeUni
       if (message.starts_with(name)) throw;
       throw HostError(reader.Place() + std::string(message));
     }
+  }
+  if (points.empty()) {
+    throw HostError("The automation \"" + name + "\" has no rows; each has a time, a parameter and a value.");
   }
   std::vector<Automation::Track> tracks;
   for (auto& [index, track] : points) tracks.push_back({index, std::move(track)});

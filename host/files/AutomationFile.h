@@ -21,7 +21,8 @@ namespace Vantora::host {
 /// before to this one; a first row and a parameter with steps have nothing to lead from and jump. Rows may
 /// stand in any order; of rows at the same time the later one counts.
 ///
-/// Throws `HostError` with file and line for whatever isn't understood: automation is all or nothing.
+/// Throws `HostError` with file and line for whatever isn't understood, automation being all or nothing,
+/// and for a file without rows or a pipe without a writer.
 Automation ReadAutomation(const std::filesystem::path& path, TimeUnit defaultUnit = TimeUnit::kSeconds,
                           bool rampsByDefault = false, const KnobSet& knobs = EffectKnobs());
 /// The same from an open stream; `name` stands in messages.

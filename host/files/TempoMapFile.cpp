@@ -5,11 +5,12 @@
 
 #include "host/HostError.h"
 #include "host/files/CsvReader.h"
+#include "host/files/HeldPipe.h"
 
 namespace Vantora::host {
 
 TempoMap ReadTempoMap(const std::filesystem::path& path) {
-  std::ifstream file(path);
+  std::ifstream file = OpenText(path);
   if (!file) throw HostError("The tempo map \"" + path.string() + "\" can't be opened.");
   return ReadTempoMap(file, path.string());
 }

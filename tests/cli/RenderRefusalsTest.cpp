@@ -10,6 +10,7 @@
 namespace Vantora::cli::tests {
 namespace {
 
+using ::testing::AnyOf;
 using ::testing::Each;
 using ::testing::HasSubstr;
 using ::testing::Not;
@@ -128,8 +129,52 @@ TEST(RenderRefusals, PipesAndDevicesWhereFilesBelong) {
   ExpectRefused(here, "render in.wav out.wav -P ./pipe", 1, "is a pipe");
   ExpectRefused(here, "render in.wav out.wav -P pipe", 1, "is a pipe");
   ExpectRefused(here, "render in.wav out.wav --automation /dev/zero", 1, "line is far too long");
-  // A script's automation needs no file.
-  EXPECT_EQ(here.Shell("$PRISMEL render -q in.wav out.wav --automation <(echo 0,Wet,1)").status, 0);
+  // A script's automation needs no file, and a writer may be done before it is asked or take its time.
+  EXPECT_EQ(here.Shell("$PRISMEL render -q in.wav out.wav --automation <(echo 0,Wet,1) "
+                       "--tempo-map <(sleep 0.2; echo 0,100)")
+                .status,
+            0);
+  EXPECT_EQ(here.Shell("$PRISMEL render -q in.wav straight.wav; cat in.wav >pipe & "
+                       "$PRISMEL render -q pipe piped.wav --report r.json")
+                .status,
+            0);
+  EXPECT_EQ(here.Shell("cmp piped.wav straight.wav").status, 0);
+  EXPECT_EQ(here.Shell("(sleep 0.3; cat >back.raw <pipe) & $PRISMEL render -q in.wav pipe -t raw; wait; "
+                       "$PRISMEL render -q in.wav straight.raw; cmp back.raw straight.raw")
+                .status,
+            0);
+}
+
+TEST(RenderRefusals, PipesWithoutAnOtherEndAreNotWaitedForForever) {
+  const Workspace here;
+  WriteAudio(here / "in.wav", MakeTone(2, 4800));
+  ASSERT_EQ(here.Shell("mkfifo pipe").status, 0);
+  const std::vector<std::string> commands{"render pipe out.wav",
+                                          "render in.wav pipe -t wav",
+                                          "render in.wav out.wav --automation pipe",
+                                          "render in.wav out.wav --tempo-map pipe",
+                                          "render --table pipe -o .",
+                                          "plate pipe out.wav",
+                                          "plate in.wav out.wav --automation pipe",
+                                          "reverb -i in.wav pipe out.wav",
+                                          "reverb -i pipe in.wav out.wav",
+                                          "plot waveform pipe --csv"};
+  std::string all;  // side by side, as each waits a while
+  for (size_t i = 0; i < commands.size(); ++i) {
+    const std::string n = std::to_string(i);
+    all += "mkdir " + n + "; mkfifo " + n + "/pipe; ln in.wav " + n + "; (cd " + n +
+           "; timeout 60 $PRISMEL " + commands[i] + " 2>err; echo $? >status) & ";
+  }
+  here.Shell(all + "wait");
+  for (size_t i = 0; i < commands.size(); ++i) {
+    const auto folder = here / std::to_string(i);
+    EXPECT_EQ(ReadBytes(folder / "status"), "1\n") << commands[i];
+    EXPECT_THAT(ReadBytes(folder / "err"), AnyOf(HasSubstr("is a pipe"), HasSubstr("not a regular file")))
+        << commands[i];
+    // What is at fault is named, not the file that was under way.
+    EXPECT_THAT(ReadBytes(folder / "err"), Not(HasSubstr("in.wav"))) << commands[i];
+    EXPECT_FALSE(std::filesystem::exists(folder / "out.wav")) << commands[i];
+  }
 }
 
 TEST(RenderRefusals, LibrariesThatAreNone) {

@@ -40,10 +40,17 @@ TEST(TempoMap, TheFirstTempoHoldsFromTheBeginning) {
 }
 
 TEST(TempoMap, RefusesWhatIsNoMap) {
-  for (const char* text :
-       {"", "seconds,bpm\n", "0\n", "0,1,2\n", "bars,bpm\n0,120\n", "0,fast\n", "x,120\n", "0,0\n", "0,-5\n",
-        "0,100000\n", "0,nan\n", "2,120\n1,60\n", "0,120\n1,60\n1,70\n", "-1,120\n"}) {
+  for (const char* text : {"", "seconds,bpm\n", "0\n", "0,1,2\n", "bars,bpm\n0,120\n", "0,fast\n", "x,120\n",
+                           "0,0\n", "0,-5\n", "0,100000\n", "0,nan\n", "2,120\n1,60\n", "0,120\n1,60\n1,70\n",
+                           "-1,120\n", "0,120\n0,130\n", "beats,bpm\n0,120\n0,130\n", "5,120\n5,130\n"}) {
     EXPECT_THROW(Read(text), HostError) << text;
+  }
+  try {
+    Read("0,120\n0,130\n");
+  } catch (const HostError& error) {
+    EXPECT_STREQ(
+        error.what(),
+        "map.csv, line 2: The times of a tempo map must rise, and 0 s doesn't lie behind the time before.");
   }
   EXPECT_THROW(TempoMap(0.0), HostError);
   EXPECT_THROW(TempoMap(std::vector<TempoMap::Step>{}), HostError);
