@@ -1,11 +1,10 @@
 #include "host/JsonText.h"
 
-#include <fmt/format.h>
-
 #include <nlohmann/json.hpp>
 #include <utility>
 #include <vector>
 
+#include "host/Format.h"
 #include "host/HostError.h"
 
 // The library's own documents allocate when they are destroyed, which ends the process where memory has run
@@ -52,14 +51,14 @@ class Reader {
     if (!IsKept()) return true;
     JsonValue& object = *open[depth - 1];
     if (twice == JsonTwice::kRefused && object.members.contains(name)) {
-      throw HostError(fmt::format("\"{}\" stands in it twice.", name));
+      throw HostError(Format("\"{}\" stands in it twice.", name));
     }
     next = name;
     return true;
   }
   bool parse_error(size_t, const std::string&, const Json::exception& error) {
     if (const auto* place = dynamic_cast<const Json::parse_error*>(&error)) {
-      throw HostError(fmt::format("it is not JSON, from byte {} on.", place->byte));
+      throw HostError(Format("it is not JSON, from byte {} on.", place->byte));
     }
     throw HostError("it holds a number beyond all ranges.");
   }
@@ -141,7 +140,10 @@ void JsonObjectText::AddInteger(std::string_view key, int64_t value) { Add(key, 
 void JsonObjectText::AddFloat(std::string_view key, float value) { Add(key, FloatJson(value).dump()); }
 
 void JsonObjectText::AddNumber(std::string_view key, std::string_view number, Precision precision) {
-  Add(key, precision == Precision::kFloat ? FloatJson::parse(number).dump() : Json::parse(number).dump());
+  const JsonValue read = ReadJson(number, JsonTwice::kRefused);
+  if (read.isWhole) return Add(key, read.text);
+  if (precision == Precision::kFloat) return AddFloat(key, static_cast<float>(read.number));
+  Add(key, Json(read.number).dump());
 }
 
 void JsonObjectText::AddObject(std::string_view key, const JsonObjectText& object) {

@@ -5,9 +5,8 @@
 #include <cmath>
 #include <optional>
 
-#include <fmt/format.h>
-
 #include "host/DecimalNumber.h"
+#include "host/Format.h"
 #include "host/HostError.h"
 #include "host/Knob.h"
 
@@ -88,7 +87,7 @@ std::optional<double> Scale(Unit unit, std::string_view suffix) {
 std::string NumberText(double value, int digits) {
   const double magnitude = std::abs(value);
   const int whole = magnitude > 0.0 ? static_cast<int>(std::floor(std::log10(magnitude))) + 1 : 1;
-  std::string text = fmt::format("{:.{}f}", value, std::clamp(digits - whole, 0, 12));
+  std::string text = Format("{:.{}f}", value, std::clamp(digits - whole, 0, 12));
   if (text.find('.') != std::string::npos) {
     text.erase(text.find_last_not_of('0') + 1);
     if (text.back() == '.') text.pop_back();
@@ -120,7 +119,7 @@ std::optional<double> CutNumber(std::string_view& text) {
 constexpr int kDisplayDigits = 4;
 constexpr int kMostDigits = 9;  // of a float
 
-std::string PositionText(float normalized) { return fmt::format("norm:{}", normalized); }
+std::string PositionText(float normalized) { return Format("norm:{}", normalized); }
 
 /// Hertz of a note: a letter, "#" or "b" for a half tone up or down, and the octave: "A4" is 440 Hz, "c#-1"
 /// the second key of MIDI. Equal temperament. Nothing for any other text.
@@ -155,7 +154,7 @@ std::string Knob::Text(float normalized) const {
   if (IsStepped()) {
     const uint32_t choice = ChoiceAt(normalized);
     return choice < labels.size() ? labels[choice]
-                                  : fmt::format("{}", std::lround(row.range.min) + static_cast<long>(choice));
+                                  : Format("{}", std::lround(row.range.min) + static_cast<long>(choice));
   }
   float value = ToValue(normalized);
   // What rounding left of a zero within a range, such as 6e-8 dB.
@@ -188,15 +187,17 @@ double Knob::ExactValue(float normalized) const {
   const float position = std::clamp(normalized, 0.0f, 1.0f);
   const float value = ToValue(position);
   for (int digits = 1; digits <= kMostDigits; ++digits) {
-    const std::string text = fmt::format("{:.{}g}", value, digits);
+    const std::string text = Format("{:.{}g}", value, digits);
     const double number = ReadDecimal(text)->value;
     if (Accepts(number) && ToNormalized(static_cast<float>(number)) == position) return number;
   }
-  return ReadDecimal(fmt::format("{}", value))->value;
+  return ReadDecimal(Format("{}", value))->value;
 }
 
 std::string Knob::RangeText() const {
-  if (!Labels().empty()) return fmt::format("{}", fmt::join(Labels(), ", "));
+  std::string choices;
+  for (const std::string& label : Labels()) choices += (choices.empty() ? "" : ", ") + label;
+  if (!choices.empty()) return choices;
   return ValueText(static_cast<double>(row.range.min), row.unit, kDisplayDigits) + " to " +
          ValueText(static_cast<double>(row.range.max), row.unit, kDisplayDigits);
 }
@@ -204,10 +205,9 @@ std::string Knob::RangeText() const {
 Knob::Reading Knob::Read(std::string_view written) const {
   std::string_view text = Trimmed(written);
   const auto refuse = [&](const std::string& because) {
-    return HostError(
-        fmt::format("{} takes {}; \"{}\" {}.", fullName, RangeText(), Trimmed(written), because));
+    return HostError(Format("{} takes {}; \"{}\" {}.", fullName, RangeText(), Trimmed(written), because));
   };
-  if (text.empty()) throw HostError(fmt::format("{} needs a value: it takes {}.", fullName, RangeText()));
+  if (text.empty()) throw HostError(Format("{} needs a value: it takes {}.", fullName, RangeText()));
 
   if (text.starts_with("norm:")) {
     text.remove_prefix(5);
@@ -233,10 +233,9 @@ Knob::Reading Knob::Read(std::string_view written) const {
   if (!number) throw refuse(Labels().empty() ? "is not a number" : "is none of these");
   const auto scale = Scale(row.unit, text);
   if (!scale) {
-    throw refuse(
-        row.unit == Unit::kNone
-            ? "has a unit where there is none"
-            : fmt::format("is not in {}", row.unit == Unit::kRatio ? "percent" : UnitName(row.unit)));
+    throw refuse(row.unit == Unit::kNone
+                     ? "has a unit where there is none"
+                     : Format("is not in {}", row.unit == Unit::kRatio ? "percent" : UnitName(row.unit)));
   }
   const double value = *number * *scale;
   if (!Accepts(value)) {
@@ -268,8 +267,7 @@ bool Knob::Accepts(double value) const {
 
 float Knob::ParseValue(double value) const {
   if (!Accepts(value)) {
-    throw HostError(
-        fmt::format("{} takes {}, not {}.", fullName, RangeText(), NumberText(value, kMostDigits)));
+    throw HostError(Format("{} takes {}, not {}.", fullName, RangeText(), NumberText(value, kMostDigits)));
   }
   return ToNormalized(HeldValue(value));
 }

@@ -4,9 +4,8 @@
 #include <charconv>
 #include <utility>
 
-#include <fmt/format.h>
-
 #include "host/EditDistance.h"
+#include "host/Format.h"
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
 #include "host/KnobSet.h"
@@ -78,12 +77,12 @@ const Parameter& ParameterTable::At(std::string_view text) const {
   if (found.size() == 1) return *found.front();
   if (found.empty()) {
     const auto nearest = Nearest(text);
-    throw HostError(fmt::format("There is no parameter \"{}\"{}", text,
-                                nearest.empty() ? "." : "; did you mean " + Listed(nearest) + "?"));
+    throw HostError(Format("There is no parameter \"{}\"{}", text,
+                           nearest.empty() ? "." : "; did you mean " + Listed(nearest) + "?"));
   }
   std::vector<std::string> names;
   for (const Parameter* parameter : found) names.push_back(parameter->UniqueName());
-  throw HostError(fmt::format("\"{}\" means more than one parameter: write {}.", text, Listed(names)));
+  throw HostError(Format("\"{}\" means more than one parameter: write {}.", text, Listed(names)));
 }
 
 const Parameter* ParameterTable::FindById(uint32_t id) const {
@@ -117,14 +116,13 @@ std::vector<std::string> ParameterTable::Nearest(std::string_view text, size_t c
 
 void ParameterTable::Check(const HostedProcessor& processor) const {
   if (processor.ParameterCount() != parameters.size()) {
-    throw HostError(fmt::format("The processor library has {} parameters where {} are known.",
-                                processor.ParameterCount(), parameters.size()));
+    throw HostError(Format("The processor library has {} parameters where {} are known.",
+                           processor.ParameterCount(), parameters.size()));
   }
   for (const Parameter& parameter : parameters) {
     if (const std::string name = processor.ParameterName(parameter.Index()); name != parameter.Name()) {
-      throw HostError(
-          fmt::format("Parameter {} of the processor library is called \"{}\" where \"{}\" is known.",
-                      parameter.Index(), name, parameter.Name()));
+      throw HostError(Format("Parameter {} of the processor library is called \"{}\" where \"{}\" is known.",
+                             parameter.Index(), name, parameter.Name()));
     }
   }
 }

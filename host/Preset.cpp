@@ -1,7 +1,6 @@
 #include "host/Preset.h"
 
-#include <fmt/format.h>
-
+#include "host/Format.h"
 #include "host/HostError.h"
 #include "host/HostedProcessor.h"
 
@@ -17,15 +16,15 @@ float ParseJsonValue(const Knob& parameter, const JsonValue& value) {
     case JsonValue::Kind::kSwitch:
       return parameter.Parse(value.isOn ? "on" : "off");
     default:
-      throw HostError(fmt::format("{} takes {}, not {}.", parameter.FullName(), parameter.RangeText(),
-                                  value.Is(JsonValue::Kind::kNothing) ? "nothing" : "a list"));
+      throw HostError(Format("{} takes {}, not {}.", parameter.FullName(), parameter.RangeText(),
+                             value.Is(JsonValue::Kind::kNothing) ? "nothing" : "a list"));
   }
 }
 
 std::string TextMember(const JsonValue& document, const char* key, const std::string& fallback) {
   const JsonValue* found = document.Find(key);
   if (found == nullptr) return fallback;
-  if (!found->Is(JsonValue::Kind::kText)) throw HostError(fmt::format("\"{}\" must be a text.", key));
+  if (!found->Is(JsonValue::Kind::kText)) throw HostError(Format("\"{}\" must be a text.", key));
   return found->text;
 }
 
@@ -34,17 +33,17 @@ void CheckSchema(const JsonValue& document) {
   if (schema == nullptr) throw HostError("it has no \"schema\" version.");
   if (!schema->Is(JsonValue::Kind::kNumber) || !schema->isWhole || schema->number < 1.0) {
     const bool isNumber = schema->Is(JsonValue::Kind::kNumber);
-    throw HostError(fmt::format("its \"schema\" is {}, not a version, which is a whole number from 1 on.",
-                                isNumber ? schema->text : "no number"));
+    throw HostError(Format("its \"schema\" is {}, not a version, which is a whole number from 1 on.",
+                           isNumber ? schema->text : "no number"));
   }
   if (schema->number > static_cast<double>(Preset::kSchema)) {
-    throw HostError(fmt::format("it has schema {}, and only versions up to {} are known.", schema->text,
-                                Preset::kSchema));
+    throw HostError(
+        Format("it has schema {}, and only versions up to {} are known.", schema->text, Preset::kSchema));
   }
 }
 
 std::string KindText(std::string_view kind) {
-  return kind.empty() ? std::string("the effect") : fmt::format("\"{}\"", kind);
+  return kind.empty() ? std::string("the effect") : Format("\"{}\"", kind);
 }
 
 const Parameter& PresetLoading() {
@@ -70,13 +69,12 @@ Preset Preset::Parse(const KnobSet& knobs, std::string_view json, const std::fil
     CheckSchema(document);
     const std::string kind = TextMember(document, "module", "");
     if (kind != knobs.Kind()) {
-      throw HostError(
-          fmt::format("it is a preset of {}, not of {}.", KindText(kind), KindText(knobs.Kind())));
+      throw HostError(Format("it is a preset of {}, not of {}.", KindText(kind), KindText(knobs.Kind())));
     }
     for (const auto& [key, value] : document.members) {
       if (key != "schema" && key != "name" && key != "description" && key != "parameters" &&
           key != "module") {
-        warn(fmt::format("\"{}\" is not known and is ignored.", key));
+        warn(Format("\"{}\" is not known and is ignored.", key));
       }
     }
     Preset preset;
@@ -87,13 +85,13 @@ Preset Preset::Parse(const KnobSet& knobs, std::string_view json, const std::fil
       throw HostError("it has no \"parameters\".");
     for (const auto& [key, value] : parameters->members) {
       if (!knobs.Has(key)) {
-        warn(fmt::format("there is no parameter \"{}\"; it is ignored.", key));
+        warn(Format("there is no parameter \"{}\"; it is ignored.", key));
         continue;
       }
       const uint32_t index = knobs.IndexOf(key);
       const Knob& knob = knobs.KnobAt(index);
       if (!knobs.IsStored(index)) {
-        warn(fmt::format("\"{}\" is not part of a preset and is ignored.", key));
+        warn(Format("\"{}\" is not part of a preset and is ignored.", key));
       } else if (!preset.values.emplace(index, ParseJsonValue(knob, value)).second) {
         throw HostError(knob.FullName() + " is set twice.");
       }

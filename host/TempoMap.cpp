@@ -1,9 +1,8 @@
 #include "host/TempoMap.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 
+#include "host/Format.h"
 #include "host/HostError.h"
 
 namespace Vantora::host {
@@ -29,7 +28,7 @@ TempoMap::TempoMap(const std::vector<Step>& steps) {
 void TempoMap::Append(const Step& step) {
   if (!(step.bpm >= kLowest) || !(step.bpm <= kHighest)) {
     throw HostError(
-        fmt::format("A tempo lies from {} to {} beats per minute, not at {}.", kLowest, kHighest, step.bpm));
+        Format("A tempo lies from {} to {} beats per minute, not at {}.", kLowest, kHighest, step.bpm));
   }
   if (!(step.time >= 0.0)) throw HostError("A time can't be negative.");
   if (segments.empty()) {

@@ -1,12 +1,11 @@
 #include "offline/ModuleKnobs.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <utility>
 
 #include "basictools/knobs/KnobSymbol.h"
 #include "host/EditDistance.h"
+#include "host/Format.h"
 #include "host/HostError.h"
 
 namespace Vantora::offline {
@@ -52,7 +51,8 @@ size_t ModuleKnobs::Find(std::string_view name) const {
       nearest = i;
     }
   }
-  throw host::HostError(fmt::format("There is no parameter \"{}\"; the nearest is {}.", name, Name(nearest)));
+  throw host::HostError(
+      host::Format("There is no parameter \"{}\"; the nearest is {}.", name, Name(nearest)));
 }
 
 void ModuleKnobs::Set(dsp::Module& module, std::string_view name, std::string_view text) const {

@@ -1,7 +1,5 @@
 #include "offline/ReverbEffect.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -11,6 +9,7 @@
 #include <utility>
 
 #include "basictools/FlushDenormals.h"
+#include "host/Format.h"
 #include "host/HostError.h"
 
 namespace Vantora::offline {
@@ -30,14 +29,14 @@ void Check(const dsp::Impulse& impulse) {
   }
   if (impulse.fileRate > 0.0f && (impulse.fileRate < 1000.0f || impulse.fileRate > 768000.0f)) {
     throw host::HostError(
-        fmt::format("The impulse's rate lies from 1 kHz to 768 kHz, not at {:g} Hz.", impulse.fileRate));
+        host::Format("The impulse's rate lies from 1 kHz to 768 kHz, not at {:g} Hz.", impulse.fileRate));
   }
   const auto length = static_cast<double>(impulse.left.size());
   if (impulse.fileRate > 0.0f &&
       length > dsp::kLongestImpulseSeconds * static_cast<double>(impulse.fileRate)) {
-    throw host::HostError(fmt::format("The impulse has {:.1f} s; {} s are the most.",
-                                      length / static_cast<double>(impulse.fileRate),
-                                      dsp::kLongestImpulseSeconds));
+    throw host::HostError(host::Format("The impulse has {:.1f} s; {} s are the most.",
+                                       length / static_cast<double>(impulse.fileRate),
+                                       dsp::kLongestImpulseSeconds));
   }
 }
 
@@ -61,10 +60,10 @@ std::unique_ptr<dsp::ConvolutionReverb> ReverbEffect::MakeEngine(
   engine->SetParamInternal(dsp::ConvolutionReverb::kWet, kStartWet);
   for (const auto& [index, value] : settings.values) engine->SetParamInternal(index, value);
   if (!engine->SetImpulseFile(settings.impulse)) {
-    throw host::HostError(fmt::format("{}: can't be used as an impulse: {}", settings.impulse,
-                                      settings.impulse.size() > dsp::ConvolutionReverb::kLongestPath
-                                          ? "its path is longer than 256 bytes"
-                                          : "libsndfile is missing"));
+    throw host::HostError(host::Format("{}: can't be used as an impulse: {}", settings.impulse,
+                                       settings.impulse.size() > dsp::ConvolutionReverb::kLongestPath
+                                           ? "its path is longer than 256 bytes"
+                                           : "libsndfile is missing"));
   }
   return engine;
 }
