@@ -179,6 +179,8 @@ class DglWindow final : public PluginWindow, private Desktop, private DGL::IdleC
     {
       const DGL::Window::ScopedGraphicsContext graphics(system);
       widget = std::make_unique<FaceWidget>(system, face);
+      // On Windows an embedded window has its size by now, and nobody says it again.
+      static_cast<DGL::Widget&>(*widget).setSize(system.getWidth(), system.getHeight());
     }
     system.setGeometryConstraints(SizeAt(Face::kSmallest * 0.5).width, SizeAt(Face::kSmallest * 0.5).height);
     isReady = true;

@@ -1,5 +1,12 @@
-# The program that puts a built plug-in's window into a window of a host's, here and for other systems.
+# The programs that show the window to scripts and eyes, here and on other systems: by itself, and in a host's.
 set(hosts "${PROJECT_SOURCE_DIR}/tests/plugin")
+add_executable(window_probe "${hosts}/window/WindowProbe.cpp")
+prismel_warnings(window_probe)
+target_link_libraries(window_probe PRIVATE Prismel::window)
+if(NOT TARGET prismelClap)
+  return()
+endif()
+
 add_executable(window_host "${hosts}/window/WindowHost.cpp" "${hosts}/window/ParentWindow.cpp"
   "${hosts}/ClapShellHost.cpp" "${hosts}/Vst3ShellHost.cpp" "${PROJECT_SOURCE_DIR}/plugin/clap/ClapValues.cpp")
 prismel_warnings(window_host)
