@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "tests/cli/CommandRunner.h"
+#include "tests/support/Sanitized.h"
 
 extern char** environ;
 
@@ -104,7 +105,7 @@ void FailEachCall(const Workspace& here, const Work& work, const Fault& fault, l
 class FailingMachine : public testing::Test {
  protected:
   void SetUp() override {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(PRISMEL_SANITIZED)
     GTEST_SKIP() << "a sanitizer wants to be the first library";
 #endif
     WriteAudio(here / "in.wav", MakeTone(2, 2400));

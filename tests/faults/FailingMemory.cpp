@@ -7,13 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define PRISMEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define PRISMEL_SANITIZED 1
-#endif
-#endif
+#include "tests/support/Sanitized.h"
 
 namespace Vantora::test {
 namespace {

@@ -13,9 +13,10 @@
 #include "host/BoundedQueue.h"
 #include "host/LatestValues.h"
 #include "tests/dsp/convolution/OrderExplorer.h"
+#include "tests/support/Sanitized.h"
 
 // ThreadSanitizer and AddressSanitizer don't follow a change of stacks; all runs on one thread here anyway.
-#if !defined(__SANITIZE_THREAD__) && !defined(__SANITIZE_ADDRESS__)
+#if !defined(PRISMEL_SANITIZED)
 
 namespace Vantora {
 namespace {

@@ -245,13 +245,20 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
         });
       });
     });
-    for (std::size_t m = kVectors - 1; m < whole; ++m) {
+    // A single vector of outputs may be wanted in part only; its last samples then end within the vector.
+    for (std::size_t m = kVectors - 1; m < whole - (kVectors == 1 ? 1 : 0); ++m) {
       Unroll<kPlaces>([&](auto place) HWY_ATTR {
         const auto loaded = hn::LoadU(d, x + place + kLanes * m);
         Unroll<kVectors>([&](auto v) HWY_ATTR {
           auto& sum = sums[place * kVectors + v];
           sum = hn::MulAdd(hn::Set(d, h[place + kLanes * (m - v)]), loaded, sum);
         });
+      });
+    }
+    if constexpr (kVectors == 1) {
+      Unroll<kPlaces>([&](auto place) HWY_ATTR {
+        const std::size_t last = kLanes * (whole - 1) + place;
+        sums[place] = hn::MulAdd(hn::Set(d, h[last]), LoadBefore(d, x + last, end), sums[place]);
       });
     }
     Unroll<kVectors - 1>([&](auto beyond) HWY_ATTR {

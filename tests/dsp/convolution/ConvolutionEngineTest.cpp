@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "tests/dsp/convolution/ConvolutionRig.h"
+#include "tests/support/Sanitized.h"
 
 namespace Vantora::dsp {
 namespace {
@@ -301,7 +302,7 @@ TEST(ConvolutionEngine, AResultThatIsLateInPartIsHeardFromWhereItIs) {
   EXPECT_EQ(engine->Overloads().lostSamples, 16u);
 }
 
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+#if !defined(PRISMEL_SANITIZED)
 TEST(ConvolutionEngineDeathTest, AThreadThatCannotStartIsASystemErrorAndLeavesNoneBehind) {
   const auto startWithoutMemory = [] {
     const Stereo impulse{Noise(2500, 61), Noise(2500, 62)};
