@@ -286,9 +286,9 @@ HWY_INLINE void FirManyTaps(D d, const float* taps, std::size_t tapCount, const 
 // A tile of `kVectors` vectors of outputs, of which the first `count` lanes are wanted. Vectors of four lanes
 // are those of machines with sixteen registers and without a fused multiply-add, where two places would
 // spill.
-template <bool kAdd, std::size_t kVectors, class D>
+template <std::size_t kVectors, class D>
 HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const float* samples, float* out,
-                        std::size_t count) {
+                        std::size_t count, bool adds) {
   constexpr std::size_t kLanes = hn::MaxLanes(D());
   constexpr std::size_t kPlaces = kLanes <= 4 ? 1 : kVectors <= 2 ? 4 : 2;
   const float* end = samples + tapCount - 1 + count;
@@ -304,21 +304,23 @@ HWY_INLINE void FirTile(D d, const float* taps, std::size_t tapCount, const floa
     float* to = out + v * kLanes;
     const std::size_t wanted = count - v * kLanes;
     if (wanted >= kLanes) {
-      hn::StoreU(kAdd ? hn::Add(result[v], hn::LoadU(d, to)) : result[v], d, to);
+      hn::StoreU(adds ? hn::Add(result[v], hn::LoadU(d, to)) : result[v], d, to);
     } else {
       HWY_ALIGN float lanes[kLanes];
       hn::Store(result[v], d, lanes);
-      for (std::size_t i = 0; i < wanted; ++i) to[i] = kAdd ? to[i] + lanes[i] : lanes[i];
+      for (std::size_t i = 0; i < wanted; ++i) to[i] = adds ? to[i] + lanes[i] : lanes[i];
     }
   }
 }
 
-template <bool kAdd, std::size_t kLanes>
+constexpr std::size_t kWidest = hn::MaxLanes(hn::ScalableTag<float>());
+
+template <std::size_t kLanes>
 HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* samples, float* out,
-                       std::size_t count) {
+                       std::size_t count, bool adds) {
   const hn::CappedTag<float, kLanes> d;
   if (count < kLanes) {
-    if constexpr (kLanes > 1) FirRun<kAdd, kLanes / 2>(taps, tapCount, samples, out, count);
+    if constexpr (kLanes > 1) FirRun<kLanes / 2>(taps, tapCount, samples, out, count, adds);
     return;
   }
   // Whole tiles of four vectors, then what is left, rounded up to a tile. Save for vectors of eight, lanes
@@ -326,28 +328,37 @@ HWY_INLINE void FirRun(const float* taps, std::size_t tapCount, const float* sam
   std::size_t i = 0;
   while (i < count) {
     const std::size_t wanted = count - i;
-    if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
-      FirTile<kAdd, 4>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 4 * kLanes));
-      i += 4 * kLanes;
-    } else if (wanted > kLanes) {
-      FirTile<kAdd, 2>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 2 * kLanes));
+    if constexpr (kLanes == kWidest) {  // narrower ones have less than two vectors to write
+      if (wanted > 2 * kLanes && (kLanes != 8 || wanted >= 4 * kLanes)) {
+        FirTile<4>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 4 * kLanes), adds);
+        i += 4 * kLanes;
+        continue;
+      }
+    }
+    if (wanted > kLanes) {
+      FirTile<2>(d, taps, tapCount, samples + i, out + i, std::min(wanted, 2 * kLanes), adds);
       i += 2 * kLanes;
     } else {
-      FirTile<kAdd, 1>(d, taps, tapCount, samples + i, out + i, wanted);
+      FirTile<1>(d, taps, tapCount, samples + i, out + i, wanted, adds);
       return;
     }
   }
 }
 
-constexpr std::size_t kWidest = hn::MaxLanes(hn::ScalableTag<float>());
+// One body for both: a tile asks once what to do with its result, which costs nothing beside its taps, and
+// the tiles of all widths are most of what this file takes to compile.
+HWY_NOINLINE void FirEither(const float* taps, std::size_t tapCount, const float* samples, float* out,
+                            std::size_t count, bool adds) {
+  FirRun<kWidest>(taps, tapCount, samples, out, count, adds);
+}
 
 void FirKernel(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count) {
-  FirRun<false, kWidest>(taps, tapCount, samples, out, count);
+  FirEither(taps, tapCount, samples, out, count, false);
 }
 
 void FirAddKernel(const float* taps, std::size_t tapCount, const float* samples, float* out,
                   std::size_t count) {
-  FirRun<true, kWidest>(taps, tapCount, samples, out, count);
+  FirEither(taps, tapCount, samples, out, count, true);
 }
 
 }  // namespace
