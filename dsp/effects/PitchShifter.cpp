@@ -61,6 +61,7 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   heads.delaysB = delaysB.data();
   heads.gainsA = gainsA.data();
   heads.gainsB = gainsB.data();
+  heads.way = {};
   levelSemitones = levelPreDelays = 0;
   pitchSmoother.Setup(1, sampleRate);
   widthSmoother.Setup(1, sampleRate);
@@ -126,6 +127,7 @@ uint32_t PitchShifter::DoProcess(ProcessContext& context) {
     RunSettled(context);
     return 1;
   }
+  ShowWay();
   AdvancePhase(count);
   ComputeHeads(count);
   PlaceHeads(count);
@@ -185,6 +187,8 @@ void PitchShifter::RunSettled(ProcessContext& context) {
            .semitones = semitones[0],
            .spraySize = spraySize,
            .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
+  // What a shorter block doesn't overwrite must be there.
+  if (context.sampleCount < heads.way.count) ShowWay();
   if (shared == nullptr) loop(&own, 1, context.sampleCount);
 }
 
@@ -219,6 +223,19 @@ void PitchShifter::RampGrain(const GrainShape& from, const GrainShape& to, uint3
     lengthAims[i] = from.length + k * lengthStep;
     rates[i] = from.rate + k * rateStep;
   }
+}
+
+// The loops of settled blocks leave this to the few that look at where the heads were.
+void PitchShifter::ShowWay() {
+  const ShifterWay way = std::exchange(heads.way, {});
+  float p = way.phase;
+  for (uint32_t i = 0; i < way.count; ++i) {
+    p += way.step;
+    if (!(std::fabs(p) < 1.0f)) p = Fraction(p);
+    phases[i] = p;
+    widths[i] = way.width;
+  }
+  ComputeHeads(way.count);
 }
 
 void PitchShifter::AdvancePhase(uint32_t count) {

@@ -61,6 +61,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   void SnapInterval(float semitonesNow);
   void UpdateGrain(uint32_t count);
   void RampGrain(const GrainShape& from, const GrainShape& to, uint32_t count);
+  void ShowWay();
   void AdvancePhase(uint32_t count);
   void ComputeHeads(uint32_t count);
   void PlaceHeads(uint32_t count);

@@ -15,6 +15,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/bank/LaneFrames-inl.h"
+#include "dsp/effects/prims/VectorMath-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
@@ -95,8 +96,8 @@ void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t cou
 
 // Heads -----
 
-// Where the heads stand and how loud they are, in whole vectors; the loops are left to the compiler, which
-// knows the width. One vector in front of `delayA` belongs to the sample before.
+// Where the heads stand and how loud they are, in whole vectors. One vector in front of `delayA` belongs to
+// the sample before.
 struct HeadPlaces {
   alignas(64) float delayA[kVector + kShifterChunk];
   alignas(64) float delayB[kShifterChunk];
@@ -110,6 +111,56 @@ struct HeadRows {
   alignas(64) float sprayA[kShifterChunk];
   alignas(64) float sprayB[kShifterChunk];
 };
+
+#if HWY_TARGET != HWY_EMU128
+
+// ParabolicSine.
+HWY_INLINE LaneVector SineOf(LaneVector angle) {
+  const LaneTag d;
+  const LaneVector bend = hn::Mul(hn::Set(d, 0.40528473f), hn::Abs(angle));
+  const LaneVector y = hn::Mul(angle, hn::Sub(hn::Set(d, 1.2732395f), bend));
+  return hn::Add(y, hn::Mul(hn::Set(d, 0.225f), hn::Sub(hn::Mul(y, hn::Abs(y)), y)));
+}
+
+// 0..1, with what isn't a number left as it is.
+HWY_INLINE LaneVector HeldInRange(LaneVector x) {
+  const LaneTag d;
+  return GreaterOf(d, hn::Zero(d), LesserOf(d, hn::Set(d, 1.0f), x));
+}
+
+// HeadGain of GrainShape.h.
+template <bool kHalf>
+HWY_INLINE LaneVector GainOf(LaneVector h, LaneVector width, LaneVector narrowing, LaneVector quarterTurns) {
+  const LaneTag d;
+  const LaneVector one = hn::Set(d, 1.0f);
+  const LaneVector way = hn::Sub(one, hn::Add(h, h));
+  const LaneVector t = HeldInRange(hn::Add(hn::Mul(way, narrowing), width));
+  const LaneVector v = hn::IfThenElse(hn::Lt(t, width), t, hn::Sub(one, t));
+  const LaneVector turn = kHalf ? hn::Mul(v, hn::Set(d, 0.5f)) : hn::Div(v, quarterTurns);
+  return hn::IfThenElse(hn::Lt(v, width), SineOf(hn::Mul(hn::Set(d, 6.2831855f), turn)), one);
+}
+
+template <bool kHalf>
+void PlaceHeads(const float* HWY_RESTRICT phases, float width, HeadPlaces& places, uint32_t padded) {
+  const LaneTag d;
+  const LaneVector one = hn::Set(d, 1.0f);
+  const LaneVector crossfade = hn::Set(d, width);
+  const LaneVector narrowing = hn::Set(d, 1.0f - width);
+  const LaneVector quarterTurns = hn::Set(d, 4.0f * (width == 0.0f ? 1e-8f : width));
+  const auto fraction = [&](LaneVector x)
+                            HWY_ATTR { return hn::Sub(x, hn::ConvertTo(d, TruncateFitting(d, x))); };
+  for (uint32_t i = 0; i < padded; i += kLanes) {
+    const LaneVector phase = hn::Load(d, phases + i);
+    const LaneVector a = fraction(hn::Add(phase, one));
+    const LaneVector b = fraction(hn::Add(phase, hn::Set(d, 1.5f)));
+    hn::Store(GainOf<kHalf>(a, crossfade, narrowing, quarterTurns), d, places.gainA + i);
+    hn::Store(GainOf<kHalf>(b, crossfade, narrowing, quarterTurns), d, places.gainB + i);
+    hn::Store(HeldInRange(hn::Sub(one, a)), d, places.delayA + kVector + i);
+    hn::Store(HeldInRange(hn::Sub(one, b)), d, places.delayB + i);
+  }
+}
+
+#else
 
 template <bool kHalf>
 void PlaceHeads(const float* __restrict phases, float width, HeadPlaces& places, uint32_t padded) {
@@ -126,6 +177,8 @@ void PlaceHeads(const float* __restrict phases, float width, HeadPlaces& places,
     delayB[i] = HeadDelay(b);
   }
 }
+
+#endif
 
 // A head restarts where its delay jumps back; head B where A's passes the middle of its way.
 struct Restart {
@@ -203,14 +256,54 @@ struct Neighbours {
 HWY_INLINE Neighbours GatherPairs(const float* data, hn::Vec<DI> index) {
   const LaneTag d;
   using Wide = hn::Repartition<int64_t, LaneTag>;
-  const Wide wide;
   const hn::Half<DI> half;
-  const auto low = hn::ShiftLeft<2>(hn::PromoteTo(wide, hn::LowerHalf(half, index)));
-  const auto high = hn::ShiftLeft<2>(hn::PromoteTo(wide, hn::UpperHalf(half, index)));
-  const auto* base = reinterpret_cast<const int64_t*>(data);
-  const LaneVector first = hn::BitCast(d, hn::GatherOffset(wide, base, low));
-  const LaneVector second = hn::BitCast(d, hn::GatherOffset(wide, base, high));
+  const auto gather = [&](auto places) HWY_ATTR {
+#if HWY_CAP_GE512
+    return hn::Vec<Wide>{_mm512_i32gather_epi64(places.raw, data, 4)};
+#elif HWY_CAP_GE256
+    return hn::Vec<Wide>{_mm256_i32gather_epi64(reinterpret_cast<const long long*>(data), places.raw, 4)};
+#else
+    return hn::GatherOffset(Wide(), reinterpret_cast<const int64_t*>(data),
+                            hn::ShiftLeft<2>(hn::PromoteTo(Wide(), places)));
+#endif
+  };
+  const LaneVector first = hn::BitCast(d, gather(hn::LowerHalf(half, index)));
+  const LaneVector second = hn::BitCast(d, gather(hn::UpperHalf(half, index)));
   return {hn::ConcatEven(d, second, first), hn::ConcatOdd(d, second, first)};
+}
+
+// The same. A head that plays no faster than twice the signal's pace has all lanes' places within two
+// vectors' length, which straight loads and a permutation fetch sooner than a gather. `end` is behind the
+// last cell.
+HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t end) {
+#if HWY_CAP_GE256
+  const LaneTag d;
+  const DI di;
+  const int32_t first = hn::GetLane(index);
+  const auto offset = hn::Sub(index, hn::Set(di, first));
+  const auto fits = [&](uint32_t most) HWY_ATTR {
+    const DU du;  // where what lies in front of the first is large
+    const auto distance = hn::BitCast(du, offset);
+    return hn::AllTrue(du, hn::Eq(hn::Min(distance, hn::Set(du, most)), distance));
+  };
+  if (HWY_LIKELY(first + 2 * static_cast<int32_t>(kLanes) < end)) {
+    const float* x = data + first;
+    if (fits(kLanes - 1)) {
+      const auto lanes = hn::IndicesFromVec(d, offset);
+      return {hn::TableLookupLanes(hn::LoadU(d, x), lanes), hn::TableLookupLanes(hn::LoadU(d, x + 1), lanes)};
+    }
+#if HWY_CAP_GE512
+    if (fits(2 * kLanes - 1)) {
+      return {
+          LaneVector{_mm512_permutex2var_ps(_mm512_loadu_ps(x), offset.raw, _mm512_loadu_ps(x + 16))},
+          LaneVector{_mm512_permutex2var_ps(_mm512_loadu_ps(x + 1), offset.raw, _mm512_loadu_ps(x + 17))}};
+    }
+#endif
+  }
+#else
+  (void)end;
+#endif
+  return GatherPairs(data, index);
 }
 
 // A linear read `place` samples behind the write position that each sample of the vector meets.
@@ -219,7 +312,7 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, 
   const LaneTag d;
   const DI di;
   const DU du;
-  const auto whole = hn::ConvertTo(di, place);
+  const auto whole = TruncateFitting(d, place);
   const LaneVector frac = hn::Sub(place, hn::ConvertTo(d, whole));
   const auto size = hn::Set(du, static_cast<uint32_t>(ring.size));
   // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are
@@ -227,7 +320,7 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, 
   auto index = hn::BitCast(du, hn::Sub(hn::Add(hn::Set(di, firstIndex), hn::Load(di, kPlaces)), whole));
   index = hn::Min(index, hn::Add(index, size));
   index = hn::Min(index, hn::Sub(index, size));
-  Neighbours x = GatherPairs(ring.data, hn::BitCast(di, index));
+  Neighbours x = ReadPairs(ring.data, hn::BitCast(di, index), ring.size + 1);
   if constexpr (kZeros) {
     const auto begin = hn::Set(di, ring.zeroBegin);
     const auto end = hn::Set(di, ring.zeroEnd);
@@ -257,9 +350,9 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
     const LaneVector a =
         ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayA + kVector, rows.sprayA));
     const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayB, rows.sprayB));
-    hn::Store(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), a),
-                      hn::Mul(hn::Load(d, rows.places->gainB + i), b)),
-              d, out + i);
+    hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), a),
+                       hn::Mul(hn::Load(d, rows.places->gainB + i), b)),
+               d, out + i);
   }
 }
 
@@ -307,20 +400,24 @@ void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count)
     Touch(ring.data + ring.writeIndex + i);
     Touch(before.data + before.writeIndex + i);
   }
-  // A head walks on as fast as it plays, up to four times as fast as the signal: at most a line from touch to
-  // touch.
-  const float speed = std::fabs(1.0f + block.step * block.length);
-  const uint32_t stride = speed <= 1.0f ? kCacheLine : speed <= 2.0f ? kCacheLine / 2 : kCacheLine / 4;
-  const auto touch = [&](const float* delays, const float* sprays, uint32_t i) {
+  // A head walks on as fast as it plays, up to four times as fast as the signal.
+  const auto placeAt = [&](const float* delays, const float* sprays, uint32_t i) {
     const auto back = static_cast<int32_t>(delays[i] * block.length + sprays[i]);
-    const int32_t index = ring.writeIndex + static_cast<int32_t>(i) - back - 2;
-    Touch(ring.data + (index < 0 ? index + ring.size : index));
+    return ring.writeIndex + static_cast<int32_t>(i) - back - 2;
   };
-  for (uint32_t i = 0; i < count + stride; i += stride) {
-    const uint32_t place = std::min(i, count - 1);
-    touch(rows.places->delayA + kVector, rows.sprayA, place);
-    touch(rows.places->delayB, rows.sprayB, place);
-  }
+  constexpr auto kLine = static_cast<int32_t>(kCacheLine);
+  const auto touch = [&](const float* delays, const float* sprays) {
+    int32_t at = placeAt(delays, sprays, 0);
+    const int32_t end = placeAt(delays, sprays, count - 1) + kLine;
+    if (at < 0 && end < 0) at += ring.size;
+    // Where one restarts on the way has been asked for a chunk ago.
+    constexpr int32_t kMost = kShifterChunk / 4 + 1;
+    const int32_t way = (end - at) / kLine;
+    const int32_t lines = way >= 1 && way <= kMost ? way : kMost / 4;
+    for (int32_t line = 0; line < lines; ++line) Touch(ring.data + (at + line * kLine));
+  };
+  touch(rows.places->delayA + kVector, rows.sprayA);
+  touch(rows.places->delayB, rows.sprayB);
 }
 
 // Where a head goes that will restart within the next chunk: from far memory, its first samples would hold up
@@ -372,6 +469,7 @@ void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint
   // The chunk goes in before the heads read it: they are at least a sample behind, and far from the ring's
   // end.
   alignas(64) float buffer[kShifterChunk];
+  float* const out = block.out + done;
   block.preDelay->WriteBlock(block.in + done, count);
   const float* delayed = block.in + done;
   if (block.preDelayed > 0) {
@@ -382,15 +480,11 @@ void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint
   block.grain->WriteBlock(delayed, count);
   const DelayLine::Ring ring = block.grain->GetRing();
   if (ring.zeroBegin < ring.zeroEnd) {
-    ReadHeads<true>(ring, start, rows, block.length, buffer, padded);
+    ReadHeads<true>(ring, start, rows, block.length, padded == count ? out : buffer, padded);
   } else {
-    ReadHeads<false>(ring, start, rows, block.length, buffer, padded);
+    ReadHeads<false>(ring, start, rows, block.length, padded == count ? out : buffer, padded);
   }
-  CopyQuads(buffer, count, block.out + done);
-  CopyQuads(rows.places->delayA + kVector, count, block.heads->delaysA + done);
-  CopyQuads(rows.places->delayB, count, block.heads->delaysB + done);
-  CopyQuads(rows.places->gainA, count, block.heads->gainsA + done);
-  CopyQuads(rows.places->gainB, count, block.heads->gainsB + done);
+  if (padded != count) CopyQuads(buffer, count, out);
 }
 
 void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
@@ -401,6 +495,8 @@ void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
   for (uint32_t first = 0; first < blockCount; first += kGroup) {
     const ShifterBlock* const group = blocks + first;
     const uint32_t groupSize = std::min(kGroup, blockCount - first);
+    for (uint32_t b = 0; b < groupSize; ++b)
+      group[b].heads->way = {group[b].heads->phase, group[b].step, group[b].width, count};
     for (uint32_t done = 0; done < count; done += kShifterChunk) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
       AdvancePhases(group, groupSize, chunk, phases);

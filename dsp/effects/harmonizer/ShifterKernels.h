@@ -7,6 +7,14 @@
 
 namespace Vantora::dsp {
 
+/// Where the heads of a pitch shifter stood throughout a block, as what it takes to work that out again.
+struct ShifterWay {
+  float phase = 0.0f;  ///< in front of the first sample
+  float step = 0.0f;
+  float width = 0.0f;
+  uint32_t count = 0;  ///< samples; 0: no block
+};
+
 /// What the two heads of a pitch shifter remember from block to block, with where they stand throughout the
 /// last one.
 struct ShifterHeads {
@@ -19,6 +27,7 @@ struct ShifterHeads {
   float* delaysB = nullptr;
   float* gainsA = nullptr;
   float* gainsB = nullptr;
+  ShifterWay way;  ///< of a block that these four don't show yet
 };
 
 /// One mono block of a pitch shifter whose interval stands still.
