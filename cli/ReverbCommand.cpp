@@ -33,6 +33,7 @@ struct ReverbOptions {
 /// What is told of an impulse before it is used.
 struct ImpulseFacts {
   double seconds = 0.0;
+  size_t channels = 0;
   double energy = 0.0;  ///< sum of squares of what leads to one output, of the louder one
   /// Of four channels: what the left and what the right input sounds like on both sides.
   std::shared_ptr<dsp::Impulse> left, right;
@@ -71,6 +72,7 @@ ImpulseFacts LookAtImpulse(const std::string& path) try {
     frames += count;
   }
   facts.seconds = static_cast<double>(frames) / reader.Rate();
+  facts.channels = channels;
   facts.energy = facts.left ? std::max(energies[0] + energies[2], energies[1] + energies[3])
                             : *std::max_element(energies.begin(), energies.end());
   return facts;
@@ -112,6 +114,10 @@ void Run(const ReverbOptions& options, CommandContext& context) {
   const ImpulseFacts facts = std::filesystem::is_regular_file(options.impulse, none)
                                  ? LookAtImpulse(options.impulse)
                                  : ImpulseFacts{};
+  if (facts.channels == 3 || facts.channels > kTrueStereo) {
+    throw Failure(fmt::format("{}: has {} channels; an impulse has one, two or, for true stereo, four",
+                              options.impulse, facts.channels));
+  }
   // What is wrong with it is told once, and not of every input.
   dsp::Impulse probe;
   std::string problem;

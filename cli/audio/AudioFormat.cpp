@@ -1,7 +1,6 @@
 #include "cli/audio/AudioFormat.h"
 
 #include <fmt/format.h>
-#include <sndfile.h>
 
 #include <algorithm>
 #include <array>
@@ -163,6 +162,14 @@ SampleFormat SampleFormatOf(int code) {
     default:
       return SampleFormat::kPcm24;
   }
+}
+
+std::string SndFileReason(SNDFILE* file) {
+  std::string text = sf_strerror(file);
+  constexpr std::string_view kBeginning = "Error : ";
+  if (text.starts_with(kBeginning)) text.erase(0, kBeginning.size());
+  while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
+  return text;
 }
 
 }  // namespace Vantora::cli

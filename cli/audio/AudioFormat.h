@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sndfile.h>
+
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -49,5 +51,9 @@ AudioFormat ChooseOutputFormat(const std::filesystem::path& path, const std::str
 /// The sample format that keeps what a file with libsndfile's format word `code` holds: 16 bit for 8 and 16,
 /// 24 bit for lossy files, float for double.
 SampleFormat SampleFormatOf(int code);
+
+/// What libsndfile says of its last error with `file` (null: of opening one), without its own beginning and end
+/// of a sentence.
+std::string SndFileReason(SNDFILE* file);
 
 }  // namespace Vantora::cli

@@ -43,15 +43,6 @@ class QuietStandardError {
   int kept;
 };
 
-/// What libsndfile says of an error, without its own beginning and end of a sentence.
-std::string Reason(SNDFILE* file) {
-  std::string text = sf_strerror(file);
-  constexpr std::string_view kBeginning = "Error : ";
-  if (text.starts_with(kBeginning)) text.erase(0, kBeginning.size());
-  while (!text.empty() && (text.back() == '.' || text.back() == ' ')) text.pop_back();
-  return text;
-}
-
 }  // namespace
 
 RawLayout ParseRawLayout(const std::string& text) {
@@ -92,7 +83,7 @@ AudioReader::AudioReader(std::string filePath, const std::optional<RawLayout>& r
   if (!file) {
     const std::string hint =
         (path == "-" || watched) && !raw ? fmt::format(" ({})", kTakenFromPipes) : std::string();
-    throw Failure(fmt::format("{}: not an audio file I can read: {}{}", name, Reason(nullptr), hint));
+    throw Failure(fmt::format("{}: not an audio file I can read: {}{}", name, SndFileReason(nullptr), hint));
   }
   // Float files may go beyond full scale; integers are
   // divided by their full scale, so they come back exactly.
@@ -182,7 +173,7 @@ void AudioReader::SkipTo(uint64_t frame) {
   if (info.seekable != 0) {
     const auto target = std::min<sf_count_t>(static_cast<sf_count_t>(frame), info.frames);
     if (sf_seek(file.get(), target, SEEK_SET) < 0) {
-      throw Failure(fmt::format("{}: can't go to frame {}: {}", name, frame, sf_strerror(file.get())));
+      throw Failure(fmt::format("{}: can't go to frame {}: {}", name, frame, SndFileReason(file.get())));
     }
     position = static_cast<uint64_t>(target);
     return;
@@ -205,7 +196,7 @@ uint64_t AudioReader::Read(float* interleaved, uint64_t frames) {
   if (count < frames && !takesDamaged) {
     if (sf_error(file.get()) != SF_ERR_NO_ERROR) {
       // For MP3 the library knows no more than that something is wrong.
-      const std::string reason = kind == SF_FORMAT_MPEG ? "" : ": " + Reason(file.get());
+      const std::string reason = kind == SF_FORMAT_MPEG ? "" : ": " + SndFileReason(file.get());
       throw Failure(fmt::format("{}: damaged after {:.3f} s{}; --damaged takes what is there", name,
                                 static_cast<double>(position) / info.samplerate, reason));
     }

@@ -91,7 +91,7 @@ void AudioWriter::OpenFile() {
   output.emplace(pending->Descriptor(), false);
   SF_VIRTUAL_IO calls = OutputFile::Calls();
   file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &*output));
-  if (!file) Fail(sf_strerror(nullptr));
+  if (!file) Fail(SndFileReason(nullptr));
   // The peak chunk holds a time stamp.
   sf_command(file.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   // Where the bound turns out too high, the header becomes a plain WAV's after all.
@@ -118,7 +118,7 @@ void AudioWriter::OpenStream(int descriptor) {
   SF_INFO info{0, settings.rate, settings.channels, samples.Code(), 0, 0};
   SF_VIRTUAL_IO calls = OutputFile::Calls();
   file.reset(sf_open_virtual(&calls, SFM_WRITE, &info, &*output));
-  if (!file) Fail(sf_strerror(nullptr));
+  if (!file) Fail(SndFileReason(nullptr));
 }
 
 void AudioWriter::MendStreamHeader() {
@@ -162,7 +162,7 @@ void AudioWriter::Write(const float* interleaved, uint64_t frames) {
       Quantise(from, count * channels);
       done = sf_writef_int(file.get(), integers.data(), static_cast<sf_count_t>(count));
     }
-    if (done != static_cast<sf_count_t>(count) || output->Error() != 0) Fail(sf_strerror(file.get()));
+    if (done != static_cast<sf_count_t>(count) || output->Error() != 0) Fail(SndFileReason(file.get()));
     at += count;
   }
   written += frames;

@@ -78,7 +78,8 @@ TEST(RenderRefusals, OutputsThatCannotBe) {
   ExpectRefused(here, "render in.wav out.xyz", 2, "ending");
   ExpectRefused(here, "render in.wav out", 2, "ending");
   ExpectRefused(here, "render in.wav out.flac -f float", 2, "can't hold");
-  ExpectRefused(here, "render in.wav out.opus --raw-input 44100,2,float", 1, "opus");
+  ExpectRefused(here, "render in.wav out.opus --raw-input 44100,2,float", 1,
+                "out.opus: can't write: Opus only supports");
   ExpectRefused(here, "render in.wav", 2, "output");
   ExpectRefused(here, "render in.wav in.wav out.wav", 2, "folder");
   EXPECT_EQ(ReadBytes(here / "there.wav"), "precious");

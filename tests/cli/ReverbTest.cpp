@@ -119,12 +119,13 @@ TEST(Reverb, SaysWhichImpulseItCannotUseAndWhy) {
   WriteAudio(here / "nan.wav", Echoes({{5, std::numeric_limits<float>::quiet_NaN()}}));
   WriteBytes(here / "text.wav", "nothing to hear");
   ASSERT_EQ(here.Shell("mkdir folder && ln -s gone.wav link.wav").status, 0);
-  for (const auto& [impulse, reason] : {std::pair{"three.wav", "has 3 channels"},
-                                        {"nan.wav", "not finite"},
-                                        {"text.wav", "text.wav: "},
-                                        {"folder", "is a directory"},
-                                        {"link.wav", "No such file"},
-                                        {"none.wav", "No such file"}}) {
+  for (const auto& [impulse, reason] :
+       {std::pair{"three.wav", "has 3 channels; an impulse has one, two or, for true stereo, four"},
+        {"nan.wav", "not finite"},
+        {"text.wav", "text.wav: "},
+        {"folder", "is a directory"},
+        {"link.wav", "No such file"},
+        {"none.wav", "No such file"}}) {
     const Outcome run = here.Prismel(std::string("reverb in.wav out.wav -i ") + impulse);
     EXPECT_EQ(run.status, 1) << impulse;
     EXPECT_THAT(run.err, HasSubstr(std::string(impulse) + ": "));
