@@ -52,8 +52,8 @@ AudioFormat ChooseOutputFormat(const std::filesystem::path& path, const std::str
 /// 24 bit for lossy files, float for double.
 SampleFormat SampleFormatOf(int code);
 
-/// What libsndfile says of its last error with `file` (null: of opening one), without its own beginning and end
-/// of a sentence.
+/// What libsndfile says of its last error with `file` (null: of opening one), without its own beginning and
+/// end of a sentence.
 std::string SndFileReason(SNDFILE* file);
 
 }  // namespace Vantora::cli
