@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "basictools/math/HoldBetween.h"
 #include "basictools/math/WholeQuads.h"
 
 namespace Vantora::dsp {
@@ -14,8 +15,7 @@ using MappingTools::MakePotardMapping;
 
 constexpr uint32_t kUnusedByCurves = 0xFFFFFFFFu;
 
-// fmin and fmax, not std::clamp: NaN must end on a bound.
-float ClampPosition(float x) { return std::fmin(std::fmax(x, 0.0f), 1.0f); }
+float ClampPosition(float x) { return HoldBetween(x, 0.0f, 1.0f); }
 
 }  // namespace
 

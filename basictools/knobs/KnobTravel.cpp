@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "basictools/math/HoldBetween.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 
 namespace Vantora::Knobs {
@@ -10,8 +11,7 @@ namespace {
 
 constexpr uint32_t kUnusedByCurves = 0xFFFFFFFFu;
 
-// fmin and fmax, not std::clamp: NaN must end on a bound.
-float ClampPosition(float x) { return std::fmin(std::fmax(x, 0.0f), 1.0f); }
+float ClampPosition(float x) { return HoldBetween(x, 0.0f, 1.0f); }
 
 }  // namespace
 
@@ -40,7 +40,7 @@ float Travel::ToPosition(const MappingTools::PotardMappingHolder& curve, float v
     const float low = std::min(curve.min, curve.max);
     const float high = std::max(curve.min, curve.max);
     const float range = curve.max - curve.min;
-    y = range != 0.0f ? (std::fmin(std::fmax(value, low), high) - curve.min) / range : 0.0f;
+    y = range != 0.0f ? (HoldBetween(value, low, high) - curve.min) / range : 0.0f;
   }
   const float x = curve.ToPosition(y);
   return ClampPosition(curve.reversed ? 1.0f - x : x);

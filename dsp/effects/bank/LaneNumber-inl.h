@@ -45,12 +45,20 @@ struct MaskPair {
   M low, high;
 };
 
-template <typename N>
-HWY_INLINE NumberPair<N> PairOf(N low, N high) {
+template <typename D>
+HWY_INLINE MaskPair<LaneMask<D>> PairOf(LaneMask<D> low, LaneMask<D> high) {
   return {low, high};
 }
 template <typename D>
-HWY_INLINE MaskPair<LaneMask<D>> PairOf(LaneMask<D> low, LaneMask<D> high) {
+HWY_INLINE NumberPair<LaneNumber<D>> PairOf(LaneNumber<D> low, LaneNumber<D> high) {
+  return {low, high};
+}
+template <typename N>
+HWY_INLINE NumberPair<NumberPair<N>> PairOf(NumberPair<N> low, NumberPair<N> high) {
+  return {low, high};
+}
+template <typename M>
+HWY_INLINE MaskPair<MaskPair<M>> PairOf(MaskPair<M> low, MaskPair<M> high) {
   return {low, high};
 }
 
@@ -221,6 +229,34 @@ HWY_INLINE LaneNumber<D> MantissaOf(LaneNumber<D> x) {
   return {hn::BitCast(D(), hn::Or(bits, hn::Set(di, 0x3F000000)))};
 }
 
+// 2 to the power of a whole number, within what normal numbers hold.
+HWY_INLINE float PowerOfTwo(float whole) { return BitCast<float>((static_cast<int32_t>(whole) + 127) << 23); }
+template <typename D>
+HWY_INLINE LaneNumber<D> PowerOfTwo(LaneNumber<D> whole) {
+  const hn::RebindToSigned<D> di;
+  return {hn::BitCast(D(), hn::ShiftLeft<23>(hn::Add(TruncateFitting(D(), whole.v), hn::Set(di, 127))))};
+}
+
+// The exponent that goes with the mantissa, of a number from 0 on.
+HWY_INLINE float ExponentOf(float x) { return static_cast<float>((BitCast<int32_t>(x) >> 23) - 126); }
+template <typename D>
+HWY_INLINE LaneNumber<D> ExponentOf(LaneNumber<D> x) {
+  const hn::RebindToSigned<D> di;
+  const auto exponent = hn::Sub(hn::ShiftRight<23>(hn::BitCast(di, x.v)), hn::Set(di, 126));
+  return {hn::ConvertTo(D(), exponent)};
+}
+
+#define PRISMEL_PAIR_FUNCTION(Function)                \
+  template <typename N>                                \
+  HWY_INLINE NumberPair<N> Function(NumberPair<N> x) { \
+    return {Function(x.low), Function(x.high)};        \
+  }
+PRISMEL_PAIR_FUNCTION(Whole)
+PRISMEL_PAIR_FUNCTION(MantissaOf)
+PRISMEL_PAIR_FUNCTION(PowerOfTwo)
+PRISMEL_PAIR_FUNCTION(ExponentOf)
+#undef PRISMEL_PAIR_FUNCTION
+
 // x times 2 to the power of a whole number.
 HWY_INLINE float TimesPowerOfTwo(float x, float whole) {
   return BitCast<float>(BitCast<uint32_t>(x) + (static_cast<uint32_t>(static_cast<int32_t>(whole)) << 23));
@@ -252,6 +288,42 @@ HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to, uint32_t count) {
   } else {
     hn::BlendedStore(x.v, hn::FirstN(D(), count), D(), to);
   }
+}
+
+// As many samples as the number has lanes, one behind the other.
+template <typename T>
+HWY_INLINE T LoadAll(const float* from) {
+  if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;
+    return {LoadAll<Half>(from), LoadAll<Half>(from + LanesOf<Half>::kCount)};
+  } else {
+    return LoadNumber<T>(from, LanesOf<T>::kCount);
+  }
+}
+template <typename T>
+HWY_INLINE void StoreAll(T x, float* to) {
+  if constexpr (kIsPair<T>) {
+    StoreAll(x.low, to);
+    StoreAll(x.high, to + LanesOf<typename LanesOf<T>::Half>::kCount);
+  } else {
+    StoreNumber(x, to, LanesOf<T>::kCount);
+  }
+}
+
+// to = formula(from, to) throughout whole vectors of any machine, two at a time: what waits for one works on
+// the other.
+template <typename Formula>
+HWY_INLINE void ForAllPlaces(const float* from, float* to, uint32_t count, Formula formula) {
+  const auto apply = [&]<typename T>(uint32_t i)
+                         HWY_ATTR { StoreAll(formula(LoadAll<T>(from + i), LoadAll<T>(to + i)), to + i); };
+  uint32_t i = 0;
+#if HWY_TARGET != HWY_EMU128
+  using One = LaneNumber<ManyLanes>;
+  constexpr uint32_t kOne = LanesOf<One>::kCount;
+  for (; i + 2 * kOne <= count; i += 2 * kOne) apply.template operator()<NumberPair<One>>(i);
+  for (; i + kOne <= count; i += kOne) apply.template operator()<One>(i);
+#endif
+  for (; i < count; ++i) apply.template operator()<float>(i);
 }
 
 // Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of

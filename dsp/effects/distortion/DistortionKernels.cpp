@@ -15,6 +15,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "dsp/effects/distortion/ExpLog-inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
 namespace {
@@ -57,14 +59,8 @@ float Peak(const float* HWY_RESTRICT data, uint32_t count) {
 constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
 
 void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i) gain[i] = ExpFloat4(dB[i] * kNepersPerDb);
-}
-
-// to = formula(from, to), sample by sample.
-template <typename Formula>
-HWY_INLINE void Apply(const float* HWY_RESTRICT from, float* HWY_RESTRICT to, uint32_t count,
-                      Formula formula) {
-  for (uint32_t i = 0; i < count; ++i) to[i] = formula(from[i], to[i]);
+  ForAllPlaces(dB, gain, count,
+               [](auto x, auto) HWY_ATTR { return ExpOf(x * Number<decltype(x)>(kNepersPerDb)); });
 }
 
 // Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
@@ -72,19 +68,20 @@ HWY_INLINE void Apply(const float* HWY_RESTRICT from, float* HWY_RESTRICT to, ui
 void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
   const auto apply = [&](auto from, float* FoldGains::*to, auto formula) HWY_ATTR {
     for (const FoldGains* b = blocks; b < blocks + blockCount; ++b)
-      Apply(b->*from, b->*to, WholeVectors(b->different), formula);  // the buffers have room
+      ForAllPlaces(b->*from, b->*to, WholeVectors(b->different), formula);  // the buffers have room
   };
   apply(&FoldGains::dB, &FoldGains::gain,
-        [](float dB, float) HWY_ATTR { return ExpFloat4(dB * kNepersPerDb); });
+        [](auto dB, auto) HWY_ATTR { return ExpOf(dB * Number<decltype(dB)>(kNepersPerDb)); });
   // The fourth root, in the steps of PowFloat4.
   apply(&FoldGains::gain, &FoldGains::root,
-        [](float gain, float) HWY_ATTR { return LogFloat4(gain) * 0.25f; });
-  apply(&FoldGains::gain, &FoldGains::root,
-        [](float gain, float power) HWY_ATTR { return Choose(gain > 0.0f, ExpFloat4(power), 0.0f); });
+        [](auto gain, auto) HWY_ATTR { return LogOf(gain) * Number<decltype(gain)>(0.25f); });
+  apply(&FoldGains::gain, &FoldGains::root, [](auto gain, auto power) HWY_ATTR {
+    return OrZero(gain > Number<decltype(gain)>(0.0f), ExpOf(power));
+  });
   // A drive so low that g is 0 is silence, not 0 times infinity.
-  apply(&FoldGains::root, &FoldGains::inverse, [](float root, float) HWY_ATTR {
-    const float reciprocal = 1.0f / root;
-    return Choose(root > 0.0f, reciprocal, 0.0f);
+  apply(&FoldGains::root, &FoldGains::inverse, [](auto root, auto) HWY_ATTR {
+    using T = decltype(root);
+    return OrZero(root > Number<T>(0.0f), Number<T>(1.0f) / root);
   });
   for (const FoldGains* b = blocks; b < blocks + blockCount; ++b) {
     if (b->different < b->count) {
