@@ -100,6 +100,7 @@ bool ClapPlugin::Activate(double rate) {
   }
   sampleRate = rate;
   told.fill(-1.0f);
+  toldRevision = ~uint64_t{0};
   const uint32_t latency = core.LatencyAt(rate);
   if (latency != toldLatency && hostLatency != nullptr) hostLatency->changed(host);
   toldLatency = latency;
@@ -203,7 +204,8 @@ void ClapPlugin::SendEvents(const clap_output_events_t* out, bool withReadOuts) 
     for (size_t i = 0; i < list.WritableCount(); ++i)
       SendValue(out, list.IndexAt(i), core.Value(list.IndexAt(i)));
   }
-  if (!withReadOuts) return;
+  if (!withReadOuts || core.LiveRevision() == toldRevision) return;
+  toldRevision = core.LiveRevision();
   for (size_t i = list.WritableCount(); i < list.Size(); ++i) {
     const uint32_t index = list.IndexAt(i);
     const float position = core.Value(index);

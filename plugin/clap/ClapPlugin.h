@@ -81,6 +81,7 @@ class ClapPlugin final : public HostLink {
   ShellCore core;
   OutgoingEvents outgoing;
   Positions told{};           // read-outs, as told to the host
+  uint64_t toldRevision = 0;  // of the core's read-outs then
   bool isInHostCall = false;  // main thread: the host knows what it is doing
   uint32_t toldLatency = 0;
 };

@@ -24,7 +24,9 @@ class OutgoingEvents {
     if (!queue.Push(event)) overflow.store(true, std::memory_order_release);
   }
   bool Pop(Event& event) { return queue.Pop(event); }
-  bool TakeOverflow() { return overflow.exchange(false, std::memory_order_acquire); }
+  bool TakeOverflow() {
+    return overflow.load(std::memory_order_relaxed) && overflow.exchange(false, std::memory_order_acquire);
+  }
 
  private:
   host::BoundedQueue<Event> queue{1024};

@@ -88,7 +88,10 @@ struct ShellCore::Parts {
 
   uint32_t variation = 0;
   double windowScale = 1.0;
-  uint32_t toldTail = 0;  // audio thread's: value of "FXType" that the host's tail stands for
+  const uint32_t effectIndex = Named("Prismel_FXType").Index();
+  // Audio thread's: value and position of "FXType" that the host's tail stands for.
+  uint32_t toldTail = 0;
+  float toldTailPosition = -1.0f;
 
   /// The processors of this instance. Where PRISMEL_LIBRARY can't be loaded, says so and takes the one linked
   /// in.
@@ -238,6 +241,9 @@ uint32_t ShellCore::TailAt(double sampleRate) const {
 }
 
 bool ShellCore::TakeTailChange() {
+  const float position = parts->values.Get(parts->effectIndex);
+  if (position == parts->toldTailPosition) return false;
+  parts->toldTailPosition = position;
   const auto isEndless = [](uint32_t effect) { return effect == 2 || effect == 5; };
   const uint32_t effect = parts->EffectStep();
   return isEndless(std::exchange(parts->toldTail, effect)) != isEndless(effect);

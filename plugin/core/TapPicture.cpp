@@ -19,7 +19,7 @@ TapPicture::TapPicture()
 }
 
 void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
-  constexpr double kStepSeconds = 0.012;  // below a frame of a quick screen
+  constexpr double kStepSeconds = 0.016;  // below a frame of the window
   const double blockSeconds = blockSize / sampleRate;
   stepBlocks = std::max(1u, static_cast<uint32_t>(kStepSeconds / blockSeconds));
   stepSeconds = stepBlocks * blockSeconds;

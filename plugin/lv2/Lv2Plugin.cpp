@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/BitCast.h"
 #include "host/ParameterTable.h"
 #include "plugin/core/OrElse.h"
 #include "plugin/core/ShellCore.h"
@@ -35,6 +36,9 @@ class Lv2Plugin final : public Lv2Instance {
     const HostParameters& list = HostParameters::Get();
     ports.assign(numbers.firstParameter + list.Size(), nullptr);
     seen.assign(list.WritableCount(), 0.0f);
+    for (uint32_t i = 0; i < seen.size(); ++i) Connect(numbers.firstParameter + i, nullptr);
+    readOuts.assign(list.Size() - list.WritableCount(), 0.0f);
+    latency = static_cast<float>(core.LatencyAt(sampleRate));
     if (map == nullptr) return;
     const auto id = [&](const char* uri) { return map->map(map->handle, uri); };
     urids = {id(LV2_ATOM__String),         id(LV2_ATOM__Object),  id(LV2_ATOM__Blank), id(LV2_TIME__Position),
@@ -44,7 +48,11 @@ class Lv2Plugin final : public Lv2Instance {
   }
 
   void Connect(uint32_t port, void* data) {
-    if (port < ports.size()) ports[port] = data;
+    if (port >= ports.size()) return;
+    ports[port] = data;
+    // A knob that isn't connected is compared with itself and never moves.
+    const uint32_t knob = port - numbers.firstParameter;
+    if (data == nullptr && port >= numbers.firstParameter && knob < seen.size()) ports[port] = &seen[knob];
   }
 
   void Activate() {
@@ -145,10 +153,16 @@ class Lv2Plugin final : public Lv2Instance {
   }
 
   void ReadPorts() {
+    void* const* const knobs = ports.data() + numbers.firstParameter;
+    uint32_t moved = isFirstRun ? 1 : 0;  // nearly always none: no branch for each
+    for (size_t i = 0; i < seen.size(); ++i) {
+      moved |= BitCast<uint32_t>(*static_cast<const float*>(knobs[i])) ^ BitCast<uint32_t>(seen[i]);
+    }
+    if (moved == 0) return;
     const HostParameters& list = HostParameters::Get();
     for (size_t i = 0; i < seen.size(); ++i) {
-      const auto* port = static_cast<const float*>(ports[numbers.firstParameter + i]);
-      if (port == nullptr || (*port == seen[i] && !isFirstRun)) continue;
+      const auto* port = static_cast<const float*>(knobs[i]);
+      if (port == &seen[i] || (*port == seen[i] && !isFirstRun)) continue;
       seen[i] = *port;
       const host::Parameter& parameter = list.At(i);
       // The port says what is set already: a restored state or the window set it, with more digits than a
@@ -160,14 +174,19 @@ class Lv2Plugin final : public Lv2Instance {
   }
 
   void WritePorts() {
-    const HostParameters& list = HostParameters::Get();
-    for (size_t i = list.WritableCount(); i < list.Size(); ++i) {
-      auto* port = static_cast<float*>(ports[numbers.firstParameter + i]);
-      if (port != nullptr) *port = list.At(i).ToValue(core.Value(list.IndexAt(i)));
+    if (const uint64_t revision = core.LiveRevision(); revision != readOutRevision) {
+      readOutRevision = revision;
+      const HostParameters& list = HostParameters::Get();
+      for (size_t i = 0; i < readOuts.size(); ++i) {
+        const size_t place = list.WritableCount() + i;
+        readOuts[i] = list.At(place).ToValue(core.Value(list.IndexAt(place)));
+      }
     }
-    if (auto* latency = static_cast<float*>(ports[numbers.latency])) {
-      *latency = static_cast<float>(core.LatencyAt(sampleRate));
+    void* const* const readOutPorts = ports.data() + numbers.firstParameter + seen.size();
+    for (size_t i = 0; i < readOuts.size(); ++i) {
+      if (auto* port = static_cast<float*>(readOutPorts[i])) *port = readOuts[i];
     }
+    if (auto* port = static_cast<float*>(ports[numbers.latency])) *port = latency;
   }
 
   const Lv2Variant& variant;
@@ -177,7 +196,10 @@ class Lv2Plugin final : public Lv2Instance {
   Urids urids{};
   ShellCore core;
   std::vector<void*> ports;
-  std::vector<float> seen;  // the written ports' last values
+  std::vector<float> seen;                  // the written ports' last values
+  std::vector<float> readOuts;              // values for the ports that the effect writes
+  uint64_t readOutRevision = ~uint64_t{0};  // of the core's read-outs when these were taken
+  float latency = 0.0f;                     // samples
   bool isFirstRun = true;
   HostTime song;  // tempo and motion as told last; the position once
   bool isSongNew = false;

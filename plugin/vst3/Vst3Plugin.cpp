@@ -128,6 +128,7 @@ v3_result Vst3Plugin::SetActive(bool isActive) {
     return V3_INTERNAL_ERR;
   }
   told.fill(-1.0f);
+  toldRevision = ~uint64_t{0};
   resetWanted.store(false, std::memory_order_relaxed);
   return V3_OK;
 }
@@ -160,7 +161,8 @@ v3_result Vst3Plugin::GetState(v3_bstream** stream) {
 
 v3_result Vst3Plugin::Process(v3_process_data& data) {
   if (!core.IsActive() || data.symbolic_sample_size != V3_SAMPLE_32) return V3_INVALID_ARG;
-  if (resetWanted.exchange(false, std::memory_order_acquire)) core.Reset();
+  if (resetWanted.load(std::memory_order_relaxed) && resetWanted.exchange(false, std::memory_order_acquire))
+    core.Reset();
   core.SetOffline(isOffline || data.process_mode == V3_OFFLINE);
   core.SetTime(TimeOf(data.ctx));
   if (data.input_params != nullptr) TakePoints(data.input_params);
@@ -215,11 +217,14 @@ void Vst3Plugin::SendPoints(v3_param_changes** changes) {
     if (queue != nullptr) v3_cpp_obj(queue)->add_point(queue, 0, position, &place);
   };
   const HostParameters& list = HostParameters::Get();
-  if (tellAll.exchange(false, std::memory_order_acquire)) {
+  // A look before the exchange, which writes to memory that two threads share.
+  if (tellAll.load(std::memory_order_relaxed) && tellAll.exchange(false, std::memory_order_acquire)) {
     for (size_t i = 0; i < list.WritableCount(); ++i) {
       send(list.At(i).Id(), static_cast<double>(core.Value(list.IndexAt(i))));
     }
   }
+  if (core.LiveRevision() == toldRevision) return;
+  toldRevision = core.LiveRevision();
   for (size_t i = list.WritableCount(); i < list.Size(); ++i) {
     const uint32_t index = list.IndexAt(i);
     const float position = core.Value(index);

@@ -77,6 +77,7 @@ class Vst3Plugin final : public HostLink {
   ShellCore core;
   std::atomic<bool> tellAll{false};  // the host doesn't know the values
   Positions told{};                  // read-outs, as told
+  uint64_t toldRevision = 0;         // of the core's read-outs then
 };
 
 /// UTF-16 as VST3 wants it, at most 127 units.

@@ -329,7 +329,7 @@ TEST(PluginCore, ThePictureOfTheTapsIsWhereTheTapsAre) {
       const auto peak = std::max_element(heard[side].begin(), heard[side].end(),
                                          [](float a, float b) { return std::abs(a) < std::abs(b); });
       const double heardMs = static_cast<double>(peak - heard[side].begin()) / 48.0;
-      EXPECT_NEAR(view.tapMs[side][0], heardMs, 0.15) << pulses;  // steps of 12 ms
+      EXPECT_NEAR(view.tapMs[side][0], heardMs, 0.15) << pulses;  // steps of 16 ms
       ++checked;
     }
     EXPECT_EQ(view.activeVoices, 1u);
