@@ -29,7 +29,7 @@ class Choice : public Widget {
   Cursor CursorAt(Point) const override { return Cursor::kHand; }
   bool TakesFocus() const override { return true; }
   bool Strike(const Stroke& stroke) override;
-  std::string Tip(Point) const override { return ParameterTip(parameters.front()); }
+  std::string Tip(Point) const override { return ParameterTip(desk, parameters.front()); }
   uint64_t Picture() const override { return static_cast<uint64_t>(hovered + 1); }
 
  private:

@@ -251,7 +251,7 @@ void Face::BuildLevels() {
                  "Output level\nThe voices, in front of the final gain, in dBFS. Click to let the peak go.",
                  [this] { return live.outputDb; });
   Add<FilterCurve>({inner.x, inner.y + 158.0f, inner.w, 92.0f});
-  const Rect row{inner.x - 6.0f, inner.Bottom() - kKnobHeight + 2.0f, inner.w + 12.0f, kKnobHeight};
+  const Rect row{inner.x - 11.0f, inner.Bottom() - kKnobHeight + 2.0f, inner.w + 22.0f, kKnobHeight};
   const auto small = [&](int column, const char* parameter, const char* name, bool isBipolar) {
     return Add<Knob>(row.Column(column, 4, 2.0f), ParameterList{Named(parameter).Index()},
                      Knob::Look{kSmallKnob, name, isBipolar, false});
@@ -287,12 +287,12 @@ void Face::BuildLfo() {
                      Knob::Look{46.0f, name, isBipolar, false});
   };
   parts->rate = knob(inner.x + 384.0f, 76.0f, "LFO_RateUnSynced", "Rate", false);
-  parts->wave = Add<WaveView>({inner.x + 468.0f, inner.y + 4.0f, 212.0f, 116.0f});
-  const float right = inner.x + 688.0f;
-  knob(right, 50.0f, "LFO_PhaseInit", "Start", false);
-  knob(right + 52.0f, 50.0f, "LFO_Swing", "Swing", false);
-  parts->toPrismelion = knob(right + 110.0f, 72.0f, "LFOPrismelAmount", "to Prismelion", true);
-  parts->toPrimary = knob(right + 186.0f, 62.0f, "LFOPrimaryAmount", "to Pitch", true);
+  parts->wave = Add<WaveView>({inner.x + 468.0f, inner.y + 4.0f, 196.0f, 116.0f});
+  const float right = inner.x + 672.0f;
+  knob(right, 58.0f, "LFO_PhaseInit", "Start", false);
+  knob(right + 60.0f, 58.0f, "LFO_Swing", "Swing", false);
+  parts->toPrismelion = knob(right + 119.0f, 72.0f, "LFOPrismelAmount", "to Prismelion", true);
+  parts->toPrimary = knob(right + 191.0f, 62.0f, "LFOPrimaryAmount", "to Pitch", true);
   parts->toPrimary->idleReason = [this] {
     return std::string(
         CurrentEffectNumber(model) == 0 ? "Without effect now: \"Off\" has no first knob to move." : "");

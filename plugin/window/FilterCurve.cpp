@@ -144,7 +144,7 @@ bool FilterCurve::Strike(const Stroke& stroke) {
 }
 
 std::string FilterCurve::Tip(Point at) const {
-  return ParameterTip(cutoffs[static_cast<size_t>(Nearest(at))].front());
+  return ParameterTip(desk, cutoffs[static_cast<size_t>(Nearest(at))].front());
 }
 
 }  // namespace Vantora::plugin

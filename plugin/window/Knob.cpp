@@ -167,7 +167,7 @@ bool Knob::Strike(const Stroke& stroke) {
 }
 
 std::string Knob::Tip(Point) const {
-  std::string tip = ParameterTip(parameters.front());
+  std::string tip = ParameterTip(desk, parameters.front());
   if (desk.Extras() != nullptr) {
     const std::string controller = desk.Extras()->ControllerOf(parameters.front());
     if (!controller.empty()) tip += "\nMoved by " + controller + ".";

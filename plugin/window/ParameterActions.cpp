@@ -178,14 +178,21 @@ bool StrikeParameter(Desk& desk, const ParameterList& parameters, const Stroke& 
   }
 }
 
-std::string ParameterTip(uint32_t parameter) {
+std::string ParameterTip(Desk& desk, uint32_t parameter) {
   const host::Parameter& shown = At(parameter);
   std::string note(shown.Note());
   if (!note.empty()) note[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(note[0])));
   if (!note.empty() && !note.ends_with('.')) note += '.';
   std::string tip = TitleOf(parameter) + "\n" + note;
   // Enumerations show their names themselves; a long list in a tip is noise.
-  if (shown.Labels().empty()) tip += " " + shown.RangeText() + ".";
+  if (shown.Labels().empty()) {
+    // Its ends as the value below the knob has them.
+    const bool isShare = shown.GetUnit() == host::Unit::kRatio && !shown.IsStepped();
+    tip += " " +
+           (isShare ? ValueText(desk, parameter, 0.0f) + " to " + ValueText(desk, parameter, 1.0f)
+                    : shown.RangeText()) +
+           ".";
+  }
   return tip;
 }
 

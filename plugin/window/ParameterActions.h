@@ -34,6 +34,6 @@ void OpenParameterMenu(Desk& desk, const ParameterList& parameters, Point at, Re
 /// Arrows, page, home, end, enter, delete and menu. False for other keys.
 bool StrikeParameter(Desk& desk, const ParameterList& parameters, const Stroke& stroke, Rect entryPlace);
 /// "Pitch of the comb. 20 Hz to 20 kHz.", from the parameter's own note.
-std::string ParameterTip(uint32_t parameter);
+std::string ParameterTip(Desk& desk, uint32_t parameter);
 
 }  // namespace Vantora::plugin

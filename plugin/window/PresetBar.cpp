@@ -121,6 +121,10 @@ std::string PresetBar::Tip(Point at) const {
     case kNext:
       return "Next preset";
     default:
+      if (const auto current = desk.Model().CurrentPreset()) {
+        const PresetItem& item = desk.Model().Presets()[*current];
+        if (!item.description.empty()) return item.name + "\n" + item.description + " Click for all presets.";
+      }
       return "Presets\nClick for all of them, with what they sound like.";
   }
 }

@@ -80,7 +80,7 @@ bool ChordChoice::Strike(const Stroke& stroke) {
 }
 
 std::string ChordChoice::Tip(Point) const {
-  return ParameterTip(parameters.front()) + " Click for all of them.";
+  return ParameterTip(desk, parameters.front()) + " Click for all of them.";
 }
 
 // ---- ChordGrid

@@ -37,7 +37,7 @@ class KindChoice : public Widget {
   Cursor CursorAt(Point) const override { return Cursor::kHand; }
   bool TakesFocus() const override { return true; }
   bool Strike(const Stroke& stroke) override;
-  std::string Tip(Point) const override { return ParameterTip(parameters.front()); }
+  std::string Tip(Point) const override { return ParameterTip(desk, parameters.front()); }
 
  private:
   ParameterList parameters;

@@ -27,7 +27,7 @@ Point TapView::PlaceOf(uint32_t side, uint32_t voice, float ms) const {
   const float angle = fan * 0.92f;
   const float start = std::cos(angle) * inner;
   const float way = (outer + inner - start) * std::clamp(ms / kLongestMs, 0.0f, 1.0f);
-  return {centre.x + sign * (start + way), centre.y + std::sin(angle) * inner * 0.98f + fan * 0.30f * way};
+  return {centre.x + sign * (start + way), centre.y + std::sin(angle) * inner * 0.98f + fan * 0.275f * way};
 }
 
 void TapView::Draw(Canvas& canvas) {
@@ -40,7 +40,7 @@ void TapView::Draw(Canvas& canvas) {
       for (uint32_t v = 0; v < LiveView::kVoices; ++v) line[v] = PlaceOf(side, v, ms);
       canvas.Polyline(line, 1.0f, kLine.Alpha(0.55f));
       const float x = line.back().x;
-      canvas.Text({x, bounds.Bottom() + 8.0f}, ms == 16.0f ? "16 ms" : fmt::format("{:g}", ms),
+      canvas.Text({x, bounds.Bottom() + 14.0f}, ms == 16.0f ? "16 ms" : fmt::format("{:g}", ms),
                   {kTickSize, kTick, ms == 16.0f && side == 1 ? Align::kRight : Align::kCentre});
     }
     for (uint32_t v = 0; v < LiveView::kVoices; ++v) {

@@ -18,7 +18,7 @@ class VoiceRow : public Widget {
   Cursor CursorAt(Point) const override { return Cursor::kHand; }
   bool TakesFocus() const override { return true; }
   bool Strike(const Stroke& stroke) override { return StrikeParameter(desk, parameters, stroke, bounds); }
-  std::string Tip(Point) const override { return ParameterTip(parameters.front()); }
+  std::string Tip(Point) const override { return ParameterTip(desk, parameters.front()); }
 
  private:
   float DiscX(int voice) const;
