@@ -180,66 +180,20 @@ void PlaceHeads(const float* __restrict phases, float width, HeadPlaces& places,
 
 #endif
 
-// A head restarts where its delay jumps back; head B where A's passes the middle of its way.
-struct Restart {
-  bool a, b;
-};
-inline Restart RestartAt(bool rising, float before, float now) {
-  return {rising ? now > before : now < before,
-          rising ? before > 0.5f && now <= 0.5f : before <= 0.5f && now > 0.5f};
-}
-
-bool AnyRestart(const float* delayA, bool rising, uint32_t count) {
-  const float* before = delayA - 1;
-  uint32_t found = 0;
-  if (rising) {
-    for (uint32_t i = 0; i < count; ++i)
-      found |= static_cast<uint32_t>(delayA[i] > before[i]) |
-               (static_cast<uint32_t>(before[i] > 0.5f) & static_cast<uint32_t>(delayA[i] <= 0.5f));
-  } else {
-    for (uint32_t i = 0; i < count; ++i)
-      found |= static_cast<uint32_t>(delayA[i] < before[i]) |
-               (static_cast<uint32_t>(before[i] <= 0.5f) & static_cast<uint32_t>(delayA[i] > 0.5f));
-  }
-  return found != 0;
-}
-
-// Each restart draws a new offset, from where the generator stands at that sample.
-void Restart16(const ShifterBlock& block, HeadRows& rows, uint32_t first, uint32_t end, uint32_t padded,
-               uint32_t drawFrom) {
+// A head restarts where its delay jumps back; head B where A's passes the middle of its way. Each restart
+// draws a new offset, from where the generator stands at that sample. Returns it.
+HWY_INLINE float Restart(const ShifterBlock& block, bool isA, uint32_t i) {
   ShifterHeads& heads = *block.heads;
-  const float* delayA = rows.places->delayA + kVector;
-  const float* before = delayA - 1;
-  const bool rising = block.semitones >= 0.0f;
+  const ShifterDraw& known = isA ? heads.drawA : heads.drawB;
+  const uint32_t steps = 2 * i + (isA ? 1 : 2);
+  const uint32_t draw = known.from == heads.random && known.steps == steps
+                            ? known.drawn
+                            : XorshiftJump::Apply(heads.random, steps);
   const float size = std::fabs(block.semitones);
-  for (uint32_t i = first; i < end; ++i) {
-    const Restart restart = RestartAt(rising, before[i], delayA[i]);
-    if (!restart.a && !restart.b) continue;
-    const uint32_t draw = XorshiftJump::Apply(drawFrom, 2 * i + (restart.a ? 1 : 2));
-    const float offset = size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
-    float* spray = restart.a ? rows.sprayA : rows.sprayB;
-    (restart.a ? heads.sprayA : heads.sprayB) = offset;
-    std::fill(spray + i, spray + padded, offset);
-  }
+  const float offset = size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
+  (isA ? heads.sprayA : heads.sprayB) = offset;
+  return offset;
 }
-
-void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
-  ShifterHeads& heads = *block.heads;
-  float* delayA = rows.places->delayA + kVector;
-  delayA[-1] = heads.previousDelayA;
-  const bool rising = block.semitones >= 0.0f;
-  std::fill_n(rows.sprayA, padded, heads.sprayA);
-  std::fill_n(rows.sprayB, padded, heads.sprayB);
-  for (uint32_t first = 0; first < count; first += kVector) {
-    const uint32_t end = std::min(first + kVector, count);
-    if (HWY_UNLIKELY(AnyRestart(delayA + first, rising, end - first)))
-      Restart16(block, rows, first, end, padded, heads.random);
-  }
-  heads.previousDelayA = delayA[count - 1];
-  heads.random = XorshiftJump::Apply(heads.random, 2 * count);
-}
-
-// Reads -----
 
 #if HWY_TARGET != HWY_EMU128
 
@@ -247,6 +201,79 @@ using DI = hn::RebindToSigned<LaneTag>;
 using DU = hn::RebindToUnsigned<LaneTag>;
 
 alignas(64) constexpr int32_t kPlaces[kGroup] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
+
+// spray[from..end) = offset.
+HWY_INLINE void FillFrom(float* spray, uint32_t from, uint32_t end, float offset) {
+  const LaneTag d;
+  const DI di;
+  const LaneVector all = hn::Set(d, offset);
+  uint32_t i = from & ~(kLanes - 1);
+  const auto stays = hn::Lt(hn::Load(di, kPlaces), hn::Set(di, static_cast<int32_t>(from - i)));
+  hn::Store(hn::IfThenElse(hn::RebindMask(d, stays), hn::Load(d, spray + i), all), d, spray + i);
+  for (i += kLanes; i < end; i += kLanes) hn::Store(all, d, spray + i);
+}
+
+HWY_INLINE uint32_t BitsOfMask(hn::Mask<LaneTag> mask) {
+  alignas(8) uint8_t bytes[8] = {};
+  hn::StoreMaskBits(LaneTag(), mask, bytes);
+  return bytes[0] | static_cast<uint32_t>(bytes[1]) << 8;
+}
+
+void FindRestarts(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
+  const LaneTag d;
+  const LaneVector half = hn::Set(d, 0.5f);
+  const float* delayA = rows.places->delayA + kVector;
+  const bool rising = block.semitones >= 0.0f;
+  for (uint32_t first = 0; first < count; first += kLanes) {
+    const LaneVector now = hn::Load(d, delayA + first);
+    const LaneVector before = hn::LoadU(d, delayA + first - 1);
+    const auto isA = rising ? hn::Gt(now, before) : hn::Lt(now, before);
+    const auto isB = rising ? hn::And(hn::Gt(before, half), hn::Le(now, half))
+                            : hn::And(hn::Le(before, half), hn::Gt(now, half));
+    if (HWY_LIKELY(hn::AllFalse(d, hn::Or(isA, isB)))) continue;
+    const uint32_t a = BitsOfMask(isA);
+    uint32_t either = a | BitsOfMask(isB);
+    if (count - first < kLanes) either &= (1u << (count - first)) - 1u;
+    for (; either != 0; either &= either - 1) {
+      const auto lane = static_cast<uint32_t>(__builtin_ctz(either));
+      const bool restartsA = (a >> lane & 1u) != 0;
+      FillFrom(restartsA ? rows.sprayA : rows.sprayB, first + lane, padded,
+               Restart(block, restartsA, first + lane));
+    }
+  }
+}
+
+#else
+
+void FindRestarts(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
+  const float* now = rows.places->delayA + kVector;
+  const float* before = now - 1;
+  const bool rising = block.semitones >= 0.0f;
+  for (uint32_t i = 0; i < count; ++i) {
+    const bool isA = rising ? now[i] > before[i] : now[i] < before[i];
+    const bool isB = rising ? before[i] > 0.5f && now[i] <= 0.5f : before[i] <= 0.5f && now[i] > 0.5f;
+    if (!isA && !isB) continue;
+    float* spray = isA ? rows.sprayA : rows.sprayB;
+    std::fill(spray + i, spray + padded, Restart(block, isA, i));
+  }
+}
+
+#endif
+
+void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
+  ShifterHeads& heads = *block.heads;
+  float* delayA = rows.places->delayA + kVector;
+  delayA[-1] = heads.previousDelayA;
+  std::fill_n(rows.sprayA, padded, heads.sprayA);
+  std::fill_n(rows.sprayB, padded, heads.sprayB);
+  FindRestarts(block, rows, count, padded);
+  heads.previousDelayA = delayA[count - 1];
+  heads.random = XorshiftJump::Apply(heads.random, 2 * count);
+}
+
+// Reads -----
+
+#if HWY_TARGET != HWY_EMU128
 
 struct Neighbours {
   LaneVector older, newer;
@@ -392,13 +419,21 @@ HWY_INLINE void Touch(const float* place) {
 #endif
 }
 
-// Asking for a place behind a ring's end does no harm.
-void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count) {
+// Asking for a place behind a ring's end does no harm. `place` is the shifter's in its group.
+void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t place, uint32_t count) {
   const DelayLine::Ring ring = block.grain->GetRing();
   const DelayLine::Ring before = block.preDelay->GetRing();
   for (uint32_t i = 0; i < count + kCacheLine; i += kCacheLine) {
     Touch(ring.data + ring.writeIndex + i);
     Touch(before.data + before.writeIndex + i);
+  }
+  // All rings of a kind end in one block, and their starts were left long ago: they are asked for early, a
+  // line a chunk, and by one shifter after another, as each is a page of its own.
+  constexpr uint32_t kStartLines = kShifterChunk / kCacheLine + 1;
+  for (const DelayLine::Ring* line : {&ring, &before}) {
+    const uint32_t turn = static_cast<uint32_t>(line->size - line->writeIndex) / count - place;
+    if (HWY_UNLIKELY(turn <= 2 * kStartLines + 1))
+      Touch(turn % 2 == 0 ? line->data + turn / 2 * kCacheLine : line->data + line->size);
   }
   // A head walks on as fast as it plays, up to four times as fast as the signal.
   const auto placeAt = [&](const float* delays, const float* sprays, uint32_t i) {
@@ -423,14 +458,15 @@ void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count)
 // Where a head goes that will restart within the next chunk: from far memory, its first samples would hold up
 // the block they are read in. A guess: only the places matter, and to within a sample.
 void TouchRestarts(const ShifterBlock& block, uint32_t count) {
-  const ShifterHeads& heads = *block.heads;
+  ShifterHeads& heads = *block.heads;
   const float pace = std::fabs(block.step);
   const float size = std::fabs(block.semitones);
-  const auto ahead = [&](float place, uint32_t draw) {
+  const auto ahead = [&](float place, uint32_t draw, ShifterDraw& known) {
     const float rest = block.step > 0.0f ? 1.0f - place : place;
     if (HWY_LIKELY(rest > pace * static_cast<float>(count))) return;
     const auto first = std::min(static_cast<uint32_t>(rest / pace), count);
-    const auto drawn = static_cast<float>(XorshiftJump::Apply(heads.random, 2 * first + draw));
+    known = {heads.random, 2 * first + draw, XorshiftJump::Apply(heads.random, 2 * first + draw)};
+    const auto drawn = static_cast<float>(known.drawn);
     const float offset = size * 2.3283064e-10f * drawn * block.spraySize / (size + 0.01f);
     const auto back = static_cast<int32_t>((block.step > 0.0f ? block.length : 0.0f) + offset);
     const DelayLine::Ring ring = block.grain->GetRing();
@@ -439,12 +475,13 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
     for (uint32_t i = 0; i < 2 * kShifterChunk; i += kCacheLine) Touch(start + i);
   };
   if (pace == 0.0f) return;
-  ahead(HeadA(heads.phase), 1);
-  ahead(HeadB(heads.phase), 2);
+  ahead(HeadA(heads.phase), 1, heads.drawA);
+  ahead(HeadB(heads.phase), 2, heads.drawB);
 }
 
-// One shifter's chunk up to where its heads are and how loud.
-void Prepare(const ShifterBlock& block, const float* phases, bool isPlaced, HeadRows& rows, uint32_t count) {
+// One shifter's chunk up to where its heads are and how loud. `place` is its own in the group.
+void Prepare(const ShifterBlock& block, const float* phases, bool isPlaced, HeadRows& rows, uint32_t place,
+             uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
   if (!isPlaced) {
     if (block.width == 0.5f) {
@@ -454,7 +491,7 @@ void Prepare(const ShifterBlock& block, const float* phases, bool isPlaced, Head
     }
   }
   SprayHeads(block, rows, count, padded);
-  TouchLines(block, rows, count);
+  TouchLines(block, rows, place, count);
   TouchRestarts(block, count);
 }
 
@@ -506,7 +543,7 @@ void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
                             group[b].width == group[b - 1].width && phases[b][0] == phases[b - 1][0];
         if (!isTwin) latest ^= 1;
         rows[b % 2].places = &places[latest];
-        Prepare(group[b], phases[b], isTwin, rows[b % 2], chunk);
+        Prepare(group[b], phases[b], isTwin, rows[b % 2], b, chunk);
       };
       prepare(0);
       for (uint32_t b = 0; b < groupSize; ++b) {

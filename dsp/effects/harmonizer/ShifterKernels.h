@@ -15,6 +15,13 @@ struct ShifterWay {
   uint32_t count = 0;  ///< samples; 0: no block
 };
 
+/// What a generator's state becomes after so many draws, kept because it takes long to work out.
+struct ShifterDraw {
+  uint32_t from = 0;
+  uint32_t steps = 0;
+  uint32_t drawn = 0;
+};
+
 /// What the two heads of a pitch shifter remember from block to block, with where they stand throughout the
 /// last one.
 struct ShifterHeads {
@@ -27,6 +34,8 @@ struct ShifterHeads {
   float* delaysB = nullptr;
   float* gainsA = nullptr;
   float* gainsB = nullptr;
+  ShifterDraw drawA;  ///< for a restart to come
+  ShifterDraw drawB;
   ShifterWay way;  ///< of a block that these four don't show yet
 };
 
