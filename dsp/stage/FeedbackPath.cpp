@@ -14,6 +14,8 @@ void FeedbackPath::Configure(uint32_t maxBlockSize, float rate, float maxMs) {
   for (AlignedFloats& side : filtered) side.assign(WholeVectors(maxBlockSize), 0.0f);
   delay.Setup(1, maxBlockSize, rate);
   gain.Setup(1, maxBlockSize, rate);
+  delayBlock.Forget();
+  gainBlock.Forget();
   for (auto& line : lines) line.Resize(static_cast<uint32_t>(maxMs * 0.001f * rate) + 10u);
   const float w = 6.2831855f / rate * 20.0f;
   highPass = BiquadCoefficients::HighPass(w, std::sin(w) * 0.707213581f);
@@ -33,7 +35,7 @@ void FeedbackPath::Reset(float ms) {
 
 void FeedbackPath::RenderDelay(float* out, uint32_t count) {
   isDelaySettled = delay.IsSettled();
-  delay.Render(out, count);
+  delayBlock.Render(delay, out, count);
 }
 
 void FeedbackPath::Process(const std::array<const float*, 2>& wetSums, const float* delaySamples,

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "basictools/AlignedVector.h"
+#include "basictools/smoothing/RestingBlock.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherInterpLPF.h"
@@ -40,9 +41,10 @@ class FeedbackPath {
   void SnapGain(float target) { gain.SetValue(target); }
   void AimGain(float target) { gain.SetTarget(target); }
 
-  /// The next `count` delays, in samples, and gains.
+  /// The next `count` delays, in samples, and gains, each into the same buffer of the owner's on every call,
+  /// which nobody else writes.
   void RenderDelay(float* out, uint32_t count);
-  void RenderGain(float* out, uint32_t count) { gain.Render(out, count); }
+  void RenderGain(float* out, uint32_t count) { gainBlock.Render(gain, out, count); }
 
   /// The previous block's return of one side, 0 left or 1 right.
   const float* Output(uint32_t side) const { return outputs[side]; }
@@ -73,6 +75,7 @@ class FeedbackPath {
   BiquadCoefficients highPass;
   SmootherInterpLPF delay{0.2f};  // samples
   SmootherInterpLPF gain{0.01f};
+  RestingBlock delayBlock, gainBlock;
   std::array<DelayLine, 2> lines;
   Transposed2<Float4> highPassStates;
   std::array<float*, 2> outputs{};

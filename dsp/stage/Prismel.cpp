@@ -96,6 +96,10 @@ void Prismel::CarveWorkspace() {
   for (float*& buffer : feedbackOutputs) buffer = take();
   feedback.SetOutputs(feedbackOutputs[0], feedbackOutputs[1]);
   voiceCountGainBuffer = take();
+  for (RestingBlock& block : voiceGainBlocks) block.Forget();
+  for (RestingBlock* block :
+       {&voiceCountGainBlock, &wetBlock, &inputGainBlock, &outputGainBlock, &depthBlock})
+    block->Forget();
 }
 
 void Prismel::DoReset(bool) {
@@ -121,11 +125,12 @@ bool Prismel::UpdateParams(ProcessContext& context) {
         FeedbackPath::GainOf(OwnRecord(kHarmonizerSpray).ReadNormalizedModulated(context, kPrimaryPort)));
   }
   if (IsOwnDirty(kVoices)) UpdateVoices();
-  voiceCountGain.Render(voiceCountGainBuffer, count);
+  voiceCountGainBlock.Render(voiceCountGain, voiceCountGainBuffer, count);
   if (IsOwnDirty(kFeedbackDelayTime)) feedback.AimDelay(OwnValue(kFeedbackDelayTime));
   feedback.RenderDelay(feedbackDelayBuffer, count);
   CountActiveVoices();
-  for (uint32_t v = 0; v < activeVoices; ++v) voiceGains[v].Render(voiceGainBuffers[v], count);
+  for (uint32_t v = 0; v < activeVoices; ++v)
+    voiceGainBlocks[v].Render(voiceGains[v], voiceGainBuffers[v], count);
   UpdateLowPass();
   UpdateHighPass();
 
@@ -136,10 +141,10 @@ bool Prismel::UpdateParams(ProcessContext& context) {
   wetStands = wet.IsSettled() && count >= 4;
   inputGain.SetTarget(inputGainOf(OwnValue(kInputGain), DbToGain));
   outputGain.SetTarget(outputGainOf(OwnValue(kOutputGain), DbToGain));
-  wet.Render(wetBuffer, count);
-  inputGain.Render(inputGainBuffer, count);
-  outputGain.Render(outputGainBuffer, count);
-  sweepDepth.Render(depthBuffer, count);
+  wetBlock.Render(wet, wetBuffer, count);
+  inputGainBlock.Render(inputGain, inputGainBuffer, count);
+  outputGainBlock.Render(outputGain, outputGainBuffer, count);
+  depthBlock.Render(sweepDepth, depthBuffer, count);
   feedback.RenderGain(feedbackGainBuffer, count);
 
   if (IsOwnDirty(kFxType) || changed != 0) clones.Reset();

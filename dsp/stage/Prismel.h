@@ -9,6 +9,7 @@
 #include "basictools/BlockBuffers.h"
 #include "basictools/LastValue.h"
 #include "basictools/math/SinCos.h"
+#include "basictools/smoothing/RestingBlock.h"
 #include "dsp/control/Biquad.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherInterpLPF.h"
@@ -151,6 +152,9 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   float* feedbackDelayBuffer = nullptr;
   StereoBuffers feedbackOutputs{};
   float* voiceCountGainBuffer = nullptr;
+  // How far those of resting smoothers hold their values.
+  std::array<RestingBlock, kVoiceCount> voiceGainBlocks;
+  RestingBlock voiceCountGainBlock, wetBlock, inputGainBlock, outputGainBlock, depthBlock;
 };
 
 }  // namespace Vantora::dsp

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "basictools/BitCast.h"
+#include "basictools/math/WholeQuads.h"
+
+namespace Vantora::dsp {
+
+/// RestingBlock: knows how much of a buffer holds the value that its smoother rests at, so that a block in
+/// which nothing moves writes nothing. Nobody else writes the buffer.
+class RestingBlock {
+ public:
+  /// As smoother.Render(out, count), into the same buffer on every call.
+  template <typename Smoother>
+  void Render(Smoother& smoother, float* out, uint32_t count) noexcept {
+    if (!smoother.IsSettled()) {
+      level = 0;
+      smoother.Render(out, count);
+      return;
+    }
+    const uint32_t quads = WholeQuads(count);
+    const auto value = static_cast<float>(smoother.Target());
+    if (level >= quads && level > 0 && BitCast<uint32_t>(out[0]) == BitCast<uint32_t>(value)) return;
+    smoother.Render(out, count);
+    level = quads;
+  }
+
+  /// The buffer is another one, or holds something else.
+  void Forget() noexcept { level = 0; }
+
+ private:
+  uint32_t level = 0;  // samples
+};
+
+}  // namespace Vantora::dsp
