@@ -37,9 +37,8 @@ void TempoMap::Append(const Step& step) {
   }
   const double seconds = step.isInBeats ? SecondsAt(step.time) : step.time;
   if (seconds <= segments.back().seconds) {
-    throw HostError(
-        fmt::format("The times of a tempo map must rise, and {}{} doesn't lie behind the time before.",
-                    step.time, step.isInBeats ? " beats" : " s"));
+    throw HostError(Format("The times of a tempo map must rise, and {}{} doesn't lie behind the time before.",
+                           step.time, step.isInBeats ? " beats" : " s"));
   }
   segments.push_back({seconds, BeatsAt(seconds), step.bpm});
 }
