@@ -19,6 +19,7 @@
 #include "host/ParameterTable.h"
 #include "host/files/AutomationFile.h"
 #include "host/files/TempoMapFile.h"
+#include "offline/EffectAround.h"
 #include "offline/HostedEffect.h"
 #include "processor/LinkedFactory.h"
 #include "tools/CLog.h"
@@ -39,25 +40,15 @@ struct RenderOptions {
 };
 
 /// SeededEffect: the effect with random numbers of its own choice, from a factory of its own.
-class SeededEffect final : public offline::Effect {
+class SeededEffect final : public offline::EffectAround {
  public:
   SeededEffect(uint32_t seed, const std::vector<host::ParameterWrite>& values,
                const host::Automation& automation, const host::TempoMap& tempo)
-      : source(Processor::MakeLinkedFactory(seed)),
+      : EffectAround(effect),
+        source(Processor::MakeLinkedFactory(seed)),
         processor(source),
         latency(source),
         effect(processor, latency, values, automation, tempo) {}
-
-  void Start(int rate, int inputChannels, int outputChannels) override {
-    effect.Start(rate, inputChannels, outputChannels);
-  }
-  void Feed(const float* const* inputs, size_t frames, const Sink& sink) override {
-    effect.Feed(inputs, frames, sink);
-  }
-  void Finish(const Sink& sink) override { effect.Finish(sink); }
-  uint64_t Latency() const override { return effect.Latency(); }
-  double LongestGap() const override { return effect.LongestGap(); }
-  uint64_t NonFiniteCount() const override { return effect.NonFiniteCount(); }
 
  private:
   host::ProcessorSource source;

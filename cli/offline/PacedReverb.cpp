@@ -9,7 +9,7 @@
 namespace Vantora::cli {
 
 PacedReverb::PacedReverb(offline::ReverbSettings settings)
-    : reverb([&settings, this] {
+    : EffectAround(reverb), reverb([&settings, this] {
         settings.isRealTime = true;
         settings.beforeBlock = [this](double seconds) { Wait(seconds); };
         return std::move(settings);

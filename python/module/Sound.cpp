@@ -53,7 +53,8 @@ std::vector<host::ParameterWrite> Sound::Writes() const {
 }
 
 SoundEffect::SoundEffect(const Sound& sound)
-    : processor(MakeSource(sound.seed)),
+    : EffectAround(effect),
+      processor(MakeSource(sound.seed)),
       tempo(sound.Tempo()),
       automation(sound.Moves()),
       effect(processor, MeasuredLatency(), sound.Writes(), automation, tempo) {}

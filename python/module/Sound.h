@@ -11,6 +11,7 @@
 #include "host/HostedProcessor.h"
 #include "host/ProcessorSource.h"
 #include "host/TempoMap.h"
+#include "offline/EffectAround.h"
 #include "offline/HostedEffect.h"
 
 namespace Vantora::python {
@@ -38,20 +39,10 @@ struct Sound {
 host::ProcessorSource MakeSource(uint32_t seed);
 
 /// SoundEffect: the processor with everything that it needs, as an effect over a recording.
-class SoundEffect final : public offline::Effect {
+class SoundEffect final : public offline::EffectAround {
  public:
   explicit SoundEffect(const Sound& sound);
 
-  void Start(int rate, int inputChannels, int outputChannels) override {
-    effect.Start(rate, inputChannels, outputChannels);
-  }
-  void Feed(const float* const* inputs, size_t frames, const Sink& sink) override {
-    effect.Feed(inputs, frames, sink);
-  }
-  void Finish(const Sink& sink) override { effect.Finish(sink); }
-  uint64_t Latency() const override { return effect.Latency(); }
-  double LongestGap() const override { return effect.LongestGap(); }
-  uint64_t NonFiniteCount() const override { return effect.NonFiniteCount(); }
   host::BlockCollector& Stream() { return effect.Stream(); }
 
  private:

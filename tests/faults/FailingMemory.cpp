@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "tests/support/LibraryMemory.h"
 #include "tests/support/Sanitized.h"
 
 namespace Vantora::test {
@@ -77,12 +78,6 @@ void CountRelease(const void* memory) {
 #pragma GCC visibility push(default)
 
 extern "C" {
-
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void* __libc_realloc(void*, size_t);
-void* __libc_memalign(size_t, size_t);
-void __libc_free(void*);
 
 void* malloc(size_t size) {
   return Vantora::test::Fails(__builtin_return_address(0)) ? nullptr

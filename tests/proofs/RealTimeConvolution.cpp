@@ -11,6 +11,27 @@
 namespace Vantora::test {
 namespace {
 
+/// Two channels in and two out.
+struct Audio {
+  explicit Audio(uint32_t most) {
+    for (auto& channel : channels) channel.resize(most);
+    inputs = {channels[0].data(), channels[1].data()};
+    outputs = {channels[2].data(), channels[3].data()};
+  }
+  /// A block of `count` samples, with noise on the left and a tone on the right.
+  dsp::ProcessContext Filled(Chance& chance, uint32_t count) {
+    Fill(Signal::kNoise, chance, channels[0], count, phase);
+    Fill(Signal::kTone, chance, channels[1], count, phase);
+    dsp::ProcessContext context = dsp::ProcessContext().WithPorts(inputs, outputs);
+    context.sampleCount = count;
+    return context;
+  }
+
+  std::array<std::vector<float>, 4> channels;
+  std::array<float*, 2> inputs, outputs;
+  double phase = 0.0;
+};
+
 uint64_t ReverbBlocks(uint64_t blocks) { return blocks / 5; }
 
 /// The module around the engine: knobs move, impulses are asked for, read and faded to, while it sounds.
@@ -36,25 +57,15 @@ void LiveReverb(Findings& findings, uint64_t blocks, uint64_t seed) {
     }
   });
   Chance chance(seed);
-  double phase = 0.0;
-  std::array<std::vector<float>, 4> audio;
-  for (auto& channel : audio) channel.resize(kBlock);
+  Audio audio(kBlock);
   for (uint64_t b = 0; b < blocks; ++b) {
     const uint32_t count = chance.Once(3) ? chance.Below(kBlock + 1) : kBlock;
-    Fill(Signal::kNoise, chance, audio[0], count, phase);
-    Fill(Signal::kTone, chance, audio[1], count, phase);
-    std::array<float*, 2> inputs = {audio[0].data(), audio[1].data()},
-                          outputs = {audio[2].data(), audio[3].data()};
-    dsp::ProcessContext context;
-    context.inputs = inputs.data();
-    context.outputs = outputs.data();
-    context.inputCount = context.outputCount = 2;
-    context.sampleCount = count;
+    dsp::ProcessContext context = audio.Filled(chance, count);
     Guarded(findings, [&] {
       if (chance.Once(20)) reverb.SetParam(chance.Below(dsp::ConvolutionReverb::kParamCount), Knob(chance));
       reverb.Process(context);
     });
-    for (float* output : outputs) findings.LookAt(output, count);
+    for (const float* output : audio.outputs) findings.LookAt(output, count);
   }
   isDone = true;
   control.join();
@@ -87,22 +98,14 @@ std::array<Findings, 4> ThroughConvolution(uint64_t blocks, uint64_t seed) {
       dsp::ConvolutionEngine engine(impulse.data(), length, impulse.data(), length,
                                     dsp::MakePartitionSchedule(config, length, most));
       engine.Init(most, kRate);
-      std::array<std::vector<float>, 4> audio;
-      for (auto& channel : audio) channel.resize(most);
+      Audio audio(most);
       bool workers = true;
       for (uint64_t b = 0; b < (blocks - ReverbBlocks(blocks)) / (2 * kSeconds.size()); ++b) {
         if (chance.Once(200)) engine.SetUseWorkers(workers = !workers);
         const uint32_t count = chance.Once(3) ? chance.Below(most + 1) : most;
-        Fill(Signal::kNoise, chance, audio[0], count, phase);
-        Fill(Signal::kTone, chance, audio[1], count, phase);
-        std::array<float*, 2> inputs = {audio[0].data(), audio[1].data()},
-                              outputs = {audio[2].data(), audio[3].data()};
-        dsp::ProcessContext context;
-        context.inputs = inputs.data();
-        context.outputs = outputs.data();
+        dsp::ProcessContext context = audio.Filled(chance, count);
         context.inputCount = chance.Once(10) ? 1 : 2;
         context.outputCount = chance.Once(10) ? 1 : 2;
-        context.sampleCount = count;
         // An offline block may wait for what workers still hold, and says so: it is not real time yet.
         if (!workers && engine.AreWorkersBusy()) {
           engine.Process(context);
@@ -114,8 +117,8 @@ std::array<Findings, 4> ThroughConvolution(uint64_t blocks, uint64_t seed) {
           if (isReset) engine.ResetState(true);
           engine.Process(context);
         });
-        findings.LookAt(outputs[0], count);
-        if (context.outputCount == 2) findings.LookAt(outputs[1], count);
+        findings.LookAt(audio.outputs[0], count);
+        if (context.outputCount == 2) findings.LookAt(audio.outputs[1], count);
       }
     }
   }

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <typeinfo>
 
+#include "tests/support/LibraryMemory.h"
 #include "tests/support/Sanitized.h"
 
 namespace Vantora::test {
@@ -136,12 +137,6 @@ Function Next(const char* name) {
 #pragma GCC visibility push(default)
 
 extern "C" {
-
-void* __libc_malloc(size_t);
-void* __libc_calloc(size_t, size_t);
-void* __libc_realloc(void*, size_t);
-void* __libc_memalign(size_t, size_t);
-void __libc_free(void*);
 
 void* malloc(size_t size) {
   Count(&RealTimeViolations::allocations);
