@@ -36,6 +36,10 @@ void AddInfoCommand(Command app, CommandContext& context);
 void AddNoiseCommand(Command app, CommandContext& context);
 void AddPlateCommand(Command app, CommandContext& context);
 
+/// All of those that do something, and --library: everything of the command line but the log, help and what
+/// is generated from it.
+void AddCommands(Command app, CommandContext& context);
+
 /// --log, --log-file and --log-config, which take effect before any subcommand runs.
 void AddLogOptions(Command app, CommandContext& context);
 

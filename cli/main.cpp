@@ -69,16 +69,8 @@ int Run(int argc, char** argv) {
       "Qfx PRISMEL: splits stereo audio into up to eight swept voices, each with its own stage effect.",
       PRISMEL_VERSION);
   const cli::Command root = line.Root();
-  root.AddOption("--library", context.library, "processor library to use in place of the installed one");
+  cli::AddCommands(root, context);
   cli::AddLogOptions(root, context);
-  cli::AddRenderCommand(root, context);
-  cli::AddReverbCommand(root, context);
-  cli::AddParamsCommand(root, context);
-  cli::AddPresetCommand(root, context);
-  cli::AddPlotCommand(root, context);
-  cli::AddInfoCommand(root, context);
-  cli::AddNoiseCommand(root, context);
-  cli::AddPlateCommand(root, context);
   cli::AddHelpCommand(line);
   cli::AddGenerateCommand(root, context);
   switch (line.Read(argc, argv)) {

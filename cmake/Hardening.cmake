@@ -21,4 +21,6 @@ endfunction()
 
 function(prismel_hardened_sources target)
   set_property(SOURCE ${ARGN} TARGET_DIRECTORY ${target} APPEND PROPERTY COMPILE_OPTIONS ${PRISMEL_HARDENING})
+  # A header that was compiled without the checks doesn't fit these.
+  set_property(SOURCE ${ARGN} TARGET_DIRECTORY ${target} PROPERTY SKIP_PRECOMPILE_HEADERS ON)
 endfunction()

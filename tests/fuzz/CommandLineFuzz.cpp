@@ -47,15 +47,7 @@ void Read(const std::vector<std::string>& words) {
   cli::CommandContext context;
   cli::CommandLine line("prismel", "use", "1");
   const cli::Command root = line.Root();
-  root.AddOption("--library", context.library, "library");
-  cli::AddRenderCommand(root, context);
-  cli::AddReverbCommand(root, context);
-  cli::AddParamsCommand(root, context);
-  cli::AddPresetCommand(root, context);
-  cli::AddPlotCommand(root, context);
-  cli::AddInfoCommand(root, context);
-  cli::AddNoiseCommand(root, context);
-  cli::AddPlateCommand(root, context);
+  cli::AddCommands(root, context);
   root.OnRead([] { throw ReadToItsEnd(); });
   const cli::Command own = root.AddCommand("files", "the test's own");
   cli::FileOptions files;
