@@ -58,10 +58,10 @@ struct WorkOrCancel {
 /// Commands must be copyable. One that throws on the consumer's side ends the process.
 ///
 /// The producer owns `writeIndex`, the consumer owns `readIndex`; each only looks at the other's. A release
-/// store would do for the ring itself (LockFree.TheRingItselfWantsNoMoreThanRelease tries every order): it
-/// hands one slot from one thread to the other. The stores are seq_cst, so that all threads see the moves of
-/// all rings in one order: whoever finds a later command gone from one queue finds an earlier one gone from
-/// another. That costs a fence a command, not a block. `Atomic` is a seam for that test.
+/// store would do for the ring itself (CommandQueueOrders.TheRingItselfWantsNoMoreThanRelease tries every
+/// order): it hands one slot from one thread to the other. The stores are seq_cst, so that all threads see
+/// the moves of all rings in one order: whoever finds a later command gone from one queue finds an earlier
+/// one gone from another. That costs a fence a command, not a block. `Atomic` is a seam for that test.
 template <size_t Size, uint64_t Capacity, template <typename> class Atomic = std::atomic>
 class CommandQueue {
  public:

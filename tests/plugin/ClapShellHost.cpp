@@ -168,18 +168,19 @@ class ClapShellHost final : public ShellHost {
   bool hasTimer = false;
 };
 
-const clap_host_timer_support_t ClapShellHost::kTimers = {[](const clap_host_t* host, uint32_t, clap_id* id) {
-                                                            *id = kTimerId;
-                                                            return Of(host->host_data).hasTimer = true;
-                                                          },
-                                                          [](const clap_host_t* host, clap_id) {
-                                                            Of(host->host_data).hasTimer = false;
-                                                            return true;
-                                                          }};
+const clap_host_timer_support_t ClapShellHost::kTimers = {
+    [](const clap_host_t* caller, uint32_t, clap_id* id) {
+      *id = kTimerId;
+      return Of(caller->host_data).hasTimer = true;
+    },
+    [](const clap_host_t* caller, clap_id) {
+      Of(caller->host_data).hasTimer = false;
+      return true;
+    }};
 const clap_host_gui_t ClapShellHost::kFrame = {
     [](const clap_host_t*) {},
-    [](const clap_host_t* host, uint32_t width, uint32_t height) -> bool {
-      const ClapShellHost& self = Of(host->host_data);
+    [](const clap_host_t* caller, uint32_t width, uint32_t height) -> bool {
+      const ClapShellHost& self = Of(caller->host_data);
       if (self.onResize) self.onResize({width, height});
       return self.onResize != nullptr;
     },

@@ -350,40 +350,6 @@ TEST(LockFree, ARequestsSamplesHaveOneOwnerAtATime) {
   EXPECT_GT(Request<RelaxedLoads>().races, 0u);
 }
 
-// ---- The ring of commands without its seq_cst ------------------------------------------------------------
-
-template <typename Weaken>
-Outcome Ring() {
-  OrderExplorer explorer;
-  Outcome outcome;
-  outcome.executions = explorer.Explore([&] {
-    dsp::CommandQueue<64, 1, Under<Weaken>::template Atomic> queue;
-    std::array<Plain, 3> work;
-    int accepted = 0, ran = 0;
-    explorer.Race(
-        [&] {
-          for (Plain& one : work) {
-            one.Write(5);
-            accepted += queue.Enqueue([&] { ran += one.Read() == 5 ? 1 : 100; }, [] {}) ? 1 : 0;
-          }
-        },
-        [&] {
-          for (int i = 0; i < 3; ++i) queue.ExecuteOne(false);
-        });
-    queue.ExecuteOne(false);
-    if (ran != accepted) ++outcome.faults;
-  });
-  return Finish(explorer, outcome);
-}
-
-TEST(LockFree, TheRingItselfWantsNoMoreThanRelease) {
-  const Outcome outcome = Ring<ReleaseForSeqCst>();
-  Tell("ring with release stores", outcome);
-  EXPECT_TRUE(outcome.IsClean());
-  EXPECT_GT(outcome.executions, 500u);
-  EXPECT_GT(Ring<RelaxedStores>().races, 0u);
-}
-
 }  // namespace
 }  // namespace Vantora
 

@@ -11,42 +11,6 @@
 namespace Vantora::dsp {
 namespace {
 
-TEST(LFO, NamesItsParametersInOrder) {
-  const char* names[LFO::kParamCount] = {"Mode",
-                                         "MidiSync",
-                                         "RateUnSynced",
-                                         "RateSynced",
-                                         "AllRateSynced",
-                                         "RateSyncedType",
-                                         "PhaseInit",
-                                         "KbTracking",
-                                         "KbTrackingAmount",
-                                         "KbTrackingFreq",
-                                         "GateIn",
-                                         "ControlRate",
-                                         "SppHardFollow",
-                                         "Swing",
-                                         "ConfAllowSyncAll",
-                                         "Waveform",
-                                         "Amp",
-                                         "Smooth",
-                                         "SmoothRateLinked",
-                                         "Fade",
-                                         "Stereo",
-                                         "StereoSpread",
-                                         "SnHStereoMode",
-                                         "Unipolar",
-                                         "CurrentPhaseFeedback",
-                                         "CurrentValueLFeedback"};
-  LFO lfo("", 1);
-  ASSERT_EQ(lfo.GetParamCount(), LFO::kParamCount);
-  for (uint32_t i = 0; i < LFO::kParamCount; ++i) EXPECT_EQ(lfo.Param(i).GetName(), names[i]);
-  EXPECT_EQ(lfo.Param(LFO::kMode).GetValue(), 2.0f);
-  EXPECT_EQ(lfo.Param(LFO::kAmp).GetValue(), 1.0f);
-  EXPECT_EQ(lfo.Param(LFO::kRateSynced).GetStepCount(), 9u);
-  EXPECT_EQ(lfo.Param(LFO::kAllRateSynced).GetStepCount(), 27u);
-}
-
 TEST(LFO, DrawsItsWaveforms) {
   const std::vector<std::array<float, 5>> shapes = {
       // at phases 0, 1/8, 3/8, 5/8, 7/8

@@ -140,6 +140,12 @@ struct NoRelease : AsWritten {
   static std::memory_order Store(std::memory_order) { return std::memory_order_relaxed; }
 };
 
+struct ReleaseForSeqCst : AsWritten {
+  static std::memory_order Store(std::memory_order order) {
+    return order == std::memory_order_seq_cst ? std::memory_order_release : order;
+  }
+};
+
 // A captured value that tells the explorer of every access to the memory it lies in.
 class Payload {
  public:
@@ -216,6 +222,12 @@ TEST(CommandQueueOrders, NoOrderOfLoadsAndStoresLosesOrTearsACommand) {
     EXPECT_EQ(explored.faults, 0u);
     RecordProperty("executions", static_cast<int>(explored.executions));
   }
+}
+
+TEST(CommandQueueOrders, TheRingItselfWantsNoMoreThanRelease) {
+  const Exploration explored = Explored<ReleaseForSeqCst, 2>::Run(4, 3);
+  EXPECT_GT(explored.executions, 500u);
+  EXPECT_EQ(explored.races + explored.faults, 0u);
 }
 
 TEST(CommandQueueOrders, ExplorationNoticesAMissingAcquireOrRelease) {

@@ -66,34 +66,6 @@ float LargestStep(const Signal& signal) {
   return largest;
 }
 
-TEST(ConvolutionReverb, HasItsTenKnobs) {
-  Reverb reverb("Room");
-  struct Knob {
-    const char* name;
-    float value, least, most;
-  };
-  const Knob knobs[] = {{"Room_Wet", 0, 0, 1},
-                        {"Room_IRGain", 0, -40, 40},
-                        {"Room_PreDelayMs", 0, 0, 1000},
-                        {"Room_Decay", 1, 0, 1},
-                        {"Room_Stretch", 1, 0.1f, 2},
-                        {"Room_LengthFactor", 1, 0, 2},
-                        {"Room_EngineCrossfadeDuration", 1, 0, 1},
-                        {"Room_ImpulseUpdateBehaviour", 0, 0, 1},
-                        {"Room_ImpulseUpdatePollingTime", 500, 100, 1000},
-                        {"Room_ImpulseFadeBehaviour", 0, 0, 1}};
-  ASSERT_EQ(reverb.GetParamCount(), std::size(knobs));
-  for (uint32_t i = 0; i < std::size(knobs); ++i) {
-    char text[64] = {};
-    NameBuilder builder(text, sizeof text);
-    reverb.AppendParamName(i, builder);
-    EXPECT_STREQ(text, knobs[i].name);
-    EXPECT_EQ(reverb.Param(i).GetValue(), knobs[i].value) << text;
-    EXPECT_EQ(reverb.Param(i).GetMinimum(), knobs[i].least) << text;
-    EXPECT_EQ(reverb.Param(i).GetMaximum(), knobs[i].most) << text;
-  }
-}
-
 TEST(ConvolutionReverb, WithoutAnImpulseTheWetSignalIsTheDelayedInputAtTheImpulseGain) {
   const Stereo input{Noise(9000, 1), Noise(9000, 2)};
   Reverb reverb("");

@@ -323,16 +323,6 @@ TEST(DattorroCore, RecoversFromNaNWithinOneReset) {
   for (uint32_t i = 0; i < 9600; ++i) ASSERT_EQ(a.left[i], b.left[i]) << i;
 }
 
-TEST(Reverb, HasTheTanksParametersAndFiveOfItsOwn) {
-  Reverb reverb("Plate");
-  EXPECT_EQ(Reverb::kParamCount, 19u);
-  EXPECT_EQ(reverb.GetParamCount(), 19u);
-  const char* names[] = {"LPBandWith", "HPBandWith", "Wet", "OutputGain", "MSMix"};
-  for (uint32_t own = 0; own < 5; ++own) EXPECT_EQ(reverb.Param(14 + own).GetName(), names[own]);
-  EXPECT_EQ(reverb.GetParam(14), 1.0f);
-  EXPECT_EQ(reverb.GetParam(15), 0.0f);
-}
-
 TEST(Reverb, DryIsTheInputBitForBit) {
   Plate plate;
   plate.SetOwn(Reverb::kWet, 0.0f);
