@@ -2,8 +2,8 @@
 
 from __future__ import annotations
 
-import os
 import ast
+import os
 import shutil
 import subprocess
 import sys
