@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/container/static_vector.hpp>
 #include <memory>
 #include <string>
 #include <thread>
@@ -93,16 +92,6 @@ TEST(CommandQueueDeathTest, CommandThatThrowsEndsTheProcess) {
     queue.ExecuteOne(false);
   };
   EXPECT_DEATH(runThrowingCommand(), "");
-}
-
-TEST(CommandQueue, PathLongerThanItsPlaceSaysSo) {
-  const std::string tooLong(257, 'x');
-  try {
-    const boost::container::static_vector<char, 256> path(tooLong.begin(), tooLong.end());
-    FAIL() << "accepted " << path.size();
-  } catch (const std::bad_alloc& error) {
-    EXPECT_STREQ(error.what(), "boost::container::bad_alloc thrown");
-  }
 }
 
 TEST(CommandQueue, TwoThreadsPassAMillionCommandsInOrder) {
