@@ -1,11 +1,10 @@
 // What a plug-in adds to the processor: the same second of sound through the built CLAP, VST3 and LV2 in host
 // buffers of 64, 256 and 1024 samples, and in the processor's own blocks without any plug-in around it.
 //
-//     plugin_cost [PRESET]                       times: alternating in one process, the least of many short
-// rounds
-//     plugin_cost PRESET FORMAT BUFFER SECONDS   runs one case and nothing else, for a simulator to count.
-// FORMAT:
-//                                                clap, vst3, lv2, shell (what the three share), or bare
+//     plugin_cost [PRESET]                       times, alternating in one process: the least of many rounds
+//     plugin_cost PRESET FORMAT BUFFER SECONDS   one case and nothing else, for a simulator to count
+//
+// FORMAT is clap, vst3, lv2, shell (what the three share), or bare.
 
 #include <algorithm>
 #include <chrono>
