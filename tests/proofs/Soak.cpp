@@ -35,7 +35,9 @@ constexpr uint32_t kChunk = 8192;        // samples between the moments at which
 constexpr float kBound = 1e6f;           // 120 dB above the loudest input: every gain and resonance fully up
 constexpr double kSettling = 60.0;       // seconds of audio until memory must stay as it is
 constexpr size_t kHeapSlack = 16 << 10;  // bytes
-constexpr size_t kResidentSlack = 1 << 20;  // bytes: the heap's own pages come and go
+// Bytes. A line's pages go back when nothing lies on them any more: over twenty minutes of starts the
+// resident memory climbs by 4 MB and falls back. What is lost for good shows in the heap.
+constexpr size_t kResidentSlack = 5 << 20;
 
 using Sound = std::vector<host::ParameterWrite>;
 
