@@ -46,6 +46,68 @@ HWY_INLINE void ReadTapApart(const TapPlaces& at, const float* x, float* tap) {
   hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at.frac)), d, tap);
 }
 
+#if HWY_CAP_GE256
+// False when one of the first `count` samples looks some samples further or less far back than the first one.
+// Else two straight loads hold all places of a vector.
+HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float* tap, uint32_t count) {
+  const D d;
+  const DI di;
+  constexpr int32_t kMost = kLanes / 2;  // samples further back than the first
+  const int32_t furthest = hn::GetLane(at[0].back) + kMost;
+  hn::Vec<DI> nearer[kParts];
+  auto all = hn::Zero(di);
+  for (uint32_t p = 0; p < kParts; ++p) {
+    nearer[p] = hn::Sub(hn::Set(di, furthest), at[p].back);
+    if (HWY_UNLIKELY(count < (p + 1) * kLanes))
+      nearer[p] = hn::IfThenElseZero(hn::FirstN(di, count - std::min(count, p * kLanes)), nearer[p]);
+    all = hn::Or(all, nearer[p]);
+  }
+  if (HWY_UNLIKELY(!hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, kLanes - 1)), all)))) return false;
+  for (uint32_t p = 0; p < kParts; ++p) {
+    const float* from = x + p * kLanes - furthest - 1;
+    const auto low = hn::LoadU(d, from);
+    const auto high = hn::LoadU(d, from + kLanes);
+    const auto place = hn::Add(nearer[p], hn::Load(di, kPlaces));
+    const auto older = LookUpTwo(d, low, high, place);
+    const auto newer = LookUpTwo(d, low, high, hn::Add(place, hn::Set(di, 1)));
+    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + p * kLanes);
+  }
+  return true;
+}
+#else
+// False when a vector's samples look at more than two whole places. A tap drifts by less than a sample in
+// most runs of sixteen: then these are neighbours, and three straight loads serve.
+HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float* tap, uint32_t) {
+  const D d;
+  const DI di;
+  const int32_t first = hn::GetLane(at[0].back);
+  const auto reference = hn::Set(di, first);
+  auto isNearer = hn::Lt(at[0].back, reference);
+  for (uint32_t p = 1; p < kParts; ++p) isNearer = hn::Or(isNearer, hn::Lt(at[p].back, reference));
+  const int32_t nearest = first - (hn::AllFalse(di, isNearer) ? 0 : 1);
+  const auto near = hn::Set(di, nearest);
+  hn::Vec<DI> steps[kParts];
+  auto all = hn::Zero(di);
+  for (uint32_t p = 0; p < kParts; ++p) {
+    steps[p] = hn::Sub(at[p].back, near);
+    all = hn::Or(all, steps[p]);
+  }
+  if (HWY_UNLIKELY(!hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all)))) return false;
+  x -= nearest;
+  for (uint32_t p = 0; p < kParts; ++p) {
+    const uint32_t k = p * kLanes;
+    const auto a = hn::LoadU(d, x + k);
+    const auto b = hn::LoadU(d, x + k - 1);
+    const auto c = hn::LoadU(d, x + k - 2);
+    const auto isFar = hn::RebindMask(d, hn::Eq(steps[p], hn::Set(di, 1)));
+    const auto newer = hn::IfThenElse(isFar, b, a);
+    const auto older = hn::IfThenElse(isFar, c, b);
+    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + k);
+  }
+  return true;
+}
+#endif
+
 void ReadTap(const TapRead& read, uint32_t count) {
   const D d;
   const DI di;
@@ -60,37 +122,10 @@ void ReadTap(const TapRead& read, uint32_t count) {
       const auto whole = TruncateFitting(d, delay);
       at[p] = {hn::Min(whole, furthest), hn::Sub(delay, hn::ConvertTo(d, whole))};
     }
-    // A tap drifts by less than a sample in most runs of sixteen: then its whole parts are two neighbours,
-    // and three straight loads serve.
-    const int32_t first = hn::GetLane(at[0].back);
-    const auto reference = hn::Set(di, first);
-    auto isNearer = hn::Lt(at[0].back, reference);
-    for (uint32_t p = 1; p < kParts; ++p) isNearer = hn::Or(isNearer, hn::Lt(at[p].back, reference));
-    const int32_t nearest = first - (hn::AllFalse(di, isNearer) ? 0 : 1);
-    const auto near = hn::Set(di, nearest);
-    hn::Vec<DI> steps[kParts];
-    auto all = hn::Zero(di);
-    for (uint32_t p = 0; p < kParts; ++p) {
-      steps[p] = hn::Sub(at[p].back, near);
-      all = hn::Or(all, steps[p]);
-    }
     const float* x = read.line + i;
     float* tap = read.tap + i;
-    if (HWY_LIKELY(hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all)))) {
-      x -= nearest;
-      for (uint32_t p = 0; p < kParts; ++p) {
-        const uint32_t k = p * kLanes;
-        const auto a = hn::LoadU(d, x + k);
-        const auto b = hn::LoadU(d, x + k - 1);
-        const auto c = hn::LoadU(d, x + k - 2);
-        const auto isFar = hn::RebindMask(d, hn::Eq(steps[p], hn::Set(di, 1)));
-        const auto newer = hn::IfThenElse(isFar, b, a);
-        const auto older = hn::IfThenElse(isFar, c, b);
-        hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + k);
-      }
-    } else {
-      for (uint32_t p = 0; p < kParts; ++p) ReadTapApart(at[p], x + p * kLanes, tap + p * kLanes);
-    }
+    if (HWY_LIKELY(ReadTapNear(at, x, tap, count - i))) continue;
+    for (uint32_t p = 0; p < kParts; ++p) ReadTapApart(at[p], x + p * kLanes, tap + p * kLanes);
   }
 }
 

@@ -7,10 +7,11 @@
 
 namespace Vantora::dsp {
 
-/// One voice's moving tap through a block of one side.
+/// One voice's moving tap through a block of one side. In front of the past, and behind the block rounded up
+/// to whole vectors, `line` has room for one more vector that may be looked at and isn't heard.
 struct TapRead {
   const float* line;   ///< the block's first sample as it went into the line; the past lies in front of it
-  int32_t furthest;    ///< samples back that may be read, one before the first that `line` holds
+  int32_t furthest;    ///< samples back that a tap lies at most
   const float* ramp;   ///< 0..1, of the depth
   const float* depth;  ///< samples
   float* tap;

@@ -21,8 +21,7 @@ float Greatest(const float* x, uint32_t count) {
 
 void TapLines::Configure(uint32_t maxBlockSize, float longestTap) {
   longest = static_cast<uint32_t>(std::ceil(longestTap)) + 10u;
-  // A tap that lies between two whole places is read with three loads, of which one may lie in front of the
-  // past.
+  // Taps are read by whole vectors, which may begin in front of the past and end behind the block.
   for (AlignedFloats& line : lines)
     line.assign(kVectorPadding + longest + kBlocks * WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
   next = kVectorPadding + longest;

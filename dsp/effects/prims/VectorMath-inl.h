@@ -52,6 +52,22 @@ HWY_INLINE hn::Vec<hn::RebindToSigned<D>> TruncateFitting(D, hn::Vec<D> x) {
 #endif
 }
 
+#if HWY_CAP_GE256
+// Each lane the number at its index, 0 to twice the lanes less one, of `low` with `high` behind it.
+template <class D>
+HWY_INLINE hn::Vec<D> LookUpTwo(D d, hn::Vec<D> low, hn::Vec<D> high, hn::Vec<hn::RebindToSigned<D>> index) {
+#if HWY_CAP_GE512
+  (void)d;
+  return hn::Vec<D>{_mm512_permutex2var_ps(low.raw, index.raw, high.raw)};
+#else
+  // The look-up in eight lanes takes the last three bits of an index.
+  const auto places = hn::IndicesFromVec(d, index);
+  const auto isHigh = hn::RebindMask(d, hn::Gt(index, hn::Set(hn::RebindToSigned<D>(), 7)));
+  return hn::IfThenElse(isHigh, hn::TableLookupLanes(high, places), hn::TableLookupLanes(low, places));
+#endif
+}
+#endif
+
 }  // namespace Vantora::dsp::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
