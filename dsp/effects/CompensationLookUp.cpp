@@ -12,15 +12,19 @@ float LookUpCompensation(const CompensationTable& table, float driveDb) noexcept
   return table[below] + (table[below + 1] - table[below]) * (held - static_cast<float>(below));
 }
 
+CompensationLine CompensationRamp::Aim(float gain, uint32_t count) noexcept {
+  const float from = isSnapPending ? gain : last;
+  last = gain;
+  isSnapPending = false;
+  return {from, (gain - from) / static_cast<float>(count)};
+}
+
 void CompensationRamp::Render(float gain, float* out, uint32_t count) noexcept {
   if (count == 0) return;
-  const float from = isSnapPending ? gain : last;
-  const float step = (gain - from) / static_cast<float>(count);
+  const auto [from, step] = Aim(gain, count);
   for (int32_t i = 0, end = static_cast<int32_t>(count); i < end; ++i) {
     out[i] = from + step * static_cast<float>(i + 1);
   }
-  last = gain;
-  isSnapPending = false;
 }
 
 }  // namespace Vantora::dsp

@@ -23,13 +23,22 @@ extern const std::array<CompensationTable, kShapingCurveCount> kShaperCompensati
 /// entries, held beyond the table. A drive that isn't a number counts as the lowest.
 float LookUpCompensation(const CompensationTable& table, float driveDb) noexcept;
 
+/// A compensation gain on its way: from + step * (i + 1) at sample i.
+struct CompensationLine {
+  float from = 1.0f;
+  float step = 0.0f;
+};
+
 /// CompensationRamp: the compensation gain, as a straight line over each block from the last block's gain.
 class CompensationRamp {
  public:
   /// The next block starts at its own gain.
   void Snap() noexcept { isSnapPending = true; }
 
-  /// out[i] = the gain on the way to `gain`, which is reached at out[count - 1].
+  /// The way to `gain`, which is reached after `count` samples, at least one.
+  CompensationLine Aim(float gain, uint32_t count) noexcept;
+
+  /// out[i] = the gain on that way.
   void Render(float gain, float* out, uint32_t count) noexcept;
 
   /// True when a block would be level at `gain`, as the last one ended.

@@ -71,12 +71,10 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
   workspace.Resize(
-      10, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
+      9, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   resting = {};
-  for (float** buffer :
-       {&driveDb, &wets, &driveGains, &roots, &inverses, &wetGains, &compensations, &driven, &doubled}) {
-    *buffer = workspace.Take();
-  }
+  for (Ramp* ramp : {&driveDb, &wets, &levels}) *ramp = {.samples = workspace.Take()};
+  for (float** buffer : {&driveGains, &roots, &wetGains, &driven, &doubled}) *buffer = workspace.Take();
 }
 
 void Wavefolder::DoReset(bool) {
@@ -116,10 +114,6 @@ bool Wavefolder::UpdateParams(ProcessContext& context) {
   drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
   wet.SnapOrGlide(Param(kWet).ReadValueModulated(context, 2), isFresh);
   outputGain.SnapOrGlide(outputGainOf(Value(kOutputGain) + Value(kGainStagingOut), DbToGain), isFresh);
-  isDriveSettled = drive.IsSettled();
-  isWetSettled = wet.IsSettled();
-  glides = !isDriveSettled || !isWetSettled || resting.count < WholeQuads(context.sampleCount) ||
-           resting.drive != drive.Target() || resting.wet != wet.Target();
   return true;
 }
 
@@ -160,63 +154,73 @@ void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, u
 
 void Wavefolder::RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount) {
   constexpr uint32_t kMost = LaneBank::kCapacity;
-  SmootherInterpLPF* smoothers[2 * kMost] = {};
-  float* ramps[2 * kMost] = {};
+  const uint32_t count = WholeQuads(sampleCount);
+  SmootherInterpLPF* smoothers[2 * kMost];
+  float* outs[2 * kMost];
   uint32_t gliding = 0;
+  const auto glide = [&](SmootherInterpLPF& smoother, Ramp& ramp) {
+    ramp.Note(smoother.Target(), smoother.IsSettled() ? count : 0);
+    smoothers[gliding] = &smoother;
+    outs[gliding++] = ramp.samples;
+  };
   for (uint32_t f = 0; f < folderCount; ++f) {
     Wavefolder& folder = *folders[f];
-    if (!folder.glides) continue;
-    smoothers[gliding] = &folder.drive;
-    ramps[gliding++] = folder.driveDb;
-    smoothers[gliding] = &folder.wet;
-    ramps[gliding++] = folder.wets;
+    if (!folder.driveDb.Holds(folder.drive, count)) glide(folder.drive, folder.driveDb);
+    if (!folder.wets.Holds(folder.wet, count)) {
+      glide(folder.wet, folder.wets);
+      folder.levels.count = 0;
+    }
   }
-  SmootherInterpLPF::RenderSideBySide(smoothers, ramps, gliding, sampleCount);
-  const uint32_t count = WholeQuads(sampleCount);
+  SmootherInterpLPF::RenderSideBySide(smoothers, outs, gliding, sampleCount);
   if (count == 0) return;
   FoldGains moving[kMost];
   uint32_t movingCount = 0;
   for (uint32_t f = 0; f < folderCount; ++f) {
-    if (folders[f]->PrepareGains(count)) moving[movingCount++] = folders[f]->GainsOf(count);
+    if (folders[f]->PrepareGains(moving[movingCount], count)) ++movingCount;
   }
   if (movingCount > 0) DistortionKernels().foldGains(moving, movingCount);
 }
 
 // False when the buffers hold the block's gains already.
-bool Wavefolder::PrepareGains(uint32_t count) {
-  const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
+bool Wavefolder::PrepareGains(FoldGains& gains, uint32_t count) {
   if (IsChanged() && isCompensating) compensation.Snap();
   // What the buffers hold while nothing moves stays in them.
-  bool isLevel = isDriveSettled && isWetSettled && outputGain.IsSettled();
-  const RestingGains now{drive.Target(), wet.Target(),   outputGain.Target(),
-                         isTriangle,     isCompensating, count};
-  if (isLevel && resting.Covers(now) && (!isCompensating || compensation.StandsAt(compensations[0]))) {
+  const bool isDriveLevel = driveDb.count != 0;
+  bool isLevel = isDriveLevel && wets.count != 0 && outputGain.IsSettled();
+  RestingGains now{drive.Target(), wet.Target(), outputGain.Target(), isTriangle, isCompensating, count};
+  if (isLevel && resting.Covers(now) && (!isCompensating || compensation.StandsAt(resting.compensation))) {
     if (!isCompensating) compensation.SwitchOff();
     return false;
   }
+  CompensationLine line;
   if (isCompensating) {
-    const float gain = compensationGainOf(LookUpCompensation(table, driveDb[count - 1]), DbToGain);
+    const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
+    const float gain = compensationGainOf(LookUpCompensation(table, driveDb.samples[count - 1]), DbToGain);
     isLevel = isLevel && compensation.StandsAt(gain);
-    compensation.Render(gain, compensations, count);
+    line = compensation.Aim(gain, count);
+    now.compensation = gain;
   } else {
     compensation.SwitchOff();
-    std::fill_n(compensations, count, 1.0f);
   }
-  outputGain.Render(wetGains, count);
+  RenderLevels(count);
   resting = isLevel ? now : RestingGains{};
+  gains = {.dB = driveDb.samples,
+           .level = levels.samples,
+           .gain = driveGains,
+           .root = roots,
+           .wetGain = wetGains,
+           .compensation = line,
+           .count = count,
+           .different = isDriveLevel ? 4 : count};
   return true;
 }
 
-FoldGains Wavefolder::GainsOf(uint32_t count) const {
-  return {.dB = driveDb,
-          .wet = wets,
-          .compensation = compensations,
-          .gain = driveGains,
-          .root = roots,
-          .inverse = inverses,
-          .wetGain = wetGains,
-          .count = count,
-          .different = isDriveSettled ? 4 : count};
+void Wavefolder::RenderLevels(uint32_t count) {
+  if (levels.Holds(outputGain, count)) return;
+  const bool isLevel = wets.count != 0 && outputGain.IsSettled();
+  levels.Note(outputGain.Target(), isLevel ? count : 0);
+  outputGain.Render(driven, count);
+  DistortionKernels().multiply(wets.samples, driven, levels.samples, count);
 }
 
 float Wavefolder::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {
@@ -234,7 +238,7 @@ float Wavefolder::ProcessChannel(Channel& channel, const Ports& ports, uint32_t 
     Fold(channel, driven, count, peak);
   }
   if (send != nullptr) std::copy_n(driven, count, send);
-  kernels.mixFolded(in, wets, wetGains, driven, out, count);
+  kernels.mixFolded(in, wets.samples, wetGains, driven, out, count);
   return peak;
 }
 

@@ -61,6 +61,20 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     FoldFilter down{1.0f};
   };
 
+  /// A smoother's block in its buffer, which needs no more once it holds a value on and on.
+  struct Ramp {
+    float* samples = nullptr;
+    double value = 0.0;  // throughout the first `count` samples
+    uint32_t count = 0;
+    bool Holds(const SmootherInterpLPF& smoother, uint32_t wanted) const {
+      return smoother.IsSettled() && count >= wanted && value == smoother.Target();
+    }
+    void Note(double newValue, uint32_t newCount) {
+      value = newValue;
+      count = newCount;
+    }
+  };
+
   /// What the gain buffers hold on and on while nothing moves; a count of 0: nothing.
   struct RestingGains {
     double drive = 0.0;
@@ -69,6 +83,7 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     bool isTriangle = false;
     bool isCompensating = false;
     uint32_t count = 0;
+    float compensation = 1.0f;  // follows from the others
     bool Covers(const RestingGains& wanted) const {
       return count >= wanted.count && drive == wanted.drive && wet == wanted.wet &&
              outputGain == wanted.outputGain && isTriangle == wanted.isTriangle &&
@@ -94,8 +109,8 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
   static void RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount);
 
-  bool PrepareGains(uint32_t count);
-  FoldGains GainsOf(uint32_t count) const;
+  bool PrepareGains(FoldGains& gains, uint32_t count);
+  void RenderLevels(uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Fold(Channel& channel, float* data, uint32_t count, float peak);
   void FoldOversampled(Channel& channel, uint32_t count);
@@ -106,9 +121,6 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool isAntiAliasing = false;
   bool isCompensating = false;
   bool isFeedbackOn = false;
-  bool isDriveSettled = false;  // throughout the block, as is the next
-  bool isWetSettled = false;
-  bool glides = false;  // drive and wet are to be rendered
   uint32_t channelCount = 1;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1
@@ -118,13 +130,12 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
 
   // One block each, in one allocation.
   BlockBuffers workspace;
-  float* driveDb = nullptr;
-  float* wets = nullptr;
+  Ramp driveDb;
+  Ramp wets;
+  Ramp levels;                  // wet * output gain; the value is the output gain's
   float* driveGains = nullptr;  // g
   float* roots = nullptr;       // r
-  float* inverses = nullptr;    // 1/r
-  float* wetGains = nullptr;    // wet * output gain / r * compensation
-  float* compensations = nullptr;
+  float* wetGains = nullptr;    // level / r * compensation
   float* driven = nullptr;
   float* doubled = nullptr;  // two blocks
 

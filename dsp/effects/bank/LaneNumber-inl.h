@@ -211,6 +211,22 @@ HWY_INLINE LaneNumber<D> Whole(LaneNumber<D> x) {
   return {hn::ConvertTo(D(), TruncateFitting(D(), x.v))};
 }
 
+// The next whole number below, for numbers that fit 32 bits.
+template <typename T>
+HWY_INLINE T FloorByParts(T x) {
+  const T truncated = Whole(x);
+  return truncated - OrZero(truncated > x, Number<T>(1.0f));
+}
+HWY_INLINE float Floor(float x) { return FloorByParts(x); }
+template <typename D>
+HWY_INLINE LaneNumber<D> Floor(LaneNumber<D> x) {
+#if HWY_TARGET == HWY_SSSE3 || HWY_TARGET == HWY_SSE2 || HWY_TARGET == HWY_EMU128
+  return FloorByParts(x);  // there is no instruction for it
+#else
+  return {hn::Floor(x.v)};
+#endif
+}
+
 // The bits of a number, read as a whole number, as a number.
 HWY_INLINE float BitsAsNumber(float x) { return static_cast<float>(BitCast<int32_t>(x)); }
 template <typename D>
@@ -229,21 +245,39 @@ HWY_INLINE LaneNumber<D> MantissaOf(LaneNumber<D> x) {
   return {hn::BitCast(D(), hn::Or(bits, hn::Set(di, 0x3F000000)))};
 }
 
-// 2 to the power of a whole number, within what normal numbers hold.
-HWY_INLINE float PowerOfTwo(float whole) { return BitCast<float>((static_cast<int32_t>(whole) + 127) << 23); }
+// 2 to the power of a whole number, within what normal numbers hold. Behind the sum, which is exact, the last
+// bits are the exponent's; what stands above them is shifted out.
+inline constexpr float kExponentBits = 12582912.0f + 127.0f;
+HWY_INLINE float PowerOfTwo(float whole) {
+  return BitCast<float>(BitCast<uint32_t>(whole + kExponentBits) << 23);
+}
 template <typename D>
 HWY_INLINE LaneNumber<D> PowerOfTwo(LaneNumber<D> whole) {
-  const hn::RebindToSigned<D> di;
-  return {hn::BitCast(D(), hn::ShiftLeft<23>(hn::Add(TruncateFitting(D(), whole.v), hn::Set(di, 127))))};
+  const hn::RebindToUnsigned<D> du;
+  const auto sum = hn::Add(whole.v, hn::Set(D(), kExponentBits));
+  return {hn::BitCast(D(), hn::ShiftLeft<23>(hn::BitCast(du, sum)))};
 }
 
-// The exponent that goes with the mantissa, of a number from 0 on.
-HWY_INLINE float ExponentOf(float x) { return static_cast<float>((BitCast<int32_t>(x) >> 23) - 126); }
+// A positive, normal number is its even mantissa, from the root of a half up to the root of two, times 2 to
+// the power of its even exponent. That is told in units of 2^-23, as it stands in the bits.
+inline constexpr int32_t kRootOfHalf = 0x3F3504F3;
+inline constexpr int32_t kExponentField = static_cast<int32_t>(0xFF800000u);
+HWY_INLINE int32_t EvenExponentBits(float x) { return (BitCast<int32_t>(x) - kRootOfHalf) & kExponentField; }
 template <typename D>
-HWY_INLINE LaneNumber<D> ExponentOf(LaneNumber<D> x) {
+HWY_INLINE hn::Vec<hn::RebindToSigned<D>> EvenExponentBits(LaneNumber<D> x) {
   const hn::RebindToSigned<D> di;
-  const auto exponent = hn::Sub(hn::ShiftRight<23>(hn::BitCast(di, x.v)), hn::Set(di, 126));
-  return {hn::ConvertTo(D(), exponent)};
+  return hn::And(hn::Sub(hn::BitCast(di, x.v), hn::Set(di, kRootOfHalf)), hn::Set(di, kExponentField));
+}
+HWY_INLINE float EvenExponentOf(float x) { return static_cast<float>(EvenExponentBits(x)); }
+template <typename D>
+HWY_INLINE LaneNumber<D> EvenExponentOf(LaneNumber<D> x) {
+  return {hn::ConvertTo(D(), EvenExponentBits(x))};
+}
+HWY_INLINE float EvenMantissaOf(float x) { return BitCast<float>(BitCast<int32_t>(x) - EvenExponentBits(x)); }
+template <typename D>
+HWY_INLINE LaneNumber<D> EvenMantissaOf(LaneNumber<D> x) {
+  const hn::RebindToSigned<D> di;
+  return {hn::BitCast(D(), hn::Sub(hn::BitCast(di, x.v), EvenExponentBits(x)))};
 }
 
 #define PRISMEL_PAIR_FUNCTION(Function)                \
@@ -252,9 +286,11 @@ HWY_INLINE LaneNumber<D> ExponentOf(LaneNumber<D> x) {
     return {Function(x.low), Function(x.high)};        \
   }
 PRISMEL_PAIR_FUNCTION(Whole)
+PRISMEL_PAIR_FUNCTION(Floor)
 PRISMEL_PAIR_FUNCTION(MantissaOf)
 PRISMEL_PAIR_FUNCTION(PowerOfTwo)
-PRISMEL_PAIR_FUNCTION(ExponentOf)
+PRISMEL_PAIR_FUNCTION(EvenMantissaOf)
+PRISMEL_PAIR_FUNCTION(EvenExponentOf)
 #undef PRISMEL_PAIR_FUNCTION
 
 // x times 2 to the power of a whole number.
@@ -310,20 +346,19 @@ HWY_INLINE void StoreAll(T x, float* to) {
   }
 }
 
-// to = formula(from, to) throughout whole vectors of any machine, two at a time: what waits for one works on
-// the other.
-template <typename Formula>
-HWY_INLINE void ForAllPlaces(const float* from, float* to, uint32_t count, Formula formula) {
-  const auto apply = [&]<typename T>(uint32_t i)
-                         HWY_ATTR { StoreAll(formula(LoadAll<T>(from + i), LoadAll<T>(to + i)), to + i); };
+// Calls `run` with the first places of whole vectors of any machine, T as a template argument of its call
+// operator: two vectors at a time, so that what waits for one works on the other.
+template <typename Run>
+HWY_INLINE void ForWholeVectors(uint32_t count, Run run) {
   uint32_t i = 0;
 #if HWY_TARGET != HWY_EMU128
   using One = LaneNumber<ManyLanes>;
   constexpr uint32_t kOne = LanesOf<One>::kCount;
-  for (; i + 2 * kOne <= count; i += 2 * kOne) apply.template operator()<NumberPair<One>>(i);
-  for (; i + kOne <= count; i += kOne) apply.template operator()<One>(i);
+  for (; i + 2 * kOne <= count; i += 2 * kOne) run.template operator()<NumberPair<One>>(i);
+  for (; i + kOne <= count; i += kOne) run.template operator()<One>(i);
+#else
+  for (; i < count; ++i) run.template operator()<float>(i);
 #endif
-  for (; i < count; ++i) apply.template operator()<float>(i);
 }
 
 // Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of

@@ -59,40 +59,58 @@ float Peak(const float* HWY_RESTRICT data, uint32_t count) {
 constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
 
 void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
-  ForAllPlaces(dB, gain, count,
-               [](auto x, auto) HWY_ATTR { return ExpOf(x * Number<decltype(x)>(kNepersPerDb)); });
+  ForWholeVectors(count, [&]<typename T>(uint32_t i) HWY_ATTR {
+    StoreAll(ExpOf(LoadAll<T>(dB + i) * Number<T>(kNepersPerDb)), gain + i);
+  });
+}
+
+HWY_ALIGN constexpr float kFirstPlaces[32] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16,
+                                              17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32};
+
+// The logarithm of the root, in the steps of PowFloat4. Of what a gain of 0 has for one, nothing is left
+// later.
+void LogRoots(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, uint32_t count) {
+  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
+    StoreAll(LogOf(LoadAll<T>(gain + i)) * Number<T>(0.25f), root + i);
+  });
+}
+
+// From the logarithms on.
+void RootsAndWetGains(const FoldGains& b, uint32_t count) {
+  const float* HWY_RESTRICT gain = b.gain;
+  const float* HWY_RESTRICT level = b.level;
+  float* HWY_RESTRICT root = b.root;
+  float* HWY_RESTRICT wetGain = b.wetGain;
+  const CompensationLine compensation = b.compensation;
+  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
+    const auto isHeard = LoadAll<T>(gain + i) > Number<T>(0.0f);
+    const T r = ExpWithin(LoadAll<T>(root + i));
+    StoreAll(OrZero(isHeard, r), root + i);
+    // A drive so low that the gain is 0 is silence, not 0 times infinity.
+    const T inverse = OrZero(isHeard, Number<T>(1.0f) / r);
+    const T place = Number<T>(static_cast<float>(static_cast<int32_t>(i))) + LoadAll<T>(kFirstPlaces);
+    const T compensated = Number<T>(compensation.from) + Number<T>(compensation.step) * place;
+    StoreAll(LoadAll<T>(level + i) * inverse * compensated, wetGain + i);
+  });
 }
 
 // Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
 // by a few vectors only.
 void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
-  const auto apply = [&](auto from, float* FoldGains::*to, auto formula) HWY_ATTR {
-    for (const FoldGains* b = blocks; b < blocks + blockCount; ++b)
-      ForAllPlaces(b->*from, b->*to, WholeVectors(b->different), formula);  // the buffers have room
-  };
-  apply(&FoldGains::dB, &FoldGains::gain,
-        [](auto dB, auto) HWY_ATTR { return ExpOf(dB * Number<decltype(dB)>(kNepersPerDb)); });
-  // The fourth root, in the steps of PowFloat4.
-  apply(&FoldGains::gain, &FoldGains::root,
-        [](auto gain, auto) HWY_ATTR { return LogOf(gain) * Number<decltype(gain)>(0.25f); });
-  apply(&FoldGains::gain, &FoldGains::root, [](auto gain, auto power) HWY_ATTR {
-    return OrZero(gain > Number<decltype(gain)>(0.0f), ExpOf(power));
-  });
-  // A drive so low that g is 0 is silence, not 0 times infinity.
-  apply(&FoldGains::root, &FoldGains::inverse, [](auto root, auto) HWY_ATTR {
-    using T = decltype(root);
-    return OrZero(root > Number<T>(0.0f), Number<T>(1.0f) / root);
-  });
-  for (const FoldGains* b = blocks; b < blocks + blockCount; ++b) {
-    if (b->different < b->count) {
-      for (float* numbers : {b->gain, b->root, b->inverse})
-        std::fill(numbers + b->different, numbers + b->count, numbers[0]);
-    }
-    const float* HWY_RESTRICT wet = b->wet;
-    const float* HWY_RESTRICT inverse = b->inverse;
-    const float* HWY_RESTRICT compensation = b->compensation;
-    float* HWY_RESTRICT wetGain = b->wetGain;
-    for (uint32_t i = 0; i < b->count; ++i) wetGain[i] = wet[i] * wetGain[i] * inverse[i] * compensation[i];
+  const FoldGains* end = blocks + blockCount;
+  // The buffers have room for whole vectors.
+  for (const FoldGains* b = blocks; b < end; ++b) DriveGains(b->dB, b->gain, WholeVectors(b->different));
+  for (const FoldGains* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, WholeVectors(b->different));
+  for (const FoldGains* b = blocks; b < end; ++b) RootsAndWetGains(*b, WholeVectors(b->different));
+  for (const FoldGains* b = blocks; b < end; ++b) {
+    if (b->different >= b->count) continue;
+    for (float* numbers : {b->gain, b->root})
+      std::fill(numbers + b->different, numbers + b->count, numbers[0]);
+    const float inverse = b->root[0] > 0.0f ? 1.0f / b->root[0] : 0.0f;
+    for (uint32_t i = b->different; i < b->count; ++i)
+      b->wetGain[i] =
+          b->level[i] * inverse *
+          (b->compensation.from + b->compensation.step * static_cast<float>(static_cast<int32_t>(i) + 1));
   }
 }
 

@@ -3,21 +3,21 @@
 #include <cstdint>
 
 #include "basictools/simd/SimdTarget.h"
+#include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/ShapingCurves.h"
 
 namespace Vantora::dsp {
 
 /// What a wavefolder multiplies with in a block, each a number a sample in room for whole vectors:
-/// gain = 10^(dB / 20), root = gain^0.25, inverse = 1 / root, or 0 for 0, and
-/// wetGain = wet * wetGain * inverse * compensation, from the left.
+/// gain = 10^(dB / 20), root = gain^0.25 and wetGain = level / root * compensation, by way of 1 / root, which
+/// counts as 0 for 0.
 struct FoldGains {
-  const float* dB;
-  const float* wet;
-  const float* compensation;
+  float* dB;
+  float* level;  ///< wet share times output gain
   float* gain;
   float* root;
-  float* inverse;
-  float* wetGain;      ///< holds the output gain before
+  float* wetGain;
+  CompensationLine compensation;
   uint32_t count;      ///< samples, a multiple of four
   uint32_t different;  ///< from here on all decibels are those of the first sample
 };

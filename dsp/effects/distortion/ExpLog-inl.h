@@ -13,15 +13,11 @@
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
 
-// ExpFloat4.
+// ExpFloat4, of an argument within +-88.
 template <typename T>
-HWY_INLINE T ExpOf(T x) {
-  constexpr float kLimit = BitCast<float>(0x42B0C0A5u);
+HWY_INLINE T ExpWithin(T x) {
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
-  x = Greater(Lesser(x, c(kLimit)), c(-kLimit));
-  const T quotient = x * c(BitCast<float>(0x3FB8AA3Bu)) + c(0.5f);
-  const T truncated = Whole(quotient);
-  const T n = truncated - OrZero(truncated > quotient, c(1.0f));
+  const T n = Floor(x * c(BitCast<float>(0x3FB8AA3Bu)) + c(0.5f));
   const T r = x - n * c(BitCast<float>(0x3F317218u));
   T y = r * c(0.000198756912f) + c(0.00139819994f);
   y = y * r + c(0.00833345205f);
@@ -31,17 +27,18 @@ HWY_INLINE T ExpOf(T x) {
   return (y * (r * r) + r + c(1.0f)) * PowerOfTwo(n);
 }
 
-// LogFloat4.
+// ExpFloat4.
+template <typename T>
+HWY_INLINE T ExpOf(T x) {
+  const T limit = Number<T>(BitCast<float>(0x42B0C0A5u));
+  return ExpWithin(Greater(Lesser(x, limit), -limit));
+}
+
+// LogFloat4, of a positive, normal number.
 template <typename T>
 HWY_INLINE T LogOf(T x) {
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
-  x = Greater(x, c(0.0f));
-  T e = ExponentOf(x);
-  T m = MantissaOf(x);
-  const auto isSmall = m < c(BitCast<float>(0x3F3504F3u));
-  e = e - OrZero(isSmall, c(1.0f));
-  m = m + OrZero(isSmall, m);
-  const T z = m - c(1.0f);
+  const T z = EvenMantissaOf(x) - c(1.0f);
   const T z2 = z * z;
   T y = z * c(0.0703768358f) + c(BitCast<float>(0xBDEBD1B8u));
   y = y * z + c(BitCast<float>(0x3DEF251Au));
@@ -52,7 +49,8 @@ HWY_INLINE T LogOf(T x) {
   y = y * z + c(BitCast<float>(0xBE7FFFFCu));
   y = y * z + c(BitCast<float>(0x3EAAAAAAu));
   y = y * z * z2 - c(0.5f) * z2;
-  return z + y + e * c(BitCast<float>(0x3F317218u));
+  // ln 2 for each unit of the exponent, which counts them in 2^-23: the product rounds as that of the two.
+  return z + y + EvenExponentOf(x) * c(BitCast<float>(0x3F317218u) / 8388608.0f);
 }
 
 }  // namespace Vantora::dsp::HWY_NAMESPACE
