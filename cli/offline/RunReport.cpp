@@ -62,15 +62,19 @@ std::string DigestFile(const std::string& path) {
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
   const std::unique_ptr<EVP_MD_CTX, void (*)(EVP_MD_CTX*)> digest(EVP_MD_CTX_new(), EVP_MD_CTX_free);
   if (!file) throw Failure(fmt::format("{}: {}", path, std::strerror(errno)));
-  EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr);
+  // The library's calls fail for want of memory only.
+  const auto check = [&](bool isDone) {
+    if (!isDone) throw Failure(fmt::format("{}: there isn't enough memory for its SHA-256", path));
+  };
+  check(digest != nullptr && EVP_DigestInit_ex(digest.get(), EVP_sha256(), nullptr) == 1);
   std::array<unsigned char, 65536> piece;
   while (const size_t count = std::fread(piece.data(), 1, piece.size(), file.get())) {
-    EVP_DigestUpdate(digest.get(), piece.data(), count);
+    check(EVP_DigestUpdate(digest.get(), piece.data(), count) == 1);
   }
   if (std::ferror(file.get()) != 0) throw Failure(fmt::format("{}: can't be read again", path));
   std::array<unsigned char, EVP_MAX_MD_SIZE> value{};
   unsigned size = 0;
-  EVP_DigestFinal_ex(digest.get(), value.data(), &size);
+  check(EVP_DigestFinal_ex(digest.get(), value.data(), &size) == 1);
   std::string text;
   for (unsigned i = 0; i < size; ++i) text += fmt::format("{:02x}", value[i]);
   return text;
