@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <vector>
 
@@ -75,10 +76,72 @@ class BlockBuffer {
     sink(output.data(), wanted);
   }
 
+  /// A live stream: takes `count` samples, 0 or more, and gives as many, `BlockSize` samples late. `source`
+  /// as for `Take`; `destination` has 1 or 2 channels, a null channel is dropped. Every block that becomes
+  /// full is run by `run()`. All inputs are read before their places are written: `source` and `destination`
+  /// may be the same memory.
+  template <typename Run>
+  void Exchange(const float* const* source, float* const* destination, uint32_t channels, size_t count,
+                Run&& run) {
+    const bool isStereo = inputCount == 2 && channels == 2 && source != nullptr && source[0] != nullptr &&
+                          source[1] != nullptr && destination[0] != nullptr && destination[1] != nullptr;
+    for (size_t done = 0; done < count;) {
+      const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
+      if (isStereo) {
+        ExchangeStereo(source, destination, done, piece);
+      } else {
+        ExchangeSingly(source, destination, channels, done, piece);
+      }
+      done += piece;
+      if (!IsFull()) continue;
+      run();
+      Restart();
+    }
+  }
+
   /// [any thread] Input samples that weren't finite or lay beyond `kLoudest`.
   uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
 
  private:
+  using Two = uint64_t __attribute__((vector_size(16)));  // four samples' bits
+  static Two CopyFour(const float* from, float* to) {
+    Two bits;
+    std::memcpy(&bits, from, sizeof bits);
+    std::memcpy(to, &bits, sizeof bits);
+    return bits;
+  }
+
+  /// Two channels on both sides, as nearly always, asked for in every buffer of a host: in one pass, each
+  /// sample read before its place is written. The bits of all inputs are laid over each other: while all lie
+  /// below 2, as nearly always, the highest bit of the exponent stays free.
+  void ExchangeStereo(const float* const* source, float* const* destination, size_t offset, size_t count) {
+    constexpr uint64_t kTwoAndMore = 0x4000'0000'4000'0000;
+    constexpr size_t kStep = 16;
+    const float *const left = source[0] + offset, *const right = source[1] + offset;
+    float *const leftIn = input[0] + fill, *const rightIn = input[1] + fill;
+    const float *const leftOut = output[0] + fill, *const rightOut = output[1] + fill;
+    float *const toLeft = destination[0] + offset, *const toRight = destination[1] + offset;
+    Two over{};
+    size_t at = 0;
+    for (; at + kStep <= count; at += kStep) {
+      for (size_t four = at; four < at + kStep; four += 4) {
+        over |= CopyFour(left + four, leftIn + four) | CopyFour(right + four, rightIn + four);
+        CopyFour(leftOut + four, toLeft + four);
+        CopyFour(rightOut + four, toRight + four);
+      }
+    }
+    const bool isModest = ((over[0] | over[1]) & kTwoAndMore) == 0;
+    if (!isModest) Mend(0, at);
+    if (at != count) ExchangeRest(source, destination, offset, at, count);
+    fill += static_cast<uint32_t>(count);
+  }
+  void ExchangeRest(const float* const* source, float* const* destination, size_t offset, size_t at,
+                    size_t count);
+  void ExchangeSingly(const float* const* source, float* const* destination, uint32_t channels, size_t offset,
+                      uint32_t count);
+  /// Replaces what is no sound among the samples `begin` to `end` (exclusive) behind those taken.
+  void Mend(size_t begin, size_t end);
+
   uint32_t inputCount = 0, size = 0, fill = 0;
   std::vector<float> storage;               // four blocks
   std::array<float*, 2> input{}, output{};  // into `storage`

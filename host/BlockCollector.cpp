@@ -21,39 +21,25 @@ BlockCollector::BlockCollector(HostedProcessor& hosted, uint32_t inputChannels, 
 void BlockCollector::RunBlock() {
   const uint32_t blockSize = buffer.BlockSize();
   if (listener != nullptr) listener->BeforeBlock(processor, position, blockSize);
-  const auto write = [this](uint32_t index, float normalized) { processor.Set(index, normalized); };
-  latest.Take(write);
-  queue.TakeDue(position, position + blockSize, write);
+  if (latest.IsWaiting() || queue.IsWaiting()) WriteDue(position, position + blockSize);
   processor.Process(buffer.Input(), buffer.InputChannels(), buffer.Output(), outputCount, blockSize);
   if (isMetering) meters.Update(processor);
   position += blockSize;
 }
 
-void BlockCollector::WriteAllWaiting() {
+void BlockCollector::WriteDue(uint64_t begin, uint64_t end) {
   const auto write = [this](uint32_t index, float normalized) { processor.Set(index, normalized); };
   latest.Take(write);
-  queue.TakeDue(0, std::numeric_limits<uint64_t>::max(), write);
+  queue.TakeDue(begin, end, write);
 }
+
+void BlockCollector::WriteAllWaiting() { WriteDue(0, std::numeric_limits<uint64_t>::max()); }
 
 LiveCollector::LiveCollector(HostedProcessor& hosted, uint32_t inputChannels, uint32_t outputChannels)
     : BlockCollector(hosted, inputChannels, outputChannels) {}
 
 void LiveCollector::Process(const float* const* inputs, float* const* outputs, size_t sampleCount) {
-  for (size_t done = 0; done < sampleCount;) {
-    const uint32_t from = buffer.Fill();
-    const auto count = static_cast<uint32_t>(std::min<size_t>(sampleCount - done, buffer.Room()));
-    buffer.Take(inputs, done, count);  // all channels in before any goes out: the buffers may be the same
-    for (uint32_t channel = 0; channel < outputCount; ++channel) {
-      if (outputs[channel] != nullptr) {
-        std::copy_n(buffer.Output()[channel] + from, count, outputs[channel] + done);
-      }
-    }
-    if (buffer.IsFull()) {
-      RunBlock();
-      buffer.Restart();
-    }
-    done += count;
-  }
+  buffer.Exchange(inputs, outputs, outputCount, sampleCount, [this] { RunBlock(); });
 }
 
 void LiveCollector::SetTransport(double tempo, bool isPlaying, double songPosition) {

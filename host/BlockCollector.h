@@ -96,6 +96,9 @@ class BlockCollector {
   uint64_t position = 0;  // samples handed to the processor
 
  private:
+  /// What waits for the samples `begin` to `end` (exclusive). Apart: nearly always nothing does.
+  [[gnu::noinline]] void WriteDue(uint64_t begin, uint64_t end);
+
   ParameterQueue queue{kQueueCapacity};
   LatestValues latest;
   Meters meters;

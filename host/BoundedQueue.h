@@ -46,10 +46,13 @@ class BoundedQueue {
     }
   }
 
+  /// [the reader] Whether there is nothing to pop.
+  bool IsEmpty() const { return slots[nextRead & mask].turn.load(std::memory_order_acquire) != nextRead + 1; }
+
   /// [one reader] False when there is nothing.
   bool Pop(T& value) {
+    if (IsEmpty()) return false;
     Slot& slot = slots[nextRead & mask];
-    if (slot.turn.load(std::memory_order_acquire) != nextRead + 1) return false;
     value = slot.value;
     slot.turn.store(nextRead + slots.size(), std::memory_order_release);
     ++nextRead;

@@ -25,12 +25,19 @@ class LatestValuesOf {
     // Relaxed: the bit publishes the value.
     values[index].store(normalized, std::memory_order_relaxed);
     fresh[index / 64].fetch_or(uint64_t{1} << (index % 64), std::memory_order_release);
+    // Changed and not stored: two writers' bits are both seen by who sees either's.
+    isAnyFresh.fetch_or(1, std::memory_order_release);
     return true;
   }
+
+  /// [process] Whether a value waits. Asked before every block, and nearly always none does.
+  bool IsWaiting() const { return isAnyFresh.load(std::memory_order_relaxed) != 0; }
 
   /// [process] Calls `apply(index, normalized)` for each parameter written since the last call, by index.
   template <typename Apply>
   void Take(Apply&& apply) {
+    if (!IsWaiting()) return;
+    isAnyFresh.exchange(0, std::memory_order_acquire);
     for (size_t word = 0; word < fresh.size(); ++word) {
       if (fresh[word].load(std::memory_order_relaxed) == 0) continue;
       // A value stored between the two steps is taken now, and once more with its own bit: the same value.
@@ -44,6 +51,7 @@ class LatestValuesOf {
  private:
   std::vector<Atomic<float>> values;
   std::vector<Atomic<uint64_t>> fresh;
+  Atomic<uint64_t> isAnyFresh{0};
 };
 
 using LatestValues = LatestValuesOf<>;

@@ -37,13 +37,15 @@ class ParameterQueue {
   /// holds for all. They count as one entry. False when full: none is taken.
   bool PushTogether(std::vector<ParameterWrite> writes, uint64_t position = 0);
 
+  /// [process] Whether anything waits, due or not. Relaxed: what was written before this call on the caller's
+  /// own account is seen; another thread's write that isn't yet comes out at the next block.
+  bool IsWaiting() const { return occupied.load(std::memory_order_relaxed) != 0; }
+
   /// [process] Takes out what is due in the block of samples `begin` to `end` (exclusive) and calls
   /// `apply(index, normalized)` for each write.
   template <typename Apply>
   void TakeDue(uint64_t begin, uint64_t end, Apply&& apply) {
-    // Relaxed: what was written before this call on the caller's own account is seen; another thread's write
-    // that isn't yet comes out at the next block.
-    if (occupied.load(std::memory_order_relaxed) == 0) return;
+    if (!IsWaiting()) return;
     CollectArrivals(begin);
     while (const Entry* entry = NextDue(end)) {
       if (entry->group != nullptr) {

@@ -127,7 +127,7 @@ clap_process_status ClapPlugin::Process(const clap_process_t& process) {
   const auto out = channels(process.audio_outputs, outputs);
   core.Process(in.data(), out.data(), process.frames_count);
   process.audio_outputs->constant_mask = 0;
-  SendEvents(process.out_events, true);
+  if (!outgoing.IsEmpty() || core.LiveRevision() != toldRevision) SendEvents(process.out_events, true);
   if (core.TakeTailChange() && hostTail != nullptr) hostTail->changed(host);
   return CLAP_PROCESS_TAIL;
 }

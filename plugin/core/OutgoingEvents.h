@@ -23,6 +23,8 @@ class OutgoingEvents {
   void Push(Event event) {
     if (!queue.Push(event)) overflow.store(true, std::memory_order_release);
   }
+  /// Whether there is nothing to tell, an overflow neither.
+  bool IsEmpty() const { return queue.IsEmpty() && !overflow.load(std::memory_order_relaxed); }
   bool Pop(Event& event) { return queue.Pop(event); }
   bool TakeOverflow() {
     return overflow.load(std::memory_order_relaxed) && overflow.exchange(false, std::memory_order_acquire);

@@ -209,6 +209,13 @@ void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
 
 void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
   streamPosition.store(position, std::memory_order_relaxed);
+  if (values.IsWaiting() || panic.load(std::memory_order_relaxed) || !timeline.IsEmpty()) {
+    TakeChanges(hosted, position, count);
+  }
+  if (picture.IsDue()) Report(hosted, position);
+}
+
+void Stream::TakeChanges(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
   values.TakeUp(
       [&](const Positions& sound) {
         WriteSound(hosted, sound);
@@ -219,17 +226,14 @@ void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint3
     hosted.Set(Indices::Get().panic, 1.0f);
     picture.Restart();
   }
-  if (!timeline.IsEmpty()) {
-    bool hasMoved = false;
-    timeline.Play(position, position + count, [&](uint32_t index, float value) {
-      if (value == written[index]) return;
-      values.Note(index, value);
-      Write(hosted, index, value);
-      hasMoved = true;
-    });
-    if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
-  }
-  if (picture.IsDue()) Report(hosted, position);
+  bool hasMoved = false;
+  timeline.Play(position, position + count, [&](uint32_t index, float value) {
+    if (value == written[index]) return;
+    values.Note(index, value);
+    Write(hosted, index, value);
+    hasMoved = true;
+  });
+  if (hasMoved) valueRevision.fetch_add(1, std::memory_order_release);
 }
 
 void Stream::Report(const host::HostedProcessor& hosted, uint64_t position) {

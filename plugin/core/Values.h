@@ -48,13 +48,15 @@ class Values {
   /// [process] The value came from the audio thread itself, or was written by the effect.
   void Note(uint32_t index, float position) { shown[index].store(position, std::memory_order_relaxed); }
 
+  /// [process] Whether there is something to take up. A look before any exchange: nearly always nothing
+  /// waits, and writing to shared memory costs more than all the rest.
+  bool IsWaiting() const { return isWaiting.load(std::memory_order_relaxed); }
+
   /// [process] Calls `applySound(const Positions&)` if a sound waits, then `apply(index, position)` for
   /// single values.
   template <typename ApplySound, typename Apply>
   void TakeUp(ApplySound&& applySound, Apply&& apply) {
-    // A look before the exchange: nearly always nothing waits, and writing to shared memory costs more than
-    // all the rest.
-    if (!isWaiting.load(std::memory_order_relaxed)) return;
+    if (!IsWaiting()) return;
     isWaiting.exchange(false, std::memory_order_acquire);
     std::array<uint64_t, kWords> bits{};
     for (size_t word = 0; word < kWords; ++word)

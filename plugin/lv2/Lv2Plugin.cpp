@@ -37,7 +37,6 @@ class Lv2Plugin final : public Lv2Instance {
     ports.assign(numbers.firstParameter + list.Size(), nullptr);
     seen.assign(list.WritableCount(), 0.0f);
     for (uint32_t i = 0; i < seen.size(); ++i) Connect(numbers.firstParameter + i, nullptr);
-    readOuts.assign(list.Size() - list.WritableCount(), 0.0f);
     latency = static_cast<float>(core.LatencyAt(sampleRate));
     if (map == nullptr) return;
     const auto id = [&](const char* uri) { return map->map(map->handle, uri); };
@@ -50,6 +49,8 @@ class Lv2Plugin final : public Lv2Instance {
   void Connect(uint32_t port, void* data) {
     if (port >= ports.size()) return;
     ports[port] = data;
+    if (port < numbers.latency) return;
+    areKnobsNew = areOutputsNew = true;
     // A knob that isn't connected is compared with itself and never moves.
     const uint32_t knob = port - numbers.firstParameter;
     if (data == nullptr && port >= numbers.firstParameter && knob < seen.size()) ports[port] = &seen[knob];
@@ -80,13 +81,9 @@ class Lv2Plugin final : public Lv2Instance {
     }
     if (const auto* wheel = static_cast<const float*>(ports[numbers.freeWheeling]))
       core.SetOffline(*wheel > 0.5f);
-    HostTime now = song;
     ReadEvents();
-    // A position that begins with this run holds for it; otherwise the song goes on by itself.
-    if (isSongNew) now = song;
-    isSongNew = false;
-    core.SetTime(now);
-    song.songPosition.reset();
+    core.SetTime(song);
+    song.songPosition.reset();  // a position holds for its run; the song then goes on by itself
     ReadPorts();
     core.Process(in.data(), out.data(), frames);
     WritePorts();
@@ -142,7 +139,6 @@ class Lv2Plugin final : public Lv2Instance {
                         urids.beat, &beat, urids.beatsPerBar, &perBar, urids.speed, &speed, 0);
     if (const auto value = Number(tempo)) song.tempo = *value;
     if (const auto value = Number(speed)) song.isPlaying = *value != 0.0;
-    isSongNew = true;
     if (!isAtStart) return;  // its moment lies inside the run: tempo and motion hold, the position goes on
     if (const auto value = Number(beat)) {
       song.songPosition = *value;
@@ -152,13 +148,30 @@ class Lv2Plugin final : public Lv2Instance {
     }
   }
 
+  /// Whether a port differs from what it held last. Hosts nearly always keep the values of all ports in one
+  /// array, which is compared in one go.
+  bool HasPortMoved() {
+    const auto portAt = [this](size_t i) {
+      return static_cast<const float*>(ports[numbers.firstParameter + i]);
+    };
+    const float* const first = portAt(0);
+    if (areKnobsNew) {
+      areKnobsNew = false;
+      areKnobsInOneArray = true;
+      for (size_t i = 1; i < seen.size(); ++i)
+        areKnobsInOneArray = areKnobsInOneArray && portAt(i) == first + i;
+    }
+    if (areKnobsInOneArray) return std::memcmp(first, seen.data(), seen.size() * sizeof(float)) != 0;
+    uint32_t moved = 0;  // nearly always none: no branch for each
+    for (size_t i = 0; i < seen.size(); ++i) {
+      moved |= BitCast<uint32_t>(*portAt(i)) ^ BitCast<uint32_t>(seen[i]);
+    }
+    return moved != 0;
+  }
+
   void ReadPorts() {
     void* const* const knobs = ports.data() + numbers.firstParameter;
-    uint32_t moved = isFirstRun ? 1 : 0;  // nearly always none: no branch for each
-    for (size_t i = 0; i < seen.size(); ++i) {
-      moved |= BitCast<uint32_t>(*static_cast<const float*>(knobs[i])) ^ BitCast<uint32_t>(seen[i]);
-    }
-    if (moved == 0) return;
+    if (!HasPortMoved() && !isFirstRun) return;
     const HostParameters& list = HostParameters::Get();
     for (size_t i = 0; i < seen.size(); ++i) {
       const auto* port = static_cast<const float*>(knobs[i]);
@@ -173,18 +186,16 @@ class Lv2Plugin final : public Lv2Instance {
     isFirstRun = false;
   }
 
+  /// Ports keep what was written to them until there is news, or until they are connected elsewhere.
   void WritePorts() {
-    if (const uint64_t revision = core.LiveRevision(); revision != readOutRevision) {
-      readOutRevision = revision;
-      const HostParameters& list = HostParameters::Get();
-      for (size_t i = 0; i < readOuts.size(); ++i) {
-        const size_t place = list.WritableCount() + i;
-        readOuts[i] = list.At(place).ToValue(core.Value(list.IndexAt(place)));
-      }
-    }
-    void* const* const readOutPorts = ports.data() + numbers.firstParameter + seen.size();
-    for (size_t i = 0; i < readOuts.size(); ++i) {
-      if (auto* port = static_cast<float*>(readOutPorts[i])) *port = readOuts[i];
+    const uint64_t revision = core.LiveRevision();
+    if (revision == readOutRevision && !areOutputsNew) return;
+    readOutRevision = revision;
+    areOutputsNew = false;
+    const HostParameters& list = HostParameters::Get();
+    for (size_t place = list.WritableCount(); place < list.Size(); ++place) {
+      auto* port = static_cast<float*>(ports[numbers.firstParameter + place]);
+      if (port != nullptr) *port = list.At(place).ToValue(core.Value(list.IndexAt(place)));
     }
     if (auto* port = static_cast<float*>(ports[numbers.latency])) *port = latency;
   }
@@ -196,13 +207,13 @@ class Lv2Plugin final : public Lv2Instance {
   Urids urids{};
   ShellCore core;
   std::vector<void*> ports;
-  std::vector<float> seen;                  // the written ports' last values
-  std::vector<float> readOuts;              // values for the ports that the effect writes
-  uint64_t readOutRevision = ~uint64_t{0};  // of the core's read-outs when these were taken
-  float latency = 0.0f;                     // samples
+  std::vector<float> seen;                        // the written ports' last values
+  uint64_t readOutRevision = ~uint64_t{0};        // of the core's read-outs when these were taken
+  bool areKnobsNew = true, areOutputsNew = true;  // connected elsewhere since they were looked at
+  bool areKnobsInOneArray = false;                // those that are written, one behind the other
+  float latency = 0.0f;                           // samples
   bool isFirstRun = true;
   HostTime song;  // tempo and motion as told last; the position once
-  bool isSongNew = false;
 };
 
 Lv2Plugin& Of(LV2_Handle handle) { return *static_cast<Lv2Plugin*>(static_cast<Lv2Instance*>(handle)); }

@@ -181,7 +181,9 @@ v3_result Vst3Plugin::Process(v3_process_data& data) {
     core.Process(in.data(), out.data(), static_cast<uint32_t>(data.nframes));
     data.outputs->channel_silence_bitset = 0;
   }
-  if (data.output_params != nullptr) SendPoints(data.output_params);
+  if (tellAll.load(std::memory_order_relaxed) || core.LiveRevision() != toldRevision) {
+    if (data.output_params != nullptr) SendPoints(data.output_params);
+  }
   return V3_OK;
 }
 

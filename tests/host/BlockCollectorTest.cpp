@@ -116,15 +116,20 @@ TEST_F(BlockCollectorTest, LiveDelayIsTheReportedOneAndTheOutputIsTheFilesOutput
 
 TEST_F(BlockCollectorTest, OneBufferMayBeInputAndOutput) {
   const size_t length = 4 * kBlock + 5;
-  Signal input = Noise(2, length);
-  const Signal expected = RunLive(input, 2, {length});
-  LiveCollector collector(processor);
-  // The right input is the left output's buffer and the other way round: the worst a host can do.
-  float* inputs[] = {input[0].data(), input[1].data()};
-  float* outputs[] = {input[1].data(), input[0].data()};
-  collector.Process(inputs, outputs, length);
-  EXPECT_EQ(input[1], expected[0]);
-  EXPECT_EQ(input[0], expected[1]);
+  const Signal noise = Noise(2, length);
+  const Signal expected = RunLive(noise, 2, {length});
+  for (const size_t piece : {length, size_t{1}, size_t{7}, size_t{16}, size_t{19}}) {
+    Signal both = noise;
+    LiveCollector collector(processor);
+    for (size_t at = 0; at < length; at += piece) {
+      // The right input is the left output's buffer and the other way round: the worst a host can do.
+      float* inputs[] = {both[0].data() + at, both[1].data() + at};
+      float* outputs[] = {both[1].data() + at, both[0].data() + at};
+      collector.Process(inputs, outputs, std::min(piece, length - at));
+    }
+    EXPECT_EQ(both[1], expected[0]) << piece;
+    EXPECT_EQ(both[0], expected[1]) << piece;
+  }
 }
 
 TEST_F(BlockCollectorTest, RunsMonoAndStereoInEveryCombination) {
@@ -158,6 +163,27 @@ TEST_F(BlockCollectorTest, ReplacesAndCountsSamplesThatAreNotFinite) {
   EXPECT_EQ(collector.NonFiniteCount(), 3u);
   EXPECT_EQ(output[0][4], 4 * 0.001f);
   EXPECT_EQ(output[0][5], input[1][5] * 0.5f + 5 * 0.001f);  // neighbours untouched
+}
+
+TEST_F(BlockCollectorTest, ALiveStreamsBadSamplesAreFoundWhereverAPieceIsCut) {
+  const Signal clean = Noise(2, 2 * kBlock);
+  for (size_t place = 0; place < kBlock; ++place) {
+    Signal bad = clean, mended = clean;
+    bad[0][place] = std::numeric_limits<float>::quiet_NaN();
+    mended[0][place] = 0.0f;
+    bad[1][kBlock - 1 - place] = -3e6f;
+    mended[1][kBlock - 1 - place] = -BlockBuffer::kLoudest;
+    for (const size_t piece : {size_t{kBlock}, size_t{5}, size_t{21}}) {
+      LiveCollector collector(processor);
+      Signal output(2, std::vector<float>(2 * kBlock));
+      for (size_t at = 0; at < 2 * kBlock; at += piece) {
+        collector.Process(Pointers(bad, at).data(), Pointers(output, at).data(),
+                          std::min(piece, 2 * kBlock - at));
+      }
+      ASSERT_EQ(collector.NonFiniteCount(), 2u) << place << ' ' << piece;
+      ASSERT_EQ(output, RunLive(mended, 2, {2 * kBlock})) << place << ' ' << piece;
+    }
+  }
 }
 
 TEST_F(BlockCollectorTest, HoldsAndCountsHugeSamples) {
