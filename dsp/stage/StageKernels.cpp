@@ -63,13 +63,12 @@ HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float
     all = hn::Or(all, nearer[p]);
   }
   if (HWY_UNLIKELY(!hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, kLanes - 1)), all)))) return false;
+  const float* window = x - furthest - 1;
   for (uint32_t p = 0; p < kParts; ++p) {
-    const float* from = x + p * kLanes - furthest - 1;
-    const auto low = hn::LoadU(d, from);
-    const auto high = hn::LoadU(d, from + kLanes);
+    const float* from = window + p * kLanes;
     const auto place = hn::Add(nearer[p], hn::Load(di, kPlaces));
-    const auto older = LookUpTwo(d, low, high, place);
-    const auto newer = LookUpTwo(d, low, high, hn::Add(place, hn::Set(di, 1)));
+    const auto older = LookUpTwo(d, hn::LoadU(d, from), hn::LoadU(d, from + kLanes), place);
+    const auto newer = LookUpTwo(d, hn::LoadU(d, from + 1), hn::LoadU(d, from + 1 + kLanes), place);
     hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + p * kLanes);
   }
   return true;
@@ -113,19 +112,24 @@ void ReadTap(const TapRead& read, uint32_t count) {
   const DI di;
   const auto furthest = hn::Set(di, read.furthest);
   const auto one = hn::Set(d, 1.0f);
+  const float* HWY_RESTRICT line = read.line;
+  const float* HWY_RESTRICT ramp = read.ramp;
+  const float* HWY_RESTRICT depth = read.depth;
+  float* HWY_RESTRICT tap = read.tap;
   for (uint32_t i = 0; i < count; i += kVectorPadding) {
     TapPlaces at[kParts];
     for (uint32_t p = 0; p < kParts; ++p) {
       const uint32_t k = i + p * kLanes;
-      const auto swept = hn::Mul(hn::LoadU(d, read.ramp + k), hn::LoadU(d, read.depth + k));
+      const auto swept = hn::Mul(hn::LoadU(d, ramp + k), hn::LoadU(d, depth + k));
       const auto delay = GreaterOf(d, swept, one);
       const auto whole = TruncateFitting(d, delay);
       at[p] = {hn::Min(whole, furthest), hn::Sub(delay, hn::ConvertTo(d, whole))};
     }
-    const float* x = read.line + i;
-    float* tap = read.tap + i;
-    if (HWY_LIKELY(ReadTapNear(at, x, tap, count - i))) continue;
-    for (uint32_t p = 0; p < kParts; ++p) ReadTapApart(at[p], x + p * kLanes, tap + p * kLanes);
+    if (HWY_LIKELY(ReadTapNear(at, line + i, tap + i, count - i))) continue;
+    for (uint32_t p = 0; p < kParts; ++p) {
+      const uint32_t k = i + p * kLanes;
+      ReadTapApart(at[p], line + k, tap + k);
+    }
   }
 }
 
