@@ -58,40 +58,46 @@ void SmootherInterpLPF::RenderSideBySide(SmootherInterpLPF* const* smoothers, fl
     for (uint32_t r = 0; r < runCount; ++r) moving[r]->Land(count < 4 ? 0.0 : runs[r].last, count);
     runCount = 0;
   };
-  const auto add = [&](SmootherInterpLPF& smoother, const LineAndDecay& run) {
-    moving[runCount] = &smoother;
-    runs[runCount++] = run;
-    if (runCount == kMost) render();
-  };
   for (uint32_t i = 0; i < smootherCount; ++i) {
     SmootherInterpLPF& smoother = *smoothers[i];
     if (smoother.current == smoother.target) {
       std::fill_n(outs[i], WholeQuads(count), static_cast<float>(smoother.target));
-    } else if (smoother.counter >= smoother.steps - 1) {
-      add(smoother, smoother.Decay(outs[i]));
-    } else {
-      add(smoother, smoother.Line(outs[i]));
+      continue;
     }
+    if (smoother.counter >= smoother.steps - 1) {
+      smoother.Decay(runs[runCount]);
+    } else {
+      smoother.Line(runs[runCount]);
+    }
+    runs[runCount].out = outs[i];
+    moving[runCount++] = &smoother;
+    if (runCount == kMost) render();
   }
   if (runCount > 0) render();
 }
 
-LineAndDecay SmootherInterpLPF::Line(float* out) const noexcept {
+void SmootherInterpLPF::Line(LineAndDecay& run) const noexcept {
   // The low-pass lags a line by a constant. What it is away from the line after k steps is a decay towards
   // that lag: e(k) = (current - ramp + lag) * p^k - lag.
   const double p = 1.0 - coef;
-  const double lag = p * invCoef * increment;
-  const double d = current - ramp + lag;
-  return {ramp, increment, lag, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p},
-          out,  0.0};
+  run.start = ramp;
+  run.slope = increment;
+  run.lag = p * invCoef * increment;
+  Fill(run, current - ramp + run.lag, p);
 }
 
 // What is left of a glide once its line has landed. A slope of minus nothing keeps a target of minus nothing.
-LineAndDecay SmootherInterpLPF::Decay(float* out) const noexcept {
-  const double p = 1.0 - coef;
-  const double d = current - target;
-  return {target, -0.0, 0.0, pole4, RestThreshold(), {d * p, d * p * p, d * p * p * p, d * p * p * p * p},
-          out,    0.0};
+void SmootherInterpLPF::Decay(LineAndDecay& run) const noexcept {
+  run.start = target;
+  run.slope = -0.0;
+  run.lag = 0.0;
+  Fill(run, current - target, 1.0 - coef);
+}
+
+void SmootherInterpLPF::Fill(LineAndDecay& run, double distance, double p) const noexcept {
+  run.pole4 = pole4;
+  run.snap = RestThreshold();
+  for (double& decay : run.decay) decay = distance = distance * p;
 }
 
 void SmootherInterpLPF::Land(double last, uint32_t count) noexcept {

@@ -48,8 +48,9 @@ class SmootherInterpLPF : public SmootherLPF {
 
  protected:
   void StartLine(double from, double to) noexcept;
-  LineAndDecay Line(float* out) const noexcept;
-  LineAndDecay Decay(float* out) const noexcept;
+  void Line(LineAndDecay& run) const noexcept;
+  void Decay(LineAndDecay& run) const noexcept;
+  void Fill(LineAndDecay& run, double distance, double p) const noexcept;
   void Land(double last, uint32_t count) noexcept;
 
   uint32_t steps = 1;  // ticks a line

@@ -19,12 +19,4 @@ CompensationLine CompensationRamp::Aim(float gain, uint32_t count) noexcept {
   return {from, (gain - from) / static_cast<float>(count)};
 }
 
-void CompensationRamp::Render(float gain, float* out, uint32_t count) noexcept {
-  if (count == 0) return;
-  const auto [from, step] = Aim(gain, count);
-  for (int32_t i = 0, end = static_cast<int32_t>(count); i < end; ++i) {
-    out[i] = from + step * static_cast<float>(i + 1);
-  }
-}
-
 }  // namespace Vantora::dsp

@@ -38,9 +38,6 @@ class CompensationRamp {
   /// The way to `gain`, which is reached after `count` samples, at least one.
   CompensationLine Aim(float gain, uint32_t count) noexcept;
 
-  /// out[i] = the gain on that way.
-  void Render(float gain, float* out, uint32_t count) noexcept;
-
   /// True when a block would be level at `gain`, as the last one ended.
   bool StandsAt(float gain) const noexcept { return !isSnapPending && last == gain; }
 

@@ -9,7 +9,6 @@
 
 #include "basictools/math/Decibels.h"
 #include "basictools/math/WholeQuads.h"
-#include "dsp/effects/DriveGain.h"
 #include "dsp/effects/ShapingCurves.h"
 #include "dsp/effects/distortion/DistortionKernels.h"
 
@@ -67,9 +66,8 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
   }
   workspace.Resize(
       7, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
-  for (float** buffer : {&driveDb, &driveGains, &outputGains, &compensations, &shaped, &doubled}) {
-    *buffer = workspace.Take();
-  }
+  for (HeldRamp* ramp : {&driveDb, &outputGains}) *ramp = {.samples = workspace.Take()};
+  for (float** buffer : {&driveGains, &compensations, &shaped, &doubled}) *buffer = workspace.Take();
   resting = {};
   for (Channel& channel : channels) channel.sampler.Init(WholeQuadsAbove(maxBlockSize));
 }
@@ -117,47 +115,80 @@ bool MultiDist::UpdateParams(ProcessContext& context) {
 uint32_t MultiDist::DoProcess(ProcessContext& context) {
   const uint32_t count = WholeQuads(context.sampleCount);
   if (count == 0) return 1;
-  RenderGains(count);
-  for (uint32_t c = 0; c < channelCount; ++c) ProcessChannel(context, c, count);
+  const auto ports = [&](uint32_t c) {
+    return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 3) : nullptr,
+                 isFeedbackOn ? context.Output(c + 2) : nullptr};
+  };
+  if (!RestsThrough(count)) {
+    if (bank != nullptr && !IsChanged() && channelCount == 1) {
+      if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
+        block->shaper = this;
+        block->ports = ports(0);
+        return 1;
+      }
+    }
+    MultiDist* const self = this;
+    RenderGains(&self, 1, count);
+  }
+  for (uint32_t c = 0; c < channelCount; ++c) ProcessChannel(channels[c], ports(c), count);
   return 1;
 }
 
-void MultiDist::RenderGains(uint32_t count) {
-  const bool isDriveSettled = drive.IsSettled();
-  const bool isOutputSettled = outputGain.IsSettled();
-  if (IsChanged() && isCompensating) compensation.Snap();
-  // What the buffers hold while nothing moves stays in them.
-  const RestingGains now{drive.Target(), outputGain.Target(), algorithm, isCompensating, count};
-  if (isDriveSettled && isOutputSettled && resting.Covers(now) &&
-      (!isCompensating || compensation.StandsAt(compensations[0]))) {
-    if (!isCompensating) compensation.SwitchOff();
-    return;
-  }
-  drive.Render(driveDb, count);
-  outputGain.Render(outputGains, count);
-  RenderDriveGain(driveDb, driveGains, count, isDriveSettled);
-  bool isLevel = isDriveSettled && isOutputSettled;
-  if (isCompensating) {
-    const float gain = DbToGain(LookUpCompensation(kShaperCompensation[algorithm], driveDb[count - 1]));
-    isLevel = isLevel && compensation.StandsAt(gain);
-    compensation.Render(gain, compensations, count);
-  } else {
-    compensation.SwitchOff();
-  }
-  resting = isLevel ? now : RestingGains{};
+void MultiDist::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
+  const uint32_t count = WholeQuads(sampleCount);
+  MultiDist* shapers[LaneBank::kCapacity] = {};
+  for (uint32_t b = 0; b < blockCount; ++b) shapers[b] = blocks[b].shaper;
+  RenderGains(shapers, blockCount, count);
+  for (uint32_t b = 0; b < blockCount; ++b)
+    shapers[b]->ProcessChannel(shapers[b]->channels[0], blocks[b].ports, count);
 }
 
-void MultiDist::ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count) {
-  const float* in = context.Input(index);
-  float* out = context.Output(index);
+// True when the buffers hold the block's gains already.
+bool MultiDist::RestsThrough(uint32_t count) {
+  if (IsChanged() && isCompensating) compensation.Snap();
+  if (!isCompensating) compensation.SwitchOff();
+  return driveDb.Holds(drive, count) && outputGains.Holds(outputGain, count) &&
+         (!isCompensating || (resting.count >= count && resting.algorithm == algorithm &&
+                              compensation.StandsAt(compensations[0])));
+}
+
+void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count) {
+  HeldRamps<2 * LaneBank::kCapacity> ramps;
+  DriveGains runs[LaneBank::kCapacity];
+  uint32_t runCount = 0;
+  for (uint32_t s = 0; s < shaperCount; ++s) {
+    MultiDist& shaper = *shapers[s];
+    if (ramps.Add(shaper.drive, shaper.driveDb, count)) {
+      runs[runCount++] = {.dB = shaper.driveDb.samples,
+                          .gain = shaper.driveGains,
+                          .count = count,
+                          .different = shaper.driveDb.count != 0 ? 4 : count};
+    }
+    ramps.Add(shaper.outputGain, shaper.outputGains, count);
+  }
+  ramps.Render(count);
+  DistortionKernels().driveGains(runs, runCount);
+  for (uint32_t s = 0; s < shaperCount; ++s) {
+    if (shapers[s]->isCompensating) shapers[s]->RenderCompensation(count);
+  }
+}
+
+void MultiDist::RenderCompensation(uint32_t count) {
+  const float dB = LookUpCompensation(kShaperCompensation[algorithm], driveDb.samples[count - 1]);
+  const float gain = compensationGainOf(dB, DbToGain);
+  const bool isLevel = driveDb.count != 0 && compensation.StandsAt(gain);
+  resting = {.count = isLevel ? count : 0, .algorithm = algorithm};
+  DistortionKernels().compensate(compensation.Aim(gain, count), compensations, count);
+}
+
+void MultiDist::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {
+  const auto [in, out, feedback, send] = ports;
   if (in == nullptr || out == nullptr) return;
   const DistortionKernelTable& kernels = DistortionKernels();
   kernels.multiply(in, driveGains, shaped, count);
-  const float* feedback = isFeedbackOn ? context.Input(index + 3) : nullptr;
   if (feedback != nullptr) {
     for (uint32_t i = 0; i < count; ++i) shaped[i] += feedback[i];
   }
-  Channel& channel = channels[index];
   if (isUpsampling) {
     // Held where the filters can't overflow: an infinite state would stay.
     for (uint32_t i = 0; i < count; ++i) shaped[i] = std::clamp(shaped[i], -1e30f, 1e30f);
@@ -167,12 +198,11 @@ void MultiDist::ProcessChannel(const ProcessContext& context, uint32_t index, ui
   } else {
     Shape(channel, shaped, count);
   }
-  float* send = isFeedbackOn ? context.Output(index + 2) : nullptr;
   if (send != nullptr) std::copy_n(shaped, count, send);
   if (isCompensating) {
-    kernels.multiplyTwice(shaped, compensations, outputGains, out, count);
+    kernels.multiplyTwice(shaped, compensations, outputGains.samples, out, count);
   } else {
-    kernels.multiply(shaped, outputGains, out, count);
+    kernels.multiply(shaped, outputGains.samples, out, count);
   }
 }
 

@@ -9,7 +9,9 @@
 #include "basictools/LastValue.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
+#include "dsp/effects/HeldRamp.h"
 #include "dsp/effects/MultiDistRows.h"
+#include "dsp/effects/bank/LaneBank.h"
 #include "dsp/effects/prims/Oversampler.h"
 #include "engine/UnitModule.h"
 
@@ -52,29 +54,43 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
+  /// From now on `DoProcess` hands a mono block whose gains move to `shared`, while that is open. Null:
+  /// never.
+  void SetBank(LaneBank* shared) { bank = shared; }
+
  private:
   struct Channel {
     float previous = 0.0f;  // input of the curve, one sample ago, in either form
     prims::Oversampler sampler{2, 1, 1};
   };
 
-  /// What the gain buffers hold on and on while nothing moves; a count of 0: nothing.
-  struct RestingGains {
-    double drive = 0.0;
-    double outputGain = 0.0;
-    uint32_t algorithm = 0;
-    bool isCompensating = false;
+  /// What the compensation's buffer holds on and on while nothing moves; a count of 0: nothing.
+  struct RestingCompensation {
     uint32_t count = 0;
-    bool Covers(const RestingGains& wanted) const {
-      return count >= wanted.count && drive == wanted.drive && outputGain == wanted.outputGain &&
-             algorithm == wanted.algorithm && isCompensating == wanted.isCompensating;
-    }
+    uint32_t algorithm = 0;
   };
+
+  /// A channel's ports; the last two may be null.
+  struct Ports {
+    const float* in;
+    float* out;
+    const float* feedback;
+    float* send;
+  };
+
+  /// A mono block in the bank.
+  struct SharedBlock {
+    MultiDist* shaper;
+    Ports ports;
+  };
+  static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
+  static void RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count);
 
   void ReadSwitches();
   float OutputGainTarget();
-  void RenderGains(uint32_t count);
-  void ProcessChannel(const ProcessContext& context, uint32_t index, uint32_t count);
+  bool RestsThrough(uint32_t count);
+  void RenderCompensation(uint32_t count);
+  void ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Shape(Channel& channel, float* data, uint32_t count);
 
   // Settings, written by the owner and by UpdateParams.
@@ -88,19 +104,20 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   bool isUpsampling = false;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF outputGain{0.01f};  // factor
-  LastValue outputGainOf;
+  LastValue outputGainOf, compensationGainOf;
+  LaneBank* bank = nullptr;  // the owner's
 
   // One block each, in one allocation.
   BlockBuffers workspace;
-  float* driveDb = nullptr;
+  HeldRamp driveDb;
+  HeldRamp outputGains;
   float* driveGains = nullptr;
-  float* outputGains = nullptr;
   float* compensations = nullptr;
   float* shaped = nullptr;
   float* doubled = nullptr;  // two blocks
 
   // State, written by DoProcess.
-  RestingGains resting;
+  RestingCompensation resting;
   CompensationRamp compensation;
   std::array<Channel, 2> channels;
 };

@@ -73,7 +73,7 @@ void Wavefolder::Configure(uint32_t maxBlockSize, float sampleRate) {
   workspace.Resize(
       9, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   resting = {};
-  for (Ramp* ramp : {&driveDb, &wets, &levels}) *ramp = {.samples = workspace.Take()};
+  for (HeldRamp* ramp : {&driveDb, &wets, &levels}) *ramp = {.samples = workspace.Take()};
   for (float** buffer : {&driveGains, &roots, &wetGains, &driven, &doubled}) *buffer = workspace.Take();
 }
 
@@ -123,20 +123,25 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
     return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 4) : nullptr,
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
-  if (bank != nullptr && !IsChanged() && channelCount == 1) {
-    if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
-      *block = {this, ports(0)};
-      return 1;
+  if (count == 0 || !RestsThrough(count)) {
+    if (bank != nullptr && !IsChanged() && channelCount == 1) {
+      if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
+        block->folder = this;
+        block->ports = ports(0);
+        return 1;
+      }
     }
+    Wavefolder* const self = this;
+    RenderGains(&self, 1, context.sampleCount);
   }
-  Wavefolder* const self = this;
-  RenderGains(&self, 1, context.sampleCount);
-  if (count == 0) return 1;
-  float peak = 0.0f;
-  for (uint32_t c = 0; c < channelCount; ++c)
-    peak = std::max(peak, ProcessChannel(channels[c], ports(c), count));
-  Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
+  if (count > 0) Run(ports(0), ports(1), count);
   return 1;
+}
+
+void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
+  float peak = ProcessChannel(channels[0], first, count);
+  if (channelCount == 2) peak = std::max(peak, ProcessChannel(channels[1], second, count));
+  Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
 }
 
 void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
@@ -145,80 +150,65 @@ void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, u
   RenderGains(folders, blockCount, sampleCount);
   const uint32_t count = WholeQuads(sampleCount);
   if (count == 0) return;
-  for (uint32_t b = 0; b < blockCount; ++b) {
-    Wavefolder& folder = *folders[b];
-    const float peak = folder.ProcessChannel(folder.channels[0], blocks[b].ports, count);
-    folder.Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
-  }
+  for (uint32_t b = 0; b < blockCount; ++b) folders[b]->Run(blocks[b].ports, {}, count);
+}
+
+// True when the buffers hold the block's gains already.
+bool Wavefolder::RestsThrough(uint32_t count) {
+  if (IsChanged() && isCompensating) compensation.Snap();
+  if (!driveDb.Holds(drive, count) || !wets.Holds(wet, count) || !levels.Holds(outputGain, count) ||
+      resting.count < count || resting.isTriangle != isTriangle || resting.isCompensating != isCompensating)
+    return false;
+  if (isCompensating) return compensation.StandsAt(resting.compensation);
+  compensation.SwitchOff();
+  return true;
 }
 
 void Wavefolder::RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount) {
-  constexpr uint32_t kMost = LaneBank::kCapacity;
   const uint32_t count = WholeQuads(sampleCount);
-  SmootherInterpLPF* smoothers[2 * kMost];
-  float* outs[2 * kMost];
-  uint32_t gliding = 0;
-  const auto glide = [&](SmootherInterpLPF& smoother, Ramp& ramp) {
-    ramp.Note(smoother.Target(), smoother.IsSettled() ? count : 0);
-    smoothers[gliding] = &smoother;
-    outs[gliding++] = ramp.samples;
-  };
+  HeldRamps<2 * LaneBank::kCapacity> ramps;
   for (uint32_t f = 0; f < folderCount; ++f) {
     Wavefolder& folder = *folders[f];
-    if (!folder.driveDb.Holds(folder.drive, count)) glide(folder.drive, folder.driveDb);
-    if (!folder.wets.Holds(folder.wet, count)) {
-      glide(folder.wet, folder.wets);
-      folder.levels.count = 0;
-    }
+    ramps.Add(folder.drive, folder.driveDb, count);
+    if (ramps.Add(folder.wet, folder.wets, count)) folder.levels.count = 0;
   }
-  SmootherInterpLPF::RenderSideBySide(smoothers, outs, gliding, sampleCount);
+  ramps.Render(sampleCount);
   if (count == 0) return;
-  FoldGains moving[kMost];
-  uint32_t movingCount = 0;
-  for (uint32_t f = 0; f < folderCount; ++f) {
-    if (folders[f]->PrepareGains(moving[movingCount], count)) ++movingCount;
-  }
-  if (movingCount > 0) DistortionKernels().foldGains(moving, movingCount);
+  FoldGains gains[LaneBank::kCapacity];
+  for (uint32_t f = 0; f < folderCount; ++f) folders[f]->PrepareGains(gains[f], count);
+  DistortionKernels().foldGains(gains, folderCount);
 }
 
-// False when the buffers hold the block's gains already.
-bool Wavefolder::PrepareGains(FoldGains& gains, uint32_t count) {
-  if (IsChanged() && isCompensating) compensation.Snap();
-  // What the buffers hold while nothing moves stays in them.
+void Wavefolder::PrepareGains(FoldGains& gains, uint32_t count) {
   const bool isDriveLevel = driveDb.count != 0;
   bool isLevel = isDriveLevel && wets.count != 0 && outputGain.IsSettled();
-  RestingGains now{drive.Target(), wet.Target(), outputGain.Target(), isTriangle, isCompensating, count};
-  if (isLevel && resting.Covers(now) && (!isCompensating || compensation.StandsAt(resting.compensation))) {
-    if (!isCompensating) compensation.SwitchOff();
-    return false;
-  }
-  CompensationLine line;
+  resting = {.count = count, .isTriangle = isTriangle, .isCompensating = isCompensating};
+  gains.compensation = {};
   if (isCompensating) {
     const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
     const float gain = compensationGainOf(LookUpCompensation(table, driveDb.samples[count - 1]), DbToGain);
     isLevel = isLevel && compensation.StandsAt(gain);
-    line = compensation.Aim(gain, count);
-    now.compensation = gain;
+    gains.compensation = compensation.Aim(gain, count);
+    resting.compensation = gain;
   } else {
     compensation.SwitchOff();
   }
+  if (!isLevel) resting.count = 0;
   RenderLevels(count);
-  resting = isLevel ? now : RestingGains{};
-  gains = {.dB = driveDb.samples,
-           .level = levels.samples,
-           .gain = driveGains,
-           .root = roots,
-           .wetGain = wetGains,
-           .compensation = line,
-           .count = count,
-           .different = isDriveLevel ? 4 : count};
-  return true;
+  // Field by field: copied as one it would wait for its parts.
+  gains.dB = driveDb.samples;
+  gains.level = levels.samples;
+  gains.gain = driveGains;
+  gains.root = roots;
+  gains.wetGain = wetGains;
+  gains.count = count;
+  gains.different = isDriveLevel ? 4 : count;
 }
 
 void Wavefolder::RenderLevels(uint32_t count) {
   if (levels.Holds(outputGain, count)) return;
-  const bool isLevel = wets.count != 0 && outputGain.IsSettled();
-  levels.Note(outputGain.Target(), isLevel ? count : 0);
+  levels.Note(outputGain, count);
+  if (wets.count == 0) levels.count = 0;
   outputGain.Render(driven, count);
   DistortionKernels().multiply(wets.samples, driven, levels.samples, count);
 }

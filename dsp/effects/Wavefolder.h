@@ -10,6 +10,7 @@
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/effects/CompensationTables.h"
 #include "dsp/effects/FoldFilter.h"
+#include "dsp/effects/HeldRamp.h"
 #include "dsp/effects/WavefolderRows.h"
 #include "dsp/effects/bank/LaneBank.h"
 #include "dsp/effects/distortion/DistortionKernels.h"
@@ -51,7 +52,8 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool UpdateParams(ProcessContext& context) override;
   uint32_t DoProcess(ProcessContext& context) override;
 
-  /// From now on `DoProcess` hands a mono block to `shared`, while that is open. Null: never.
+  /// From now on `DoProcess` hands a mono block whose gains move to `shared`, while that is open. Null:
+  /// never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
  private:
@@ -61,34 +63,12 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     FoldFilter down{1.0f};
   };
 
-  /// A smoother's block in its buffer, which needs no more once it holds a value on and on.
-  struct Ramp {
-    float* samples = nullptr;
-    double value = 0.0;  // throughout the first `count` samples
-    uint32_t count = 0;
-    bool Holds(const SmootherInterpLPF& smoother, uint32_t wanted) const {
-      return smoother.IsSettled() && count >= wanted && value == smoother.Target();
-    }
-    void Note(double newValue, uint32_t newCount) {
-      value = newValue;
-      count = newCount;
-    }
-  };
-
   /// What the gain buffers hold on and on while nothing moves; a count of 0: nothing.
   struct RestingGains {
-    double drive = 0.0;
-    double wet = 0.0;
-    double outputGain = 0.0;
+    uint32_t count = 0;
     bool isTriangle = false;
     bool isCompensating = false;
-    uint32_t count = 0;
-    float compensation = 1.0f;  // follows from the others
-    bool Covers(const RestingGains& wanted) const {
-      return count >= wanted.count && drive == wanted.drive && wet == wanted.wet &&
-             outputGain == wanted.outputGain && isTriangle == wanted.isTriangle &&
-             isCompensating == wanted.isCompensating;
-    }
+    float compensation = 1.0f;
   };
 
   void ReadSwitches();
@@ -109,8 +89,10 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
   static void RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount);
 
-  bool PrepareGains(FoldGains& gains, uint32_t count);
+  bool RestsThrough(uint32_t count);
+  void PrepareGains(FoldGains& gains, uint32_t count);
   void RenderLevels(uint32_t count);
+  void Run(const Ports& first, const Ports& second, uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Fold(Channel& channel, float* data, uint32_t count, float peak);
   void FoldOversampled(Channel& channel, uint32_t count);
@@ -130,9 +112,9 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
 
   // One block each, in one allocation.
   BlockBuffers workspace;
-  Ramp driveDb;
-  Ramp wets;
-  Ramp levels;                  // wet * output gain; the value is the output gain's
+  HeldRamp driveDb;
+  HeldRamp wets;
+  HeldRamp levels;              // wet * output gain; the value is the output gain's
   float* driveGains = nullptr;  // g
   float* roots = nullptr;       // r
   float* wetGains = nullptr;    // level / r * compensation

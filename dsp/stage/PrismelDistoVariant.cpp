@@ -69,7 +69,10 @@ uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
   } else {
     context.inputCount = MultiDist::kInputCount;
     context.outputCount = MultiDist::kOutputCount;
-    result = Child<kShaper>().ProcessAs<MultiDist>(context);
+    MultiDist& shaper = Child<kShaper>();
+    shaper.SetBank(bank);
+    result = shaper.ProcessAs<MultiDist>(context);
+    shaper.SetBank(nullptr);
   }
   SetDirty(false);
   return result;

@@ -58,14 +58,32 @@ float Peak(const float* HWY_RESTRICT data, uint32_t count) {
 
 constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
 
-void DriveGains(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
-  ForWholeVectors(count, [&]<typename T>(uint32_t i) HWY_ATTR {
+void RunDecibels(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
+  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
     StoreAll(ExpOf(LoadAll<T>(dB + i) * Number<T>(kNepersPerDb)), gain + i);
   });
 }
 
+void RunDriveGains(const DriveGains* blocks, uint32_t blockCount) {
+  for (const DriveGains* b = blocks; b < blocks + blockCount; ++b) {
+    RunDecibels(b->dB, b->gain, b->different);
+    if (b->different < b->count) std::fill(b->gain + b->different, b->gain + b->count, b->gain[0]);
+  }
+}
+
 HWY_ALIGN constexpr float kFirstPlaces[32] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16,
                                               17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32};
+
+template <typename T>
+HWY_INLINE T CompensationAt(CompensationLine line, uint32_t i) {
+  const T place = Number<T>(static_cast<float>(static_cast<int32_t>(i))) + LoadAll<T>(kFirstPlaces);
+  return Number<T>(line.from) + Number<T>(line.step) * place;
+}
+
+void Compensate(CompensationLine line, float* HWY_RESTRICT out, uint32_t count) {
+  ForWholeVectors(count,
+                  [=]<typename T>(uint32_t i) HWY_ATTR { StoreAll(CompensationAt<T>(line, i), out + i); });
+}
 
 // The logarithm of the root, in the steps of PowFloat4. Of what a gain of 0 has for one, nothing is left
 // later.
@@ -88,9 +106,7 @@ void RootsAndWetGains(const FoldGains& b, uint32_t count) {
     StoreAll(OrZero(isHeard, r), root + i);
     // A drive so low that the gain is 0 is silence, not 0 times infinity.
     const T inverse = OrZero(isHeard, Number<T>(1.0f) / r);
-    const T place = Number<T>(static_cast<float>(static_cast<int32_t>(i))) + LoadAll<T>(kFirstPlaces);
-    const T compensated = Number<T>(compensation.from) + Number<T>(compensation.step) * place;
-    StoreAll(LoadAll<T>(level + i) * inverse * compensated, wetGain + i);
+    StoreAll(LoadAll<T>(level + i) * inverse * CompensationAt<T>(compensation, i), wetGain + i);
   });
 }
 
@@ -98,19 +114,16 @@ void RootsAndWetGains(const FoldGains& b, uint32_t count) {
 // by a few vectors only.
 void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
   const FoldGains* end = blocks + blockCount;
-  // The buffers have room for whole vectors.
-  for (const FoldGains* b = blocks; b < end; ++b) DriveGains(b->dB, b->gain, WholeVectors(b->different));
-  for (const FoldGains* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, WholeVectors(b->different));
-  for (const FoldGains* b = blocks; b < end; ++b) RootsAndWetGains(*b, WholeVectors(b->different));
+  for (const FoldGains* b = blocks; b < end; ++b) RunDecibels(b->dB, b->gain, b->different);
+  for (const FoldGains* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, b->different);
+  for (const FoldGains* b = blocks; b < end; ++b) RootsAndWetGains(*b, b->different);
   for (const FoldGains* b = blocks; b < end; ++b) {
     if (b->different >= b->count) continue;
     for (float* numbers : {b->gain, b->root})
       std::fill(numbers + b->different, numbers + b->count, numbers[0]);
     const float inverse = b->root[0] > 0.0f ? 1.0f / b->root[0] : 0.0f;
     for (uint32_t i = b->different; i < b->count; ++i)
-      b->wetGain[i] =
-          b->level[i] * inverse *
-          (b->compensation.from + b->compensation.step * static_cast<float>(static_cast<int32_t>(i) + 1));
+      b->wetGain[i] = b->level[i] * inverse * CompensationAt<float>(b->compensation, i);
   }
 }
 
@@ -135,7 +148,8 @@ constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
           .foldSine = FoldSine,
           .foldTriangle = FoldTriangle,
           .peak = Peak,
-          .driveGains = DriveGains,
+          .compensate = Compensate,
+          .driveGains = RunDriveGains,
           .foldGains = RunFoldGains,
           .multiply = Multiply,
           .multiplyTwice = MultiplyTwice,

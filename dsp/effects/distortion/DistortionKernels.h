@@ -8,6 +8,14 @@
 
 namespace Vantora::dsp {
 
+/// What a shaper drives a block with, gain = 10^(dB / 20), each a number a sample in room for whole vectors.
+struct DriveGains {
+  const float* dB;
+  float* gain;
+  uint32_t count;      ///< samples, a multiple of four
+  uint32_t different;  ///< from here on all decibels are those of the first sample
+};
+
 /// What a wavefolder multiplies with in a block, each a number a sample in room for whole vectors:
 /// gain = 10^(dB / 20), root = gain^0.25 and wetGain = level / root * compensation, by way of 1 / root, which
 /// counts as 0 for 0.
@@ -34,8 +42,10 @@ struct DistortionKernelTable {
   void (*foldTriangle)(float* data, uint32_t count);
   /// Largest size of a sample, NaN left aside; `count` a multiple of four.
   float (*peak)(const float* data, uint32_t count);
-  /// gain = 10^(dB / 20).
-  void (*driveGains)(const float* dB, float* gain, uint32_t count);
+  /// out = the compensation on its way; `out` has room for whole vectors.
+  void (*compensate)(CompensationLine line, float* out, uint32_t count);
+  /// The gains of some shapers' blocks.
+  void (*driveGains)(const DriveGains* blocks, uint32_t blockCount);
   /// The gains of some folders' blocks.
   void (*foldGains)(const FoldGains* blocks, uint32_t blockCount);
   /// out = a * b.

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "dsp/effects/BitCrusher.h"
+#include "dsp/effects/MultiDist.h"
 #include "dsp/effects/MultiModeFilter.h"
 #include "dsp/effects/PitchShifter.h"
 #include "dsp/effects/Wavefolder.h"
@@ -106,19 +107,23 @@ TEST(LaneBank, CrushersSideBySideGiveTheBitsOfCrushersAlone) {
   }
 }
 
-TEST(LaneBank, FoldersSideBySideGiveTheBitsOfFoldersAlone) {
+/// Glides and long rests: gains that move, that land, and that stay in their buffers.
+template <typename Effect>
+void ExpectSameBitsOfGains() {
   for (const uint32_t clones : {1u, 5u, 16u, 18u}) {
-    ExpectSameBits<Wavefolder>(
-        clones, [] { return std::make_unique<Wavefolder>(""); },
+    ExpectSameBits<Effect>(
+        clones, [] { return std::make_unique<Effect>(""); },
         [](auto& pair, uint32_t round, auto& draw, auto& position) {
-          // Glides and long rests: gains that move, that land, and that stay in their buffers.
-          if (round % 30 < 12) pair.Set(Wavefolder::kDrive, position(draw));
-          const auto index = static_cast<uint32_t>(draw() % Wavefolder::kParamCount);
-          if (round % 5 != 0 || (index == Wavefolder::kStereo && position(draw) < 0.9f)) return;
+          if (round % 30 < 12) pair.Set(Effect::kDrive, position(draw));
+          const auto index = static_cast<uint32_t>(draw() % Effect::kParamCount);
+          if (round % 5 != 0 || (index == Effect::kStereo && position(draw) < 0.9f)) return;
           pair.Set(index, position(draw));
         });
   }
 }
+
+TEST(LaneBank, FoldersSideBySideGiveTheBitsOfFoldersAlone) { ExpectSameBitsOfGains<Wavefolder>(); }
+TEST(LaneBank, ShapersSideBySideGiveTheBitsOfShapersAlone) { ExpectSameBitsOfGains<MultiDist>(); }
 
 TEST(LaneBank, ShiftersSideBySideGiveTheBitsOfShiftersAlone) {
   for (const uint32_t clones : {1u, 5u, 16u, 18u}) {
