@@ -16,13 +16,17 @@ struct VectorKernelTable {
                      std::size_t count);
   void (*deinterleave)(const float* in, std::size_t rowCount, float* rows, std::size_t rowStride,
                        std::size_t count);
+};
+
+/// The same for `Fir` and `FirAdd`.
+struct FirKernelTable {
   void (*fir)(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count);
-  void (*firAdd)(const float* taps, std::size_t tapCount, const float* samples, float* out,
-                 std::size_t count);
+  void (*add)(const float* taps, std::size_t tapCount, const float* samples, float* out, std::size_t count);
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget(). Tests run them all; everyone else uses
 /// the best through VectorKernels.h.
 const VectorKernelTable& VectorKernelsFor(SimdTarget target) noexcept;
+const FirKernelTable& FirKernelsFor(SimdTarget target) noexcept;
 
 }  // namespace Vantora::prims

@@ -42,6 +42,7 @@ TEST(AlignedBuffer, StartsOnACacheLineHoldsZerosAndCopiesItsContents) {
 class Kernels : public testing::TestWithParam<SimdTarget> {
  protected:
   const VectorKernelTable& kernels = VectorKernelsFor(GetParam());
+  const FirKernelTable& fir = FirKernelsFor(GetParam());
 };
 
 std::vector<SimdTarget> Targets() {
@@ -152,14 +153,14 @@ TEST(BufferOperations, CoverExactlyTheirCount) {
 
 TEST_P(Kernels, FilterToTheExactSumForAnyTapAndSampleCountAndWritesNothingElse) {
   for (const std::size_t tapCount : {0u, 1u, 2u, 7u, 47u, 63u, 64u, 65u, 128u, 500u, 2048u}) {
-    for (const std::size_t count : {0u, 1u, 2u, 3u, 4u, 7u, 15u, 17u, 44u, 48u, 100u, 133u}) {
+    for (const std::size_t count : {0u, 1u, 2u, 3u, 4u, 7u, 15u, 17u, 33u, 44u, 48u, 64u, 96u, 100u, 133u}) {
       const auto taps = Noise(tapCount, 6);
       // Exactly as long as promised, so that a read beyond it is seen by the address sanitizer.
       const auto samples = Noise((tapCount > 0 ? tapCount - 1 : 0) + count, 7);
       const auto before = Noise(count + 1, 8);
       auto out = before, sum = before;
-      kernels.fir(taps.data(), tapCount, samples.data(), out.data(), count);
-      kernels.firAdd(taps.data(), tapCount, samples.data(), sum.data(), count);
+      fir.fir(taps.data(), tapCount, samples.data(), out.data(), count);
+      fir.add(taps.data(), tapCount, samples.data(), sum.data(), count);
       const double limit =
           1e-5 * std::sqrt(static_cast<double>(tapCount) / 9.0) + 1e-7;  // of the output's RMS
       for (std::size_t i = 0; i < count; ++i) {
