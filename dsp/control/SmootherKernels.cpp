@@ -1,5 +1,7 @@
 #include "dsp/control/SmootherKernels.h"
 
+#include <cstddef>
+
 #include "basictools/math/WholeQuads.h"
 #include "dsp/control/DoublePair.h"
 
@@ -24,6 +26,7 @@ using V = hn::Vec<D>;
 using Narrow = hn::Rebind<float, D>;
 constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
 constexpr uint32_t kVectors = 8 / kLanes;
+constexpr uint32_t kPerRun = kVectors > 1 ? kVectors / 2 : 1;
 
 struct Eight {
   V part[kVectors];
@@ -54,7 +57,7 @@ HWY_INLINE Eight OfEach(double first, double second) {
   return x;
 }
 
-HWY_INLINE void StoreNarrow(V x, uint32_t m, uint32_t i, float* first, float* second) {
+HWY_INLINE void StoreNarrow(V x, uint32_t m, std::size_t i, float* first, float* second) {
   const auto narrow = hn::DemoteTo(Narrow(), x);
 #if HWY_CAP_GE512
   (void)m;
@@ -94,19 +97,21 @@ HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight dec
   const Eight pole4 = OfEach(first.pole4, second.pole4);
   const V four = hn::Set(d, 4.0);
   Eight sample = decay;
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
+  float* firstOut = first.out;
+  float* secondOut = second.out;
+  for (std::size_t i = 0, end = WholeQuads(count); i < end; i += 4) {
     for (uint32_t m = 0; m < kVectors; ++m) {
-      const V line = hn::Add(start.part[m], hn::Mul(k.part[m], slope.part[m]));
+      const V line = hn::Add(start.part[m], hn::Mul(k.part[m % kPerRun], slope.part[m]));
       const V rest = hn::Sub(decay.part[m], lag.part[m]);
       sample.part[m] = hn::Add(line, rest);
       if constexpr (!kStaysAway) {
         const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
         sample.part[m] = hn::IfThenElse(moves, sample.part[m], line);
       }
-      StoreNarrow(sample.part[m], m, i, first.out, second.out);
+      StoreNarrow(sample.part[m], m, i, firstOut, secondOut);
       decay.part[m] = hn::Mul(decay.part[m], pole4.part[m]);
-      k.part[m] = hn::Add(k.part[m], four);
     }
+    for (uint32_t m = 0; m < kPerRun; ++m) k.part[m] = hn::Add(k.part[m], four);  // alike for both runs
   }
   return sample;
 }

@@ -1,7 +1,7 @@
 #include "dsp/control/SmootherLPF.h"
 
 #include "basictools/math/WholeQuads.h"
-#include "dsp/control/DoublePair.h"
+#include "dsp/control/SmootherKernels.h"
 
 namespace Vantora::dsp {
 
@@ -33,23 +33,19 @@ void SmootherLPF::Render(float* out, uint32_t count) noexcept {
 }
 
 void SmootherLPF::RenderDecay(float* out, uint32_t count) noexcept {
-  // Four lanes of the rest after k steps, d * p^k, each advanced by p^4 a round.
+  // A line that stands still; a slope of minus nothing keeps a target of minus nothing.
+  LineAndDecay run;
+  run.start = target;
+  run.slope = -0.0;
+  run.lag = 0.0;
+  run.pole4 = pole4;
+  run.snap = RestThreshold();
+  run.out = out;
   const double p = 1.0 - coef;
-  const double d = current - target;
-  const DoublePair aim = MakeDoublePair(target);
-  const DoublePair pole = MakeDoublePair(pole4);
-  const DoublePair snap = MakeDoublePair(RestThreshold());
-  DoublePair rest12 = {d * p, d * p * p};
-  DoublePair rest34 = {d * p * p * p, d * p * p * p * p};
-  DoublePair sample34 = {};
-  for (uint32_t i = 0, end = WholeQuads(count); i < end; i += 4) {
-    StoreNarrowed(SelectByMagnitude(rest12, snap, aim + rest12, aim), out + i);
-    sample34 = SelectByMagnitude(rest34, snap, aim + rest34, aim);
-    StoreNarrowed(sample34, out + i + 2);
-    rest12 *= pole;
-    rest34 *= pole;
-  }
-  current = sample34[1];
+  double rest = current - target;
+  for (double& decay : run.decay) decay = rest = rest * p;
+  SmootherKernels().renderLines(&run, 1, count);
+  current = count < 4 ? 0.0 : run.last;
 }
 
 }  // namespace Vantora::dsp

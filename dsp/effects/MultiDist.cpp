@@ -65,10 +65,9 @@ void MultiDist::Configure(uint32_t maxBlockSize, float sampleRate) {
     smoother->Setup(1, std::max(maxBlockSize, 1u), sampleRate);
   }
   workspace.Resize(
-      7, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
+      6, WholeVectors(maxBlockSize));  // the last buffer, at the doubled rate, takes the place of two
   for (HeldRamp* ramp : {&driveDb, &outputGains}) *ramp = {.samples = workspace.Take()};
-  for (float** buffer : {&driveGains, &compensations, &shaped, &doubled}) *buffer = workspace.Take();
-  resting = {};
+  for (float** buffer : {&driveGains, &shaped, &doubled}) *buffer = workspace.Take();
   for (Channel& channel : channels) channel.sampler.Init(WholeQuadsAbove(maxBlockSize));
 }
 
@@ -146,10 +145,12 @@ void MultiDist::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, ui
 // True when the buffers hold the block's gains already.
 bool MultiDist::RestsThrough(uint32_t count) {
   if (IsChanged() && isCompensating) compensation.Snap();
-  if (!isCompensating) compensation.SwitchOff();
+  if (!isCompensating) {
+    compensation.SwitchOff();
+    levelAlgorithm = kShapingCurveCount;
+  }
   return driveDb.Holds(drive, count) && outputGains.Holds(outputGain, count) &&
-         (!isCompensating || (resting.count >= count && resting.algorithm == algorithm &&
-                              compensation.StandsAt(compensations[0])));
+         (!isCompensating || (levelAlgorithm == algorithm && compensation.StandsAt(compensationLine.from)));
 }
 
 void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count) {
@@ -169,16 +170,16 @@ void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uin
   ramps.Render(count);
   DistortionKernels().driveGains(runs, runCount);
   for (uint32_t s = 0; s < shaperCount; ++s) {
-    if (shapers[s]->isCompensating) shapers[s]->RenderCompensation(count);
+    if (shapers[s]->isCompensating) shapers[s]->AimCompensation(count);
   }
 }
 
-void MultiDist::RenderCompensation(uint32_t count) {
+void MultiDist::AimCompensation(uint32_t count) {
   const float dB = LookUpCompensation(kShaperCompensation[algorithm], driveDb.samples[count - 1]);
   const float gain = compensationGainOf(dB, DbToGain);
   const bool isLevel = driveDb.count != 0 && compensation.StandsAt(gain);
-  resting = {.count = isLevel ? count : 0, .algorithm = algorithm};
-  DistortionKernels().compensate(compensation.Aim(gain, count), compensations, count);
+  levelAlgorithm = isLevel ? algorithm : kShapingCurveCount;
+  compensationLine = compensation.Aim(gain, count);
 }
 
 void MultiDist::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {
@@ -200,7 +201,7 @@ void MultiDist::ProcessChannel(Channel& channel, const Ports& ports, uint32_t co
   }
   if (send != nullptr) std::copy_n(shaped, count, send);
   if (isCompensating) {
-    kernels.multiplyTwice(shaped, compensations, outputGains.samples, out, count);
+    kernels.compensate(shaped, compensationLine, outputGains.samples, out, count);
   } else {
     kernels.multiply(shaped, outputGains.samples, out, count);
   }

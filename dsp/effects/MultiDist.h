@@ -64,12 +64,6 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
     prims::Oversampler sampler{2, 1, 1};
   };
 
-  /// What the compensation's buffer holds on and on while nothing moves; a count of 0: nothing.
-  struct RestingCompensation {
-    uint32_t count = 0;
-    uint32_t algorithm = 0;
-  };
-
   /// A channel's ports; the last two may be null.
   struct Ports {
     const float* in;
@@ -89,7 +83,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   void ReadSwitches();
   float OutputGainTarget();
   bool RestsThrough(uint32_t count);
-  void RenderCompensation(uint32_t count);
+  void AimCompensation(uint32_t count);
   void ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Shape(Channel& channel, float* data, uint32_t count);
 
@@ -112,13 +106,13 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   HeldRamp driveDb;
   HeldRamp outputGains;
   float* driveGains = nullptr;
-  float* compensations = nullptr;
   float* shaped = nullptr;
   float* doubled = nullptr;  // two blocks
 
   // State, written by DoProcess.
-  RestingCompensation resting;
   CompensationRamp compensation;
+  CompensationLine compensationLine;             // of this block
+  uint32_t levelAlgorithm = kShapingCurveCount;  // whose compensation the line holds on and on, if any
   std::array<Channel, 2> channels;
 };
 

@@ -80,11 +80,6 @@ HWY_INLINE T CompensationAt(CompensationLine line, uint32_t i) {
   return Number<T>(line.from) + Number<T>(line.step) * place;
 }
 
-void Compensate(CompensationLine line, float* HWY_RESTRICT out, uint32_t count) {
-  ForWholeVectors(count,
-                  [=]<typename T>(uint32_t i) HWY_ATTR { StoreAll(CompensationAt<T>(line, i), out + i); });
-}
-
 // The logarithm of the root, in the steps of PowFloat4. Of what a gain of 0 has for one, nothing is left
 // later.
 void LogRoots(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, uint32_t count) {
@@ -137,6 +132,17 @@ void MultiplyTwice(const float* a, const float* HWY_RESTRICT b, const float* HWY
   for (uint32_t i = 0; i < count; ++i) out[i] = a[i] * b[i] * c[i];
 }
 
+void Compensate(const float* HWY_RESTRICT data, CompensationLine compensation, const float* HWY_RESTRICT gain,
+                float* HWY_RESTRICT out, uint32_t count) {
+  const auto [from, step] = compensation;
+  if (step == 0.0f) {
+    for (uint32_t i = 0; i < count; ++i) out[i] = data[i] * from * gain[i];
+    return;
+  }
+  for (int32_t i = 0, end = static_cast<int32_t>(count); i < end; ++i)
+    out[i] = data[i] * (from + step * static_cast<float>(i + 1)) * gain[i];
+}
+
 void MixFolded(const float* in, const float* HWY_RESTRICT wet, const float* HWY_RESTRICT gain,
                const float* HWY_RESTRICT folded, float* out, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) out[i] = in[i] - in[i] * wet[i] + gain[i] * folded[i];
@@ -148,11 +154,11 @@ constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
           .foldSine = FoldSine,
           .foldTriangle = FoldTriangle,
           .peak = Peak,
-          .compensate = Compensate,
           .driveGains = RunDriveGains,
           .foldGains = RunFoldGains,
           .multiply = Multiply,
           .multiplyTwice = MultiplyTwice,
+          .compensate = Compensate,
           .mixFolded = MixFolded};
 }
 

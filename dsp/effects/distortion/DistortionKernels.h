@@ -42,8 +42,6 @@ struct DistortionKernelTable {
   void (*foldTriangle)(float* data, uint32_t count);
   /// Largest size of a sample, NaN left aside; `count` a multiple of four.
   float (*peak)(const float* data, uint32_t count);
-  /// out = the compensation on its way; `out` has room for whole vectors.
-  void (*compensate)(CompensationLine line, float* out, uint32_t count);
   /// The gains of some shapers' blocks.
   void (*driveGains)(const DriveGains* blocks, uint32_t blockCount);
   /// The gains of some folders' blocks.
@@ -52,6 +50,9 @@ struct DistortionKernelTable {
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
   /// out = a * b * c, from the left; `out` may be `a`.
   void (*multiplyTwice)(const float* a, const float* b, const float* c, float* out, uint32_t count);
+  /// out = data * the compensation on its way * gain, from the left.
+  void (*compensate)(const float* data, CompensationLine compensation, const float* gain, float* out,
+                     uint32_t count);
   /// out = in - in * wet + gain * folded; `out` may be `in`.
   void (*mixFolded)(const float* in, const float* wet, const float* gain, const float* folded, float* out,
                     uint32_t count);
