@@ -155,7 +155,7 @@ bool MultiDist::RestsThrough(uint32_t count) {
 
 void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count) {
   HeldRamps<2 * LaneBank::kCapacity> ramps;
-  DriveGains runs[LaneBank::kCapacity];
+  DriveGainsRun runs[LaneBank::kCapacity];
   uint32_t runCount = 0;
   for (uint32_t s = 0; s < shaperCount; ++s) {
     MultiDist& shaper = *shapers[s];

@@ -174,12 +174,12 @@ void Wavefolder::RenderGains(Wavefolder* const* folders, uint32_t folderCount, u
   }
   ramps.Render(sampleCount);
   if (count == 0) return;
-  FoldGains gains[LaneBank::kCapacity];
+  FoldGainsRun gains[LaneBank::kCapacity];
   for (uint32_t f = 0; f < folderCount; ++f) folders[f]->PrepareGains(gains[f], count);
   DistortionKernels().foldGains(gains, folderCount);
 }
 
-void Wavefolder::PrepareGains(FoldGains& gains, uint32_t count) {
+void Wavefolder::PrepareGains(FoldGainsRun& gains, uint32_t count) {
   const bool isDriveLevel = driveDb.count != 0;
   bool isLevel = isDriveLevel && wets.count != 0 && outputGain.IsSettled();
   resting = {.count = count, .isTriangle = isTriangle, .isCompensating = isCompensating};
@@ -216,10 +216,27 @@ void Wavefolder::RenderLevels(uint32_t count) {
 float Wavefolder::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {
   const auto [in, out, feedback, send] = ports;
   if (in == nullptr || out == nullptr) return 0.0f;
+  if (in != out && feedback == nullptr && send == nullptr && !isUpsampling &&
+      !(isTriangle && isAntiAliasing)) {
+    const float peak = DistortionKernels().foldThrough[isTriangle](
+        in, {driveGains, roots, wets.samples, wetGains}, out, count);
+    if (peak <= kFoldVectorLimit) {
+      const uint32_t last = count - 1;
+      channel.previous = in[last] * driveGains[last] * roots[last];
+      return peak;
+    }
+  }
+  const float peak = DriveThenFold(channel, ports, count);
+  if (send != nullptr) std::copy_n(driven, count, send);
+  DistortionKernels().mixFolded(in, wets.samples, wetGains, driven, out, count);
+  return peak;
+}
+
+float Wavefolder::DriveThenFold(Channel& channel, const Ports& ports, uint32_t count) {
   const DistortionKernelTable& kernels = DistortionKernels();
-  kernels.multiplyTwice(in, driveGains, roots, driven, count);
-  if (feedback != nullptr) {
-    for (uint32_t i = 0; i < count; ++i) driven[i] += feedback[i];
+  kernels.multiplyTwice(ports.in, driveGains, roots, driven, count);
+  if (ports.feedback != nullptr) {
+    for (uint32_t i = 0; i < count; ++i) driven[i] += ports.feedback[i];
   }
   const float peak = kernels.peak(driven, count);
   if (isUpsampling) {
@@ -227,20 +244,18 @@ float Wavefolder::ProcessChannel(Channel& channel, const Ports& ports, uint32_t 
   } else {
     Fold(channel, driven, count, peak);
   }
-  if (send != nullptr) std::copy_n(driven, count, send);
-  kernels.mixFolded(in, wets.samples, wetGains, driven, out, count);
   return peak;
 }
 
 void Wavefolder::Fold(Channel& channel, float* data, uint32_t count, float peak) {
   const float last = data[count - 1];
   if (!isTriangle) {
-    FoldBlock(data, count, peak, DistortionKernels().foldSine,
+    FoldBlock(data, count, peak, DistortionKernels().fold[0],
               [](float x) { return std::sin(x * kSineScale); });
   } else if (isAntiAliasing) {
     FoldTriangleAntiAliased(data, count, channel.previous);
   } else {
-    FoldBlock(data, count, peak, DistortionKernels().foldTriangle,
+    FoldBlock(data, count, peak, DistortionKernels().fold[1],
               [](float x) { return static_cast<float>(FoldTriangle(static_cast<double>(x))); });
   }
   channel.previous = std::clamp(last, -kLargest, kLargest);

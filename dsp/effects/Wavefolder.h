@@ -90,10 +90,11 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   static void RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount);
 
   bool RestsThrough(uint32_t count);
-  void PrepareGains(FoldGains& gains, uint32_t count);
+  void PrepareGains(FoldGainsRun& gains, uint32_t count);
   void RenderLevels(uint32_t count);
   void Run(const Ports& first, const Ports& second, uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
+  float DriveThenFold(Channel& channel, const Ports& ports, uint32_t count);
   void Fold(Channel& channel, float* data, uint32_t count, float peak);
   void FoldOversampled(Channel& channel, uint32_t count);
 

@@ -29,29 +29,63 @@ void Shape(float* HWY_RESTRICT data, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) data[i] = Curve::template Curve<curves::Lane>(curves::Lane{data[i]}).x;
 }
 
-void FoldSine(float* HWY_RESTRICT data, uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i)
-    data[i] = SineFloat4(data[i] * 1.5707964f);  // full scale is a quarter turn
-}
+struct SineFold {
+  static HWY_INLINE float Of(float x) { return SineFloat4(x * 1.5707964f); }  // full scale is a quarter turn
+};
 
-void FoldTriangle(float* HWY_RESTRICT data, uint32_t count) {
-  for (uint32_t i = 0; i < count; ++i) {
-    const float x = data[i];
+struct TriangleFold {
+  static HWY_INLINE float Of(float x) {
     const float shifted = x * 0.5f + 0.5f;
     const float truncated = ToFloat4(Truncate(shifted));
     const float u = truncated > shifted ? truncated - 1.0f : truncated;
     const float a = u * 2.0f;
-    data[i] = (Truncate(u) & 1) != 0 ? a - x : x - a;
+    return (Truncate(u) & 1) != 0 ? a - x : x - a;
   }
+};
+
+template <typename Curve>
+void Fold(float* HWY_RESTRICT data, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) data[i] = Curve::Of(data[i]);
+}
+
+// Sizes as bits: numbers without a sign are in the order of their bits, and NaN lies above infinity.
+HWY_INLINE int32_t SizeBits(float x) {
+  const int32_t size = BitsOf(x) & 0x7FFFFFFF;
+  return size <= 0x7F800000 ? size : 0;
 }
 
 float Peak(const float* HWY_RESTRICT data, uint32_t count) {
-  // As bits: numbers without a sign are in the order of their bits, and NaN lies above infinity.
+  int32_t peak = 0;
+  for (uint32_t i = 0; i < count; ++i) peak = std::max(peak, SizeBits(data[i]));
+  return FromBits(peak);
+}
+
+template <typename Curve>
+HWY_INLINE int32_t FoldVectors(const float* HWY_RESTRICT in, const FoldGains& gains, float* HWY_RESTRICT out,
+                               uint32_t start, uint32_t count) {
+  const float* HWY_RESTRICT gain = gains.gain + start;
+  const float* HWY_RESTRICT root = gains.root + start;
+  const float* HWY_RESTRICT wet = gains.wet + start;
+  const float* HWY_RESTRICT wetGain = gains.wetGain + start;
   int32_t peak = 0;
   for (uint32_t i = 0; i < count; ++i) {
-    const int32_t size = BitsOf(data[i]) & 0x7FFFFFFF;
-    const int32_t number = size <= 0x7F800000 ? size : 0;
-    peak = number > peak ? number : peak;
+    const float driven = in[i] * gain[i] * root[i];
+    peak = std::max(peak, SizeBits(driven));
+    out[i] = in[i] - in[i] * wet[i] + wetGain[i] * Curve::Of(driven);
+  }
+  return peak;
+}
+
+template <typename Curve>
+float FoldThrough(const float* in, const FoldGains& gains, float* out, uint32_t count) {
+  const uint32_t whole = count / kVectorPadding * kVectorPadding;
+  int32_t peak = FoldVectors<Curve>(in, gains, out, 0, whole);
+  if (whole < count) {
+    float restIn[kVectorPadding] = {};  // silence in front of gains that nobody wrote
+    float restOut[kVectorPadding];
+    std::copy(in + whole, in + count, restIn);
+    peak = std::max(peak, FoldVectors<Curve>(restIn, gains, restOut, whole, kVectorPadding));
+    std::copy(restOut, restOut + count - whole, out + whole);
   }
   return FromBits(peak);
 }
@@ -64,8 +98,8 @@ void RunDecibels(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_
   });
 }
 
-void RunDriveGains(const DriveGains* blocks, uint32_t blockCount) {
-  for (const DriveGains* b = blocks; b < blocks + blockCount; ++b) {
+void RunDriveGains(const DriveGainsRun* blocks, uint32_t blockCount) {
+  for (const DriveGainsRun* b = blocks; b < blocks + blockCount; ++b) {
     RunDecibels(b->dB, b->gain, b->different);
     if (b->different < b->count) std::fill(b->gain + b->different, b->gain + b->count, b->gain[0]);
   }
@@ -89,7 +123,7 @@ void LogRoots(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, uint32_t
 }
 
 // From the logarithms on.
-void RootsAndWetGains(const FoldGains& b, uint32_t count) {
+void RootsAndWetGains(const FoldGainsRun& b, uint32_t count) {
   const float* HWY_RESTRICT gain = b.gain;
   const float* HWY_RESTRICT level = b.level;
   float* HWY_RESTRICT root = b.root;
@@ -107,12 +141,12 @@ void RootsAndWetGains(const FoldGains& b, uint32_t count) {
 
 // Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
 // by a few vectors only.
-void RunFoldGains(const FoldGains* blocks, uint32_t blockCount) {
-  const FoldGains* end = blocks + blockCount;
-  for (const FoldGains* b = blocks; b < end; ++b) RunDecibels(b->dB, b->gain, b->different);
-  for (const FoldGains* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, b->different);
-  for (const FoldGains* b = blocks; b < end; ++b) RootsAndWetGains(*b, b->different);
-  for (const FoldGains* b = blocks; b < end; ++b) {
+void RunFoldGains(const FoldGainsRun* blocks, uint32_t blockCount) {
+  const FoldGainsRun* end = blocks + blockCount;
+  for (const FoldGainsRun* b = blocks; b < end; ++b) RunDecibels(b->dB, b->gain, b->different);
+  for (const FoldGainsRun* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, b->different);
+  for (const FoldGainsRun* b = blocks; b < end; ++b) RootsAndWetGains(*b, b->different);
+  for (const FoldGainsRun* b = blocks; b < end; ++b) {
     if (b->different >= b->count) continue;
     for (float* numbers : {b->gain, b->root})
       std::fill(numbers + b->different, numbers + b->count, numbers[0]);
@@ -151,8 +185,8 @@ void MixFolded(const float* in, const float* HWY_RESTRICT wet, const float* HWY_
 template <std::size_t... Index>
 constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
   return {.shape = {Shape<Index>...},
-          .foldSine = FoldSine,
-          .foldTriangle = FoldTriangle,
+          .fold = {Fold<SineFold>, Fold<TriangleFold>},
+          .foldThrough = {FoldThrough<SineFold>, FoldThrough<TriangleFold>},
           .peak = Peak,
           .driveGains = RunDriveGains,
           .foldGains = RunFoldGains,

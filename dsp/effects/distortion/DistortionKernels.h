@@ -9,7 +9,7 @@
 namespace Vantora::dsp {
 
 /// What a shaper drives a block with, gain = 10^(dB / 20), each a number a sample in room for whole vectors.
-struct DriveGains {
+struct DriveGainsRun {
   const float* dB;
   float* gain;
   uint32_t count;      ///< samples, a multiple of four
@@ -19,9 +19,9 @@ struct DriveGains {
 /// What a wavefolder multiplies with in a block, each a number a sample in room for whole vectors:
 /// gain = 10^(dB / 20), root = gain^0.25 and wetGain = level / root * compensation, by way of 1 / root, which
 /// counts as 0 for 0.
-struct FoldGains {
-  float* dB;
-  float* level;  ///< wet share times output gain
+struct FoldGainsRun {
+  const float* dB;
+  const float* level;  ///< wet share times output gain
   float* gain;
   float* root;
   float* wetGain;
@@ -30,22 +30,31 @@ struct FoldGains {
   uint32_t different;  ///< from here on all decibels are those of the first sample
 };
 
+/// What a fold takes of its folder; rows have room for whole vectors.
+struct FoldGains {
+  const float* gain;
+  const float* root;
+  const float* wet;
+  const float* wetGain;
+};
+
 /// The loops of shaper and wavefolder over samples that don't depend on one another, for each instruction
 /// set, with the same bits on all of them. Exactly `count` samples each; arrays don't overlap, unless they
 /// are said to be one.
 struct DistortionKernelTable {
   /// data = the curve of `algorithm`.
   void (*shape[kShapingCurveCount])(float* data, uint32_t count);
-  /// data = sin(data * pi / 2), for |data| within kFoldVectorLimit.
-  void (*foldSine)(float* data, uint32_t count);
-  /// data = the endless triangle, within the same limit.
-  void (*foldTriangle)(float* data, uint32_t count);
+  /// data = sin(data * pi / 2), or the endless triangle, for |data| within kFoldVectorLimit.
+  void (*fold[2])(float* data, uint32_t count);
+  /// out = in - in * wet + wetGain * the fold of in * gain * root; `out` isn't `in`. Returns the largest size
+  /// before the fold, NaN left aside: above kFoldVectorLimit `out` is of no use.
+  float (*foldThrough[2])(const float* in, const FoldGains& gains, float* out, uint32_t count);
   /// Largest size of a sample, NaN left aside; `count` a multiple of four.
   float (*peak)(const float* data, uint32_t count);
   /// The gains of some shapers' blocks.
-  void (*driveGains)(const DriveGains* blocks, uint32_t blockCount);
+  void (*driveGains)(const DriveGainsRun* blocks, uint32_t blockCount);
   /// The gains of some folders' blocks.
-  void (*foldGains)(const FoldGains* blocks, uint32_t blockCount);
+  void (*foldGains)(const FoldGainsRun* blocks, uint32_t blockCount);
   /// out = a * b.
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
   /// out = a * b * c, from the left; `out` may be `a`.

@@ -210,6 +210,31 @@ TEST(Wavefolder, CompensationRampsOverABlockAndIsThereAtOnceAfterAReset) {
   EXPECT_NEAR(out[0], out[47], 1e-6f);
 }
 
+// In place it drives, folds and mixes one after another, else in one go.
+TEST(Wavefolder, SoundsTheSameInPlaceAtEveryLengthAndSize) {
+  Folder apart, inPlace;
+  std::minstd_rand draw(5);
+  std::uniform_real_distribution<float> position(0.0f, 1.0f);
+  inPlace.outputs[0] = inPlace.inputs[0];
+  for (Folder* folder : {&apart, &inPlace}) folder->effect.SetParam(Wavefolder::kAutoComp, 1.0f);
+  for (uint32_t round = 0; round < 240; ++round) {
+    const uint32_t count = round % 12 * 4 + 4;
+    const float size = round % 5 == 4 ? 1e5f : 1.0f;  // beyond what the vector form folds, now and then
+    const float drive = position(draw), wet = position(draw);
+    const auto x = test::Noise(48, static_cast<uint32_t>(draw()), size);
+    for (Folder* folder : {&apart, &inPlace}) {
+      folder->effect.SetParam(Wavefolder::kType, round < 120 ? 0.0f : 1.0f);
+      if (round % 3 == 0) folder->effect.SetParam(Wavefolder::kDrive, drive);
+      if (round % 7 == 0) folder->effect.SetParam(Wavefolder::kWet, wet);
+      std::copy(x.begin(), x.end(), folder->inputs[0]);
+      folder->Process(count);
+    }
+    for (uint32_t i = 0; i < count; ++i)
+      ASSERT_EQ(apart.outputs[0][i], inPlace.outputs[0][i]) << "round " << round << ", sample " << i;
+    ASSERT_EQ(apart.effect.GetParam(Wavefolder::kOverload), inPlace.effect.GetParam(Wavefolder::kOverload));
+  }
+}
+
 TEST(Wavefolder, IsRealTimeInEveryForm) {
   for (int form = 0; form < 8; ++form) {
     Folder folder;
