@@ -346,26 +346,6 @@ HWY_INLINE void StoreAll(T x, float* to) {
   }
 }
 
-// Calls `run` with the first places of vectors that cover `count` samples and perhaps some more, which any
-// buffer of whole vectors has room for; T as a template argument of its call operator. Two vectors at a time,
-// so that what waits for one works on the other.
-template <typename Run>
-HWY_INLINE void ForWholeVectors(uint32_t count, Run run) {
-  uint32_t i = 0;
-#if HWY_TARGET != HWY_EMU128
-  using One = LaneNumber<ManyLanes>;
-  using Two = NumberPair<One>;
-  constexpr bool kLeavesOne = LanesOf<Two>::kCount > kVectorPadding;
-  const uint32_t end = kLeavesOne ? count - std::min(count, LanesOf<One>::kCount) : count;
-  for (; i < end; i += LanesOf<Two>::kCount) run.template operator()<Two>(i);
-  if constexpr (kLeavesOne) {
-    if (i < count) run.template operator()<One>(i);
-  }
-#else
-  for (; i < count; ++i) run.template operator()<float>(i);
-#endif
-}
-
 // Calls `run` at each place of a block whose samples don't depend on each other: T as a template argument of
 // its call operator, the first sample and how many. What is left behind the last whole vector takes one more
 // where a machine masks loads and stores; else fours, then one by one.

@@ -92,61 +92,114 @@ float FoldThrough(const float* in, const FoldGains& gains, float* out, uint32_t 
 
 constexpr float kNepersPerDb = 0.115129255f;  // ln(10) / 20
 
-void RunDecibels(const float* HWY_RESTRICT dB, float* HWY_RESTRICT gain, uint32_t count) {
-  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
-    StoreAll(ExpOf(LoadAll<T>(dB + i) * Number<T>(kNepersPerDb)), gain + i);
+// Calls `step` with two blocks at a time and the first places of vectors that cover what differs in them: T,
+// a pair with a vector of either, as a template argument of its call operator. What waits for one block works
+// on the other. Some places more may be covered, which any row has room for; a last block goes alone, as its
+// own twin.
+template <typename Block, typename Step>
+HWY_INLINE void ForTwins(const Block* blocks, uint32_t blockCount, Step step) {
+  const Block* const end = blocks + blockCount;
+#if HWY_TARGET != HWY_EMU128
+  using One = LaneNumber<ManyLanes>;
+  for (; end - blocks >= 2; blocks += 2) {
+    const Block a = blocks[0];
+    const Block b = blocks[1];
+    const uint32_t count = std::max(a.different, b.different);
+    for (uint32_t i = 0; i < count; i += LanesOf<One>::kCount)
+      step.template operator()<NumberPair<One>>(a, b, i);
+  }
+#else
+  using One = float;
+#endif
+  for (; blocks < end; ++blocks) {
+    const Block a = blocks[0];
+    for (uint32_t i = 0; i < a.different; i += LanesOf<One>::kCount) step.template operator()<One>(a, a, i);
+  }
+}
+
+template <typename T>
+HWY_INLINE T LoadTwins(const float* a, const float* b) {
+  if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;
+    return {LoadAll<Half>(a), LoadAll<Half>(b)};
+  } else {
+    return LoadAll<T>(a);
+  }
+}
+template <typename T>
+HWY_INLINE void StoreTwins(T x, float* a, float* b) {
+  if constexpr (kIsPair<T>) {
+    StoreAll(x.low, a);
+    StoreAll(x.high, b);
+  } else {
+    StoreAll(x, a);
+  }
+}
+
+template <typename Block>
+void RunDecibels(const Block* blocks, uint32_t blockCount) {
+  ForTwins(blocks, blockCount, []<typename T>(const Block& a, const Block& b, uint32_t i) HWY_ATTR {
+    const T x = LoadTwins<T>(a.dB + i, b.dB + i) * Number<T>(kNepersPerDb);
+    StoreTwins(ExpOf(x), a.gain + i, b.gain + i);
   });
 }
 
 void RunDriveGains(const DriveGainsRun* blocks, uint32_t blockCount) {
+  RunDecibels(blocks, blockCount);
   for (const DriveGainsRun* b = blocks; b < blocks + blockCount; ++b) {
-    RunDecibels(b->dB, b->gain, b->different);
     if (b->different < b->count) std::fill(b->gain + b->different, b->gain + b->count, b->gain[0]);
   }
 }
 
-HWY_ALIGN constexpr float kFirstPlaces[32] = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16,
-                                              17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32};
+HWY_ALIGN constexpr float kFirstPlaces[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
 
 template <typename T>
 HWY_INLINE T CompensationAt(CompensationLine line, uint32_t i) {
   const T place = Number<T>(static_cast<float>(static_cast<int32_t>(i))) + LoadAll<T>(kFirstPlaces);
   return Number<T>(line.from) + Number<T>(line.step) * place;
 }
+template <typename T>
+HWY_INLINE T CompensationAt(CompensationLine a, CompensationLine b, uint32_t i) {
+  if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;
+    return {CompensationAt<Half>(a, i), CompensationAt<Half>(b, i)};
+  } else {
+    return CompensationAt<T>(a, i);
+  }
+}
 
 // The logarithm of the root, in the steps of PowFloat4. Of what a gain of 0 has for one, nothing is left
 // later.
-void LogRoots(const float* HWY_RESTRICT gain, float* HWY_RESTRICT root, uint32_t count) {
-  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
-    StoreAll(LogOf(LoadAll<T>(gain + i)) * Number<T>(0.25f), root + i);
-  });
+void LogRoots(const FoldGainsRun* blocks, uint32_t blockCount) {
+  ForTwins(blocks, blockCount,
+           []<typename T>(const FoldGainsRun& a, const FoldGainsRun& b, uint32_t i) HWY_ATTR {
+             const T gain = LoadTwins<T>(a.gain + i, b.gain + i);
+             StoreTwins(LogOf(gain) * Number<T>(0.25f), a.root + i, b.root + i);
+           });
 }
 
 // From the logarithms on.
-void RootsAndWetGains(const FoldGainsRun& b, uint32_t count) {
-  const float* HWY_RESTRICT gain = b.gain;
-  const float* HWY_RESTRICT level = b.level;
-  float* HWY_RESTRICT root = b.root;
-  float* HWY_RESTRICT wetGain = b.wetGain;
-  const CompensationLine compensation = b.compensation;
-  ForWholeVectors(count, [=]<typename T>(uint32_t i) HWY_ATTR {
-    const auto isHeard = LoadAll<T>(gain + i) > Number<T>(0.0f);
-    const T r = ExpWithin(LoadAll<T>(root + i));
-    StoreAll(OrZero(isHeard, r), root + i);
-    // A drive so low that the gain is 0 is silence, not 0 times infinity.
-    const T inverse = OrZero(isHeard, Number<T>(1.0f) / r);
-    StoreAll(LoadAll<T>(level + i) * inverse * CompensationAt<T>(compensation, i), wetGain + i);
-  });
+void RootsAndWetGains(const FoldGainsRun* blocks, uint32_t blockCount) {
+  ForTwins(blocks, blockCount,
+           []<typename T>(const FoldGainsRun& a, const FoldGainsRun& b, uint32_t i) HWY_ATTR {
+             const auto isHeard = LoadTwins<T>(a.gain + i, b.gain + i) > Number<T>(0.0f);
+             const T root = ExpWithin(LoadTwins<T>(a.root + i, b.root + i));
+             StoreTwins(OrZero(isHeard, root), a.root + i, b.root + i);
+             // A drive so low that the gain is 0 is silence, not 0 times infinity.
+             const T inverse = OrZero(isHeard, Number<T>(1.0f) / root);
+             const T level = LoadTwins<T>(a.level + i, b.level + i);
+             StoreTwins(level * inverse * CompensationAt<T>(a.compensation, b.compensation, i), a.wetGain + i,
+                        b.wetGain + i);
+           });
 }
 
 // Step by step over all blocks: each step of a sample waits for the one before, and a processor looks ahead
 // by a few vectors only.
 void RunFoldGains(const FoldGainsRun* blocks, uint32_t blockCount) {
-  const FoldGainsRun* end = blocks + blockCount;
-  for (const FoldGainsRun* b = blocks; b < end; ++b) RunDecibels(b->dB, b->gain, b->different);
-  for (const FoldGainsRun* b = blocks; b < end; ++b) LogRoots(b->gain, b->root, b->different);
-  for (const FoldGainsRun* b = blocks; b < end; ++b) RootsAndWetGains(*b, b->different);
-  for (const FoldGainsRun* b = blocks; b < end; ++b) {
+  RunDecibels(blocks, blockCount);
+  LogRoots(blocks, blockCount);
+  RootsAndWetGains(blocks, blockCount);
+  for (const FoldGainsRun* b = blocks; b < blocks + blockCount; ++b) {
     if (b->different >= b->count) continue;
     for (float* numbers : {b->gain, b->root})
       std::fill(numbers + b->different, numbers + b->count, numbers[0]);
