@@ -57,6 +57,8 @@ SimdTarget BestSimdTarget() noexcept {
   return target;
 }
 
+SimdTarget BurstSimdTarget() noexcept { return std::min(BestSimdTarget(), SimdTarget::Avx2); }
+
 const char* SimdTargetName() noexcept {
   switch (BestSimdTarget()) {
     case SimdTarget::Avx512:

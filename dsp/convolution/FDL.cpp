@@ -25,7 +25,8 @@ void FDL::Prepare(uint64_t size, uint64_t count, uint64_t offset, const float* i
   partitionSize = size;
   tapOffset = offset;
   fftSize = 2 * size;
-  fft = sharedFrom != nullptr ? sharedFrom->fft : std::make_shared<prims::FFTPlan>(fftSize);
+  fft =
+      sharedFrom != nullptr ? sharedFrom->fft : std::make_shared<prims::FFTPlan>(fftSize, BurstSimdTarget());
   spectrumStride = SpectrumStride(fftSize);
   filterSpectra = prims::AlignedBuffer(count * spectrumStride);
   slotSpectra = prims::AlignedBuffer(count * spectrumStride);

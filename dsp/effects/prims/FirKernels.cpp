@@ -286,7 +286,7 @@ const FirKernelTable& FirKernelsFor(SimdTarget target) noexcept {
 namespace {
 
 const FirKernelTable& Kernels() noexcept {
-  static const FirKernelTable& table = FirKernelsFor(BestSimdTarget());
+  static const FirKernelTable& table = FirKernelsFor(BurstSimdTarget());
   return table;
 }
 

@@ -25,7 +25,7 @@ struct FirKernelTable {
 };
 
 /// The kernels for `target`, which must not be above BestSimdTarget(). Tests run them all; everyone else uses
-/// the best through VectorKernels.h.
+/// those of BurstSimdTarget() through VectorKernels.h.
 const VectorKernelTable& VectorKernelsFor(SimdTarget target) noexcept;
 const FirKernelTable& FirKernelsFor(SimdTarget target) noexcept;
 

@@ -185,7 +185,7 @@ const VectorKernelTable& VectorKernelsFor(SimdTarget target) noexcept {
 namespace {
 
 const VectorKernelTable& Kernels() noexcept {
-  static const VectorKernelTable& table = VectorKernelsFor(BestSimdTarget());
+  static const VectorKernelTable& table = VectorKernelsFor(BurstSimdTarget());
   return table;
 }
 
