@@ -5,6 +5,7 @@
 //     bench_vector_kernels [slowest instruction set: 0 baseline ... 4 AVX-512; default: the best one only]
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cstddef>
 #include <cstdio>
@@ -15,6 +16,7 @@
 #include "dsp/effects/prims/AlignedBuffer.h"
 #include "dsp/effects/prims/Oversampler.h"
 #include "dsp/effects/prims/VectorKernelTable.h"
+#include "dsp/effects/prims/VectorKernels.h"
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "benchmarks/bench_vector_kernels.cpp"
@@ -122,6 +124,27 @@ void RunKernels(SimdTarget target) {
         "MulAddSpectrum, floats", size, 4.0 * static_cast<double>(size + 4), peak,
         [&] { kernels.mulAddSpectrum(a.Data(), b.Data(), sum.Data(), size + 4); },
         [&] { PlainMulAddSpectrum(a.Data(), b.Data(), sum.Data(), size + 4); });
+  }
+  for (const std::size_t size : {256u, 2048u}) {
+    std::array<AlignedBuffer, kSpectra> a, b;
+    std::array<const float*, kSpectra> as, bs;
+    for (std::size_t k = 0; k < kSpectra; ++k) {
+      for (AlignedBuffer* each : {&a[k], &b[k]}) {
+        *each = AlignedBuffer(size + 4);
+        FillWithNoise(*each);
+      }
+      as[k] = a[k].Data();
+      bs[k] = b[k].Data();
+    }
+    AlignedBuffer sum(size + 4);
+    FillWithNoise(sum);
+    Report(
+        "MulAddSpectra, floats", size, 16.0 * static_cast<double>(size + 4), peak,
+        [&] { kernels.mulAddSpectra(as.data(), bs.data(), sum.Data(), size + 4); },
+        [&] {
+          for (std::size_t k = 0; k < kSpectra; ++k)
+            kernels.mulAddSpectrum(as[k], bs[k], sum.Data(), size + 4);
+        });
   }
   for (const std::size_t count : {44u, 48u, 64u, 96u, 256u}) {
     for (const std::size_t taps : {48u, 128u, 2048u}) {

@@ -112,13 +112,20 @@ bool FDL::SumProducts(IsCancelled isCancelled) noexcept {
     count = end - from < 2 * kTile ? end - from : kTile;
     float* sum = accumulator.Data(from);
     prims::MulSpectrum(slotSpectra.Data(head * spectrumStride + from), filterSpectra.Data(from), sum, count);
+    std::array<const float*, prims::kSpectra> inputs, filters;
+    size_t waiting = 0;
     for (uint64_t i = 1, slot = head; i < slots; ++i) {
       if (++slot == slots) slot = 0;
       if (slotSilent[slot] != 0) continue;
-      prims::MulAddSpectrum(slotSpectra.Data(slot * spectrumStride + from),
-                            filterSpectra.Data(i * spectrumStride + from), sum, count);
+      inputs[waiting] = slotSpectra.Data(slot * spectrumStride + from);
+      filters[waiting] = filterSpectra.Data(i * spectrumStride + from);
+      if (++waiting < inputs.size()) continue;
+      prims::MulAddSpectra(inputs.data(), filters.data(), sum, count);
+      waiting = 0;
       if (isCancelled()) return false;
     }
+    for (size_t k = 0; k < waiting; ++k) prims::MulAddSpectrum(inputs[k], filters[k], sum, count);
+    if (isCancelled()) return false;
   }
   return true;
 }

@@ -10,6 +10,7 @@ namespace Vantora::prims {
 struct VectorKernelTable {
   void (*mulSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
   void (*mulAddSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
+  void (*mulAddSpectra)(const float* const* a, const float* const* b, float* destination, std::size_t count);
   void (*add)(const float* source, float* destination, std::size_t count);
   void (*scale)(float gain, const float* source, float* destination, std::size_t count);
   void (*interleave)(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,

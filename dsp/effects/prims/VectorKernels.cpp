@@ -94,6 +94,36 @@ void MulAddSpectrumKernel(const float* a, const float* b, float* destination, st
   Spectrum<true>(a, b, destination, count);
 }
 
+// destination += the sum of `kPairs` products, whole vectors of `d` from `start` on; returns where it
+// stopped. With y = (re b, im b), the products by re a and by im a are summed apart: the second sum's parts
+// change places once, in the end.
+template <std::size_t kPairs, class D>
+HWY_INLINE std::size_t SpectraRun(D d, const float* const* a, const float* const* b, float* destination,
+                                  std::size_t start, std::size_t count) {
+  const auto signs = hn::OddEven(hn::Zero(d), hn::Set(d, -0.0f));
+  const std::size_t lanes = hn::Lanes(d);
+  std::size_t i = start;
+  for (; i + lanes <= count; i += lanes) {
+    auto byReal = hn::LoadU(d, destination + i), byImaginary = hn::Zero(d);
+    for (std::size_t k = 0; k < kPairs; ++k) {
+      const auto x = hn::LoadU(d, a[k] + i), y = hn::LoadU(d, b[k] + i);
+      byReal = hn::MulAdd(hn::DupEven(x), y, byReal);
+      byImaginary = k == 0 ? hn::Mul(hn::DupOdd(x), y) : hn::MulAdd(hn::DupOdd(x), y, byImaginary);
+    }
+    hn::StoreU(hn::Add(byReal, hn::Xor(hn::Shuffle2301(byImaginary), signs)), d, destination + i);
+  }
+  return i;
+}
+
+void MulAddSpectraKernel(const float* const* a, const float* const* b, float* destination,
+                         std::size_t count) {
+  const std::size_t end = count & ~std::size_t{3};
+  const float* const as[kSpectra] = {a[0], a[1], a[2], a[3]};
+  const float* const bs[kSpectra] = {b[0], b[1], b[2], b[3]};
+  const std::size_t rest = SpectraRun<kSpectra>(hn::ScalableTag<float>(), as, bs, destination, 0, end);
+  SpectraRun<kSpectra>(hn::CappedTag<float, 4>(), as, bs, destination, rest, end);
+}
+
 // Buffers ---------------------------------------------------------------------------------------------------
 
 void AddKernel(const float* source, float* destination, std::size_t count) {
@@ -167,6 +197,7 @@ void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std:
 
 constexpr VectorKernelTable kVectorKernels{.mulSpectrum = MulSpectrumKernel,
                                            .mulAddSpectrum = MulAddSpectrumKernel,
+                                           .mulAddSpectra = MulAddSpectraKernel,
                                            .add = AddKernel,
                                            .scale = ScaleKernel,
                                            .interleave = InterleaveKernel,
@@ -197,6 +228,11 @@ void MulSpectrum(const float* a, const float* b, float* destination, std::size_t
 
 void MulAddSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept {
   if (destination != nullptr) Kernels().mulAddSpectrum(a, b, destination, count);
+}
+
+void MulAddSpectra(const float* const* a, const float* const* b, float* destination,
+                   std::size_t count) noexcept {
+  if (destination != nullptr) Kernels().mulAddSpectra(a, b, destination, count);
 }
 
 void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept {

@@ -16,7 +16,14 @@ void MulSpectrum(const float* a, const float* b, float* destination, std::size_t
 /// destination += a * b, the complex product bin by bin.
 void MulAddSpectrum(const float* a, const float* b, float* destination, std::size_t count) noexcept;
 
-/// The same over the destination's whole length; the operands are at least as long.
+/// How many products `MulAddSpectra` adds.
+inline constexpr std::size_t kSpectra = 4;
+
+/// destination += a[0] * b[0] + ... + a[3] * b[3], in one pass over the destination.
+void MulAddSpectra(const float* const* a, const float* const* b, float* destination,
+                   std::size_t count) noexcept;
+
+/// MulSpectrum and MulAddSpectrum over the destination's whole length; the operands are at least as long.
 void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;
 void MulAddSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;
 

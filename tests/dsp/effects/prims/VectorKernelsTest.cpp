@@ -52,6 +52,32 @@ std::vector<SimdTarget> Targets() {
 }
 INSTANTIATE_TEST_SUITE_P(Targets, Kernels, testing::ValuesIn(Targets()));
 
+TEST_P(Kernels, AddFourProductsOfSpectraInOnePass) {
+  for (const std::size_t count : {3u, 4u, 7u, 12u, 36u, 260u, 1030u}) {
+    std::array<std::vector<float>, kSpectra> a, b;
+    std::array<const float*, kSpectra> as, bs;
+    for (std::size_t k = 0; k < kSpectra; ++k) {
+      a[k] = Noise(count, static_cast<unsigned>(10 + k));
+      b[k] = Noise(count, static_cast<unsigned>(20 + k));
+      as[k] = a[k].data();
+      bs[k] = b[k].data();
+    }
+    const auto before = Noise(count, 3);
+    auto sum = before;
+    kernels.mulAddSpectra(as.data(), bs.data(), sum.data(), count);
+    const std::size_t end = count / 4 * 4;
+    for (std::size_t i = 0; i < end; i += 2) {
+      std::complex<double> exact(before[i], before[i + 1]);
+      for (std::size_t k = 0; k < kSpectra; ++k) {
+        exact += std::complex<double>(a[k][i], a[k][i + 1]) * std::complex<double>(b[k][i], b[k][i + 1]);
+      }
+      EXPECT_NEAR(sum[i], exact.real(), 1e-6) << count << " " << i;
+      EXPECT_NEAR(sum[i + 1], exact.imag(), 1e-6);
+    }
+    for (std::size_t i = end; i < count; ++i) EXPECT_EQ(sum[i], before[i]) << "the tail is left alone";
+  }
+}
+
 TEST_P(Kernels, MultiplySpectraInWholeGroupsOfFourFloats) {
   for (const std::size_t count : {3u, 4u, 7u, 8u, 12u, 31u, 36u, 66u, 260u, 1030u}) {
     const auto a = Noise(count, 1), b = Noise(count, 2), before = Noise(count, 3);
