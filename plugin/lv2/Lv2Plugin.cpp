@@ -47,9 +47,12 @@ class Lv2Plugin final : public Lv2Instance {
   }
 
   void Connect(uint32_t port, void* data) {
+    if (port < numbers.latency) {  // sound and events, which hosts connect before every run
+      ports[port] = data;
+      return;
+    }
     if (port >= ports.size()) return;
     ports[port] = data;
-    if (port < numbers.latency) return;
     areKnobsNew = areOutputsNew = true;
     // A knob that isn't connected is compared with itself and never moves.
     const uint32_t knob = port - numbers.firstParameter;
