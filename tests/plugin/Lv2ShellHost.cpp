@@ -61,7 +61,10 @@ class Lv2ShellHost final : public ShellHost {
     const plugin::HostParameters& list = plugin::HostParameters::Get();
     for (const ShellEvent& change : changes) {
       for (size_t i = 0; i < list.WritableCount(); ++i) {
-        if (list.IndexAt(i) == change.index) ports[i] = plugin::ToPortValue(list.At(i), change.position);
+        if (list.IndexAt(i) != change.index) continue;
+        // A bypass is LV2's "enabled": the other way round.
+        const bool isBypass = change.index == list.BypassIndex();
+        ports[i] = isBypass ? 1.0f - change.position : plugin::ToPortValue(list.At(i), change.position);
       }
     }
     for (uint32_t c = 0; c < 2; ++c) {

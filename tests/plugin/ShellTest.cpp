@@ -107,6 +107,24 @@ TEST_P(Shell, StepsAreHeardOnTheBlockGridWhateverTheBuffer) {
   }
 }
 
+TEST_P(Shell, TheHostsBypassLeavesTheDrySoundAndComesBack) {
+  const uint32_t bypass = host::ParameterTable::Get().At("Bypass").Index();
+  const size_t on = 4800, off = 19200, settled = 4800;
+  const Audio input = Plucks(24000);
+  const auto shell = Open();
+  ASSERT_TRUE(shell->Load(FactoryPreset("Formant Fan").ToJson()));
+  ASSERT_TRUE(shell->Activate());
+  const Audio output = shell->Render(input, {96}, false, {{on, bypass, 1.0f}, {off, bypass, 0.0f}});
+  const auto countOfDry = [&](size_t begin, size_t end) {
+    size_t count = 0;
+    for (size_t i = begin; i < end; ++i) count += output[0][i] == input[0][i - kBlock] ? 1 : 0;
+    return count;
+  };
+  EXPECT_LT(countOfDry(kBlock, on), on / 10) << "the effect is heard";
+  EXPECT_EQ(countOfDry(on + settled, off), off - on - settled) << "nothing but the dry sound";
+  EXPECT_LT(countOfDry(off + kBlock, input[0].size()), (input[0].size() - off) / 10) << "heard again";
+}
+
 TEST_P(Shell, AHostsThreadsWorkSideBySide) {
   constexpr int kCalls = 800;
   const auto shell = Open();
