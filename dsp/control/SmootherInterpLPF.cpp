@@ -64,7 +64,7 @@ void SmootherInterpLPF::RenderSideBySide(SmootherInterpLPF* const* smoothers, fl
       std::fill_n(outs[i], WholeQuads(count), static_cast<float>(smoother.target));
       continue;
     }
-    if (smoother.counter >= smoother.steps - 1) {
+    if (smoother.counter >= smoother.steps - 1) {  // the line has landed
       smoother.Decay(runs[runCount]);
     } else {
       smoother.Line(runs[runCount]);
@@ -79,25 +79,10 @@ void SmootherInterpLPF::RenderSideBySide(SmootherInterpLPF* const* smoothers, fl
 void SmootherInterpLPF::Line(LineAndDecay& run) const noexcept {
   // The low-pass lags a line by a constant. What it is away from the line after k steps is a decay towards
   // that lag: e(k) = (current - ramp + lag) * p^k - lag.
-  const double p = 1.0 - coef;
   run.start = ramp;
   run.slope = increment;
-  run.lag = p * invCoef * increment;
-  Fill(run, current - ramp + run.lag, p);
-}
-
-// What is left of a glide once its line has landed. A slope of minus nothing keeps a target of minus nothing.
-void SmootherInterpLPF::Decay(LineAndDecay& run) const noexcept {
-  run.start = target;
-  run.slope = -0.0;
-  run.lag = 0.0;
-  Fill(run, current - target, 1.0 - coef);
-}
-
-void SmootherInterpLPF::Fill(LineAndDecay& run, double distance, double p) const noexcept {
-  run.pole4 = pole4;
-  run.snap = RestThreshold();
-  for (double& decay : run.decay) decay = distance = distance * p;
+  run.lag = (1.0 - coef) * invCoef * increment;
+  Fill(run, current - ramp + run.lag);
 }
 
 void SmootherInterpLPF::Land(double last, uint32_t count) noexcept {

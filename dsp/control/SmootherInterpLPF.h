@@ -49,8 +49,6 @@ class SmootherInterpLPF : public SmootherLPF {
  protected:
   void StartLine(double from, double to) noexcept;
   void Line(LineAndDecay& run) const noexcept;
-  void Decay(LineAndDecay& run) const noexcept;
-  void Fill(LineAndDecay& run, double distance, double p) const noexcept;
   void Land(double last, uint32_t count) noexcept;
 
   uint32_t steps = 1;  // ticks a line

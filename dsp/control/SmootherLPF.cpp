@@ -1,7 +1,6 @@
 #include "dsp/control/SmootherLPF.h"
 
 #include "basictools/math/WholeQuads.h"
-#include "dsp/control/SmootherKernels.h"
 
 namespace Vantora::dsp {
 
@@ -33,17 +32,9 @@ void SmootherLPF::Render(float* out, uint32_t count) noexcept {
 }
 
 void SmootherLPF::RenderDecay(float* out, uint32_t count) noexcept {
-  // A line that stands still; a slope of minus nothing keeps a target of minus nothing.
   LineAndDecay run;
-  run.start = target;
-  run.slope = -0.0;
-  run.lag = 0.0;
-  run.pole4 = pole4;
-  run.snap = RestThreshold();
+  Decay(run);
   run.out = out;
-  const double p = 1.0 - coef;
-  double rest = current - target;
-  for (double& decay : run.decay) decay = rest = rest * p;
   SmootherKernels().renderLines(&run, 1, count);
   current = count < 4 ? 0.0 : run.last;
 }

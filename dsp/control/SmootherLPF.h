@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "dsp/control/Smoother.h"
+#include "dsp/control/SmootherKernels.h"
 
 namespace Vantora::dsp {
 
@@ -63,6 +64,21 @@ class SmootherLPF : public Smoother<double> {
 
   /// The block form when not settled.
   void RenderDecay(float* out, uint32_t count) noexcept;
+  /// What a block's kernel is told of a glide towards a target: a line that stands still. A slope of minus
+  /// nothing keeps a target of minus nothing.
+  void Decay(LineAndDecay& run) const noexcept {
+    run.start = target;
+    run.slope = -0.0;
+    run.lag = 0.0;
+    Fill(run, current - target);
+  }
+  /// What is alike for any glide that is `distance` away from its line.
+  void Fill(LineAndDecay& run, double distance) const noexcept {
+    const double p = 1.0 - coef;
+    run.pole4 = pole4;
+    run.snap = RestThreshold();
+    for (double& decay : run.decay) decay = distance = distance * p;
+  }
 
   /// The snap distance as a distance from the target after a step instead of the step itself: the block form
   /// snaps at the same sample as Tick.
