@@ -55,8 +55,16 @@ void BlockBuffer::ExchangeSingly(const float* const* source, float* const* desti
 void BlockBuffer::Mend(size_t begin, size_t end) {
   uint64_t replaced = 0;
   for (uint32_t channel = 0; channel < inputCount; ++channel) {
-    for (size_t i = fill + begin; i < fill + end; ++i) {
-      float& sample = input[channel][i];
+    float* const samples = input[channel] + fill;
+    uint32_t all = 0;  // bits laid over each other: a look at each sample is nearly never needed
+    for (size_t i = begin; i < end; ++i) {
+      uint32_t bits;
+      std::memcpy(&bits, samples + i, sizeof bits);
+      all |= bits;
+    }
+    if ((all & kTwoAndMore) == 0) continue;
+    for (size_t i = begin; i < end; ++i) {
+      float& sample = samples[i];
       if (std::fabs(sample) <= kLoudest) continue;  // neither NaN nor infinite nor huge
       sample = std::isfinite(sample) ? std::copysign(kLoudest, sample) : 0.0f;
       ++replaced;

@@ -103,6 +103,8 @@ class BlockBuffer {
   uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
 
  private:
+  /// The highest bit of the exponent: set from 2 on, and in what is no number.
+  static constexpr uint32_t kTwoAndMore = 0x4000'0000;
   using Two = uint64_t __attribute__((vector_size(16)));  // four samples' bits
   static Two CopyFour(const float* from, float* to) {
     Two bits;
@@ -115,7 +117,6 @@ class BlockBuffer {
   /// sample read before its place is written. The bits of all inputs are laid over each other: while all lie
   /// below 2, as nearly always, the highest bit of the exponent stays free.
   void ExchangeStereo(const float* const* source, float* const* destination, size_t offset, size_t count) {
-    constexpr uint64_t kTwoAndMore = 0x4000'0000'4000'0000;
     constexpr size_t kStep = 16;
     const float *const left = source[0] + offset, *const right = source[1] + offset;
     float *const leftIn = input[0] + fill, *const rightIn = input[1] + fill;
@@ -130,8 +131,8 @@ class BlockBuffer {
         CopyFour(rightOut + four, toRight + four);
       }
     }
-    const bool isModest = ((over[0] | over[1]) & kTwoAndMore) == 0;
-    if (!isModest) Mend(0, at);
+    const uint64_t all = over[0] | over[1];
+    if (((all | all >> 32) & kTwoAndMore) != 0) Mend(0, at);
     if (at != count) ExchangeRest(source, destination, offset, at, count);
     fill += static_cast<uint32_t>(count);
   }
