@@ -4,6 +4,7 @@
 #include <bit>
 #include <chrono>
 #include <cmath>
+#include <limits>
 #include <set>
 #include <stdexcept>
 #include <thread>
@@ -21,6 +22,8 @@ uint64_t PoolSize(uint64_t maxBlockSize, uint64_t tapOffset, uint64_t size) {
   const float blocks = static_cast<float>(maxBlockSize + tapOffset) / static_cast<float>(size);
   return std::max(2 * static_cast<uint64_t>(std::ceil(blocks)), uint64_t{4});
 }
+
+constexpr uint64_t kNever = std::numeric_limits<uint64_t>::max();
 
 }  // namespace
 
@@ -123,6 +126,7 @@ void ConvolutionEngine::BuildRequests() {
     total += line.requestCount;
   }
   requests = std::vector<FDLRequest>(total);
+  feeds.assign(lines.size(), Feed{});
   for (size_t i = 0; i < lines.size(); ++i) {
     for (size_t k = 0; k < lines[i].requestCount; ++k) {
       requests[lines[i].firstRequest + k].Allocate(lines[i].size, static_cast<uint32_t>(i));
@@ -156,6 +160,7 @@ void ConvolutionEngine::DoReset(bool) {
       }
     }
   }
+  std::fill(feeds.begin(), feeds.end(), Feed{});
   streamTime = 0;
   head.Reset();
 }
@@ -195,24 +200,49 @@ uint32_t ConvolutionEngine::DoProcess(ProcessContext& context) {
   const std::array<float*, 2> outputs{context.Output(0), context.Output(1)};
   if (outputs[0] == nullptr) return 0;
   if (!useWorkers) WaitForWorkers();
+  for (const Feed& feed : feeds) feed.AskFor(count);
   // The lines take their input before the head writes the output, which may be the same memory.
   const uint64_t outputChannels = outputs[1] != nullptr ? 2 : 1;
-  for (Line& line : lines) Deal(line, inputs, outputChannels, count);
+  for (size_t i = 0; i < feeds.size(); ++i) {
+    if (feeds[i].room > count) {
+      feeds[i].Append(inputs, count);
+    } else {
+      Deal(i, inputs, outputChannels, count);
+    }
+  }
   WakeWorkers();
   head.Process(inputs, outputs, count);
-  for (Line& line : lines) {
-    // Few are under way, and looking at all the others would fetch a cache line for each.
-    size_t kept = 0;
-    for (const size_t index : line.underWay) {
-      FDLRequest& request = requests[index];
-      if (request.GetState() == FDLRequest::Ready) Mix(request, outputs, count);
-      // A worker may have cancelled it, and the next block taken it anew.
-      if (request.GetState() >= FDLRequest::Computing) line.underWay[kept++] = index;
+  for (size_t i = 0; i < feeds.size(); ++i) {
+    if (streamTime + count <= feeds[i].quietUntil) {
+      feeds[i].AddTo(outputs, count);
+    } else {
+      Collect(i, outputs, count);
     }
-    line.underWay.resize(kept);
   }
   streamTime += count;
   return 1;
+}
+
+void ConvolutionEngine::Feed::Append(const std::array<const float*, 2>& inputs, uint32_t count) noexcept {
+  FDLRequest::Fetch(inputs[0], write[0], count);
+  FDLRequest::Fetch(inputs[1] != nullptr ? inputs[1] : inputs[0], write[1], count);
+  for (float*& place : write) place += count;
+  room -= count;
+}
+
+// What a worker wrote lies far away, and comes while the head runs.
+void ConvolutionEngine::Feed::AskFor(uint32_t count) const noexcept {
+  for (const float* place : read) {
+    if (place != nullptr) prims::Prefetch(place, count);
+  }
+}
+
+void ConvolutionEngine::Feed::AddTo(const std::array<float*, 2>& outputs, uint32_t count) noexcept {
+  for (size_t c = 0; c < read.size(); ++c) {
+    if (read[c] == nullptr) continue;
+    if (outputs[c] != nullptr) prims::Add(read[c], outputs[c], count);
+    read[c] += count;
+  }
 }
 
 void ConvolutionEngine::WaitForWorkers() noexcept {
@@ -229,8 +259,13 @@ bool ConvolutionEngine::AreWorkersBusy() const noexcept {
   });
 }
 
-void ConvolutionEngine::Deal(Line& line, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
+void ConvolutionEngine::Deal(size_t index, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
                              uint32_t count) noexcept {
+  Line& line = lines[index];
+  Feed& feed = feeds[index];
+  // What the feed wrote past the request.
+  if (feed.room != 0) requests[line.latest].SetFill(line.size - feed.room);
+  feed.room = 0;
   for (uint32_t position = 0; position < count;) {
     FDLRequest* request = FindRequest(line);
     if (request == nullptr) {
@@ -242,7 +277,13 @@ void ConvolutionEngine::Deal(Line& line, const std::array<const float*, 2>& inpu
     const float* left = inputs[0] != nullptr ? inputs[0] + position : nullptr;
     request->Append({left, inputs[1] != nullptr ? inputs[1] + position : left}, taken);
     position += static_cast<uint32_t>(taken);
-    if (request->GetState() == FDLRequest::Full) Dispatch(line, *request, outputChannels);
+    if (request->GetState() == FDLRequest::Full) {
+      Dispatch(line, *request, outputChannels);
+      feed.quietUntil = 0;
+    } else {
+      feed.write = {request->NextInput(0), request->NextInput(1)};
+      feed.room = line.size - request->Fill();
+    }
   }
 }
 
@@ -263,6 +304,8 @@ FDLRequest* ConvolutionEngine::FindRequest(Line& line) noexcept {
 
 void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept {
   constexpr uint64_t kInputChannels = 2;  // both buffers are filled, whatever the ports
+  const UnderWay entry{static_cast<size_t>(&request - requests.data()),
+                       static_cast<uint64_t>(request.StartTime()) + line.tapOffset};
   const bool isHeldByWorker = line.worker != kNoWorker &&
                               (useWorkers || line.stereo.commandsHeld.load(std::memory_order_acquire) != 0);
   if (!isHeldByWorker) {
@@ -274,9 +317,12 @@ void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outpu
     wakenings[line.worker].hasNewWork = true;
   }
   // It may be on the list still, if a worker cancelled it and it was taken anew within the same block.
-  const auto index = static_cast<size_t>(&request - requests.data());
-  if (std::find(line.underWay.begin(), line.underWay.end(), index) == line.underWay.end()) {
-    line.underWay.push_back(index);
+  const auto isSame = [&](const UnderWay& other) { return other.index == entry.index; };
+  const auto found = std::find_if(line.underWay.begin(), line.underWay.end(), isSame);
+  if (found == line.underWay.end()) {
+    line.underWay.push_back(entry);
+  } else {
+    *found = entry;
   }
 }
 
@@ -287,6 +333,7 @@ void ConvolutionEngine::WakeWorkers() noexcept {
   for (size_t id = workers.size(); id-- > 0;) {
     FDLThread& worker = *workers[id];
     Wakening& wakening = wakenings[id];
+    if (!wakening.hasNewWork && !wakening.isLeftToItself) continue;
     bool isDue = wakening.isLeftToItself && streamTime - wakening.since >= wakening.patience;
     if (wakening.isLeftToItself && (!worker.IsNapping() || !HasCommands(id))) {
       wakening.isLeftToItself = isDue = false;
@@ -310,6 +357,41 @@ bool ConvolutionEngine::HasCommands(size_t worker) const noexcept {
   return std::any_of(lines.begin(), lines.end(), [worker](const Line& line) {
     return line.worker == worker && line.stereo.commandsHeld.load(std::memory_order_acquire) != 0;
   });
+}
+
+// Mixes what is ready, and finds out until when the feed may go on by itself. A result begins `tapOffset`
+// after its input, as a worker pushes whole blocks: before, there is no need to know whether it is there.
+void ConvolutionEngine::Collect(size_t index, const std::array<float*, 2>& outputs, uint32_t count) noexcept {
+  Line& line = lines[index];
+  Feed& feed = feeds[index];
+  feed.read = {};
+  uint64_t quietUntil = kNever;
+  size_t kept = 0, sounding = 0;
+  const uint64_t blockEnd = streamTime + count;
+  for (const UnderWay entry : line.underWay) {
+    FDLRequest& request = requests[entry.index];
+    FDLRequest::State state = request.GetState();
+    if (state == FDLRequest::Ready) {
+      Mix(request, outputs, count);
+      state = request.GetState();
+    }
+    // A worker may have cancelled it, and the next block taken it anew.
+    if (state < FDLRequest::Computing) continue;
+    line.underWay[kept++] = entry;
+    if (request.IsStale()) {
+      quietUntil = 0;  // to be cleared as soon as the worker has done with it
+    } else if (state == FDLRequest::Ready && entry.due < blockEnd) {
+      ++sounding;
+      for (uint64_t c = 0; c < request.ResultChannels(); ++c) {
+        feed.read[c] = request.Channel(c) + (blockEnd - entry.due);
+      }
+      quietUntil = std::min(quietUntil, entry.due + line.size - 1);
+    } else {
+      quietUntil = std::min(quietUntil, entry.due);
+    }
+  }
+  line.underWay.resize(kept);
+  feed.quietUntil = sounding > 1 ? 0 : quietUntil;
 }
 
 void ConvolutionEngine::Mix(FDLRequest& request, const std::array<float*, 2>& outputs,

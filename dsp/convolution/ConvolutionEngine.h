@@ -74,6 +74,12 @@ class ConvolutionEngine final : public Module {
  private:
   static constexpr uint64_t kNoWorker = kAudioThread;
 
+  // A request that was dispatched and isn't used up yet.
+  struct UnderWay {
+    size_t index = 0;
+    uint64_t due = 0;  // stream time at which its result begins
+  };
+
   // One entry of the schedule.
   struct Line {
     StereoFDL stereo;
@@ -82,26 +88,41 @@ class ConvolutionEngine final : public Module {
     uint64_t worker = kNoWorker;
     size_t firstRequest = 0, requestCount = 0;  // its pool within `requests`
     size_t latest = 0;                          // the request that the last block went to
-    std::vector<size_t> underWay;               // dispatched and not yet used up, in order; room for all
+    std::vector<UnderWay> underWay;             // in order of dispatch; room for all requests
     bool isResetLost = false;                   // the worker's ring had no room for the reset
+  };
+
+  // What most blocks need of a line, those in which none of its requests begins or ends. A line of a cache
+  // each, as between two blocks others use the caches: the rest of a line and its requests stay untouched.
+  struct alignas(64) Feed {
+    std::array<float*, 2> write{};       // where the input goes on in the request that is being filled
+    uint64_t room = 0;                   // samples until that is full; 0 also when there is none
+    std::array<const float*, 2> read{};  // where the result that sounds goes on; null when none does
+    uint64_t quietUntil = 0;             // stream time until which no result begins, ends or is late
+
+    void Append(const std::array<const float*, 2>& inputs, uint32_t count) noexcept;
+    void AskFor(uint32_t count) const noexcept;
+    void AddTo(const std::array<float*, 2>& outputs, uint32_t count) noexcept;
   };
 
   void StopWorkers();
   void StartWorkers();
   void BuildRequests();
   void WaitForWorkers() noexcept;
-  void Deal(Line& line, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
+  void Deal(size_t index, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
             uint32_t count) noexcept;
   FDLRequest* FindRequest(Line& line) noexcept;
   void Dispatch(Line& line, FDLRequest& request, uint64_t outputChannels) noexcept;
   void SetPaces(float sampleRate);
   void WakeWorkers() noexcept;
   bool HasCommands(size_t worker) const noexcept;
+  void Collect(size_t index, const std::array<float*, 2>& outputs, uint32_t count) noexcept;
   void Mix(FDLRequest& request, const std::array<float*, 2>& outputs, uint32_t count) noexcept;
   void ResetLine(Line& line) noexcept;
 
   DirectFIR head;
   std::vector<Line> lines;
+  std::vector<Feed> feeds;  // as many
   uint32_t maxBlockSize = 0;
   std::vector<FDLRequest> requests;
   uint64_t streamTime = 0;                              // samples since the last reset

@@ -26,14 +26,16 @@ void FDLRequest::Begin(int64_t time) noexcept {
   SetStale(false);
 }
 
-void FDLRequest::Append(const std::array<const float*, 2>& sources, uint64_t count) noexcept {
-  for (size_t c = 0; c < sources.size(); ++c) {
-    if (sources[c] != nullptr) {
-      prims::Copy(sources[c], channelBuffers[c] + fill, count);
-    } else {
-      prims::Zero(channelBuffers[c] + fill, count);
-    }
+void FDLRequest::Fetch(const float* source, float* destination, uint64_t count) noexcept {
+  if (source != nullptr) {
+    prims::Copy(source, destination, count);
+  } else {
+    prims::Zero(destination, count);
   }
+}
+
+void FDLRequest::Append(const std::array<const float*, 2>& sources, uint64_t count) noexcept {
+  for (size_t c = 0; c < sources.size(); ++c) Fetch(sources[c], channelBuffers[c] + fill, count);
   fill += count;
   // An exchange locks the bus, and most blocks change nothing.
   const State next = fill == size ? Full : Filling;

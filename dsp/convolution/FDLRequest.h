@@ -55,6 +55,14 @@ class FDLRequest {
   /// silence. There must be room. The state becomes `Filling` or `Full`.
   void Append(const std::array<const float*, 2>& sources, uint64_t count) noexcept;
 
+  /// Copies `count` samples into a request; a null source is silence.
+  static void Fetch(const float* source, float* destination, uint64_t count) noexcept;
+
+  /// [audio thread] Where the next sample of a channel goes, while the request is `Filling`.
+  float* NextInput(uint64_t channel) noexcept { return channelBuffers[channel] + fill; }
+  /// [audio thread] Whoever wrote samples there, but fewer than fill the request, says how many it holds now.
+  void SetFill(uint64_t count) noexcept { fill = count; }
+
   /// [audio thread] Hands a `Full` request to the worker, which the caller then wakes. False when its ring is
   /// full: the request is `Idle` again, its input is lost. The first `inputChannels` buffers hold input, the
   /// others are silent; the first `outputChannels` results are wanted.
@@ -71,6 +79,8 @@ class FDLRequest {
   uint64_t Size() const noexcept { return size; }
   uint64_t Fill() const noexcept { return fill; }
   uint32_t Line() const noexcept { return line; }
+  /// [owner] Stream time of the input's first sample.
+  int64_t StartTime() const noexcept { return startTime; }
   /// Stream time of the result's first sample.
   int64_t ReadyTime() const noexcept { return readyTime; }
 

@@ -11,6 +11,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "dsp/effects/prims/VectorKernels.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -255,6 +256,11 @@ void Copy(const float* source, float* destination, std::size_t count) noexcept {
 
 void Move(const float* source, float* destination, std::size_t count) noexcept {
   if (count > 0) std::memmove(destination, source, count * sizeof(float));
+}
+
+void Prefetch(const float* source, std::size_t count) noexcept {
+  constexpr std::size_t kLineFloats = 16;  // of a cache line
+  for (std::size_t i = 0; i < count; i += kLineFloats) hwy::Prefetch(source + i);
 }
 
 void Add(const float* source, float* destination, std::size_t count) noexcept {

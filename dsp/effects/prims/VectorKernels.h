@@ -41,6 +41,9 @@ void Copy(const float* source, float* destination, std::size_t count) noexcept;
 /// destination = source; the two may overlap.
 void Move(const float* source, float* destination, std::size_t count) noexcept;
 
+/// Asks the nearest cache for `count` floats that will be read in a moment.
+void Prefetch(const float* source, std::size_t count) noexcept;
+
 /// destination += source.
 void Add(const float* source, float* destination, std::size_t count) noexcept;
 

@@ -155,6 +155,28 @@ TEST(ConvolutionEngine, EachOutputUsesItsOwnImpulseWhateverThePorts) {
   ExpectConvolved(signal, stereo, impulse, "in place");
 }
 
+TEST(ConvolutionEngine, PortsMayComeAndGoWithinALinesBlock) {
+  const Stereo impulse{Noise(900, 13), Noise(900, 14)};
+  const Signal source = Noise(4000, 15);
+  const Stereo input{source, source};
+  const auto whole = Make(kSmall, impulse, 24), parted = Make(kSmall, impulse, 24);
+  whole->SetUseWorkers(false);
+  parted->SetUseWorkers(false);
+  Stereo expected{Signal(4000), Signal(4000)}, got = expected;
+  for (uint32_t done = 0, block = 0; done + 24 <= 4000; done += 24, ++block) {
+    const auto run = [&](ConvolutionEngine& engine, float* secondInput, Stereo& out) {
+      std::array<float*, 2> in{const_cast<float*>(input[0].data()) + done, secondInput};
+      std::array<float*, 2> ports{out[0].data() + done, out[1].data() + done};
+      ProcessContext context = ProcessContext().WithPorts(in, ports);
+      context.sampleCount = 24;
+      engine.Process(context);
+    };
+    run(*whole, const_cast<float*>(input[1].data()) + done, expected);
+    run(*parted, block % 3 == 0 ? nullptr : const_cast<float*>(input[1].data()) + done, got);
+  }
+  EXPECT_EQ(got, expected) << "without a second input the first one feeds both";
+}
+
 TEST(ConvolutionEngine, TwoEntriesOfOneSizeAreTwoLines) {
   const ConvoEngineConfig config{64, {{32, 2, 0}, {32, 3, kAudioThread}, {64, 1, 0}, {32, 1, 0}}};
   const Stereo impulse{Noise(1500, 18), Noise(1500, 19)}, input{Noise(4000, 20), Noise(4000, 21)};
