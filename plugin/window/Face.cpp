@@ -288,7 +288,7 @@ void Face::MoveTo(float x, float y, bool isShift, bool isControl, double time) {
 
 void Face::Leave() {
   isPointerInside = false;
-  if (under != nullptr && pressed == nullptr) {
+  if (under != nullptr) {
     under->isHovered = false;
     under = nullptr;
     isStale = true;

@@ -13,11 +13,13 @@
 
 #include "host/HostError.h"
 #include "plugin/window/Face.h"
+#include "plugin/window/PointerWatch.h"
 
 namespace Vantora::plugin {
 namespace {
 
 constexpr double kFrame = 1.0 / 30.0;  // s
+constexpr double kLook = 0.2;          // s, between two looks for a pointer that has left
 #ifdef _WIN32
 constexpr bool kHasOwnTimer = true;
 #else
@@ -203,6 +205,10 @@ class DglWindow final : public PluginWindow, private Desktop, private DGL::IdleC
     if (!kHasOwnTimer || !system.isEmbed()) application.idle();
     if (const double now = Now(); now - lastFrame >= kFrame * 0.9) {
       lastFrame = now;
+      if (face.IsPointedAt() && now - lastLook >= kLook) {
+        lastLook = now;
+        if (!pointer.IsOver(NativeHandle(), system.getWidth(), system.getHeight())) face.Leave();
+      }
       if (face.Update(now)) widget->repaint();
     }
     return !system.isClosed;
@@ -297,7 +303,8 @@ class DglWindow final : public PluginWindow, private Desktop, private DGL::IdleC
   WindowSize request;
   std::function<void()> tick;
   Cursor shownCursor = Cursor::kArrow;
-  double lastFrame = 0.0;  // s
+  double lastFrame = 0.0, lastLook = 0.0;  // s
+  PointerWatch pointer;
 };
 
 }  // namespace

@@ -118,6 +118,27 @@ TEST(Theme, EveryTextCanBeReadOnEveryGroundItStandsOn) {
   EXPECT_GE(Contrast(kGround, kAccent), 4.5);  // on the button
 }
 
+TEST_F(FaceTest, ATipComesToRestAndGoesWithThePointer) {
+  const std::string bare = Joined(Frame());
+  face.MoveTo(kWet.x, kWet.y, false, false, now);
+  EXPECT_EQ(Joined(Frame()), bare);
+  now += 1.0;
+  EXPECT_GT(Joined(Frame()).size(), bare.size());
+  EXPECT_TRUE(face.IsPointedAt());
+  face.Leave();
+  EXPECT_FALSE(face.IsPointedAt());
+  EXPECT_EQ(Joined(Frame()), bare);
+  now += 1.0;
+  EXPECT_EQ(Joined(Frame()), bare);
+  // Held, it is the window's wherever it is.
+  face.MoveTo(kWet.x, kWet.y, false, false, now);
+  face.PressAt(kWet.x, kWet.y, false, false, false, now);
+  face.MoveTo(-500.0f, kWet.y, false, false, now += 0.1);
+  EXPECT_FALSE(face.IsPointedAt());
+  face.ReleaseAt(-500.0f, kWet.y);
+  EXPECT_TRUE(face.IsPointedAt());
+}
+
 TEST_F(FaceTest, DrawsEveryEffectAndTheFoldOutWithoutNonsense) {
   for (const bool isAdvanced : {false, true}) {
     for (uint32_t effect = 0; effect < 6; ++effect) {
