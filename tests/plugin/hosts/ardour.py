@@ -162,16 +162,22 @@ def compare(bench, env, format_name, kind, plugin, preset, check, lua="", more=N
     return max(right)
 
 
+def scan(bench, env, format_name, check):
+    """What the plug-in is called in Ardour's script: its kind and its name there."""
+    if format_name == "LV2":
+        return "LV2", URI
+    # The scan's result counts only where it is newer than the file, and by its absolute path.
+    bundle = (bench.plugins / "vst3/prismel.vst3").resolve()
+    said = bench.run([LIBRARY / "ardour-vst3-scanner", "-f", bundle], timeout=30,
+                     env={**env, "LD_LIBRARY_PATH": str(LIBRARY)})
+    check("Qfx PRISMEL" in said, f"Ardour's scanner says: {said[-400:]}")
+    return "VST3", "Qfx PRISMEL"
+
+
 def run(bench, format_name, check):
     home = bench.scratch / f"home-{format_name}"
     env = environment(bench, home)
-    kind, plugin = ("LV2", URI) if format_name == "LV2" else ("VST3", "Qfx PRISMEL")
-    if format_name == "VST3":
-        # The scan's result counts only where it is newer than the file, and by its absolute path.
-        bundle = (bench.plugins / "vst3/prismel.vst3").resolve()
-        said = bench.run([LIBRARY / "ardour-vst3-scanner", "-f", bundle], timeout=30,
-                         env={**env, "LD_LIBRARY_PATH": str(LIBRARY)})
-        check("Qfx PRISMEL" in said, f"Ardour's scanner says: {said[-400:]}")
+    kind, plugin = scan(bench, env, format_name, check)
 
     def song(preset, **options):
         return compare(bench, env, format_name, kind, plugin, preset, check, **options)

@@ -11,6 +11,7 @@ import tempfile
 import time
 
 import ardour
+import ardour_window
 import audio
 
 SOURCE = pathlib.Path(__file__).resolve().parents[3]
@@ -135,6 +136,12 @@ def step_ardour(bench):
     return "; ".join(notes)
 
 
+def step_ardour_window(bench):
+    need("ardour", "ardour7-lua", "Xvfb", "xdotool", "import")
+    pictures = os.environ.get("PRISMEL_PICTURES")
+    return "; ".join(ardour_window.run(bench, format_name, check, pictures) for format_name in ("LV2", "VST3"))
+
+
 def step_package(bench):
     """The .deb, taken apart: complete, with what it depends on in Debian, and found by the hosts' scanners."""
     need("cpack", "dpkg", "apt-get", "lv2info")
@@ -163,7 +170,7 @@ def step_package(bench):
 
 
 STEPS = {"lv2": step_lv2, "jalv": step_jalv, "qtractor": step_qtractor, "package": step_package,
-         "ardour": step_ardour}
+         "ardour": step_ardour, "ardour-window": step_ardour_window}
 
 
 def main(arguments):
