@@ -59,7 +59,8 @@ class Face final : private Desk {
   void PressAt(float x, float y, bool isRight, bool isShift, bool isControl, double now);
   void ReleaseAt(float x, float y);
   void MoveTo(float x, float y, bool isShift, bool isControl, double now);
-  /// The pointer isn't over the window any more: no tip, nothing lit. Not to be called while a button is held.
+  /// The pointer isn't over the window any more: no tip, nothing lit. Not to be called while a button is
+  /// held.
   void Leave();
   /// Whether it was over the window when it was heard of last, and holds nothing.
   bool IsPointedAt() const { return isPointerInside && pressed == nullptr; }
