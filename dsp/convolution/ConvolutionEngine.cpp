@@ -328,8 +328,10 @@ void ConvolutionEngine::Dispatch(Line& line, FDLRequest& request, uint64_t outpu
 
 void ConvolutionEngine::WakeWorkers() noexcept {
   // From the last to the first: of those that have to be woken, the first, which has the shortest deadlines,
-  // is woken by this thread and wakes the next one, so that a block enters the kernel once at most.
+  // is woken by this thread and wakes the next one, so that a block enters the kernel once at most. Not even
+  // once where the first looks by itself soon enough for the next one, too.
   FDLThread* next = nullptr;
+  uint64_t nextPatience = 0;
   for (size_t id = workers.size(); id-- > 0;) {
     FDLThread& worker = *workers[id];
     Wakening& wakening = wakenings[id];
@@ -339,16 +341,20 @@ void ConvolutionEngine::WakeWorkers() noexcept {
       wakening.isLeftToItself = isDue = false;
     }
     if (std::exchange(wakening.hasNewWork, false)) {
+      const bool passesOn = next != nullptr && wakening.patience > 0 && nextPatience >= wakening.patience;
+      if (passesOn) next->WakeThrough(worker);  // before the announcement, which it must not miss
       const FDLThread::Reached reached = worker.WakeSoon();
       if (reached == FDLThread::Reached::NotYet) isDue = true;
       if (reached == FDLThread::Reached::AtTheEndOfItsNap && !std::exchange(wakening.isLeftToItself, true)) {
         wakening.since = streamTime;
       }
+      if (passesOn) next = nullptr;
     }
     if (!isDue) continue;
     wakening.isLeftToItself = false;
     if (next != nullptr) next->WakeThrough(worker);
     next = &worker;
+    nextPatience = wakening.patience;
   }
   if (next != nullptr) next->Wake();
 }

@@ -81,7 +81,8 @@ class WorkerThread {
   }
 
   /// [producer] There is something to do here, and `first` is to end this thread's sleep: a producer that has
-  /// work for several threads enters the kernel once, for the first of them. `Wake` of `first` must follow.
+  /// work for several threads enters the kernel once, for the first of them. `Wake` of `first` must follow,
+  /// or a WakeSoon that reaches it, when this thread's work can wait as long.
   /// Both must live as long as either runs.
   void WakeThrough(WorkerThread& first) noexcept {
     WorkerThread* const earlier = first.relayTo.exchange(this, std::memory_order_acq_rel);
@@ -113,6 +114,9 @@ class WorkerThread {
   const Atomic<int32_t>& CancelCounter() const noexcept { return cancelCounter; }
 
  protected:
+  /// Whether another thread's sleep is still to be ended through this one.
+  bool HasToPassOn() const noexcept { return relayTo.load(std::memory_order_relaxed) != nullptr; }
+
   Atomic<int32_t> cancelCounter{0};
   CommandQueue queue;
 

@@ -203,6 +203,7 @@ class ExploredWorker : public dsp::WorkerThread<ExploredWorker<Weaken>, Under<We
  public:
   struct ThreadScope {};
   void Work() { this->RunUntilStopped(); }
+  using dsp::WorkerThread<ExploredWorker<Weaken>, Under<Weaken>::template Atomic>::HasToPassOn;
   /// As FDLThread::CancelJobs.
   void Cancel() {
     this->cancelCounter.fetch_add(1, std::memory_order_acq_rel);
@@ -250,6 +251,30 @@ Outcome WakeUp(Waking waking, uint32_t mostSwitches) {
   return Finish(explorer, outcome);
 }
 
+/// The engine's order: work for two workers, the second of which is to be woken by the first. Nobody stops
+/// the first one, so that it always ends asleep.
+template <typename Weaken>
+Outcome PassingOn(uint32_t mostSwitches) {
+  OrderExplorer explorer;
+  Outcome outcome;
+  outcome.executions = explorer.Explore(
+      [&] {
+        ExploredWorker<Weaken> first, second;
+        bool hasRun = false;
+        explorer.Race(
+            [&] {
+              first.Queue().Enqueue([&] { hasRun = true; }, [] {});
+              second.WakeThrough(first);
+              if (first.WakeSoon() == ExploredWorker<Weaken>::Reached::NotYet) first.Wake();
+            },
+            [&] { first.Work(); });
+        if (!hasRun || first.HasToPassOn()) ++outcome.faults;
+      },
+      mostSwitches);
+  outcome.races = explorer.RaceCount();
+  return outcome;
+}
+
 template <typename Weaken>
 Outcome Cancelling(uint32_t mostSwitches) {
   OrderExplorer explorer;
@@ -292,6 +317,15 @@ TEST(LockFree, AWorkerNeverSleepsOnWork) {
         << "without one order of count and sleep each can miss the other";
     EXPECT_GT(WakeUp<RelaxedStores>(waking, 2).races, 0u);
   }
+}
+
+TEST(LockFree, AWorkerThatIsReachedWakesTheNextOne) {
+  const Outcome outcome = PassingOn<AsWritten>(Interruptions());
+  Tell("wake-up, passed on", outcome);
+  EXPECT_EQ(outcome.faults, 0u);
+  EXPECT_EQ(outcome.races, 0u);
+  EXPECT_GT(outcome.executions, 50u);
+  EXPECT_GT(PassingOn<ReleaseForSeqCst>(2).faults, 0u);
 }
 
 TEST(LockFree, CancellingTakesEveryCommandOnceAndEnds) {

@@ -86,7 +86,8 @@ TEST(FDLThread, OneWakeUpReachesEveryThreadThatHasWork) {
     }
     if (middle == 2) threads[2].WakeThrough(threads[1]);
     threads[1].WakeThrough(threads[0]);
-    threads[0].Wake();
+    // Where a thread is still awake from before, or naps, it passes on without being woken.
+    if (i % 2 == 0 || threads[0].WakeSoon() == FDLThread::Reached::NotYet) threads[0].Wake();
     for (size_t t = 0; t <= middle; ++t) ASSERT_TRUE(Eventually([&] { return worked[t] == i; })) << i;
   }
 }
