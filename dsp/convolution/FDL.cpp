@@ -8,6 +8,8 @@ namespace Vantora::dsp {
 namespace {
 
 constexpr uint64_t kLineFloats = 16;  // of a cache line
+// Up to so many floats of spectra a line is short, and summed in one go.
+constexpr uint64_t kShort = 8192;
 // Floats of all products that are summed before the next ones, so that the sums stay in the nearest cache.
 constexpr uint64_t kTile = 4096;
 
@@ -28,17 +30,20 @@ void FDL::Prepare(uint64_t size, uint64_t count, uint64_t offset, const float* i
   fft =
       sharedFrom != nullptr ? sharedFrom->fft : std::make_shared<prims::FFTPlan>(fftSize, BurstSimdTarget());
   spectrumStride = SpectrumStride(fftSize);
+  isShort = count * spectrumStride <= kShort;
   filterSpectra = prims::AlignedBuffer(count * spectrumStride);
   slotSpectra = prims::AlignedBuffer(count * spectrumStride);
-  for (uint64_t i = 0; i < count; ++i) {
-    float* spectrum = filterSpectra.Data(i * spectrumStride);
-    const uint64_t first = offset + size * i;
-    if (first < length) prims::Copy(impulse + first, spectrum, std::min(size, length - first));
-    fft->ForwardInPlace(spectrum);
-  }
-  slotSilent.assign(count, 1);
   inputBuffer.Resize(fftSize);
-  accumulator.Resize(fftSize + 4);
+  accumulator = prims::AlignedBuffer(isShort ? spectrumStride : fftSize + 4);
+  slotSilent.assign(count, 1);
+  prims::AlignedBuffer spectrum(spectrumStride);
+  for (uint64_t i = 0; i < count; ++i) {
+    spectrum.Fill(0.0f);
+    const uint64_t first = offset + size * i;
+    if (first < length) prims::Copy(impulse + first, spectrum.Data(), std::min(size, length - first));
+    fft->ForwardInPlace(spectrum.Data());
+    PutSpectrum(spectrum.Data(), filterSpectra, i);
+  }
   outputTime = 0;
   Reset();
 }
@@ -85,7 +90,12 @@ bool FDL::PushUntil(const float* source, uint64_t count, IsCancelled isCancelled
   Append(source, 0, completing);
 
   if (isCancelled()) return false;
-  fft->Forward(inputBuffer.Data(), slotSpectra.Data(head * spectrumStride));
+  if (isShort) {
+    fft->Forward(inputBuffer.Data(), accumulator.Data());
+    PutSpectrum(accumulator.Data(), slotSpectra, head);
+  } else {
+    fft->Forward(inputBuffer.Data(), slotSpectra.Data(head * spectrumStride));
+  }
   slotSilent[head] = 0;
 
   if (isCancelled()) return false;
@@ -104,9 +114,28 @@ bool FDL::PushUntil(const float* source, uint64_t count, IsCancelled isCancelled
   return true;
 }
 
+void FDL::PutSpectrum(const float* spectrum, prims::AlignedBuffer& spectra, uint64_t index) const noexcept {
+  if (!isShort) {
+    prims::Copy(spectrum, spectra.Data(index * spectrumStride), spectrumStride);
+    return;
+  }
+  constexpr uint64_t kRow = prims::kSpectrumRow;
+  float* row = spectra.Data(index * kRow);
+  for (uint64_t i = 0; i < spectrumStride; i += kRow, row += slotSilent.size() * kRow) {
+    std::copy_n(spectrum + i, kRow, row);
+  }
+}
+
 template <typename IsCancelled>
 bool FDL::SumProducts(IsCancelled isCancelled) noexcept {
   const uint64_t slots = slotSilent.size();
+  if (isShort) {
+    // The slots that hold nothing yet are the oldest ones.
+    const auto used = static_cast<uint64_t>(std::count(slotSilent.begin(), slotSilent.end(), uint8_t{0}));
+    prims::SumSpectra(slotSpectra.Data(), head, filterSpectra.Data(), slots, used, accumulator.Data(),
+                      spectrumStride / prims::kSpectrumRow);
+    return !isCancelled();
+  }
   const uint64_t end = accumulator.Count();
   for (uint64_t from = 0, count = 0; from < end; from += count) {
     count = end - from < 2 * kTile ? end - from : kTile;

@@ -60,6 +60,7 @@ class FDL {
   template <typename IsCancelled>
   bool PushUntil(const float* source, uint64_t count, IsCancelled isCancelled) noexcept;
   void Append(const float* source, uint64_t offset, uint64_t count) noexcept;
+  void PutSpectrum(const float* spectrum, prims::AlignedBuffer& spectra, uint64_t index) const noexcept;
   template <typename IsCancelled>
   bool SumProducts(IsCancelled isCancelled) noexcept;
 
@@ -67,6 +68,7 @@ class FDL {
   uint64_t tapOffset = 0;               // index in the impulse of the first tap
   uint64_t fftSize = 0;                 // 2 N
   uint64_t spectrumStride = 0;          // floats from one spectrum to the next: an odd number of cache lines
+  bool isShort = false;                 // spectra lie row by row, as SumSpectra reads them
   std::shared_ptr<prims::FFTPlan> fft;  // of fftSize points; its work buffer serves one thread at a time
   prims::AlignedBuffer filterSpectra;   // one for each partition
   prims::AlignedBuffer slotSpectra;     // ring of input spectra, as many

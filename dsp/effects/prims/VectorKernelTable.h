@@ -11,6 +11,8 @@ struct VectorKernelTable {
   void (*mulSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
   void (*mulAddSpectrum)(const float* a, const float* b, float* destination, std::size_t count);
   void (*mulAddSpectra)(const float* const* a, const float* const* b, float* destination, std::size_t count);
+  void (*sumSpectra)(const float* a, std::size_t first, const float* b, std::size_t spectra, std::size_t used,
+                     float* destination, std::size_t rows);
   void (*add)(const float* source, float* destination, std::size_t count);
   void (*scale)(float gain, const float* source, float* destination, std::size_t count);
   void (*interleave)(const float* rows, std::size_t rowStride, std::size_t rowCount, float* out,

@@ -125,6 +125,37 @@ void MulAddSpectraKernel(const float* const* a, const float* const* b, float* de
   SpectraRun<kSpectra>(hn::CappedTag<float, 4>(), as, bs, destination, rest, end);
 }
 
+void SumSpectraKernel(const float* a, std::size_t first, const float* b, std::size_t spectra,
+                      std::size_t used, float* destination, std::size_t rows) {
+  const hn::CappedTag<float, kSpectrumRow> d;
+  constexpr std::size_t kVectors = kSpectrumRow / hn::MaxLanes(d);
+  const std::size_t lanes = hn::Lanes(d);
+  const auto signs = hn::OddEven(hn::Zero(d), hn::Set(d, -0.0f));
+  const std::size_t untilWrap = std::min(used, spectra - first);
+  for (std::size_t row = 0; row < rows; ++row) {
+    Vector<decltype(d)> byReal[kVectors], byImaginary[kVectors];
+    for (std::size_t v = 0; v < kVectors; ++v) byReal[v] = byImaginary[v] = hn::Zero(d);
+    const auto run = [&](const float* from, const float* factor, std::size_t count) HWY_ATTR {
+      for (const float* const end = from + count * kSpectrumRow; from < end;
+           from += kSpectrumRow, factor += kSpectrumRow) {
+        for (std::size_t v = 0; v < kVectors; ++v) {
+          const auto x = hn::Load(d, from + v * lanes), y = hn::Load(d, factor + v * lanes);
+          byReal[v] = hn::MulAdd(hn::DupEven(x), y, byReal[v]);
+          byImaginary[v] = hn::MulAdd(hn::DupOdd(x), y, byImaginary[v]);
+        }
+      }
+    };
+    const float* const inputs = a + row * spectra * kSpectrumRow;
+    const float* const factors = b + row * spectra * kSpectrumRow;
+    run(inputs + first * kSpectrumRow, factors, untilWrap);
+    run(inputs, factors + untilWrap * kSpectrumRow, used - untilWrap);
+    for (std::size_t v = 0; v < kVectors; ++v) {
+      hn::Store(hn::Add(byReal[v], hn::Xor(hn::Shuffle2301(byImaginary[v]), signs)), d,
+                destination + row * kSpectrumRow + v * lanes);
+    }
+  }
+}
+
 // Buffers ---------------------------------------------------------------------------------------------------
 
 void AddKernel(const float* source, float* destination, std::size_t count) {
@@ -199,6 +230,7 @@ void DeinterleaveKernel(const float* in, std::size_t rowCount, float* rows, std:
 constexpr VectorKernelTable kVectorKernels{.mulSpectrum = MulSpectrumKernel,
                                            .mulAddSpectrum = MulAddSpectrumKernel,
                                            .mulAddSpectra = MulAddSpectraKernel,
+                                           .sumSpectra = SumSpectraKernel,
                                            .add = AddKernel,
                                            .scale = ScaleKernel,
                                            .interleave = InterleaveKernel,
@@ -234,6 +266,11 @@ void MulAddSpectrum(const float* a, const float* b, float* destination, std::siz
 void MulAddSpectra(const float* const* a, const float* const* b, float* destination,
                    std::size_t count) noexcept {
   if (destination != nullptr) Kernels().mulAddSpectra(a, b, destination, count);
+}
+
+void SumSpectra(const float* a, std::size_t first, const float* b, std::size_t spectra, std::size_t used,
+                float* destination, std::size_t rows) noexcept {
+  Kernels().sumSpectra(a, first, b, spectra, used, destination, rows);
 }
 
 void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept {

@@ -23,6 +23,15 @@ inline constexpr std::size_t kSpectra = 4;
 void MulAddSpectra(const float* const* a, const float* const* b, float* destination,
                    std::size_t count) noexcept;
 
+/// Floats of a row, a cache line, where the spectra of a line lie row by row.
+inline constexpr std::size_t kSpectrumRow = 16;
+
+/// destination = the sum of a * b over the first `used` of `spectra` spectra, for `rows` rows. Row r of
+/// spectrum i lies at (r * spectra + i) * kSpectrumRow in `b`, and in `a`, a ring, `first` places further on.
+/// All is read in one go from front to back, and the sums never leave the registers.
+void SumSpectra(const float* a, std::size_t first, const float* b, std::size_t spectra, std::size_t used,
+                float* destination, std::size_t rows) noexcept;
+
 /// MulSpectrum and MulAddSpectrum over the destination's whole length; the operands are at least as long.
 void MulSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;
 void MulAddSpectrum(const AlignedBuffer& a, const AlignedBuffer& b, AlignedBuffer& destination) noexcept;

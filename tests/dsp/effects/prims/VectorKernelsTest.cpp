@@ -78,6 +78,33 @@ TEST_P(Kernels, AddFourProductsOfSpectraInOnePass) {
   }
 }
 
+TEST_P(Kernels, SumTheProductsOfALinesSpectraRowByRow) {
+  constexpr std::size_t kRows = 3;
+  for (const std::size_t spectra : {1u, 2u, 15u}) {
+    AlignedBuffer a(kRows * spectra * kSpectrumRow), b(a.Count()), sum(kRows * kSpectrumRow);
+    const auto noiseA = Noise(a.Count(), 1), noiseB = Noise(b.Count(), 2);
+    std::copy(noiseA.begin(), noiseA.end(), a.Data());
+    std::copy(noiseB.begin(), noiseB.end(), b.Data());
+    for (std::size_t first = 0; first < spectra; ++first) {
+      for (const std::size_t used : {std::size_t{0}, std::size_t{1}, spectra}) {
+        kernels.sumSpectra(a.Data(), first, b.Data(), spectra, used, sum.Data(), kRows);
+        for (std::size_t f = 0; f < sum.Count(); f += 2) {
+          std::complex<double> exact;
+          for (std::size_t i = 0; i < used; ++i) {
+            const auto at = [&](const AlignedBuffer& from, std::size_t place) {
+              const std::size_t k = (f / kSpectrumRow * spectra + place) * kSpectrumRow + f % kSpectrumRow;
+              return std::complex<double>(from[k], from[k + 1]);
+            };
+            exact += at(a, (first + i) % spectra) * at(b, i);
+          }
+          ASSERT_NEAR(sum[f], exact.real(), 3e-6) << spectra << " " << first << " " << used << " " << f;
+          ASSERT_NEAR(sum[f + 1], exact.imag(), 3e-6);
+        }
+      }
+    }
+  }
+}
+
 TEST_P(Kernels, MultiplySpectraInWholeGroupsOfFourFloats) {
   for (const std::size_t count : {3u, 4u, 7u, 8u, 12u, 31u, 36u, 66u, 260u, 1030u}) {
     const auto a = Noise(count, 1), b = Noise(count, 2), before = Noise(count, 3);
