@@ -38,6 +38,11 @@ class SmootherInterpLPF : public SmootherLPF {
   void SetValue(float value) noexcept override;
   void SetRamp(float from, float to) noexcept override;
 
+  /// True when the block to come lies within +-`limit`.
+  bool StaysWithin(double limit) const noexcept {
+    return std::fabs(current) <= limit && std::fabs(ramp) <= limit && std::fabs(target) <= limit;
+  }
+
   /// Writes the next values into the whole groups of four of out[0..count). Afterwards the line counts as
   /// landed, even when it had steps left. Not settled and with a count below four, the state falls to 0.
   void Render(float* out, uint32_t count) noexcept;

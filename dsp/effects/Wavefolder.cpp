@@ -131,8 +131,10 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
         return 1;
       }
     }
-    Wavefolder* const self = this;
-    RenderGains(&self, 1, context.sampleCount);
+    HeldRamps<2> ramps;
+    AddRamps(ramps, count);
+    ramps.Render(context.sampleCount);
+    if (count > 0) RenderGains(AimGains(count), count);
   }
   if (count > 0) Run(ports(0), ports(1), count);
   return 1;
@@ -145,12 +147,41 @@ void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
 }
 
 void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
-  Wavefolder* folders[LaneBank::kCapacity] = {};
-  for (uint32_t b = 0; b < blockCount; ++b) folders[b] = blocks[b].folder;
-  RenderGains(folders, blockCount, sampleCount);
   const uint32_t count = WholeQuads(sampleCount);
+  HeldRamps<2 * LaneBank::kCapacity> ramps;
+  bool inOneGo[LaneBank::kCapacity];
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    Wavefolder& folder = *blocks[b].folder;
+    inOneGo[b] = folder.MayFoldInOneGo(blocks[b].ports);
+    folder.AddRamps(ramps, count);
+  }
+  ramps.Render(sampleCount);
   if (count == 0) return;
-  for (uint32_t b = 0; b < blockCount; ++b) folders[b]->Run(blocks[b].ports, {}, count);
+  DrivenFold driven[LaneBank::kCapacity];
+  const SharedBlock* drivenBlocks[LaneBank::kCapacity];
+  uint32_t drivenCount = 0;
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    const auto& [folder, ports] = blocks[b];
+    const CompensationLine line = folder->AimGains(count);
+    if (inOneGo[b] && folder->IsAllWet()) {
+      drivenBlocks[drivenCount] = &blocks[b];
+      DrivenFold& block = driven[drivenCount++];
+      block.in = ports.in;
+      block.out = ports.out;
+      block.dB = folder->driveDb.samples;
+      block.compensation = line;
+    } else {
+      folder->RenderGains(line, count);
+      folder->Run(ports, {}, count);
+    }
+  }
+  if (drivenCount > 0) DistortionKernels().driveAndFold(driven, drivenCount, count);
+  for (uint32_t d = 0; d < drivenCount; ++d) {
+    const auto& [folder, ports] = *drivenBlocks[d];
+    if (folder->Take(driven[d])) continue;
+    folder->RenderGains(driven[d].compensation, count);
+    folder->Run(ports, {}, count);
+  }
 }
 
 // True when the buffers hold the block's gains already.
@@ -164,45 +195,63 @@ bool Wavefolder::RestsThrough(uint32_t count) {
   return true;
 }
 
-void Wavefolder::RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount) {
-  const uint32_t count = WholeQuads(sampleCount);
-  HeldRamps<2 * LaneBank::kCapacity> ramps;
-  for (uint32_t f = 0; f < folderCount; ++f) {
-    Wavefolder& folder = *folders[f];
-    ramps.Add(folder.drive, folder.driveDb, count);
-    if (ramps.Add(folder.wet, folder.wets, count)) folder.levels.count = 0;
-  }
-  ramps.Render(sampleCount);
-  if (count == 0) return;
-  FoldGainsRun gains[LaneBank::kCapacity];
-  for (uint32_t f = 0; f < folderCount; ++f) folders[f]->PrepareGains(gains[f], count);
-  DistortionKernels().foldGains(gains, folderCount);
+template <typename Ramps>
+void Wavefolder::AddRamps(Ramps& ramps, uint32_t count) {
+  ramps.Add(drive, driveDb, count);
+  if (ramps.Add(wet, wets, count)) levels.count = 0;
 }
 
-void Wavefolder::PrepareGains(FoldGainsRun& gains, uint32_t count) {
+// Of the ramps' block.
+CompensationLine Wavefolder::AimGains(uint32_t count) {
   const bool isDriveLevel = driveDb.count != 0;
   bool isLevel = isDriveLevel && wets.count != 0 && outputGain.IsSettled();
   resting = {.count = count, .isTriangle = isTriangle, .isCompensating = isCompensating};
-  gains.compensation = {};
+  CompensationLine line;
   if (isCompensating) {
     const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
     const float gain = compensationGainOf(LookUpCompensation(table, driveDb.samples[count - 1]), DbToGain);
     isLevel = isLevel && compensation.StandsAt(gain);
-    gains.compensation = compensation.Aim(gain, count);
+    line = compensation.Aim(gain, count);
     resting.compensation = gain;
   } else {
     compensation.SwitchOff();
   }
   if (!isLevel) resting.count = 0;
   RenderLevels(count);
-  // Field by field: copied as one it would wait for its parts.
-  gains.dB = driveDb.samples;
-  gains.level = levels.samples;
-  gains.gain = driveGains;
-  gains.root = roots;
-  gains.wetGain = wetGains;
-  gains.count = count;
-  gains.different = isDriveLevel ? 4 : count;
+  return line;
+}
+
+void Wavefolder::RenderGains(CompensationLine line, uint32_t count) {
+  const FoldGainsRun gains = {.dB = driveDb.samples,
+                              .level = levels.samples,
+                              .gain = driveGains,
+                              .root = roots,
+                              .wetGain = wetGains,
+                              .compensation = line,
+                              .count = count,
+                              .different = driveDb.count != 0 ? 4 : count};
+  DistortionKernels().foldGains(&gains, 1);
+}
+
+// Asked before the ramps are rendered.
+bool Wavefolder::MayFoldInOneGo(const Ports& ports) const {
+  return DistortionKernels().driveAndFold != nullptr && !isTriangle && !isUpsampling &&
+         ports.in != nullptr && ports.out != nullptr && ports.in != ports.out && ports.feedback == nullptr &&
+         ports.send == nullptr && drive.StaysWithin(kFoldDriveLimit);
+}
+
+// Asked behind them, of gains that move.
+bool Wavefolder::IsAllWet() const {
+  return driveDb.count == 0 && wets.count != 0 && wets.samples[0] == 1.0f && levels.count != 0 &&
+         levels.samples[0] == 1.0f;
+}
+
+// False when the block has to be done again.
+bool Wavefolder::Take(const DrivenFold& block) {
+  if (!block.isExact || !(block.peak <= kFoldVectorLimit)) return false;
+  channels[0].previous = block.last;
+  Param(kOverload).SetValue(block.peak > 1.0f ? 1.0f : 0.0f);
+  return true;
 }
 
 void Wavefolder::RenderLevels(uint32_t count) {

@@ -87,11 +87,16 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     Ports ports;
   };
   static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
-  static void RenderGains(Wavefolder* const* folders, uint32_t folderCount, uint32_t sampleCount);
 
   bool RestsThrough(uint32_t count);
-  void PrepareGains(FoldGainsRun& gains, uint32_t count);
+  template <typename Ramps>
+  void AddRamps(Ramps& ramps, uint32_t count);
+  CompensationLine AimGains(uint32_t count);
   void RenderLevels(uint32_t count);
+  void RenderGains(CompensationLine line, uint32_t count);
+  bool MayFoldInOneGo(const Ports& ports) const;
+  bool IsAllWet() const;
+  bool Take(const DrivenFold& block);
   void Run(const Ports& first, const Ports& second, uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   float DriveThenFold(Channel& channel, const Ports& ports, uint32_t count);

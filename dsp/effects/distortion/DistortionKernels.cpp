@@ -16,6 +16,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/distortion/ExpLog-inl.h"
+#include "dsp/effects/distortion/DrivenFold-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
@@ -151,8 +152,6 @@ void RunDriveGains(const DriveGainsRun* blocks, uint32_t blockCount) {
   }
 }
 
-HWY_ALIGN constexpr float kFirstPlaces[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
-
 template <typename T>
 HWY_INLINE T CompensationAt(CompensationLine line, uint32_t i) {
   const T place = Number<T>(static_cast<float>(static_cast<int32_t>(i))) + LoadAll<T>(kFirstPlaces);
@@ -243,6 +242,7 @@ constexpr DistortionKernelTable MakeTable(std::index_sequence<Index...>) {
           .peak = Peak,
           .driveGains = RunDriveGains,
           .foldGains = RunFoldGains,
+          .driveAndFold = RunDrivenFolds,
           .multiply = Multiply,
           .multiplyTwice = MultiplyTwice,
           .compensate = Compensate,

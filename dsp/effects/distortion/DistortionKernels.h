@@ -38,6 +38,18 @@ struct FoldGains {
   const float* wetGain;
 };
 
+/// A block of a sine fold that is all wet, at output gain 1, while the drive is on its way within
+/// kFoldDriveLimit.
+struct DrivenFold {
+  const float* in;
+  float* out;       ///< not `in`
+  const float* dB;  ///< in room for whole vectors
+  CompensationLine compensation;
+  float peak;    ///< result: the largest size before the fold, NaN left aside
+  float last;    ///< result: the last sample before the fold
+  bool isExact;  ///< result: the rest has the bits of foldGains and foldThrough; else it is of no use
+};
+
 /// The loops of shaper and wavefolder over samples that don't depend on one another, for each instruction
 /// set, with the same bits on all of them. Exactly `count` samples each; arrays don't overlap, unless they
 /// are said to be one.
@@ -55,6 +67,10 @@ struct DistortionKernelTable {
   void (*driveGains)(const DriveGainsRun* blocks, uint32_t blockCount);
   /// The gains of some folders' blocks.
   void (*foldGains)(const FoldGainsRun* blocks, uint32_t blockCount);
+  /// foldGains and foldThrough[0] of some blocks of `count` samples in one go. Now and then, when a gain lies
+  /// next to an odd power of the root of 2, or beyond kFoldVectorLimit, a block has to take the two after all.
+  /// Null where it is no gain.
+  void (*driveAndFold)(DrivenFold* blocks, uint32_t blockCount, uint32_t count);
   /// out = a * b.
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
   /// out = a * b * c, from the left; `out` may be `a`.
@@ -69,6 +85,9 @@ struct DistortionKernelTable {
 
 /// Beyond it the fold's vector arithmetic is no longer exact: 72 dB.
 inline constexpr float kFoldVectorLimit = 4096.0f;
+
+/// Of a drive in dB, whose exponential is in the middle of what normal numbers hold.
+inline constexpr double kFoldDriveLimit = 300.0;
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
 const DistortionKernelTable& DistortionKernelsFor(SimdTarget target) noexcept;

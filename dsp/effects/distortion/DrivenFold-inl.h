@@ -1,0 +1,260 @@
+// The wavefolder's block while its drive is on its way, from decibels to the output in one go, with the bits
+// of FoldGains and FoldThrough. Compiled anew for each instruction set, as LaneNumber-inl.h is.
+#include <algorithm>
+#include <cstdint>
+#include <type_traits>
+
+#include "basictools/BitCast.h"
+#include "dsp/effects/bank/LaneNumber-inl.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
+
+#if defined(PRISMEL_DRIVEN_FOLD_INL) == defined(HWY_TARGET_TOGGLE)
+#ifdef PRISMEL_DRIVEN_FOLD_INL
+#undef PRISMEL_DRIVEN_FOLD_INL
+#else
+#define PRISMEL_DRIVEN_FOLD_INL
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace Vantora::dsp::HWY_NAMESPACE {
+
+HWY_ALIGN constexpr float kFirstPlaces[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16};
+
+#if HWY_TARGET != HWY_EMU128  // whose lanes are no gain
+
+// Exp and log follow one another here, each in a scale by a power of two that spares a step of the other:
+// that moves exponents and no bit of a mantissa. Steps as in VectorExpLog.h.
+
+constexpr float kLog2e = BitCast<float>(0x3FB8AA3Bu);
+constexpr float kLn2 = BitCast<float>(0x3F317218u);
+constexpr float kNepersPerDecibel = 0.115129255f;  // ln(10) / 20
+
+// The next whole number below, and 2 to the power of it and `shift`.
+template <typename T>
+struct WholePower {
+  T whole;
+  T power;
+};
+template <typename T>
+HWY_INLINE WholePower<T> WholePowerOf(T x, float shift) {
+  if constexpr (kIsPair<T>) {
+    const auto low = WholePowerOf(x.low, shift);
+    const auto high = WholePowerOf(x.high, shift);
+    return {{low.whole, high.whole}, {low.power, high.power}};
+  } else {
+#if HWY_CAP_GE512
+    // The sum's last place counts ones, so that to round it down finds the whole number.
+    const auto offset = hn::Set(ManyLanes(), kExponentBits + shift);
+    const hn::Vec<ManyLanes> sum{
+        _mm512_add_round_ps(x.v.raw, offset.raw, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC)};
+    const hn::RebindToUnsigned<ManyLanes> du;
+    return {{hn::Sub(sum, offset)}, {hn::BitCast(ManyLanes(), hn::ShiftLeft<23>(hn::BitCast(du, sum)))}};
+#else
+    const T whole = Floor(x);
+    return {whole, PowerOfTwo(whole + Number<T>(shift))};
+#endif
+  }
+}
+
+// What ExpFloat4 adds to 1, times the scale, of its r times the scale: half of it, or twice.
+template <bool kIsHalf, typename T>
+HWY_INLINE T ScaledExpRest(T r, T r2) {
+  constexpr auto scaled = [](float number, int32_t power) {
+    const float size = static_cast<float>(1 << power);
+    return kIsHalf ? number * size : number / size;
+  };
+  constexpr float c[] = {scaled(0.000198756912f, 6), scaled(0.00139819994f, 5), scaled(0.00833345205f, 4),
+                         scaled(0.0416657962f, 3),   scaled(0.166666657f, 2),   scaled(0.5f, 1)};
+  T y = r * Number<T>(c[0]) + Number<T>(c[1]);
+  y = y * r + Number<T>(c[2]);
+  y = y * r + Number<T>(c[3]);
+  y = y * r + Number<T>(c[4]);
+  y = y * r + Number<T>(c[5]);
+  return y * r2 + r;
+}
+
+// Half of what LogFloat4 finds for a mantissa z + 1, in front of the exponent's part; of half the z.
+template <typename T>
+HWY_INLINE T HalfLogOfMantissa(T z) {
+  constexpr auto scaled = [](uint32_t bits, int32_t power) {
+    return BitCast<float>(bits) * static_cast<float>(1 << power);
+  };
+  constexpr float c[] = {0.0703768358f * 1024.0f, scaled(0xBDEBD1B8u, 9), scaled(0x3DEF251Au, 8),
+                         scaled(0xBDFE5D4Fu, 7),  scaled(0x3E11E9BFu, 6), scaled(0xBE2AAE50u, 5),
+                         scaled(0x3E4CCEACu, 4),  scaled(0xBE7FFFFCu, 3), scaled(0x3EAAAAAAu, 2)};
+  const T z2 = z * z;
+  T y = z * Number<T>(c[0]) + Number<T>(c[1]);
+  y = y * z + Number<T>(c[2]);
+  y = y * z + Number<T>(c[3]);
+  y = y * z + Number<T>(c[4]);
+  y = y * z + Number<T>(c[5]);
+  y = y * z + Number<T>(c[6]);
+  y = y * z + Number<T>(c[7]);
+  y = y * z + Number<T>(c[8]);
+  return z + (y * z * z2 - z2);
+}
+
+using FoldNumber = LaneNumber<ManyLanes>;
+using FoldTwins = NumberPair<FoldNumber>;
+
+// sin(x pi / 2), as SineFloat4 has it.
+HWY_INLINE FoldNumber SineFoldOf(FoldNumber x) {
+  using T = FoldNumber;
+  const ManyLanes d;
+  const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
+  x = x * c(1.5707964f);
+  const T half{hn::CopySignToAbs(hn::Set(d, 0.5f), x.v)};
+  const auto halfTurns = TruncateFitting(d, (x * c(0.318309886f) + half).v);
+  const T k{hn::ConvertTo(d, halfTurns)};
+  // The first two products are exact: fused or not, the difference is the same.
+  const T high{hn::NegMulAdd(k.v, hn::Set(d, 3.140625f), x.v)};
+  const T middle{hn::NegMulAdd(k.v, hn::Set(d, 9.67502593994140625e-4f), high.v)};
+  const T rest = middle - k * c(1.509957990978376432e-7f);
+  const T z = rest * rest;
+  T y = z * c(2.59990315e-06f) + c(-0.000198065478f);
+  y = y * z + c(0.00833301619f);
+  y = y * z + c(-0.166666567f);
+  const T sine = rest + rest * z * y;
+  return {hn::Xor(sine.v, hn::BitCast(d, hn::ShiftLeft<31>(halfTurns)))};
+}
+HWY_INLINE FoldTwins SineFoldOf(FoldTwins x) { return {SineFoldOf(x.low), SineFoldOf(x.high)}; }
+HWY_INLINE FoldTwins Magnitude(FoldTwins x) { return {Magnitude(x.low), Magnitude(x.high)}; }
+
+// Up to there, squared, half of the exponential's r leaves a mantissa between the roots of 1/2 and of 2, the
+// one that the logarithm would find.
+constexpr float kEvenMantissas = 0.173285f * 0.173285f;
+
+constexpr uint32_t kFoldChunk = 64;  // samples
+constexpr uint32_t kFoldPairs = 2;   // of blocks at a time
+constexpr uint32_t kFoldStep = LanesOf<FoldNumber>::kCount;
+
+// Two blocks, a vector of either in turn.
+struct FoldRows {
+  HWY_ALIGN float gain[2 * kFoldChunk];
+  HWY_ALIGN float root[2 * kFoldChunk];     // half the logarithm first
+  HWY_ALIGN float wetGain[2 * kFoldChunk];  // half the exponent's logarithm first
+};
+struct FoldPair {
+  DrivenFold* low;
+  DrivenFold* high;
+  FoldTwins largest;
+  FoldTwins peak;
+};
+
+HWY_INLINE void DriveGains(FoldPair& pair, FoldRows& rows, uint32_t start, uint32_t count) {
+  using T = FoldTwins;
+  const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
+  const float* low = pair.low->dB + start;
+  const float* high = pair.high->dB + start;
+  T largest = pair.largest;
+  for (uint32_t i = 0; i < count; i += kFoldStep) {
+    const T dB = {LoadAll<FoldNumber>(low + i), LoadAll<FoldNumber>(high + i)};
+    const T x = dB * c(0.5f * kNepersPerDecibel);
+    const WholePower<T> n = WholePowerOf(x * c(2.0f * kLog2e) + c(0.5f), 1.0f);
+    const T log = n.whole * c(0.5f * kLn2);
+    const T r = x - log;
+    const T r2 = r * r;
+    largest = Greater(r2, largest);
+    const T mantissa = ScaledExpRest<true>(r, r2) + c(0.5f);
+    StoreAll(mantissa * n.power, rows.gain + 2 * i);
+    StoreAll(mantissa, rows.root + 2 * i);
+    StoreAll(log, rows.wetGain + 2 * i);
+  }
+  pair.largest = largest;
+}
+
+HWY_INLINE void HalfLogs(FoldRows& rows, uint32_t count) {
+  using T = FoldTwins;
+  for (uint32_t i = 0; i < 2 * count; i += 2 * kFoldStep) {
+    const T z = LoadAll<T>(rows.root + i) - Number<T>(0.5f);
+    StoreAll(HalfLogOfMantissa(z) + LoadAll<T>(rows.wetGain + i), rows.root + i);
+  }
+}
+
+HWY_INLINE void RootsAndWetGains(const FoldPair& pair, const float* places, FoldRows& rows, uint32_t count) {
+  using T = FoldTwins;
+  const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
+  const CompensationLine low = pair.low->compensation;
+  const CompensationLine high = pair.high->compensation;
+  const T from = {Number<FoldNumber>(low.from), Number<FoldNumber>(high.from)};
+  const T step = {Number<FoldNumber>(low.step), Number<FoldNumber>(high.step)};
+  for (uint32_t i = 0; i < count; i += kFoldStep) {
+    const T x = LoadAll<T>(rows.root + 2 * i);
+    const WholePower<T> n = WholePowerOf(x * c(0.5f * kLog2e) + c(0.5f), -1.0f);
+    const T r = x - n.whole * c(2.0f * kLn2);
+    const T root = (ScaledExpRest<false>(r, r * r) + c(2.0f)) * n.power;
+    StoreAll(root, rows.root + 2 * i);
+    const FoldNumber place = LoadAll<FoldNumber>(places + i);
+    StoreAll(c(1.0f) / root * (from + step * T{place, place}), rows.wetGain + 2 * i);
+  }
+}
+
+HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start, uint32_t count) {
+  using T = FoldTwins;
+  DrivenFold& low = *pair.low;
+  DrivenFold& high = *pair.high;
+  T peak = pair.peak;
+  for (uint32_t i = 0; i < count; i += kFoldStep) {
+    const uint32_t lanes = std::min(kFoldStep, count - i);
+    const T x = {LoadNumber<FoldNumber>(low.in + start + i, lanes),
+                 LoadNumber<FoldNumber>(high.in + start + i, lanes)};
+    const T driven = x * LoadAll<T>(rows.gain + 2 * i) * LoadAll<T>(rows.root + 2 * i);
+    peak = Greater(Magnitude(driven), peak);
+    // The input's share is +0.
+    const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * SineFoldOf(driven);
+    StoreNumber(y.low, low.out + start + i, lanes);
+    StoreNumber(y.high, high.out + start + i, lanes);
+  }
+  pair.peak = peak;
+  const uint32_t last = count - 1;
+  const uint32_t place = 2 * last - last % kFoldStep;
+  low.last = low.in[start + last] * rows.gain[place] * rows.root[place];
+  high.last = high.in[start + last] * rows.gain[place + kFoldStep] * rows.root[place + kFoldStep];
+}
+
+// Step by step over a few blocks: each step of a sample waits for the one before, and a processor looks ahead
+// by a few vectors only.
+HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t count) {
+  const ManyLanes d;
+  FoldRows rows[kFoldPairs];
+  FoldPair pairs[kFoldPairs];
+  HWY_ALIGN float places[kFoldChunk];
+  const uint32_t pairCount = (blockCount + 1) / 2;
+  const auto none = Number<FoldTwins>(0.0f);
+  const auto at = [&](uint32_t b) { return blocks + std::min(b, blockCount - 1); };  // a last one is its own twin
+  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none};
+  for (uint32_t start = 0; start < count; start += kFoldChunk) {
+    const uint32_t chunk = std::min(kFoldChunk, count - start);
+    for (uint32_t i = 0; i < chunk; i += kFoldStep) {
+      const auto before = Number<FoldNumber>(static_cast<float>(static_cast<int32_t>(start + i)));
+      StoreAll(before + LoadAll<FoldNumber>(kFirstPlaces), places + i);
+    }
+    for (uint32_t p = 0; p < pairCount; ++p) DriveGains(pairs[p], rows[p], start, chunk);
+    for (uint32_t p = 0; p < pairCount; ++p) HalfLogs(rows[p], chunk);
+    for (uint32_t p = 0; p < pairCount; ++p) RootsAndWetGains(pairs[p], places, rows[p], chunk);
+    for (uint32_t p = 0; p < pairCount; ++p) FoldDriven(pairs[p], rows[p], start, chunk);
+  }
+  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber largest) HWY_ATTR {
+    block.peak = hn::GetLane(hn::MaxOfLanes(d, peak.v));
+    block.isExact = hn::AllTrue(d, hn::Le(largest.v, hn::Set(d, kEvenMantissas)));
+  };
+  for (uint32_t p = 0; p < pairCount; ++p) {
+    finish(*pairs[p].low, pairs[p].peak.low, pairs[p].largest.low);
+    finish(*pairs[p].high, pairs[p].peak.high, pairs[p].largest.high);
+  }
+}
+
+void RunDrivenFolds(DrivenFold* blocks, uint32_t blockCount, uint32_t count) {
+  constexpr uint32_t kGroup = 2 * kFoldPairs;
+  for (; blockCount > kGroup; blocks += kGroup, blockCount -= kGroup) RunFoldGroup(blocks, kGroup, count);
+  if (blockCount > 0) RunFoldGroup(blocks, blockCount, count);
+}
+
+#else
+constexpr void (*RunDrivenFolds)(DrivenFold*, uint32_t, uint32_t) = nullptr;
+#endif
+
+}  // namespace Vantora::dsp::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#endif  // toggle
