@@ -17,51 +17,66 @@ constexpr uint32_t kUnusedByCurves = 0xFFFFFFFFu;
 
 float ClampPosition(float x) { return HoldBetween(x, 0.0f, 1.0f); }
 
+Knobs::Travel StepsOf(uint32_t count, float first, float step) {
+  const float last = std::fma(static_cast<float>(count) - 1.0f, step, first);
+  return {MappingTools::Stepped, static_cast<float>(count), step, std::min(first, last),
+          std::max(first, last)};
+}
+
+MappingTools::PotardMappingHolder MaybeReversed(MappingTools::PotardMappingHolder curve, bool isReversed) {
+  curve.reversed = isReversed;
+  return curve;
+}
+
 }  // namespace
 
+ParamRecord::ParamRecord(Declaration declaration)
+    : fixed(std::make_shared<const Declaration>(std::move(declaration))) {}
+
 ParamRecord::ParamRecord(std::string text)
-    : mapping(MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f)),
-      name(std::move(text)),
-      travel{MappingTools::Normalized, 2.0f, 1.0f, 0.0f, 1.0f} {}
+    : ParamRecord(Declaration{MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f),
+                              std::move(text),
+                              {MappingTools::Normalized, 2.0f, 1.0f, 0.0f, 1.0f}}) {}
 
 ParamRecord::ParamRecord(std::string text, uint32_t count, float first, float step)
-    : mapping(MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f)), name(std::move(text)) {
-  const float last = std::fma(static_cast<float>(count) - 1.0f, step, first);
-  travel = {MappingTools::Stepped, static_cast<float>(count), step, std::min(first, last),
-            std::max(first, last)};
-  value = travel.minValue;
+    : ParamRecord(Declaration{MakePotardMapping(MappingTools::Linear, kUnusedByCurves, 0.0f, 1.0f),
+                              std::move(text), StepsOf(count, first, step)}) {
+  value = GetMinimum();
 }
 
 ParamRecord::ParamRecord(std::string text, uint32_t curveKind, bool reversed, float min, float max,
                          float curveArg1, float curveArg2)
-    : mapping(MakePotardMapping(curveKind, kUnusedByCurves, min, max, curveArg1, curveArg2)),
-      name(std::move(text)),
-      travel{curveKind, 2.0f, 1.0f, min, max},
-      value(min) {
-  mapping.reversed = reversed;
+    : ParamRecord(Declaration{
+          MaybeReversed(MakePotardMapping(curveKind, kUnusedByCurves, min, max, curveArg1, curveArg2), reversed),
+          std::move(text),
+          {curveKind, 2.0f, 1.0f, min, max}}) {
+  value = min;
 }
 
 ParamRecord::ParamRecord(const Knobs::Range& range)
-    : mapping(Knobs::MakeCurve(range)), travel(Knobs::MakeTravel(range)), value(range.min) {}
+    : ParamRecord(Declaration{Knobs::MakeCurve(range), {}, Knobs::MakeTravel(range)}) {
+  value = range.min;
+}
 
-ParamRecord::ParamRecord(const Knobs::Row& row) : ParamRecord(row.range) {
-  name = row.name;
+ParamRecord::ParamRecord(const Knobs::Row& row)
+    : ParamRecord(Declaration{Knobs::MakeCurve(row.range), row.name, Knobs::MakeTravel(row.range)}) {
+  value = row.range.min;
   if (row.start.how == Knobs::Start::kAtValue) SetValue(row.start.at);
   if (row.start.how == Knobs::Start::kAtPosition) SetNormalized(row.start.at);
 }
 
-float ParamRecord::GetNormalized() {
-  if (state != kValueIsNewer) return normalized;
-  normalized = ToNormalized(value);
-  state = kBothAgree;
-  return normalized;
+void ParamRecord::SetName(std::string text) {
+  fixed = std::make_shared<const Declaration>(Declaration{fixed->mapping, std::move(text), fixed->travel});
 }
 
-float ParamRecord::GetValue() {
-  if (state != kNormalizedIsNewer) return value;
+void ParamRecord::FollowValue() {
+  normalized = ToNormalized(value);
+  state = kBothAgree;
+}
+
+void ParamRecord::FollowPosition() {
   value = ToValue(normalized);
   state = kBothAgree;
-  return value;
 }
 
 float ParamRecord::ReadNormalizedModulated(const ProcessContext& context, uint32_t port) {
@@ -78,6 +93,7 @@ float ParamRecord::ValueAtOffset(float offset) { return ToValue(ClampPosition(Ge
 
 void ParamRecord::ToValueBlock(float* out, const float* positions, uint32_t count) const {
   const uint32_t end = WholeQuads(count);
+  const auto& [mapping, name, travel] = *fixed;
   if (travel.kind == MappingTools::Normalized) {
     std::copy(positions, positions + end, out);
     return;
@@ -97,8 +113,8 @@ void ParamRecord::ToValueBlock(float* out, const float* positions, uint32_t coun
 }
 
 void ParamRecord::ReDeclare(ParamRecord declaration) {
-  declaration.name = std::move(name);
-  declaration.value = declaration.travel.minValue;
+  declaration.SetName(GetName());
+  declaration.value = declaration.GetMinimum();
   declaration.normalized = 0.0f;
   declaration.state = kBothAgree;
   *this = std::move(declaration);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -58,16 +59,22 @@ class ParamRecord {
   }
 
   /// Position, 0 to 1.
-  float GetNormalized();
+  float GetNormalized() {
+    if (state == kValueIsNewer) FollowValue();
+    return normalized;
+  }
 
   /// Value in the parameter's unit.
-  float GetValue();
+  float GetValue() {
+    if (state == kNormalizedIsNewer) FollowPosition();
+    return value;
+  }
 
   /// The curve, without touching the record's own value.
-  float ToValue(float position) const { return travel.ToValue(mapping, position); }
+  float ToValue(float position) const { return fixed->travel.ToValue(fixed->mapping, position); }
 
   /// The inverse curve, without touching the record's own value.
-  float ToNormalized(float plain) const { return travel.ToPosition(mapping, plain); }
+  float ToNormalized(float plain) const { return fixed->travel.ToPosition(fixed->mapping, plain); }
 
   /// `GetNormalized` plus the first sample of control port
   /// `port`, held in 0 to 1; plain when the port isn't live.
@@ -83,13 +90,13 @@ class ParamRecord {
   /// block form does nothing gives the clamped position scaled into the range. `out` may be `positions`.
   void ToValueBlock(float* out, const float* positions, uint32_t count) const;
 
-  float GetMinimum() const { return travel.minValue; }  ///< lowest value, in the parameter's unit
-  float GetMaximum() const { return travel.maxValue; }  ///< highest value, in the parameter's unit
-  void SetName(std::string text) { name = std::move(text); }
-  const std::string& GetName() const { return name; }
-  uint32_t GetKind() const { return travel.kind; }  ///< `MappingTools::MappingKind`
+  float GetMinimum() const { return fixed->travel.minValue; }  ///< lowest value, in the parameter's unit
+  float GetMaximum() const { return fixed->travel.maxValue; }  ///< highest value, in the parameter's unit
+  void SetName(std::string text);
+  const std::string& GetName() const { return fixed->name; }
+  uint32_t GetKind() const { return fixed->travel.kind; }  ///< `MappingTools::MappingKind`
   uint32_t GetStepCount() const {
-    return static_cast<uint32_t>(travel.stepCount);
+    return static_cast<uint32_t>(fixed->travel.stepCount);
   }  ///< of a stepped parameter; else 2
 
   /// Takes over another record's declaration, as a parent does that fits a child's knob to its own use:
@@ -97,12 +104,21 @@ class ParamRecord {
   void ReDeclare(ParamRecord declaration);
 
  private:
-  MappingTools::PotardMappingHolder mapping;
-  std::string name;
-  Knobs::Travel travel;
+  /// What doesn't move, apart from what does: a block reads many records, and the caches hold few of them.
+  struct Declaration {
+    MappingTools::PotardMappingHolder mapping;
+    std::string name;
+    Knobs::Travel travel;
+  };
+
+  explicit ParamRecord(Declaration declaration);
+  void FollowValue();
+  void FollowPosition();
+
   Relaxed<float> normalized;
   Relaxed<float> value;
   Relaxed<uint32_t> state;
+  std::shared_ptr<const Declaration> fixed;  // copies of a record share it
 };
 
 /// The records of a module, in the order of its rows.
