@@ -131,7 +131,10 @@ class ModuleCloner : public dsp::Module {
         clones{{makeClone(Index)...}} {
     std::vector<dsp::ParamRecord> mirror;
     mirror.reserve(kParamCount);
-    for (uint32_t i = 0; i < kParamCount; ++i) mirror.push_back(clones[0].Param(i));
+    for (uint32_t i = 0; i < kParamCount; ++i) {
+      mirror.push_back(clones[0].Param(i));
+      for (T& clone : clones) clone.Param(i).ShareDeclaration(mirror[i]);  // made alike
+    }
     store = dsp::ParamStore(std::move(mirror));
   }
 

@@ -87,8 +87,7 @@ class ModuleContainer : public Module {
                   Makers&&... makers)
       : Module(std::move(moduleName), inputs, outputs),
         children(std::forward<Makers>(makers)...),
-        store(std::move(records)),
-        forwardLists(store.params.size()) {
+        store(std::move(records)) {
     static_assert(sizeof...(Makers) == kChildCount, "one maker for each child");
   }
   ~ModuleContainer() override = 0;
@@ -146,7 +145,7 @@ class ModuleContainer : public Module {
     if (own >= store.Count()) return;
     store.SetValue(own, value);
     const float normalized = store.params[own].GetNormalized();
-    for (const uint32_t target : forwardLists[own]) RouteParam(target, normalized);
+    ForwardFrom(own, normalized);
   }
 
   /// The derived class's part of `Shutdown`.
@@ -193,25 +192,33 @@ class ModuleContainer : public Module {
   bool IsAnyOwnDirty() const { return store.anyDirty != 0; }
   bool IsOwnDirty(uint32_t position) const { return store.dirtyFlags[position] != 0; }
 
-  void AddParams(std::vector<ParamRecord> records) {
-    store.Add(std::move(records));
-    forwardLists.resize(store.params.size());
-  }
+  void AddParams(std::vector<ParamRecord> records) { store.Add(std::move(records)); }
 
   /// Makes flat indices follow the own parameter at `position`, in the order given.
   void Forward(uint32_t position, std::initializer_list<uint32_t> targets) {
-    forwardLists[position].insert(forwardLists[position].end(), targets);
+    for (const uint32_t target : targets) forwardings.push_back({position, target});
   }
 
  private:
+  struct Forwarding {
+    uint32_t position;  // in the own list
+    uint32_t target;    // flat
+  };
+
   bool RouteParam(uint32_t index, float normalized) {
     if (AtChild(index, [&](auto& child, uint32_t inner) { child.SetParam(inner, normalized); })) return true;
     const uint32_t own = index - kOwnBase;
     if (own >= store.Count()) return true;
     store.SetNormalized(own, normalized);
     // On equal values too: a follower may have been moved by itself since.
-    for (const uint32_t target : forwardLists[own]) RouteParam(target, normalized);
+    ForwardFrom(own, normalized);
     return true;
+  }
+
+  void ForwardFrom(uint32_t own, float normalized) {
+    for (const Forwarding& forwarding : forwardings) {
+      if (forwarding.position == own) RouteParam(forwarding.target, normalized);
+    }
   }
 
   /// Calls `visit` with the child that owns a flat index and the index within it; false for an own one.
@@ -239,7 +246,7 @@ class ModuleContainer : public Module {
 
   details::ChildList<Ts...> children;
   ParamStore store;
-  std::vector<std::vector<uint32_t>> forwardLists;  // as long as the own list
+  std::vector<Forwarding> forwardings;  // a handful at most
 };
 
 template <typename... Ts>

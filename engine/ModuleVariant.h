@@ -242,13 +242,14 @@ class ModuleVariant : public dsp::ModuleContainer<Ts...>, public ModuleVariantKn
     for (uint32_t i = 0, end = WholeQuads(count); i < end; ++i) out[i] *= gain[i];
   }
 
+  // In front: asked before every block.
+  uint64_t selected = 0;
+  bool endedPlain = false;                    // the last block ended with nothing to decide in the next
   dsp::SmootherSRL bypassFade{0.05f, 1.0f};   // 1: the module sounds, 0: bypassed
   dsp::SmootherSRL moduleFade{0.025f, 1.0f};  // 1: full level, 0: silence while alternatives change
   float* bypassFadeBuffer = nullptr;          // one block each, in fadeMemory
   float* moduleFadeBuffer = nullptr;
   BlockBuffers fadeMemory;
-  uint64_t selected = 0;
-  bool endedPlain = false;  // the last block ended with nothing to decide in the next
 };
 
 }  // namespace Vantora::engine

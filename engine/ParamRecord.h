@@ -99,6 +99,9 @@ class ParamRecord {
     return static_cast<uint32_t>(fixed->travel.stepCount);
   }  ///< of a stepped parameter; else 2
 
+  /// Lets a record that was declared alike stand on `twin`'s declaration, so that there is one for both.
+  void ShareDeclaration(const ParamRecord& twin) { fixed = twin.fixed; }
+
   /// Takes over another record's declaration, as a parent does that fits a child's knob to its own use:
   /// everything but the name. The value falls back to the new minimum and the position to 0.
   void ReDeclare(ParamRecord declaration);

@@ -60,7 +60,7 @@ class SmootherInterpLPF : public SmootherLPF {
   double invSteps = 1.0;
   uint32_t counter = 0;  // ticks of this line so far
   double increment = 0.0;
-  double ramp = 0.0;  // where the line stands
+  using SmootherLPF::ramp;  // where the line stands
 };
 
 }  // namespace Vantora::dsp

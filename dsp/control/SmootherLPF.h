@@ -48,6 +48,10 @@ class SmootherLPF : public Smoother<double> {
   /// recursion. Not settled and with a count below four, the state falls to 0.
   void Render(float* out, uint32_t count) noexcept;
 
+ protected:
+  double ramp = 0.0;  // SmootherInterpLPF's, beside what tells whether it moves
+
+ public:
   /// Seconds to 99.3 % of a step. Whoever writes it keeps it at 1e-12 or above and calls UpdateCoefficients.
   double time;
 

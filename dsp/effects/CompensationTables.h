@@ -41,6 +41,9 @@ class CompensationRamp {
   /// True when a block would be level at `gain`, as the last one ended.
   bool StandsAt(float gain) const noexcept { return !isSnapPending && last == gain; }
 
+  /// The gain at the end of the last block.
+  float Last() const noexcept { return last; }
+
   /// Without compensation the gain is 1 at once, and 1 is where a later ramp starts.
   void SwitchOff() noexcept {
     last = 1.0f;

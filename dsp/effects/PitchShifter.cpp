@@ -83,6 +83,8 @@ void PitchShifter::DoReset(bool) {
 
 bool PitchShifter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  stillIsNow = StandsStill(context);
+  if (stillIsNow) return true;
   const float pitchAim = Param(kPitchShift).ReadValueModulated(context, kPitchShiftPort);
   const float preDelayAim =
       Param(kPreDelay).ReadValueModulated(context, kPreDelayPort) * (sampleRate * 0.001f);
@@ -106,6 +108,13 @@ bool PitchShifter::UpdateParams(ProcessContext& context) {
   return true;
 }
 
+bool PitchShifter::StandsStill(const ProcessContext& context) const {
+  return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() &&
+         context.LiveControl(kPreDelayPort) == nullptr && context.LiveControl(kPitchShiftPort) == nullptr &&
+         context.LiveControl(kSprayPort) == nullptr && context.Input(1) == nullptr &&
+         context.Input(0) != nullptr && context.Output(0) != nullptr;
+}
+
 void PitchShifter::SnapInterval(float semitonesNow) {
   pitchSmoother.SetValue(semitonesNow);
   levelSemitones = static_cast<uint32_t>(semitones.size());
@@ -121,9 +130,26 @@ void PitchShifter::SnapInterval(float semitonesNow) {
 
 uint32_t PitchShifter::DoProcess(ProcessContext& context) {
   const uint32_t count = context.sampleCount;
+  if (stillIsNow) {
+    RunSettled(context);
+    return 1;
+  }
   RenderPitch(count);
   UpdateGrain(count);
+  stillCount = 0;
   if (RunsSettled(context)) {
+    still = {.heads = &heads,
+             .preDelay = &channels[0].preDelay,
+             .grain = &channels[0].grain,
+             .in = nullptr,
+             .out = nullptr,
+             .step = grain.rate / sampleRate,
+             .width = grain.width,
+             .length = grain.length,
+             .semitones = semitones[0],
+             .spraySize = spraySize,
+             .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
+    stillCount = count;
     RunSettled(context);
     return 1;
   }
@@ -176,17 +202,9 @@ void PitchShifter::RunSettled(ProcessContext& context) {
   ShifterBlock own;
   ShifterBlock* shared = bank != nullptr ? bank->Add(loop) : nullptr;
   ShifterBlock& block = shared != nullptr ? *shared : own;
-  block = {.heads = &heads,
-           .preDelay = &channels[0].preDelay,
-           .grain = &channels[0].grain,
-           .in = context.Input(0),
-           .out = context.Output(0),
-           .step = grain.rate / sampleRate,
-           .width = grain.width,
-           .length = grain.length,
-           .semitones = semitones[0],
-           .spraySize = spraySize,
-           .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
+  block = still;
+  block.in = context.Input(0);
+  block.out = context.Output(0);
   // What a shorter block doesn't overwrite must be there.
   if (context.sampleCount < heads.way.count) ShowWay();
   if (shared == nullptr) loop(&own, 1, context.sampleCount);

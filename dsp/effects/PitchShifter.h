@@ -55,6 +55,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
     DelayLine grain;  // both heads read it
   };
 
+  bool StandsStill(const ProcessContext& context) const;
   bool RunsSettled(const ProcessContext& context) const;
   void RenderPitch(uint32_t count);
   void RunSettled(ProcessContext& context);
@@ -70,6 +71,12 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
   // Declaration, before Configure.
   uint32_t channelCount;
   LaneBank* bank = nullptr;  // the owner's
+
+  // The last block, where it was settled; of as many samples, the next one is the same but for its ports,
+  // while no parameter moves. A count of 0: it wasn't.
+  uint32_t stillCount = 0;
+  bool stillIsNow = false;
+  ShifterBlock still;
 
   // Settings, written by Configure.
   float sampleRate = 44100.0f;  // Hz

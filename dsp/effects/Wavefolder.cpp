@@ -124,15 +124,17 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
   if (count == 0 || !RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && channelCount == 1) {
-      if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
+    if (bank != nullptr && !IsChanged() && channelCount == 1 && MayFoldInOneGo(ports(0), count)) {
+      if (DrivenBlock* block = bank->Add<DrivenBlock>(FoldInOneGo)) {
         block->folder = this;
-        block->ports = ports(0);
+        block->in = context.Input(0);
+        block->out = context.Output(0);
         return 1;
       }
     }
     HeldRamps<2> ramps;
-    AddRamps(ramps, count);
+    ramps.Add(drive, driveDb, count);
+    if (ramps.Add(wet, wets, count)) levels.count = 0;
     ramps.Render(context.sampleCount);
     if (count > 0) RenderGains(AimGains(count), count);
   }
@@ -146,42 +148,50 @@ void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
   Param(kOverload).SetValue(peak > 1.0f ? 1.0f : 0.0f);
 }
 
-void Wavefolder::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
+// A sine fold, all wet at gain 1, of which nothing moves but the drive.
+bool Wavefolder::MayFoldInOneGo(const Ports& ports, uint32_t count) const {
+  return DistortionKernels().driveAndFold != nullptr && !isTriangle && !isUpsampling && count > 0 &&
+         count <= kMostInOneGo && ports.in != nullptr && ports.out != nullptr && ports.in != ports.out &&
+         ports.feedback == nullptr && ports.send == nullptr && !drive.IsSettled() &&
+         drive.StaysWithin(kFoldDriveLimit) && wets.Holds(wet, count) && wets.value == 1.0 &&
+         levels.Holds(outputGain, count) && levels.value == 1.0;
+}
+
+void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
   const uint32_t count = WholeQuads(sampleCount);
-  HeldRamps<2 * LaneBank::kCapacity> ramps;
-  bool inOneGo[LaneBank::kCapacity];
-  for (uint32_t b = 0; b < blockCount; ++b) {
-    Wavefolder& folder = *blocks[b].folder;
-    inOneGo[b] = folder.MayFoldInOneGo(blocks[b].ports);
-    folder.AddRamps(ramps, count);
-  }
-  ramps.Render(sampleCount);
-  if (count == 0) return;
-  DrivenFold driven[LaneBank::kCapacity];
-  const SharedBlock* drivenBlocks[LaneBank::kCapacity];
-  uint32_t drivenCount = 0;
-  for (uint32_t b = 0; b < blockCount; ++b) {
-    const auto& [folder, ports] = blocks[b];
-    const CompensationLine line = folder->AimGains(count);
-    if (inOneGo[b] && folder->IsAllWet()) {
-      drivenBlocks[drivenCount] = &blocks[b];
-      DrivenFold& block = driven[drivenCount++];
-      block.in = ports.in;
-      block.out = ports.out;
-      block.dB = folder->driveDb.samples;
-      block.compensation = line;
-    } else {
-      folder->RenderGains(line, count);
-      folder->Run(ports, {}, count);
+  for (uint32_t first = 0; first < blockCount; first += kFoldGroup) {
+    const DrivenBlock* const group = blocks + first;
+    const uint32_t groupSize = std::min(kFoldGroup, blockCount - first);
+    alignas(64) float dB[kFoldGroup][kMostInOneGo];
+    SmootherInterpLPF* drives[kFoldGroup];
+    float* ramps[kFoldGroup];
+    for (uint32_t b = 0; b < groupSize; ++b) {
+      drives[b] = &group[b].folder->drive;
+      ramps[b] = dB[b];
     }
+    SmootherInterpLPF::RenderSideBySide(drives, ramps, groupSize, sampleCount);
+    DrivenFold folds[kFoldGroup];
+    for (uint32_t b = 0; b < groupSize; ++b) {
+      folds[b].in = group[b].in;
+      folds[b].out = group[b].out;
+      folds[b].dB = dB[b];
+      folds[b].compensation = group[b].folder->AimCompensation(dB[b][count - 1], count);
+    }
+    DistortionKernels().driveAndFold(folds, groupSize, count);
+    for (uint32_t b = 0; b < groupSize; ++b) group[b].folder->Take(folds[b], count);
   }
-  if (drivenCount > 0) DistortionKernels().driveAndFold(driven, drivenCount, count);
-  for (uint32_t d = 0; d < drivenCount; ++d) {
-    const auto& [folder, ports] = *drivenBlocks[d];
-    if (folder->Take(driven[d])) continue;
-    folder->RenderGains(driven[d].compensation, count);
-    folder->Run(ports, {}, count);
+}
+
+void Wavefolder::Take(const DrivenFold& fold, uint32_t count) {
+  driveDb.count = resting.count = 0;
+  if (fold.isExact && fold.peak <= kFoldVectorLimit) {
+    channels[0].previous = fold.last;
+    Param(kOverload).SetValue(fold.peak > 1.0f ? 1.0f : 0.0f);
+    return;
   }
+  std::copy_n(fold.dB, count, driveDb.samples);
+  RenderGains(fold.compensation, count);
+  Run({fold.in, fold.out, nullptr, nullptr}, {}, count);
 }
 
 // True when the buffers hold the block's gains already.
@@ -195,28 +205,25 @@ bool Wavefolder::RestsThrough(uint32_t count) {
   return true;
 }
 
-template <typename Ramps>
-void Wavefolder::AddRamps(Ramps& ramps, uint32_t count) {
-  ramps.Add(drive, driveDb, count);
-  if (ramps.Add(wet, wets, count)) levels.count = 0;
+CompensationLine Wavefolder::AimCompensation(float lastDb, uint32_t count) {
+  if (!isCompensating) {
+    compensation.SwitchOff();
+    return {};
+  }
+  const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
+  const float gain = compensationGainOf(LookUpCompensation(table, lastDb), DbToGain);
+  return compensation.Aim(gain, count);
 }
 
 // Of the ramps' block.
 CompensationLine Wavefolder::AimGains(uint32_t count) {
-  const bool isDriveLevel = driveDb.count != 0;
-  bool isLevel = isDriveLevel && wets.count != 0 && outputGain.IsSettled();
-  resting = {.count = count, .isTriangle = isTriangle, .isCompensating = isCompensating};
-  CompensationLine line;
-  if (isCompensating) {
-    const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
-    const float gain = compensationGainOf(LookUpCompensation(table, driveDb.samples[count - 1]), DbToGain);
-    isLevel = isLevel && compensation.StandsAt(gain);
-    line = compensation.Aim(gain, count);
-    resting.compensation = gain;
-  } else {
-    compensation.SwitchOff();
-  }
-  if (!isLevel) resting.count = 0;
+  const bool isLevel = driveDb.count != 0 && wets.count != 0 && outputGain.IsSettled();
+  const CompensationLine line = AimCompensation(driveDb.samples[count - 1], count);
+  const bool stands = line.step == 0.0f && line.from == compensation.Last();
+  resting = {.count = isLevel && stands ? count : 0,
+             .isTriangle = isTriangle,
+             .isCompensating = isCompensating,
+             .compensation = compensation.Last()};
   RenderLevels(count);
   return line;
 }
@@ -231,27 +238,6 @@ void Wavefolder::RenderGains(CompensationLine line, uint32_t count) {
                               .count = count,
                               .different = driveDb.count != 0 ? 4 : count};
   DistortionKernels().foldGains(&gains, 1);
-}
-
-// Asked before the ramps are rendered.
-bool Wavefolder::MayFoldInOneGo(const Ports& ports) const {
-  return DistortionKernels().driveAndFold != nullptr && !isTriangle && !isUpsampling &&
-         ports.in != nullptr && ports.out != nullptr && ports.in != ports.out && ports.feedback == nullptr &&
-         ports.send == nullptr && drive.StaysWithin(kFoldDriveLimit);
-}
-
-// Asked behind them, of gains that move.
-bool Wavefolder::IsAllWet() const {
-  return driveDb.count == 0 && wets.count != 0 && wets.samples[0] == 1.0f && levels.count != 0 &&
-         levels.samples[0] == 1.0f;
-}
-
-// False when the block has to be done again.
-bool Wavefolder::Take(const DrivenFold& block) {
-  if (!block.isExact || !(block.peak <= kFoldVectorLimit)) return false;
-  channels[0].previous = block.last;
-  Param(kOverload).SetValue(block.peak > 1.0f ? 1.0f : 0.0f);
-  return true;
 }
 
 void Wavefolder::RenderLevels(uint32_t count) {

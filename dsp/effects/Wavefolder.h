@@ -82,21 +82,23 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   };
 
   /// A mono block in the bank.
-  struct SharedBlock {
+  struct DrivenBlock {
     Wavefolder* folder;
-    Ports ports;
+    const float* in;
+    float* out;
   };
-  static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
+  static constexpr uint32_t kMostInOneGo = 256;  // samples
+  static constexpr uint32_t kFoldGroup = 4;      // blocks whose ramps are alive at a time
+
+  bool MayFoldInOneGo(const Ports& ports, uint32_t count) const;
+  static void FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
+  void Take(const DrivenFold& fold, uint32_t count);
 
   bool RestsThrough(uint32_t count);
-  template <typename Ramps>
-  void AddRamps(Ramps& ramps, uint32_t count);
+  CompensationLine AimCompensation(float lastDb, uint32_t count);
   CompensationLine AimGains(uint32_t count);
   void RenderLevels(uint32_t count);
   void RenderGains(CompensationLine line, uint32_t count);
-  bool MayFoldInOneGo(const Ports& ports) const;
-  bool IsAllWet() const;
-  bool Take(const DrivenFold& block);
   void Run(const Ports& first, const Ports& second, uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   float DriveThenFold(Channel& channel, const Ports& ports, uint32_t count);

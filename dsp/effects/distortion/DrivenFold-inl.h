@@ -246,8 +246,8 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
 
 void RunDrivenFolds(DrivenFold* blocks, uint32_t blockCount, uint32_t count) {
   constexpr uint32_t kGroup = 2 * kFoldPairs;
-  for (; blockCount > kGroup; blocks += kGroup, blockCount -= kGroup) RunFoldGroup(blocks, kGroup, count);
-  if (blockCount > 0) RunFoldGroup(blocks, blockCount, count);
+  for (uint32_t b = 0; b < blockCount; b += kGroup)
+    RunFoldGroup(blocks + b, std::min(kGroup, blockCount - b), count);
 }
 
 #else
