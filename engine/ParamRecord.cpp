@@ -47,7 +47,8 @@ ParamRecord::ParamRecord(std::string text, uint32_t count, float first, float st
 ParamRecord::ParamRecord(std::string text, uint32_t curveKind, bool reversed, float min, float max,
                          float curveArg1, float curveArg2)
     : ParamRecord(Declaration{
-          MaybeReversed(MakePotardMapping(curveKind, kUnusedByCurves, min, max, curveArg1, curveArg2), reversed),
+          MaybeReversed(MakePotardMapping(curveKind, kUnusedByCurves, min, max, curveArg1, curveArg2),
+                        reversed),
           std::move(text),
           {curveKind, 2.0f, 1.0f, min, max}}) {
   value = min;

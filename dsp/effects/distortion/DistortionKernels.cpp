@@ -15,8 +15,8 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
-#include "dsp/effects/distortion/ExpLog-inl.h"
 #include "dsp/effects/distortion/DrivenFold-inl.h"
+#include "dsp/effects/distortion/ExpLog-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {

@@ -221,7 +221,9 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
   HWY_ALIGN float places[kFoldChunk];
   const uint32_t pairCount = (blockCount + 1) / 2;
   const auto none = Number<FoldTwins>(0.0f);
-  const auto at = [&](uint32_t b) { return blocks + std::min(b, blockCount - 1); };  // a last one is its own twin
+  const auto at = [&](uint32_t b) {
+    return blocks + std::min(b, blockCount - 1);
+  };  // a last one is its own twin
   for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none};
   for (uint32_t start = 0; start < count; start += kFoldChunk) {
     const uint32_t chunk = std::min(kFoldChunk, count - start);
