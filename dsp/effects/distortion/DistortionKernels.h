@@ -68,8 +68,8 @@ struct DistortionKernelTable {
   /// The gains of some folders' blocks.
   void (*foldGains)(const FoldGainsRun* blocks, uint32_t blockCount);
   /// foldGains and foldThrough[0] of some blocks of `count` samples in one go. Now and then, when a gain lies
-  /// next to an odd power of the root of 2, or beyond kFoldVectorLimit, a block has to take the two after all.
-  /// Null where it is no gain.
+  /// next to an odd power of the root of 2, or beyond kFoldVectorLimit, a block has to take the two after
+  /// all. Null where it is no gain.
   void (*driveAndFold)(DrivenFold* blocks, uint32_t blockCount, uint32_t count);
   /// out = a * b.
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);
