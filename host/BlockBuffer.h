@@ -131,8 +131,8 @@ class BlockBuffer {
         CopyFour(rightOut + four, toRight + four);
       }
     }
-    const uint64_t all = over[0] | over[1];
-    if (((all | all >> 32) & kTwoAndMore) != 0) Mend(0, at);
+    constexpr uint64_t kEither = uint64_t{kTwoAndMore} << 32 | kTwoAndMore;
+    if (((over[0] | over[1]) & kEither) != 0) Mend(0, at);
     if (at != count) ExchangeRest(source, destination, offset, at, count);
     fill += static_cast<uint32_t>(count);
   }

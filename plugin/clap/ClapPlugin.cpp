@@ -8,6 +8,7 @@
 #include "host/HostError.h"
 #include "host/ParameterTable.h"
 #include "plugin/clap/ClapWindow.h"
+#include "plugin/core/HostChannels.h"
 #include "plugin/core/OrElse.h"
 #include "plugin/core/ProductNames.h"
 
@@ -116,12 +117,8 @@ clap_process_status ClapPlugin::Process(const clap_process_t& process) {
     for (uint32_t i = 0; i < count; ++i) TakeEvent(*process.in_events->get(process.in_events, i));
   }
   const auto channels = [](const clap_audio_buffer_t* buffer, uint32_t wanted) {
-    std::array<float*, 2> pointers{};
-    for (uint32_t c = 0;
-         buffer != nullptr && buffer->data32 != nullptr && c < std::min(wanted, buffer->channel_count); ++c) {
-      pointers[c] = buffer->data32[c];
-    }
-    return pointers;
+    return buffer != nullptr ? HostChannels(buffer->data32, buffer->channel_count, wanted)
+                             : std::array<float*, 2>{};
   };
   const auto in = channels(process.audio_inputs_count > 0 ? process.audio_inputs : nullptr, inputs);
   const auto out = channels(process.audio_outputs, outputs);
@@ -185,11 +182,10 @@ void ClapPlugin::SendValue(const clap_output_events_t* out, uint32_t index, floa
 
 void ClapPlugin::SendEvents(const clap_output_events_t* out, bool withReadOuts) {
   if (out == nullptr) return;
-  OutgoingEvents::Event move{};
-  while (outgoing.Pop(move)) {
+  outgoing.TakeAll([&](const OutgoingEvents::Event& move) {
     if (move.kind == OutgoingEvents::Kind::kValue) {
       SendValue(out, move.index, move.position);
-      continue;
+      return;
     }
     clap_event_param_gesture_t gesture{};
     const bool begins = move.kind == OutgoingEvents::Kind::kBegin;
@@ -198,7 +194,7 @@ void ClapPlugin::SendEvents(const clap_output_events_t* out, bool withReadOuts) 
     gesture.header = {sizeof gesture, 0, CLAP_CORE_EVENT_SPACE_ID, type, 0};
     gesture.param_id = At(move.index).Id();
     out->try_push(out, &gesture.header);
-  }
+  });
   const HostParameters& list = HostParameters::Get();
   if (outgoing.TakeOverflow()) {
     for (size_t i = 0; i < list.WritableCount(); ++i)

@@ -22,17 +22,24 @@ class OutgoingEvents {
 
   void Push(Event event) {
     if (!queue.Push(event)) overflow.store(true, std::memory_order_release);
+    hasNews.store(true, std::memory_order_release);
   }
-  /// Whether there is nothing to tell, an overflow neither.
-  bool IsEmpty() const { return queue.IsEmpty() && !overflow.load(std::memory_order_relaxed); }
-  bool Pop(Event& event) { return queue.Pop(event); }
+  /// Whether there is nothing to tell, an overflow neither. One look, because it is asked in every buffer.
+  bool IsEmpty() const { return !hasNews.load(std::memory_order_relaxed); }
+  /// Calls `take(const Event&)` for all that there is.
+  template <typename Take>
+  void TakeAll(Take&& take) {
+    // First: what is pushed meanwhile is taken now or asks for another time.
+    if (IsEmpty() || !hasNews.exchange(false, std::memory_order_acquire)) return;
+    for (Event event{}; queue.Pop(event);) take(event);
+  }
   bool TakeOverflow() {
     return overflow.load(std::memory_order_relaxed) && overflow.exchange(false, std::memory_order_acquire);
   }
 
  private:
   host::BoundedQueue<Event> queue{1024};
-  std::atomic<bool> overflow{false};
+  std::atomic<bool> overflow{false}, hasNews{false};
 };
 
 }  // namespace Vantora::plugin

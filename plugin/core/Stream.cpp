@@ -209,9 +209,14 @@ void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
 
 void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
   streamPosition.store(position, std::memory_order_relaxed);
-  if (values.IsWaiting() || panic.load(std::memory_order_relaxed) || !timeline.IsEmpty()) {
-    TakeChanges(hosted, position, count);
-  }
+  picture.Count();
+  // Nearly always none of them, and nothing more to be done.
+  if (values.IsWaiting() || panic.load(std::memory_order_relaxed) || !timeline.IsEmpty() || picture.IsDue())
+    Attend(hosted, position, count);
+}
+
+void Stream::Attend(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
+  TakeChanges(hosted, position, count);
   if (picture.IsDue()) Report(hosted, position);
 }
 
@@ -245,7 +250,8 @@ void Stream::Report(const host::HostedProcessor& hosted, uint64_t position) {
     hasMoved = true;
   }
 
-  if (isWatched.exchange(false, std::memory_order_relaxed)) stepsToWatch = picture.StepsIn(kWatchSeconds);
+  if (isWatched.load(std::memory_order_relaxed) && isWatched.exchange(false, std::memory_order_relaxed))
+    stepsToWatch = picture.StepsIn(kWatchSeconds);
   const bool isSeen = stepsToWatch > 0;
   if (isSeen) --stepsToWatch;
   const Indices& at = Indices::Get();

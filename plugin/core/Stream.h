@@ -80,6 +80,7 @@ class Stream final : public host::BlockListener {
   void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
   void Write(host::HostedProcessor& hosted, uint32_t index, float position);
   void BeginFromStart();
+  [[gnu::noinline]] void Attend(host::HostedProcessor& hosted, uint64_t position, uint32_t count);
   void TakeChanges(host::HostedProcessor& hosted, uint64_t position, uint32_t count);
   void Report(const host::HostedProcessor& hosted, uint64_t position);
 

@@ -23,7 +23,7 @@ void TapPicture::Configure(double sampleRate, uint32_t blockSize) {
   const double blockSeconds = blockSize / sampleRate;
   stepBlocks = std::max(1u, static_cast<uint32_t>(kStepSeconds / blockSeconds));
   stepSeconds = stepBlocks * blockSeconds;
-  blocksToStep = 0;
+  blocksGone = kDueNow;
   sampleMs = static_cast<float>(1e3 / sampleRate);
   sweepPosition = -1.0f;
   sweep = {};
@@ -33,8 +33,10 @@ bool TapPicture::Advance(const Reading& reading, bool isWatched) {
   const uint32_t voices = std::clamp(reading.voices, 1u, LiveView::kVoices);
   if (reading.prismelion != sweepPosition || voices != sweepVoices) SetIncrements(reading.prismelion, voices);
   const uint32_t groups = voices % 2 + voices / 2;
+  blocksGone = 0;
+  blocksToStep = isWatched ? stepBlocks : kUnwatchedSteps * stepBlocks;
   if (!isWatched) {
-    sweep.Skip(groups);
+    for (uint32_t step = 0; step < kUnwatchedSteps; ++step) sweep.Skip(groups);
     return false;
   }
   sweep.Advance(groups);

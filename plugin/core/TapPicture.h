@@ -16,9 +16,10 @@ namespace Vantora::plugin {
 ///
 /// Follows "Prismelion" as the effect reads it out, which is smoothed for the eye: while it moves fast the
 /// picture trails the sound by a few tenths of a second. It moves in steps of some blocks, about as often as
-/// a screen can show.
+/// a screen can show; in longer ones while nobody looks.
 ///
-/// Threads  `Configure` off the audio thread; `Restart`, `IsDue` and `Advance` on it; `Store` anywhere.
+/// Threads  `Configure` off the audio thread; `Restart`, `Count`, `IsDue` and `Advance` on it; `Store`
+/// anywhere.
 class TapPicture {
  public:
   TapPicture();
@@ -28,17 +29,12 @@ class TapPicture {
   /// [process] The sweep begins anew, as after a preset or a panic.
   void Restart() {
     sweep.Restart();
-    blocksToStep = 0;
+    blocksGone = kDueNow;
   }
-  /// [process] Once a block: whether a step begins with it, and `Advance` is wanted.
-  bool IsDue() {
-    if (blocksToStep > 0) {
-      --blocksToStep;
-      return false;
-    }
-    blocksToStep = stepBlocks - 1;
-    return true;
-  }
+  /// [process] A block begins.
+  void Count() { ++blocksGone; }
+  /// [process] Whether a step begins with this block, and `Advance` is wanted.
+  bool IsDue() const { return blocksGone >= blocksToStep; }
   /// Steps in `seconds` of sound.
   uint32_t StepsIn(double seconds) const { return static_cast<uint32_t>(seconds / stepSeconds); }
 
@@ -49,8 +45,8 @@ class TapPicture {
     float prismelion = 0.0f;  ///< modulated, position
     float primary = 0.0f;     ///< modulated position of the effect's first knob
   };
-  /// [process] One step. `isWatched`: also publish the positions; the sweep itself runs in any case. True
-  /// when what is published moved.
+  /// [process] One step. `isWatched`: also publish the positions; the sweep itself runs in any case, in
+  /// longer steps. True when what is published moved.
   bool Advance(const Reading& reading, bool isWatched);
 
   /// [any thread] Fills in taps and spread.
@@ -67,7 +63,10 @@ class TapPicture {
   std::array<const host::Parameter*, 6> primary{};  // the effects' first knobs
   dsp::SweepLfo sweep;
   std::array<dsp::StageSpread, 2> spreads;
-  uint32_t stepBlocks = 1, blocksToStep = 0;
+  static constexpr uint32_t kUnwatchedSteps =
+      3;  // in one: a host's own view shows read-outs 20 times a second
+  static constexpr uint32_t kDueNow = 1u << 30;
+  uint32_t stepBlocks = 1, blocksToStep = 1, blocksGone = kDueNow;
   double stepSeconds = 0.001;
   float sampleMs = 1.0f / 48.0f;  // the shortest delay
   float sweepPosition = -1.0f;    // "Prismelion" of the increments

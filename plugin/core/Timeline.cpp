@@ -11,6 +11,15 @@ void Timeline::Clear() {
   freeCorner = 0;
   tracks.fill({});
   active.fill(0);
+  activeCount = 0;
+}
+
+void Timeline::SetActive(uint32_t index, bool isActive) {
+  uint64_t& word = active[index / 64];
+  const uint64_t bit = uint64_t{1} << (index % 64);
+  if (((word & bit) != 0) == isActive) return;
+  word ^= bit;
+  activeCount += isActive ? 1u : ~0u;
 }
 
 void Timeline::RampTo(uint32_t index, float position, uint64_t from, uint64_t at, float now) {
@@ -33,7 +42,7 @@ void Timeline::Append(uint32_t index, Corner corner) {
   if (freeCorner == kNone) {
     if (track.last == kNone) {
       track.at = corner.at, track.position = corner.position, track.hasBegun = true;
-      active[index / 64] |= uint64_t{1} << (index % 64);
+      SetActive(index, true);
       return;
     }
     corners[track.last] = corner;
@@ -44,7 +53,7 @@ void Timeline::Append(uint32_t index, Corner corner) {
   corners[place] = corner;
   (track.last == kNone ? track.first : corners[track.last].next) = place;
   track.last = place;
-  active[index / 64] |= uint64_t{1} << (index % 64);
+  SetActive(index, true);
 }
 
 bool Timeline::Advance(uint32_t index, uint64_t begin, uint64_t end, float& position) {
@@ -60,7 +69,7 @@ bool Timeline::Advance(uint32_t index, uint64_t begin, uint64_t end, float& posi
     corners[place].next = freeCorner;
     freeCorner = place;
   }
-  if (track.first == kNone) active[index / 64] &= ~(uint64_t{1} << (index % 64));
+  if (track.first == kNone) SetActive(index, false);
   if (!track.hasBegun) return false;
   position = track.position;
   if (track.first != kNone && corners[track.first].isRamp && track.at < begin) {

@@ -45,11 +45,7 @@ class Timeline {
   }
 
   /// Whether a change lies ahead.
-  bool IsEmpty() const {
-    uint64_t any = 0;  // asked before every block: no branch for each word
-    for (const uint64_t word : active) any |= word;
-    return any == 0;
-  }
+  bool IsEmpty() const { return activeCount == 0; }
 
   void Clear();
 
@@ -68,6 +64,7 @@ class Timeline {
     bool hasBegun = false;                 // there is such a corner
   };
 
+  void SetActive(uint32_t index, bool isActive);
   void Append(uint32_t index, Corner corner);
   bool Advance(uint32_t index, uint64_t begin, uint64_t end, float& position);
 
@@ -75,6 +72,7 @@ class Timeline {
   uint32_t freeCorner = 0;
   std::array<Track, kParameterCount> tracks{};
   std::array<uint64_t, (kParameterCount + 63) / 64> active{};  // tracks with corners ahead
+  uint32_t activeCount = 0;                                    // of them
 };
 
 }  // namespace Vantora::plugin

@@ -7,6 +7,7 @@
 
 #include "host/ParameterTable.h"
 #include "plugin/core/FactoryBank.h"
+#include "plugin/core/HostChannels.h"
 #include "plugin/vst3/Vst3Tables.h"
 
 namespace Vantora::plugin {
@@ -168,13 +169,9 @@ v3_result Vst3Plugin::Process(v3_process_data& data) {
   if (data.input_params != nullptr) TakePoints(data.input_params);
   if (data.nframes > 0 && data.num_output_buses > 0) {
     const auto channels = [](const v3_audio_bus_buffers* bus, uint32_t wanted) {
-      std::array<float*, 2> pointers{};
-      for (uint32_t c = 0; bus != nullptr && bus->channel_buffers_32 != nullptr &&
-                           c < std::min(wanted, static_cast<uint32_t>(bus->num_channels));
-           ++c) {
-        pointers[c] = bus->channel_buffers_32[c];
-      }
-      return pointers;
+      return bus != nullptr
+                 ? HostChannels(bus->channel_buffers_32, static_cast<uint32_t>(bus->num_channels), wanted)
+                 : std::array<float*, 2>{};
     };
     const auto in = channels(data.num_input_buses > 0 ? data.inputs : nullptr, inputs);
     const auto out = channels(data.outputs, outputs);
