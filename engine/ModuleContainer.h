@@ -188,6 +188,7 @@ class ModuleContainer : public Module {
   // The own list, by position in it.
   ParamRecord& OwnRecord(uint32_t position) { return store.params[position]; }
   float OwnValue(uint32_t position) { return store.params[position].GetValue(); }
+  void SetOwnValue(uint32_t position, float value) { store.SetValue(position, value); }  // nobody follows
   float OwnNormalized(uint32_t position) { return store.params[position].GetNormalized(); }
   bool IsAnyOwnDirty() const { return store.anyDirty != 0; }
   bool IsOwnDirty(uint32_t position) const { return store.dirtyFlags[position] != 0; }

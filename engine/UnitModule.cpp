@@ -32,11 +32,6 @@ void UnitModule::ResetState(bool hard) {
   if (hard) store.SetDirty(true);
 }
 
-bool UnitModule::SetParam(uint32_t index, float normalized) {
-  store.SetNormalized(index, normalized);
-  return true;
-}
-
 float UnitModule::GetParam(uint32_t index) { return store.params[index].GetNormalized(); }
 
 void UnitModule::AppendParamName(uint32_t index, NameBuilder& builder) {

@@ -26,7 +26,10 @@ class UnitModule : public Module {
 
   void Init(uint32_t maxBlockSize, float sampleRate) override;
   void ResetState(bool hard) override;
-  bool SetParam(uint32_t index, float normalized) override;
+  bool SetParam(uint32_t index, float normalized) override {
+    store.SetNormalized(index, normalized);
+    return true;
+  }
   float GetParam(uint32_t index) override;
   void AppendParamName(uint32_t index, NameBuilder& builder) override;
   void SetDirty(bool flag) override;

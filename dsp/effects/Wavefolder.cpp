@@ -105,6 +105,8 @@ void Wavefolder::ReadSwitches() {
     if (wanted != channelCount) ClearSamplers();
     channelCount = wanted;
   }
+  isPlainSine = DistortionKernels().driveAndFold != nullptr && !isTriangle && !isUpsampling &&
+                !isFeedbackOn && channelCount == 1;
 }
 
 bool Wavefolder::UpdateParams(ProcessContext& context) {
@@ -124,7 +126,7 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
   if (count == 0 || !RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && channelCount == 1 && MayFoldInOneGo(ports(0), count)) {
+    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count)) {
       if (DrivenBlock* block = bank->Add<DrivenBlock>(FoldInOneGo)) {
         block->folder = this;
         block->in = context.Input(0);
@@ -149,12 +151,11 @@ void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
 }
 
 // A sine fold, all wet at gain 1, of which nothing moves but the drive.
-bool Wavefolder::MayFoldInOneGo(const Ports& ports, uint32_t count) const {
-  return DistortionKernels().driveAndFold != nullptr && !isTriangle && !isUpsampling && count > 0 &&
-         count <= kMostInOneGo && ports.in != nullptr && ports.out != nullptr && ports.in != ports.out &&
-         ports.feedback == nullptr && ports.send == nullptr && !drive.IsSettled() &&
-         drive.StaysWithin(kFoldDriveLimit) && wets.Holds(wet, count) && wets.value == 1.0 &&
-         levels.Holds(outputGain, count) && levels.value == 1.0;
+bool Wavefolder::MayFoldInOneGo(const ProcessContext& context, uint32_t count) const {
+  return isPlainSine && count > 0 && count <= kMostInOneGo && context.Input(0) != nullptr &&
+         context.Output(0) != nullptr && context.Input(0) != context.Output(0) && !drive.IsSettled() && drive.StaysWithin(kFoldDriveLimit) &&
+         wets.value == 1.0 && levels.value == 1.0 && wets.Holds(wet, count) &&
+         levels.Holds(outputGain, count);
 }
 
 void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {

@@ -90,7 +90,7 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   static constexpr uint32_t kMostInOneGo = 256;  // samples
   static constexpr uint32_t kFoldGroup = 4;      // blocks whose ramps are alive at a time
 
-  bool MayFoldInOneGo(const Ports& ports, uint32_t count) const;
+  bool MayFoldInOneGo(const ProcessContext& context, uint32_t count) const;
   static void FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
   void Take(const DrivenFold& fold, uint32_t count);
 
@@ -111,6 +111,7 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool isAntiAliasing = false;
   bool isCompensating = false;
   bool isFeedbackOn = false;
+  bool isPlainSine = false;  // mono, of nothing but a drive and a sine fold
   uint32_t channelCount = 1;
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1

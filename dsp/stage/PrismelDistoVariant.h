@@ -39,6 +39,15 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   /// connected. At rest the alternative is called itself.
   uint32_t ProcessMono(ProcessContext& context);
 
+  /// As `SetParamInternal(kDriveParam, drive)`, without the way there: all voices take it on every block in
+  /// which the drive moves.
+  void SetDrive(float drive) {
+    SetOwnValue(kDrive, drive);
+    const float position = OwnNormalized(kDrive);
+    Child<kWavefolder>().UnitModule::SetParam(WavefolderKnobs::kDrive, position);
+    Child<kShaper>().UnitModule::SetParam(MultiDistKnobs::kDrive, position);
+  }
+
   /// From now on `ProcessMono` may leave a block to `shared`. Null: never.
   void SetBank(LaneBank* shared) { bank = shared; }
 

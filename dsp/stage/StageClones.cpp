@@ -56,6 +56,12 @@ bool StandsAt(Effect&, float) {
 }
 bool StandsAt(PrismelDistoVariant& effect, float drive) { return effect.StandsAtDrive(drive); }
 
+template <typename Effect>
+void SetPrimary(Effect& effect, uint32_t index, float value) {
+  effect.SetParamInternal(index, value);
+}
+void SetPrimary(PrismelDistoVariant& effect, uint32_t, float value) { effect.SetDrive(value); }
+
 }  // namespace
 
 StageClones::StageClones(FxBank& left, FxBank& right) : banks{&left, &right}, spreads(StageSpread::Sides()) {
@@ -81,7 +87,7 @@ void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint
           const ParamRecord& target = effect.Param(route.primaryTarget);
           value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
         }
-        if (!StandsAt(effect, value)) effect.SetParamInternal(route.primaryTarget, value);
+        if (!StandsAt(effect, value)) SetPrimary(effect, route.primaryTarget, value);
       });
     }
   }
