@@ -108,11 +108,15 @@ bool PitchShifter::UpdateParams(ProcessContext& context) {
   return true;
 }
 
+bool PitchShifter::IsStereo(const ProcessContext& context) const {
+  return stereo && channelCount > 1 && context.Input(1) != nullptr && context.Output(1) != nullptr;
+}
+
 bool PitchShifter::StandsStill(const ProcessContext& context) const {
   return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() &&
          context.LiveControl(kPreDelayPort) == nullptr && context.LiveControl(kPitchShiftPort) == nullptr &&
-         context.LiveControl(kSprayPort) == nullptr && context.Input(1) == nullptr &&
-         context.Input(0) != nullptr && context.Output(0) != nullptr;
+         context.LiveControl(kSprayPort) == nullptr && !IsStereo(context) && context.Input(0) != nullptr &&
+         context.Output(0) != nullptr;
 }
 
 void PitchShifter::SnapInterval(float semitonesNow) {
@@ -192,9 +196,7 @@ bool PitchShifter::RunsSettled(const ProcessContext& context) const {
       preDelays[0] + static_cast<float>(kShifterChunk + 1) >= static_cast<float>(lines.preDelay.Size())) {
     return false;
   }
-  const bool isStereo =
-      stereo && channelCount > 1 && context.Input(1) != nullptr && context.Output(1) != nullptr;
-  return !isStereo && context.Input(0) != nullptr && context.Output(0) != nullptr;
+  return !IsStereo(context) && context.Input(0) != nullptr && context.Output(0) != nullptr;
 }
 
 void PitchShifter::RunSettled(ProcessContext& context) {

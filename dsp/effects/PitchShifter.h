@@ -55,6 +55,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
     DelayLine grain;  // both heads read it
   };
 
+  bool IsStereo(const ProcessContext& context) const;
   bool StandsStill(const ProcessContext& context) const;
   bool RunsSettled(const ProcessContext& context) const;
   void RenderPitch(uint32_t count);

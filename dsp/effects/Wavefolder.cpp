@@ -153,9 +153,9 @@ void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
 // A sine fold, all wet at gain 1, of which nothing moves but the drive.
 bool Wavefolder::MayFoldInOneGo(const ProcessContext& context, uint32_t count) const {
   return isPlainSine && count > 0 && count <= kMostInOneGo && context.Input(0) != nullptr &&
-         context.Output(0) != nullptr && context.Input(0) != context.Output(0) && !drive.IsSettled() && drive.StaysWithin(kFoldDriveLimit) &&
-         wets.value == 1.0 && levels.value == 1.0 && wets.Holds(wet, count) &&
-         levels.Holds(outputGain, count);
+         context.Output(0) != nullptr && context.Input(0) != context.Output(0) && !drive.IsSettled() &&
+         drive.StaysWithin(kFoldDriveLimit) && wets.value == 1.0 && levels.value == 1.0 &&
+         wets.Holds(wet, count) && levels.Holds(outputGain, count);
 }
 
 void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {

@@ -196,6 +196,35 @@ TEST(PitchShifter, SettledBlocksLeaveBehindWhatAShortBlockLooksAt) {
   EXPECT_EQ(results[0], results[1]);
 }
 
+TEST(PitchShifter, BlocksInWhichNothingMovesAreThoseOfAShifterThatLooksAgain) {
+  P still("", 5);
+  P looking("", 5);
+  std::vector<Samples> results;
+  for (P* shifter : {&still, &looking}) {
+    ModuleRig rig(*shifter, 5, 2);
+    Samples& y = results.emplace_back();
+    const Samples x = Noise(48 * 600, 4);
+    for (uint32_t round = 0; round < 600; ++round) {
+      if (round == 0) shifter->SetParamInternal(P::kPitchShift, 7.0f);
+      if (round == 60) shifter->SetParamInternal(P::kSpray, 30.0f);
+      if (round == 200) shifter->SetParamInternal(P::kPreDelay, 5.0f);
+      if (round == 330) shifter->ResetState(false);
+      if (round == 400) shifter->SetParamInternal(P::kPitchShift, -12.0f);
+      if (shifter == &looking) {  // a knob that moves and comes back
+        const float length = shifter->Param(P::kSpray).GetValue();
+        shifter->SetParamInternal(P::kSpray, length + 1.0f);
+        shifter->SetParamInternal(P::kSpray, length);
+      }
+      const uint32_t count = round % 29 == 28 ? 20 : 48;
+      std::copy_n(x.begin() + 48 * round, 48, rig.inputs[0]);
+      rig.Process(count);
+      y.insert(y.end(), rig.outputs[0], rig.outputs[0] + count);
+    }
+  }
+  EXPECT_GT(Rms(results[0]), 0.01);
+  EXPECT_EQ(results[0], results[1]);
+}
+
 TEST(PitchShifter, AChangedIntervalGlidesAndArrivesWhereAFreshOneStands) {
   P shifter("");
   shifter.SetParamInternal(P::kPitchShift, -7.0f);

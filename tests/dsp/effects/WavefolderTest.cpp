@@ -2,12 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <random>
+#include <vector>
 
 #include "dsp/effects/TriangleFold.h"
+#include "dsp/effects/distortion/DistortionKernels.h"
 #include "tests/support/ModuleRig.h"
 #include "tests/support/RealTimeGuard.h"
 
@@ -232,6 +236,85 @@ TEST(Wavefolder, SoundsTheSameInPlaceAtEveryLengthAndSize) {
     for (uint32_t i = 0; i < count; ++i)
       ASSERT_EQ(apart.outputs[0][i], inPlace.outputs[0][i]) << "round " << round << ", sample " << i;
     ASSERT_EQ(apart.effect.GetParam(Wavefolder::kOverload), inPlace.effect.GetParam(Wavefolder::kOverload));
+  }
+}
+
+TEST(Wavefolder, DrivingAndFoldingInOneGoHasTheBitsOfItsSteps) {
+  constexpr uint32_t kMost = 208;
+  const auto sameBits = [](const float* a, const float* b, uint32_t count) {
+    return std::memcmp(a, b, count * sizeof(float)) == 0;
+  };
+  std::minstd_rand draw(5);
+  std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+  struct Rows {
+    alignas(64) float dB[kMost], level[kMost], gain[kMost], root[kMost], wetGain[kMost], in[kMost],
+        out[kMost], expected[kMost];
+  };
+  for (const auto target : {SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
+    const DistortionKernelTable& kernels = DistortionKernelsFor(std::min(target, BestSimdTarget()));
+    if (kernels.driveAndFold == nullptr) continue;  // a machine without vectors
+    uint32_t blocks = 0, exact = 0, beyond = 0;
+    for (const uint32_t count : {4u, 12u, 44u, 48u, 64u, 68u, 96u, 192u}) {
+      for (uint32_t round = 0; round < 60; ++round) {
+        const uint32_t blockCount = 1 + round % 7;
+        std::vector<Rows> rows(blockCount);
+        std::vector<DrivenFold> folds(blockCount);
+        for (uint32_t b = 0; b < blockCount; ++b) {
+          Rows& r = rows[b];
+          const float first = 140.0f * unit(draw) - 80.0f, step = unit(draw) - 0.5f;
+          for (uint32_t i = 0; i < kMost; ++i) {
+            r.dB[i] = first + step * static_cast<float>(i);
+            r.level[i] = 1.0f;
+            r.in[i] = i < count ? 2.0f * unit(draw) - 1.0f : 1e9f;  // behind the end nobody reads
+            r.out[i] = r.expected[i] = 0.25f;                       // or writes
+          }
+          folds[b].in = r.in;
+          folds[b].out = r.out;
+          folds[b].dB = r.dB;
+          folds[b].compensation = {unit(draw), 0.01f * unit(draw)};
+        }
+        kernels.driveAndFold(folds.data(), blockCount, count);
+        for (uint32_t b = 0; b < blockCount; ++b) {
+          Rows& r = rows[b];
+          const FoldGainsRun gains = {r.dB,  r.level, r.gain, r.root, r.wetGain, folds[b].compensation,
+                                      count, count};
+          kernels.foldGains(&gains, 1);
+          const float peak =
+              kernels.foldThrough[0](r.in, {r.gain, r.root, r.level, r.wetGain}, r.expected, count);
+          ++blocks;
+          beyond += peak > kFoldVectorLimit;
+          if (!folds[b].isExact || peak > kFoldVectorLimit) {
+            EXPECT_TRUE(!folds[b].isExact || folds[b].peak > kFoldVectorLimit);
+            continue;
+          }
+          ++exact;
+          EXPECT_EQ(folds[b].peak, peak);
+          EXPECT_EQ(folds[b].last, r.in[count - 1] * r.gain[count - 1] * r.root[count - 1]);
+          ASSERT_TRUE(sameBits(r.out, r.expected, kMost)) << count << " samples, block " << b;
+        }
+      }
+    }
+    EXPECT_GT(exact, blocks * 9 / 10 - beyond);
+    EXPECT_GT(beyond, 0u);
+  }
+}
+
+// Where the mantissa of a gain is next to the root of 2 the two ways split it differently, and the faster one
+// has to say so.
+TEST(Wavefolder, GainsNextToOddPowersOfTheRootOfTwoAreNotDoneInOneGo) {
+  const DistortionKernelTable& kernels = DistortionKernels();
+  if (kernels.driveAndFold == nullptr) GTEST_SKIP() << "no vectors on this machine";
+  alignas(64) float dB[16], in[16] = {1.0f}, out[16];
+  for (const int power : {-5, -1, 1, 3, 7}) {
+    for (const float off : {0.0f, 1e-3f}) {
+      std::fill(std::begin(dB), std::end(dB), 3.0102999f * static_cast<float>(power) + off);
+      DrivenFold fold{};
+      fold.in = in;
+      fold.out = out;
+      fold.dB = dB;
+      kernels.driveAndFold(&fold, 1, 16);
+      EXPECT_EQ(fold.isExact, off > 0.0f) << power;
+    }
   }
 }
 

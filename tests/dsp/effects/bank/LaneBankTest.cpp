@@ -123,6 +123,24 @@ void ExpectSameBitsOfGains() {
 }
 
 TEST(LaneBank, FoldersSideBySideGiveTheBitsOfFoldersAlone) { ExpectSameBitsOfGains<Wavefolder>(); }
+TEST(LaneBank, FoldersThatAreAllWetDriveAndFoldInOneGo) {
+  for (const uint32_t clones : {1u, 2u, 7u, 16u, 18u}) {
+    ExpectSameBits<Wavefolder>(
+        clones, [] { return std::make_unique<Wavefolder>(""); },
+        [](auto& pair, uint32_t round, auto& draw, auto& position) {
+          if (round == 0) {
+            pair.Set(Wavefolder::kWet, 1.0f);
+            pair.Set(Wavefolder::kAutoComp, position(draw));
+            for (const uint32_t dB :
+                 {Wavefolder::kOutputGain, Wavefolder::kGainStagingIn, Wavefolder::kGainStagingOut})
+              pair.Set(dB, 0.5f);
+          }
+          if (round % 20 < 15) pair.Set(Wavefolder::kDrive, position(draw));
+          if (round % 50 == 49) pair.Set(Wavefolder::kType, position(draw));
+          if (round % 50 == 49) pair.Set(Wavefolder::kWet, position(draw) > 0.3f ? 1.0f : 0.9f);
+        });
+  }
+}
 TEST(LaneBank, ShapersSideBySideGiveTheBitsOfShapersAlone) { ExpectSameBitsOfGains<MultiDist>(); }
 
 TEST(LaneBank, ShiftersSideBySideGiveTheBitsOfShiftersAlone) {
