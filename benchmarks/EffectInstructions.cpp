@@ -20,7 +20,7 @@ int main(int argc, char** argv) {
     const auto voices = static_cast<uint32_t>(std::atoi(argv[2]));
     for (const benchmarks::Case& what : benchmarks::EffectCases(voices, std::strtof(argv[3], nullptr))) {
       if (what.name != argv[1]) continue;
-      benchmarks::Session session(library, what, 48000.0f, 100);
+      benchmarks::Session session(library, what, 48000.0f);
       for (int i = std::atoi(argv[4]); i > 0; --i) session.Block();
       return 0;
     }
