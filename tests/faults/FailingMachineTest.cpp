@@ -86,6 +86,7 @@ void FailEachCall(const Workspace& here, const Work& work, const Fault& fault, l
     const std::string now = ReadBytes(here / work.output);
     ASSERT_LT(outcome.status, 126) << place << which << ": " << outcome.err;
     if (outcome.status == 0) {
+      ASSERT_STRNE(fault.kind, "sync") << place << which << ": a disk that can't write was believed";
       ASSERT_TRUE(now == whole) << place << which << ": well done, and the file is wrong";
     } else {
       ++refused;
