@@ -58,6 +58,9 @@ class ParamRecord {
     state = kValueIsNewer;
   }
 
+  /// True when `SetValue(same)` would change nothing.
+  bool StandsAtValue(float same) const { return state == kValueIsNewer && value == same; }
+
   /// Position, 0 to 1.
   float GetNormalized() {
     if (state == kValueIsNewer) FollowValue();

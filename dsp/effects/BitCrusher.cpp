@@ -65,6 +65,8 @@ void BitCrusher::DoReset(bool) {
 
 bool BitCrusher::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  if (StandsStill(context)) return true;
+  isUnmodulated = !IsModulated(context);
   if (IsDirty(kConfDownSample)) useFrequency = Value(kConfDownSample) == 1.0f;
   if (IsDirty(kConfAliasing)) settings.filtered = Normalized(kConfAliasing) > 0.5f;
   if (IsDirty(kConfScale)) scaleOn = Normalized(kConfScale) > 0.5f;
@@ -96,6 +98,19 @@ bool BitCrusher::UpdateParams(ProcessContext& context) {
     gainOut = 1.0f / gainIn;
   }
   return true;
+}
+
+// Then all would be read as it was for the last block.
+bool BitCrusher::StandsStill(const ProcessContext& context) const {
+  return changed == 0 && !IsAnyDirty() && isUnmodulated && levelWet >= WholeQuads(context.sampleCount) &&
+         levelWet > 0 && !IsModulated(context);
+}
+
+bool BitCrusher::IsModulated(const ProcessContext& context) {
+  for (const uint32_t port : {kWetPort, kBitdepthPort, kRatePort, kAliasingPort, kJitterPort, kScalePort}) {
+    if (context.LiveControl(port) != nullptr) return true;
+  }
+  return false;
 }
 
 void BitCrusher::UpdateWordLength(ProcessContext& context) {

@@ -50,6 +50,8 @@ class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
   float DrawAsFloat();
   void DrawPeriods(uint32_t count);
   uint32_t Variant() const;
+  bool StandsStill(const ProcessContext& context) const;
+  static bool IsModulated(const ProcessContext& context);
   void UpdateRate(ProcessContext& context);
   void UpdateWordLength(ProcessContext& context);
   void UpdateAntiAlias();
@@ -79,7 +81,8 @@ class BitCrusher : public UnitModule, public BitCrusherKnobs::Indices {
   float jitterPeriod = 0.0f;  // samples
   float gainIn = 1.0f;
   float gainOut = 1.0f;
-  uint32_t levelWet = 0;  // so far `wet` holds one and the same value
+  bool isUnmodulated = false;  // the last block was
+  uint32_t levelWet = 0;       // so far `wet` holds one and the same value
   SmootherInterpLPF wetSmoother{0.01f};
 
   // State, written by DoProcess.

@@ -44,6 +44,8 @@ void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   fadeStep = 1.0f / static_cast<float>(maxBlockSize * kFadeBlocks - 1);
   combDelays.assign(maxBlockSize, 1.0f);
   compensation.assign(maxBlockSize, 1.0f);
+  combDelayBlock.Forget();
+  compensationBlock.Forget();
 
   frequencySmoother.Setup(maxBlockSize, sampleRate);
   qSmoother.Setup(maxBlockSize, sampleRate);
@@ -184,7 +186,7 @@ float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
 void MultiModeFilter::UpdateComb(ProcessContext& context) {
   combDelaySmoother.SetTarget(CombDelayTarget(context));
   combDelayStands = combDelaySmoother.IsSettled();
-  combDelaySmoother.Render(combDelays.data(), context.sampleCount);
+  combDelayBlock.Render(combDelaySmoother, combDelays.data(), context.sampleCount);
   feedback = Param(kQ).ReadNormalizedModulated(context, kQPort) * 0.99f;
 }
 
@@ -196,7 +198,7 @@ void MultiModeFilter::UpdateCompensation(uint32_t count) {
   float gain = 1.0f;
   if (compensate) gain = modeNumber == kModeFeedbackComb ? CombCompensation(feedback) : resonanceGain;
   compensationSmoother.SnapOrGlide(gain, snap);
-  compensationSmoother.Render(compensation.data(), count);
+  compensationBlock.Render(compensationSmoother, compensation.data(), count);
 }
 
 void MultiModeFilter::UpdateBypass(const ProcessContext& context) {

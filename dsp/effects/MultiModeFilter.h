@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/smoothing/RestingBlock.h"
 #include "dsp/control/DelayLine.h"
 #include "dsp/control/SmootherInterpLPF.h"
 #include "dsp/control/SmootherLPF.h"
@@ -104,6 +105,8 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   float fadeStep = 0.0f;            // a sample
   std::vector<float> combDelays;    // one block
   std::vector<float> compensation;  // one block
+  RestingBlock combDelayBlock;
+  RestingBlock compensationBlock;
 
   // Aims, written by UpdateParams.
   bool stereo = false;

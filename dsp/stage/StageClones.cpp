@@ -51,10 +51,10 @@ void ProcessMono(PrismelDistoVariant& effect, ProcessContext& context) { effect.
 
 // True when writing the primary parameter would change nothing.
 template <typename Effect>
-bool StandsAt(Effect&, float) {
-  return false;
+bool StandsAt(Effect& effect, uint32_t index, float value) {
+  return effect.Param(index).StandsAtValue(value);
 }
-bool StandsAt(PrismelDistoVariant& effect, float drive) { return effect.StandsAtDrive(drive); }
+bool StandsAt(PrismelDistoVariant& effect, uint32_t, float drive) { return effect.StandsAtDrive(drive); }
 
 template <typename Effect>
 void SetPrimary(Effect& effect, uint32_t index, float value) {
@@ -87,7 +87,7 @@ void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint
           const ParamRecord& target = effect.Param(route.primaryTarget);
           value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
         }
-        if (!StandsAt(effect, value)) SetPrimary(effect, route.primaryTarget, value);
+        if (!StandsAt(effect, route.primaryTarget, value)) SetPrimary(effect, route.primaryTarget, value);
       });
     }
   }
