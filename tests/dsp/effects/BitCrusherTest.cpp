@@ -289,5 +289,39 @@ TEST(BitCrusher, AsAStageEffectItRunsWithTwoOutputs) {
   EXPECT_GT(Rms(rig.Run(Noise(480, 3))), 0.3);
 }
 
+TEST(BitCrusher, BlocksInWhichNothingMovesAreThoseOfACrusherThatLooksAgain) {
+  B still("", 5);
+  B looking("", 5);
+  std::vector<Samples> results;
+  for (B* crusher : {&still, &looking}) {
+    Plain(*crusher);
+    crusher->SetParamInternal(B::kDownsample, 7.0f);
+    ModuleRig rig(*crusher, 10, 4);
+    Samples& y = results.emplace_back();
+    const Samples x = Noise(48 * 400, 4);
+    for (uint32_t round = 0; round < 400; ++round) {
+      if (round == 60) crusher->SetParamInternal(B::kBitdepth, 5.0f);
+      if (round == 100) crusher->SetParam(B::kWet, 0.6f);
+      if (round == 200) crusher->SetParam(B::kJitter, 0.7f);
+      if (round == 250) crusher->ResetState(false);
+      for (const uint32_t port : {2u, 3u, 4u}) {  // wet, word length, rate: live for a while
+        if (round == 120 + 40 * port) rig.MakeLive(port, -0.2f);
+        if (round == 130 + 40 * port) rig.inputs[port][-1] = 0.0f;
+      }
+      if (crusher == &looking) {  // a knob that moves and comes back
+        const float depth = crusher->Param(B::kBitdepth).GetValue();
+        crusher->SetParamInternal(B::kBitdepth, depth + 1.0f);
+        crusher->SetParamInternal(B::kBitdepth, depth);
+      }
+      const uint32_t count = round % 29 == 28 ? 20 : 48;
+      std::copy_n(x.begin() + 48 * round, 48, rig.inputs[0]);
+      rig.Process(count);
+      y.insert(y.end(), rig.outputs[0], rig.outputs[0] + count);
+    }
+  }
+  EXPECT_GT(Rms(results[0]), 0.05);
+  EXPECT_EQ(results[0], results[1]);
+}
+
 }  // namespace
 }  // namespace Vantora::dsp
