@@ -128,6 +128,13 @@ class Session:
     def set(self, knob, value):
         self.remote.send("/strip/plugin/parameter", 1, 1, self.control(knob.title)[0], value)
 
+    def position_after(self, *message):
+        """The song's position in samples, half a second after that message; -1 where Ardour doesn't tell."""
+        self.remote.send(*message)
+        time.sleep(0.5)
+        answers = self.remote.ask("/transport_frame", last="/transport_frame")
+        return answers[-1][1][0] if answers and answers[-1][0] == "/transport_frame" else -1
+
     def act(self, name):
         self.remote.send("/access_action", name)
 
@@ -291,21 +298,25 @@ class Work:
         self.wait(lambda: self.session.stands_at(PRISMELION, first.up), "the song opened again has another value")
         self.wait(lambda: self.hand.number(PRISMELION) == first.at_up, "the song opened again shows another value")
 
+    def rewind(self):
+        self.session.remote.send("/transport_stop")
+        self.wait(lambda: self.session.position_after("/locate", 0, 0) == 0, "the song doesn't go to its start")
+
+    def roll(self):
+        self.wait(lambda: self.session.position_after("/transport_play") > 24000, "the song doesn't roll")
+
     def automate(self):
         begin, top = 0.23, 0.23 + 80 / WET.travel
         at_begin = self.hand.settled(WET)
-        self.session.remote.send("/locate", 0, 0)
-        self.session.remote.send("/transport_play")
-        time.sleep(1.0)
+        self.rewind()
+        self.roll()
         self.hand.drag(WET, 80, seconds=1.0)
         at_top = self.hand.settled(WET)
-        self.session.remote.send("/transport_stop")
-        time.sleep(0.5)
-        self.session.remote.send("/locate", 0, 0)
+        self.rewind()
         self.wait(lambda: self.hand.number(WET) == at_begin, "the window doesn't show where the line begins")
-        self.session.remote.send("/transport_play")
+        self.roll()
         self.wait(lambda: self.hand.number(WET) == at_top, "the window doesn't follow the line")
-        self.session.remote.send("/transport_stop")
+        self.rewind()
         self.session.act("Common/Save")
         self.wait(lambda: len(line_of(self.song)) > 3, "what was moved by hand isn't in the saved line")
         line = line_of(self.song)
