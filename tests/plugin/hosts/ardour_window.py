@@ -100,6 +100,13 @@ class Session:
     """One run of Ardour on a song; ends it at the end, come what may."""
 
     def __init__(self, screen, env, song, log):
+        # Anew for each run: over what a run had left, a next start has failed with "corrupt config files".
+        settings = pathlib.Path(env["XDG_CONFIG_HOME"]) / "ardour7"
+        settings.mkdir(parents=True, exist_ok=True)
+        (settings / ".a7").touch()  # nobody's first time
+        (settings / "config").write_text(CONFIG)
+        # On a busy machine the second click comes late.
+        (pathlib.Path(env["HOME"]) / ".gtkrc-2.0").write_text("gtk-double-click-time = 900\n")
         self.screen, self.log = screen, open(log, "w", encoding="utf-8")
         self.remote = osc.Remote(REPLIES)
         self.process = subprocess.Popen(["ardour", str(song / "s.ardour")], stdin=subprocess.DEVNULL, stdout=self.log,
@@ -170,9 +177,9 @@ class Hand:
         return bytes(value > 0x90 for value in points)
 
     def settled(self, knob):
-        """The same, once it stays as it is: frames come late on a busy machine."""
+        """The same, once there is one and it stays as it is: frames come late on a busy machine."""
         before, now = None, self.number(knob)
-        while now != before:
+        while now != before or not any(now):
             time.sleep(0.5)
             before, now = now, self.number(knob)
         return now
@@ -214,13 +221,7 @@ def run(bench, format_name, check, pictures=None):
     song, said = ardour.make_song(bench, env, kind, plugin, "Glass Choir", LINE)
     check("SAVED" in said, f"{format_name}: the song wasn't saved: {said[-600:]}")
     prepare(song)
-    settings = pathlib.Path(env["XDG_CONFIG_HOME"]) / "ardour7"
-    settings.mkdir(parents=True, exist_ok=True)
-    (settings / ".a7").touch()  # nobody's first time
-    (settings / "config").write_text(CONFIG)
-    # On a busy machine the second click comes late.
-    (pathlib.Path(env["HOME"]) / ".gtkrc-2.0").write_text("gtk-double-click-time = 900\n")
-    screen = Screen()
+    screen, log = Screen(), bench.scratch / f"ardour-{format_name}.log"
 
     def keep(name):
         if pictures is not None:
@@ -229,20 +230,21 @@ def run(bench, format_name, check, pictures=None):
     def look(holds, sentence):
         if not holds:
             keep("-failed")
+            sentence += f"; Ardour says: {log.read_text()[-300:]}"
         check(holds, f"{format_name}: {sentence}")
 
     def work(session):
         return Work(session, screen, song, look)
 
     try:
-        with Session(screen, env, song, bench.scratch / f"ardour-{format_name}.log") as session:
+        with Session(screen, env, song, log) as session:
             first = work(session)
             first.turn_both_ways()
             first.close_and_open()
             keep("")
             first.save_and_quit()
         latch(song)
-        with Session(screen, env, song, bench.scratch / f"ardour-{format_name}.log") as session:
+        with Session(screen, env, song, log) as session:
             second = work(session)
             second.is_as_saved(first)
             second.automate()
