@@ -62,7 +62,7 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   heads.gainsA = gainsA.data();
   heads.gainsB = gainsB.data();
   heads.way = {};
-  levelSemitones = levelPreDelays = 0;
+  levelSemitones = levelPreDelays = stillCount = 0;
   pitchSmoother.Setup(1, sampleRate);
   widthSmoother.Setup(1, sampleRate);
   lengthSmoother.Setup(1, sampleRate);
