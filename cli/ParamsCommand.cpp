@@ -18,22 +18,6 @@ struct ParamsOptions {
   bool json = false;
 };
 
-const char* RoleName(host::Role role) {
-  switch (role) {
-    case host::Role::kMain:
-      return "main";
-    case host::Role::kAdvanced:
-      return "advanced";
-    case host::Role::kInternal:
-      return "internal";
-    case host::Role::kReadOut:
-      return "read-out";
-    case host::Role::kCommand:
-      return "command";
-  }
-  return "";
-}
-
 void PrintJson(bool all) {
   nlohmann::ordered_json list = nlohmann::ordered_json::array();
   for (const host::Parameter& parameter : host::ParameterTable::Get()) {
@@ -46,7 +30,7 @@ void PrintJson(bool all) {
         {"title", parameter.Title()},
         {"order", parameter.Order()},
         {"group", parameter.Group()},
-        {"role", RoleName(parameter.GetRole())},
+        {"role", host::RoleName(parameter.GetRole())},
         {"unit", host::UnitName(parameter.GetUnit())},
         {"min", parameter.Minimum()},
         {"max", parameter.Maximum()},

@@ -32,6 +32,22 @@ std::string_view UnitName(Unit unit) {
   return "";
 }
 
+std::string_view RoleName(Role role) {
+  switch (role) {
+    case Role::kMain:
+      return "main";
+    case Role::kAdvanced:
+      return "advanced";
+    case Role::kReadOut:
+      return "read-out";
+    case Role::kCommand:
+      return "command";
+    case Role::kInternal:
+      break;
+  }
+  return "internal";
+}
+
 Knob::Knob(std::string itsFullName, const Knobs::Row& itsRow)
     : fullName(std::move(itsFullName)),
       row(itsRow),

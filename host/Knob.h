@@ -17,6 +17,9 @@ using Knobs::Unit;
 /// Short name of a unit, as written behind a value; empty for `kNone` and `kRatio`.
 std::string_view UnitName(Unit unit);
 
+/// Name of a role as lists print it: "main", "advanced", "internal", "read-out", "command".
+std::string_view RoleName(Role role);
+
 /// Knob: the row of one knob, with its conversions and its texts both ways. Immutable; all operations may run
 /// on any thread, and `ToValue` and `ToNormalized` are real-time safe.
 class Knob {

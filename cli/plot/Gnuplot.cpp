@@ -12,6 +12,7 @@
 #include <sstream>
 
 #include "cli/Failure.h"
+#include "host/files/FileDescriptor.h"
 #include "tools/CLog.h"
 
 extern char** environ;
@@ -23,23 +24,8 @@ constexpr const char* kMissing =
     "drawing needs the program gnuplot, which isn't installed (Debian: gnuplot-nox); --csv prints the data "
     "without it";
 
-/// A descriptor that is closed at the end of its block.
-class Descriptor {
- public:
-  explicit Descriptor(int opened) : number(opened) {}
-  ~Descriptor() {
-    if (number >= 0) close(number);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  int Number() const { return number; }
-
- private:
-  int number;
-};
-
-/// Memory that a child can read and write like a file. In
-/// place of pipes: neither side ever waits for the other.
+/// Memory that a child can read and write like a file, in place of pipes: neither side ever waits for the
+/// other.
 int MemoryFile(const char* name) {
   const int file = memfd_create(name, MFD_CLOEXEC);
   if (file < 0) throw Failure(fmt::format("can't prepare a drawing: {}", std::strerror(errno)));
@@ -84,15 +70,15 @@ void RequireGnuplot() {
 }
 
 void RunGnuplot(const std::string& script, int picture) {
-  const Descriptor input(MemoryFile("prismel-plot"));
-  const Descriptor errors(MemoryFile("prismel-plot-errors"));
-  WriteAll(input.Number(), script);
+  const host::FileDescriptor input(MemoryFile("prismel-plot"));
+  const host::FileDescriptor errors(MemoryFile("prismel-plot-errors"));
+  WriteAll(input, script);
 
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, input.Number(), STDIN_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
   posix_spawn_file_actions_adddup2(&actions, picture, STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, errors.Number(), STDERR_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
   // -d: a user's own start-up file must not change the picture.
   std::string program = "gnuplot", defaults = "-d", standardInput = "-";
   char* const arguments[] = {program.data(), defaults.data(), standardInput.data(), nullptr};
@@ -106,7 +92,7 @@ void RunGnuplot(const std::string& script, int picture) {
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0 || lseek(picture, 0, SEEK_END) <= 0) {
-    const std::string reason = LastLine(errors.Number());
+    const std::string reason = LastLine(errors);
     LogInfo("prismel", "gnuplot says: " + reason);
     // "nan" and "inf" are names to gnuplot.
     if (reason.find("undefined variable") != std::string::npos) {

@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include "host/HostError.h"
+#include "host/files/FileDescriptor.h"
 
 namespace Vantora::host {
 namespace {
@@ -30,27 +30,11 @@ std::string LoaderMessage(const std::string& loaded) {
   return message;
 }
 
-/// A file descriptor that is closed with its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int opened) : number(opened) {}
-  ~Descriptor() {
-    if (number >= 0) close(number);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  operator int() const { return number; }  // for the calls that take one
-  int Release() { return std::exchange(number, -1); }
-
- private:
-  int number;
-};
-
 /// A copy of the file that lives in memory only.
 int CopyIntoMemory(const std::filesystem::path& path) {
-  const Descriptor source(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileDescriptor source(open(path.c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status {};
-  Descriptor copy(memfd_create("processor", MFD_CLOEXEC));
+  FileDescriptor copy(memfd_create("processor", MFD_CLOEXEC));
   if (source < 0 || copy < 0 || fstat(source, &status) != 0) {
     throw HostError(Subject(path) + " can't be read: " + std::strerror(errno) + '.');
   }

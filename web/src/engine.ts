@@ -13,7 +13,7 @@ export interface Parameter {
   /** Place in lists. */
   order: number;
   group: string;
-  role: "main" | "advanced" | "internal" | "readOut" | "command";
+  role: "main" | "advanced" | "internal" | "read-out" | "command";
   /** One line on what it does. */
   note: string;
   unit: string;

@@ -11,22 +11,6 @@
 namespace Vantora::web {
 namespace {
 
-const char* RoleName(host::Role role) {
-  switch (role) {
-    case host::Role::kMain:
-      return "main";
-    case host::Role::kAdvanced:
-      return "advanced";
-    case host::Role::kReadOut:
-      return "readOut";
-    case host::Role::kCommand:
-      return "command";
-    case host::Role::kInternal:
-      break;
-  }
-  return "internal";
-}
-
 nlohmann::json Row(const host::Parameter& parameter) {
   return {{"index", parameter.Index()},
           {"id", parameter.Id()},
@@ -35,7 +19,7 @@ nlohmann::json Row(const host::Parameter& parameter) {
           {"symbol", parameter.Symbol()},
           {"order", parameter.Order()},
           {"group", parameter.Group()},
-          {"role", RoleName(parameter.GetRole())},
+          {"role", host::RoleName(parameter.GetRole())},
           {"note", parameter.Note()},
           {"unit", host::UnitName(parameter.GetUnit())},
           {"isRatio", parameter.GetUnit() == host::Unit::kRatio},
