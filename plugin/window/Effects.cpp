@@ -8,15 +8,15 @@
 namespace Vantora::plugin {
 namespace {
 
-uint32_t StepOf(const WindowModel& model, uint32_t index) {
-  const host::Parameter& parameter = host::ParameterTable::Get()[index];
-  return static_cast<uint32_t>(std::lround(parameter.ToValue(model.Value(index))));
-}
-
 const std::vector<EffectInfo::Tick> kHertzTicks = {
     {20, "20 Hz"}, {100, "100"}, {1000, "1 k"}, {10000, "10 k"}, {20000, ""}};
 
 }  // namespace
+
+uint32_t StepOf(const WindowModel& model, uint32_t index) {
+  const host::Parameter& parameter = host::ParameterTable::Get()[index];
+  return static_cast<uint32_t>(std::lround(parameter.ToValue(model.Value(index))));
+}
 
 std::span<const EffectInfo> Effects() {
   static const std::array<EffectInfo, 6> effects = {{

@@ -26,6 +26,8 @@ struct EffectInfo {
   std::string note;  ///< one line on what it does
 };
 
+/// The value of a stepped parameter, which `index` names, as a whole number.
+uint32_t StepOf(const WindowModel& model, uint32_t index);
 /// All six, in the order of "FXType".
 std::span<const EffectInfo> Effects();
 /// The chosen one, and its number.

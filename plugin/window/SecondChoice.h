@@ -6,30 +6,10 @@
 
 namespace Vantora::plugin {
 
-/// ChordChoice: the chosen chord as eight notes in the voices' colours over a staff of octaves, with its
-/// name. A click opens the grid of all twelve; wheel and arrows go to the next.
-class ChordChoice : public Widget {
+/// SecondChoice: what an effect offers behind its two knobs, as a picture of the chosen value with its name
+/// below. Wheel and arrows go to the next value; a click, Enter and Space open them all.
+class SecondChoice : public Widget {
  public:
-  explicit ChordChoice(Desk& desk);
-
-  void Draw(Canvas& canvas) override;
-  bool Press(const Pointer& pointer) override;
-  bool Menu(const Pointer& pointer) override;
-  bool Wheel(const Pointer& pointer, float steps) override;
-  Cursor CursorAt(Point) const override { return Cursor::kHand; }
-  bool TakesFocus() const override { return true; }
-  bool Strike(const Stroke& stroke) override;
-  std::string Tip(Point) const override;
-
- private:
-  ParameterList parameters;
-};
-
-/// KindChoice: the chosen distortion as its curve, with its name. A click opens the four.
-class KindChoice : public Widget {
- public:
-  explicit KindChoice(Desk& desk);
-
   void Draw(Canvas& canvas) override;
   bool Press(const Pointer& pointer) override;
   bool Menu(const Pointer& pointer) override;
@@ -39,29 +19,39 @@ class KindChoice : public Widget {
   bool Strike(const Stroke& stroke) override;
   std::string Tip(Point) const override { return ParameterTip(desk, parameters.front()); }
 
+ protected:
+  /// `parameter` by its name in the library; `name` stands under a picture that is `width` wide, or as wide
+  /// as the widget for 0.
+  SecondChoice(Desk& desk, const char* parameter, const char* name, float width);
+
  private:
+  virtual void DrawPicture(Canvas& canvas, const Rect& field, uint32_t value) = 0;
+
   ParameterList parameters;
+  const char* name;
+  float width;
 };
 
-/// ChordGrid: all chords, one a row, with the interval of each voice in its colour; those of voices that are
-/// off are dim. To be opened over the face.
-class ChordGrid : public Widget {
+/// ChordChoice: the chosen chord as eight notes in the voices' colours over a staff of octaves. A click opens
+/// the grid of all twelve.
+class ChordChoice : public SecondChoice {
  public:
-  explicit ChordGrid(Desk& desk);
+  explicit ChordChoice(Desk& desk);
 
-  void Draw(Canvas& canvas) override;
   bool Press(const Pointer& pointer) override;
-  void Hover(const Pointer& pointer) override;
-  bool Strike(const Stroke& stroke) override;
-  Cursor CursorAt(Point) const override { return Cursor::kHand; }
-  uint64_t Picture() const override { return static_cast<uint64_t>(hovered + 1); }
+  std::string Tip(Point at) const override;
 
  private:
-  Rect RowOf(int chord) const;
-  int RowAt(Point at) const;
+  void DrawPicture(Canvas& canvas, const Rect& field, uint32_t chord) override;
+};
 
-  ParameterList parameters;
-  int hovered = -1;
+/// KindChoice: the chosen distortion as its curve. A click opens the four.
+class KindChoice : public SecondChoice {
+ public:
+  explicit KindChoice(Desk& desk);
+
+ private:
+  void DrawPicture(Canvas& canvas, const Rect& field, uint32_t algorithm) override;
 };
 
 }  // namespace Vantora::plugin

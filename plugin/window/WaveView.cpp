@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "plugin/window/Effects.h"
 #include "plugin/window/Pictures.h"
 
 namespace Vantora::plugin {
@@ -21,9 +22,7 @@ WaveView::WaveView(Desk& theDesk)
       swing(Named("LFO_Swing")),
       depth(Named("LFO_Amp")) {}
 
-uint32_t WaveView::Shape() const {
-  return static_cast<uint32_t>(std::lround(shape.ToValue(desk.Model().Value(shape.Index()))));
-}
+uint32_t WaveView::Shape() const { return StepOf(desk.Model(), shape.Index()); }
 
 /// The set shape at 0 to 2 cycles, of which the first takes the swing's share of the time.
 float WaveView::Value(float cycles) const {
