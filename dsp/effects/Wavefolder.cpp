@@ -113,7 +113,8 @@ bool Wavefolder::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
-  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + Value(kGainStagingIn), isFresh);
+  stagingIn = Value(kGainStagingIn);
+  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + stagingIn, isFresh);
   wet.SnapOrGlide(Param(kWet).ReadValueModulated(context, 2), isFresh);
   outputGain.SnapOrGlide(outputGainOf(Value(kOutputGain) + Value(kGainStagingOut), DbToGain), isFresh);
   return true;
@@ -125,14 +126,11 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
     return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 4) : nullptr,
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
+  glideRoom = 0;
   if (count == 0 || !RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count)) {
-      if (DrivenBlock* block = bank->Add<DrivenBlock>(FoldInOneGo)) {
-        block->folder = this;
-        block->in = context.Input(0);
-        block->out = context.Output(0);
-        return 1;
-      }
+    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) && LeaveTo(*bank, context)) {
+      glideRoom = std::min({kMostInOneGo, wets.count, levels.count});
+      return 1;
     }
     HeldRamps<2> ramps;
     ramps.Add(drive, driveDb, count);
@@ -153,9 +151,26 @@ void Wavefolder::Run(const Ports& first, const Ports& second, uint32_t count) {
 // A sine fold, all wet at gain 1, of which nothing moves but the drive.
 bool Wavefolder::MayFoldInOneGo(const ProcessContext& context, uint32_t count) const {
   return isPlainSine && count > 0 && count <= kMostInOneGo && context.Input(0) != nullptr &&
-         context.Output(0) != nullptr && context.Input(0) != context.Output(0) && !drive.IsSettled() &&
-         drive.StaysWithin(kFoldDriveLimit) && wets.value == 1.0 && levels.value == 1.0 &&
-         wets.Holds(wet, count) && levels.Holds(outputGain, count);
+         context.Output(0) != nullptr && context.Input(0) != context.Output(0) && DriveGlides() &&
+         wets.value == 1.0 && levels.value == 1.0 && wets.Holds(wet, count) &&
+         levels.Holds(outputGain, count);
+}
+
+bool Wavefolder::GlideOn(LaneBank& shared, const ProcessContext& context) {
+  const uint32_t count = WholeQuads(context.sampleCount);
+  if (count == 0 || count > glideRoom || IsChanged() || IsAnyDirty()) return false;
+  if (context.inputs[0] == nullptr || context.inputs[0] == context.outputs[0]) return false;
+  drive.SetTarget(Value(kDrive) + stagingIn);
+  return DriveGlides() && LeaveTo(shared, context);
+}
+
+bool Wavefolder::LeaveTo(LaneBank& shared, const ProcessContext& context) {
+  DrivenBlock* const block = shared.Add<DrivenBlock>(FoldInOneGo);
+  if (block == nullptr) return false;
+  block->folder = this;
+  block->in = context.inputs[0];
+  block->out = context.outputs[0];
+  return true;
 }
 
 void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {

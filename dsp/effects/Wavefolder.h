@@ -56,6 +56,10 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   /// never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
+  /// As `Process` with the bank `shared` of a mono block without control ports, if the last block was one for
+  /// a bank and nothing but "Drive" has moved since, without any flag; else does nothing and returns false.
+  bool GlideOn(LaneBank& shared, const ProcessContext& context);
+
  private:
   struct Channel {
     float previous = 0.0f;  // input of the fold, one sample ago
@@ -91,6 +95,8 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   static constexpr uint32_t kFoldGroup = 4;      // blocks whose ramps are alive at a time
 
   bool MayFoldInOneGo(const ProcessContext& context, uint32_t count) const;
+  bool DriveGlides() const { return !drive.IsSettled() && drive.StaysWithin(kFoldDriveLimit); }
+  bool LeaveTo(LaneBank& shared, const ProcessContext& context);
   static void FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
   void Take(const DrivenFold& fold, uint32_t count);
 
@@ -113,6 +119,8 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   bool isFeedbackOn = false;
   bool isPlainSine = false;  // mono, of nothing but a drive and a sine fold
   uint32_t channelCount = 1;
+  uint32_t glideRoom = 0;               // samples of a block in which no more than the drive would move
+  float stagingIn = 0.0f;               // dB
   SmootherInterpLPF drive{0.01f};       // dB
   SmootherInterpLPF wet{0.01f};         // 0..1
   SmootherInterpLPF outputGain{0.01f};  // factor

@@ -42,27 +42,18 @@ uint32_t PrismelDistoVariant::DoProcess(ProcessContext& context) {
   return ModuleVariant::DoProcess(inner);
 }
 
-// Then an update would find nothing to do: what "Drive" moves lies in the alternatives.
-bool PrismelDistoVariant::OnlyDriveMoves() const {
-  if (!StoodAtRest()) return false;
-  if (!IsAnyOwnDirty()) return true;
-  for (uint32_t own = 0; own < kParamCount - kOwnBase; ++own) {
-    if (own != kDrive && IsOwnDirty(own)) return false;
-  }
-  return true;
-}
-
 uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
-  if (!OnlyDriveMoves()) {
+  if (!IsAtRest()) {
     context.inputCount = kInputCount;
     context.outputCount = kOutputCount;
     return Process(context);
   }
   uint32_t result;
   if (Selected() == kWavefolder) {
+    Wavefolder& folder = Child<kWavefolder>();
+    if (bank != nullptr && folder.GlideOn(*bank, context)) return 1;
     context.inputCount = Wavefolder::kInputCount;
     context.outputCount = Wavefolder::kOutputCount;
-    Wavefolder& folder = Child<kWavefolder>();
     folder.SetBank(bank);  // for this call alone: elsewhere a fade may follow
     result = folder.ProcessAs<Wavefolder>(context);
     folder.SetBank(nullptr);
@@ -74,7 +65,6 @@ uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
     result = shaper.ProcessAs<MultiDist>(context);
     shaper.SetBank(nullptr);
   }
-  SetDirty(false);
   return result;
 }
 

@@ -40,12 +40,12 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   uint32_t ProcessMono(ProcessContext& context);
 
   /// As `SetParamInternal(kDriveParam, drive)`, without the way there: all voices take it on every block in
-  /// which the drive moves.
+  /// which the drive moves. No flags go up, since the alternatives read their drive on every block.
   void SetDrive(float drive) {
-    SetOwnValue(kDrive, drive);
+    OwnRecord(kDrive).SetValue(drive);
     const float position = OwnNormalized(kDrive);
-    Child<kWavefolder>().UnitModule::SetParam(WavefolderKnobs::kDrive, position);
-    Child<kShaper>().UnitModule::SetParam(MultiDistKnobs::kDrive, position);
+    Child<kWavefolder>().Param(WavefolderKnobs::kDrive).SetNormalized(position);
+    Child<kShaper>().Param(MultiDistKnobs::kDrive).SetNormalized(position);
   }
 
   /// From now on `ProcessMono` may leave a block to `shared`. Null: never.
@@ -61,8 +61,6 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
 
  private:
   enum Alternative : uint32_t { kWavefolder, kShaper };
-
-  bool OnlyDriveMoves() const;
 
   /// Of an alternative that doesn't run, news stay news.
   bool FollowsDrive(UnitModule& alternative, uint32_t index) {

@@ -86,8 +86,8 @@ struct DistortionKernelTable {
 /// Beyond it the fold's vector arithmetic is no longer exact: 72 dB.
 inline constexpr float kFoldVectorLimit = 4096.0f;
 
-/// Of a drive in dB, whose exponential is in the middle of what normal numbers hold.
-inline constexpr double kFoldDriveLimit = 300.0;
+/// Of a drive in dB that is folded in one go: its gain is at most 8.5 powers of two away from 1.
+inline constexpr double kFoldDriveLimit = 51.0;
 
 /// The kernels for `target`, which must not be above BestSimdTarget().
 const DistortionKernelTable& DistortionKernelsFor(SimdTarget target) noexcept;

@@ -2,7 +2,6 @@
 // of FoldGains and FoldThrough. Compiled anew for each instruction set, as LaneNumber-inl.h is.
 #include <algorithm>
 #include <cstdint>
-#include <type_traits>
 
 #include "basictools/BitCast.h"
 #include "dsp/effects/bank/LaneNumber-inl.h"
@@ -26,34 +25,48 @@ HWY_ALIGN constexpr float kFirstPlaces[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
 // that moves exponents and no bit of a mantissa. Steps as in VectorExpLog.h.
 
 constexpr float kLog2e = BitCast<float>(0x3FB8AA3Bu);
-constexpr float kLn2 = BitCast<float>(0x3F317218u);
+constexpr float kLn2 = BitCast<float>(0x3F317218u);  // 21 bits: up to 8 times it is exact
+static_assert(kFoldDriveLimit * 0.1661 < 8.5);        // of the gain's exponent
 constexpr float kNepersPerDecibel = 0.115129255f;  // ln(10) / 20
 
-// The next whole number below, and 2 to the power of it and `shift`.
+// a * b + c and c - a * b, fused where the machine does so: only for what is the same either way.
+template <typename D>
+HWY_INLINE LaneNumber<D> FreelyAdd(LaneNumber<D> a, LaneNumber<D> b, LaneNumber<D> c) {
+  return {hn::MulAdd(a.v, b.v, c.v)};
+}
+template <typename D>
+HWY_INLINE LaneNumber<D> FreelySubtract(LaneNumber<D> a, LaneNumber<D> b, LaneNumber<D> c) {
+  return {hn::NegMulAdd(a.v, b.v, c.v)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> FreelyAdd(NumberPair<N> a, NumberPair<N> b, NumberPair<N> c) {
+  return {FreelyAdd(a.low, b.low, c.low), FreelyAdd(a.high, b.high, c.high)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> FreelySubtract(NumberPair<N> a, NumberPair<N> b, NumberPair<N> c) {
+  return {FreelySubtract(a.low, b.low, c.low), FreelySubtract(a.high, b.high, c.high)};
+}
+
+// The whole number nearest to x * scale, in the last bits of a sum whose last place counts ones. ExpFloat4
+// takes the one below the rounded product + 0.5: the same, but next to the middle between two, which the
+// limits below keep away.
 template <typename T>
-struct WholePower {
-  T whole;
-  T power;
-};
+HWY_INLINE T NearestIn(T x, float scale, float shift) {
+  return FreelyAdd(x, Number<T>(scale), Number<T>(kExponentBits + shift));
+}
 template <typename T>
-HWY_INLINE WholePower<T> WholePowerOf(T x, float shift) {
-  if constexpr (kIsPair<T>) {
-    const auto low = WholePowerOf(x.low, shift);
-    const auto high = WholePowerOf(x.high, shift);
-    return {{low.whole, high.whole}, {low.power, high.power}};
-  } else {
-#if HWY_CAP_GE512
-    // The sum's last place counts ones, so that to round it down finds the whole number.
-    const auto offset = hn::Set(ManyLanes(), kExponentBits + shift);
-    const hn::Vec<ManyLanes> sum{
-        _mm512_add_round_ps(x.v.raw, offset.raw, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC)};
-    const hn::RebindToUnsigned<ManyLanes> du;
-    return {{hn::Sub(sum, offset)}, {hn::BitCast(ManyLanes(), hn::ShiftLeft<23>(hn::BitCast(du, sum)))}};
-#else
-    const T whole = Floor(x);
-    return {whole, PowerOfTwo(whole + Number<T>(shift))};
-#endif
-  }
+HWY_INLINE T WholeOf(T sum, float shift) {
+  return sum - Number<T>(kExponentBits + shift);
+}
+// 2 to the power of it and `shift`.
+template <typename D>
+HWY_INLINE LaneNumber<D> PowerOf(LaneNumber<D> sum) {
+  const hn::RebindToUnsigned<D> du;
+  return {hn::BitCast(D(), hn::ShiftLeft<23>(hn::BitCast(du, sum.v)))};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> PowerOf(NumberPair<N> sum) {
+  return {PowerOf(sum.low), PowerOf(sum.high)};
 }
 
 // What ExpFloat4 adds to 1, times the scale, of its r times the scale: half of it, or twice.
@@ -120,9 +133,11 @@ HWY_INLINE FoldNumber SineFoldOf(FoldNumber x) {
 HWY_INLINE FoldTwins SineFoldOf(FoldTwins x) { return {SineFoldOf(x.low), SineFoldOf(x.high)}; }
 HWY_INLINE FoldTwins Magnitude(FoldTwins x) { return {Magnitude(x.low), Magnitude(x.high)}; }
 
-// Up to there, squared, half of the exponential's r leaves a mantissa between the roots of 1/2 and of 2, the
-// one that the logarithm would find.
-constexpr float kEvenMantissas = 0.173285f * 0.173285f;
+// Up to there, squared, the r of the gain's exponential, times 1/2, leaves a mantissa between the roots of 1/2
+// and of 2, the one that the logarithm would find; and that of the root's, times 2, is as far from the middle
+// between two powers: by more than what rounding makes of kFoldDriveLimit.
+constexpr float kEvenMantissas = 0.173282f * 0.173282f;
+constexpr float kEvenRoots = 0.69314f * 0.69314f;
 
 constexpr uint32_t kFoldChunk = 64;  // samples
 constexpr uint32_t kFoldPairs = 2;   // of blocks at a time
@@ -132,12 +147,13 @@ constexpr uint32_t kFoldStep = LanesOf<FoldNumber>::kCount;
 struct FoldRows {
   HWY_ALIGN float gain[2 * kFoldChunk];
   HWY_ALIGN float root[2 * kFoldChunk];     // half the logarithm first
-  HWY_ALIGN float wetGain[2 * kFoldChunk];  // half the exponent's logarithm first
+  HWY_ALIGN float wetGain[2 * kFoldChunk];  // the gain's exponent first
 };
 struct FoldPair {
   DrivenFold* low;
   DrivenFold* high;
-  FoldTwins largest;
+  FoldTwins largest;      // r squared, of the gain
+  FoldTwins largestRoot;  // of the root
   FoldTwins peak;
 };
 
@@ -149,16 +165,15 @@ HWY_INLINE void DriveGains(FoldPair& pair, FoldRows& rows, uint32_t start, uint3
   T largest = pair.largest;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const T dB = {LoadAll<FoldNumber>(low + i), LoadAll<FoldNumber>(high + i)};
-    const T x = dB * c(0.5f * kNepersPerDecibel);
-    const WholePower<T> n = WholePowerOf(x * c(2.0f * kLog2e) + c(0.5f), 1.0f);
-    const T log = n.whole * c(0.5f * kLn2);
-    const T r = x - log;
+    const T sum = NearestIn(dB, kNepersPerDecibel * kLog2e, 1.0f);
+    const T whole = WholeOf(sum, 1.0f);
+    const T r = FreelySubtract(whole, c(0.5f * kLn2), dB * c(0.5f * kNepersPerDecibel));
     const T r2 = r * r;
     largest = Greater(r2, largest);
     const T mantissa = ScaledExpRest<true>(r, r2) + c(0.5f);
-    StoreAll(mantissa * n.power, rows.gain + 2 * i);
+    StoreAll(mantissa * PowerOf(sum), rows.gain + 2 * i);
     StoreAll(mantissa, rows.root + 2 * i);
-    StoreAll(log, rows.wetGain + 2 * i);
+    StoreAll(whole, rows.wetGain + 2 * i);
   }
   pair.largest = largest;
 }
@@ -167,26 +182,31 @@ HWY_INLINE void HalfLogs(FoldRows& rows, uint32_t count) {
   using T = FoldTwins;
   for (uint32_t i = 0; i < 2 * count; i += 2 * kFoldStep) {
     const T z = LoadAll<T>(rows.root + i) - Number<T>(0.5f);
-    StoreAll(HalfLogOfMantissa(z) + LoadAll<T>(rows.wetGain + i), rows.root + i);
+    const T whole = LoadAll<T>(rows.wetGain + i);
+    StoreAll(FreelyAdd(whole, Number<T>(0.5f * kLn2), HalfLogOfMantissa(z)), rows.root + i);
   }
 }
 
-HWY_INLINE void RootsAndWetGains(const FoldPair& pair, const float* places, FoldRows& rows, uint32_t count) {
+HWY_INLINE void RootsAndWetGains(FoldPair& pair, const float* places, FoldRows& rows, uint32_t count) {
   using T = FoldTwins;
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
   const CompensationLine low = pair.low->compensation;
   const CompensationLine high = pair.high->compensation;
   const T from = {Number<FoldNumber>(low.from), Number<FoldNumber>(high.from)};
   const T step = {Number<FoldNumber>(low.step), Number<FoldNumber>(high.step)};
+  T largest = pair.largestRoot;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const T x = LoadAll<T>(rows.root + 2 * i);
-    const WholePower<T> n = WholePowerOf(x * c(0.5f * kLog2e) + c(0.5f), -1.0f);
-    const T r = x - n.whole * c(2.0f * kLn2);
-    const T root = (ScaledExpRest<false>(r, r * r) + c(2.0f)) * n.power;
+    const T sum = NearestIn(x, 0.5f * kLog2e, -1.0f);
+    const T r = FreelySubtract(WholeOf(sum, -1.0f), c(2.0f * kLn2), x);
+    const T r2 = r * r;
+    largest = Greater(r2, largest);
+    const T root = (ScaledExpRest<false>(r, r2) + c(2.0f)) * PowerOf(sum);
     StoreAll(root, rows.root + 2 * i);
     const FoldNumber place = LoadAll<FoldNumber>(places + i);
     StoreAll(c(1.0f) / root * (from + step * T{place, place}), rows.wetGain + 2 * i);
   }
+  pair.largestRoot = largest;
 }
 
 HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start, uint32_t count) {
@@ -224,7 +244,7 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
   const auto at = [&](uint32_t b) {
     return blocks + std::min(b, blockCount - 1);
   };  // a last one is its own twin
-  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none};
+  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none, none};
   for (uint32_t start = 0; start < count; start += kFoldChunk) {
     const uint32_t chunk = std::min(kFoldChunk, count - start);
     for (uint32_t i = 0; i < chunk; i += kFoldStep) {
@@ -236,13 +256,15 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
     for (uint32_t p = 0; p < pairCount; ++p) RootsAndWetGains(pairs[p], places, rows[p], chunk);
     for (uint32_t p = 0; p < pairCount; ++p) FoldDriven(pairs[p], rows[p], start, chunk);
   }
-  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber largest) HWY_ATTR {
+  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber largest,
+                          FoldNumber largestRoot) HWY_ATTR {
     block.peak = hn::GetLane(hn::MaxOfLanes(d, peak.v));
-    block.isExact = hn::AllTrue(d, hn::Le(largest.v, hn::Set(d, kEvenMantissas)));
+    block.isExact = hn::AllTrue(d, hn::And(hn::Le(largest.v, hn::Set(d, kEvenMantissas)),
+                                           hn::Le(largestRoot.v, hn::Set(d, kEvenRoots))));
   };
   for (uint32_t p = 0; p < pairCount; ++p) {
-    finish(*pairs[p].low, pairs[p].peak.low, pairs[p].largest.low);
-    finish(*pairs[p].high, pairs[p].peak.high, pairs[p].largest.high);
+    finish(*pairs[p].low, pairs[p].peak.low, pairs[p].largest.low, pairs[p].largestRoot.low);
+    finish(*pairs[p].high, pairs[p].peak.high, pairs[p].largest.high, pairs[p].largestRoot.high);
   }
 }
 

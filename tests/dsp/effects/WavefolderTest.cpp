@@ -253,7 +253,7 @@ TEST(Wavefolder, DrivingAndFoldingInOneGoHasTheBitsOfItsSteps) {
   for (const auto target : {SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
     const DistortionKernelTable& kernels = DistortionKernelsFor(std::min(target, BestSimdTarget()));
     if (kernels.driveAndFold == nullptr) continue;  // a machine without vectors
-    uint32_t blocks = 0, exact = 0, beyond = 0;
+    uint32_t blocks = 0, exact = 0, beyond = 0, odd = 0;
     for (const uint32_t count : {4u, 12u, 44u, 48u, 64u, 68u, 96u, 192u}) {
       for (uint32_t round = 0; round < 60; ++round) {
         const uint32_t blockCount = 1 + round % 7;
@@ -261,11 +261,16 @@ TEST(Wavefolder, DrivingAndFoldingInOneGoHasTheBitsOfItsSteps) {
         std::vector<DrivenFold> folds(blockCount);
         for (uint32_t b = 0; b < blockCount; ++b) {
           Rows& r = rows[b];
-          const float first = 140.0f * unit(draw) - 80.0f, step = unit(draw) - 0.5f;
+          // Now and then about a power of the root of 2, where a gain may be split into powers in two ways.
+          const bool isOdd = round % 5 == 4;
+          const float any = 102.0f * unit(draw) - 51.0f, size = b == 3 ? 8.0f : 2.0f;
+          const float first = isOdd ? std::round(any / 3.0102999f) * 3.0102999f : any;
+          const float step = (isOdd ? 1e-5f : 1.0f) * (unit(draw) - 0.5f);
+          odd += isOdd;
           for (uint32_t i = 0; i < kMost; ++i) {
-            r.dB[i] = first + step * static_cast<float>(i);
+            r.dB[i] = std::clamp(first + step * static_cast<float>(i), -51.0f, 51.0f);
             r.level[i] = 1.0f;
-            r.in[i] = i < count ? 2.0f * unit(draw) - 1.0f : 1e9f;  // behind the end nobody reads
+            r.in[i] = i < count ? size * (unit(draw) - 0.5f) : 1e9f;  // behind the end nobody reads
             r.out[i] = r.expected[i] = 0.25f;                       // or writes
           }
           folds[b].in = r.in;
@@ -294,7 +299,7 @@ TEST(Wavefolder, DrivingAndFoldingInOneGoHasTheBitsOfItsSteps) {
         }
       }
     }
-    EXPECT_GT(exact, blocks * 9 / 10 - beyond);
+    EXPECT_GT(exact, blocks - odd * 9 / 10 - beyond - 20);
     EXPECT_GT(beyond, 0u);
   }
 }
