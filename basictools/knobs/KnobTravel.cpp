@@ -24,7 +24,7 @@ float Travel::ToValue(const MappingTools::PotardMappingHolder& curve, float posi
     return stepSize >= 0.0f ? minValue + travelled : maxValue - travelled;
   }
   const float x = ClampPosition(curve.reversed ? 1.0f - position : position);
-  const float y = curve.ToValue(x);
+  const float y = kind == MappingTools::Linear ? x : curve.ToValue(x);
   return curve.absolute ? y : std::fma(curve.max - curve.min, y, curve.min);
 }
 
@@ -42,7 +42,7 @@ float Travel::ToPosition(const MappingTools::PotardMappingHolder& curve, float v
     const float range = curve.max - curve.min;
     y = range != 0.0f ? (HoldBetween(value, low, high) - curve.min) / range : 0.0f;
   }
-  const float x = curve.ToPosition(y);
+  const float x = kind == MappingTools::Linear ? y : curve.ToPosition(y);
   return ClampPosition(curve.reversed ? 1.0f - x : x);
 }
 

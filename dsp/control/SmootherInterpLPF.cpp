@@ -13,19 +13,6 @@ void SmootherInterpLPF::Setup(uint32_t newDecimation, uint32_t rampSamples, floa
   invSteps = 1.0 / steps;
 }
 
-void SmootherInterpLPF::StartLine(double from, double to) noexcept {
-  target = to;
-  counter = 0;
-  increment = invSteps * (to - from);
-  SetThreshold(to);
-}
-
-void SmootherInterpLPF::SetTarget(float value) noexcept {
-  const double aim = static_cast<double>(value);
-  if (aim == ramp) return;
-  StartLine(ramp, aim);
-}
-
 void SmootherInterpLPF::SetValue(float value) noexcept {
   target = current = ramp = static_cast<double>(value);
   counter = steps - 1;

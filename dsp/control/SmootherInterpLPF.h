@@ -34,7 +34,10 @@ class SmootherInterpLPF : public SmootherLPF {
 
   /// Starts a line from where the line stands. Intended: a value equal to the line's state is ignored, and
   /// the target stays where it was. SmootherInterpLPF.ComparesANewTargetWithTheRamp holds it.
-  void SetTarget(float value) noexcept override;
+  void SetTarget(float value) noexcept override {
+    const double aim = static_cast<double>(value);
+    if (aim != ramp) StartLine(ramp, aim);
+  }
   void SetValue(float value) noexcept override;
   void SetRamp(float from, float to) noexcept override;
 
@@ -52,7 +55,12 @@ class SmootherInterpLPF : public SmootherLPF {
                                uint32_t smootherCount, uint32_t count) noexcept;
 
  protected:
-  void StartLine(double from, double to) noexcept;
+  void StartLine(double from, double to) noexcept {
+    target = to;
+    counter = 0;
+    increment = invSteps * (to - from);
+    SetThreshold(to);
+  }
   void Line(LineAndDecay& run) const noexcept;
   void Land(double last, uint32_t count) noexcept;
 

@@ -12,11 +12,4 @@ float LookUpCompensation(const CompensationTable& table, float driveDb) noexcept
   return table[below] + (table[below + 1] - table[below]) * (held - static_cast<float>(below));
 }
 
-CompensationLine CompensationRamp::Aim(float gain, uint32_t count) noexcept {
-  const float from = isSnapPending ? gain : last;
-  last = gain;
-  isSnapPending = false;
-  return {from, (gain - from) / static_cast<float>(count)};
-}
-
 }  // namespace Vantora::dsp

@@ -36,7 +36,12 @@ class CompensationRamp {
   void Snap() noexcept { isSnapPending = true; }
 
   /// The way to `gain`, which is reached after `count` samples, at least one.
-  CompensationLine Aim(float gain, uint32_t count) noexcept;
+  CompensationLine Aim(float gain, uint32_t count) noexcept {
+    const float from = isSnapPending ? gain : last;
+    last = gain;
+    isSnapPending = false;
+    return {from, (gain - from) / static_cast<float>(count)};
+  }
 
   /// True when a block would be level at `gain`, as the last one ended.
   bool StandsAt(float gain) const noexcept { return !isSnapPending && last == gain; }

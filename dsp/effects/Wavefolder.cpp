@@ -200,9 +200,9 @@ void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uin
 
 void Wavefolder::Take(const DrivenFold& fold, uint32_t count) {
   driveDb.count = resting.count = 0;
-  if (fold.isExact && fold.peak <= kFoldVectorLimit) {
+  if (fold.isExact) {
     channels[0].previous = fold.last;
-    Param(kOverload).SetValue(fold.peak > 1.0f ? 1.0f : 0.0f);
+    Param(kOverload).SetValue(fold.isOver ? 1.0f : 0.0f);
     return;
   }
   std::copy_n(fold.dB, count, driveDb.samples);

@@ -45,7 +45,7 @@ struct DrivenFold {
   float* out;       ///< not `in`
   const float* dB;  ///< in room for whole vectors
   CompensationLine compensation;
-  float peak;    ///< result: the largest size before the fold, NaN left aside
+  bool isOver;   ///< result: a sample was larger than 1 before the fold
   float last;    ///< result: the last sample before the fold
   bool isExact;  ///< result: the rest has the bits of foldGains and foldThrough; else it is of no use
 };
@@ -68,8 +68,8 @@ struct DistortionKernelTable {
   /// The gains of some folders' blocks.
   void (*foldGains)(const FoldGainsRun* blocks, uint32_t blockCount);
   /// foldGains and foldThrough[0] of some blocks of `count` samples in one go. Now and then, when a gain lies
-  /// next to an odd power of the root of 2, or beyond kFoldVectorLimit, a block has to take the two after
-  /// all. Null where it is no gain.
+  /// next to an odd power of the root of 2, or an input of the fold next to where it turns, or far above 1, a
+  /// block has to take the two after all. Null where it is no gain.
   void (*driveAndFold)(DrivenFold* blocks, uint32_t blockCount, uint32_t count);
   /// out = a * b.
   void (*multiply)(const float* a, const float* b, float* out, uint32_t count);

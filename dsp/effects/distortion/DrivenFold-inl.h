@@ -21,13 +21,15 @@ HWY_ALIGN constexpr float kFirstPlaces[16] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11,
 
 #if HWY_TARGET != HWY_EMU128  // whose lanes are no gain
 
+constexpr float kWholeBits = 12582912.0f;
+
 // Exp and log follow one another here, each in a scale by a power of two that spares a step of the other:
 // that moves exponents and no bit of a mantissa. Steps as in VectorExpLog.h.
 
 constexpr float kLog2e = BitCast<float>(0x3FB8AA3Bu);
 constexpr float kLn2 = BitCast<float>(0x3F317218u);  // 21 bits: up to 8 times it is exact
-static_assert(kFoldDriveLimit * 0.1661 < 8.5);        // of the gain's exponent
-constexpr float kNepersPerDecibel = 0.115129255f;  // ln(10) / 20
+static_assert(kFoldDriveLimit * 0.1661 < 8.5);       // of the gain's exponent
+constexpr float kNepersPerDecibel = 0.115129255f;    // ln(10) / 20
 
 // a * b + c and c - a * b, fused where the machine does so: only for what is the same either way.
 template <typename D>
@@ -48,17 +50,19 @@ HWY_INLINE NumberPair<N> FreelySubtract(NumberPair<N> a, NumberPair<N> b, Number
 }
 
 // The whole number nearest to x * scale, in the last bits of a sum whose last place counts ones. ExpFloat4
-// takes the one below the rounded product + 0.5: the same, but next to the middle between two, which the
-// limits below keep away.
+// takes the one below the rounded product + 0.5 and SineFloat4 cuts off behind 0.5 more: the same, but next
+// to the middle between two, which the limits below keep away.
 template <typename T>
-HWY_INLINE T NearestIn(T x, float scale, float shift) {
-  return FreelyAdd(x, Number<T>(scale), Number<T>(kExponentBits + shift));
+HWY_INLINE T NearestIn(T x, float scale, float offset) {
+  return FreelyAdd(x, Number<T>(scale), Number<T>(offset));
 }
 template <typename T>
-HWY_INLINE T WholeOf(T sum, float shift) {
-  return sum - Number<T>(kExponentBits + shift);
+HWY_INLINE T WholeOf(T sum, float offset) {
+  return sum - Number<T>(offset);
 }
-// 2 to the power of it and `shift`.
+// 2 to the power of it: twice that with the first of these offsets, half of it with the second.
+constexpr float kTwicePower = kExponentBits + 1.0f;
+constexpr float kHalfPower = kExponentBits - 1.0f;
 template <typename D>
 HWY_INLINE LaneNumber<D> PowerOf(LaneNumber<D> sum) {
   const hn::RebindToUnsigned<D> du;
@@ -110,34 +114,48 @@ HWY_INLINE T HalfLogOfMantissa(T z) {
 using FoldNumber = LaneNumber<ManyLanes>;
 using FoldTwins = NumberPair<FoldNumber>;
 
-// sin(x pi / 2), as SineFloat4 has it.
-HWY_INLINE FoldNumber SineFoldOf(FoldNumber x) {
+// The larger of two that aren't negative, and what isn't a number where one of them isn't: its bits are
+// larger.
+HWY_INLINE FoldNumber LargerBits(FoldNumber a, FoldNumber b) {
+  const hn::RebindToUnsigned<ManyLanes> du;
+  return {hn::BitCast(ManyLanes(), hn::Max(hn::BitCast(du, a.v), hn::BitCast(du, b.v)))};
+}
+
+// sin(x pi / 2), as SineFloat4 has it. `largest` takes in the squares of what is left of half turns.
+HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldNumber& largest) {
   using T = FoldNumber;
   const ManyLanes d;
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
   x = x * c(1.5707964f);
-  const T half{hn::CopySignToAbs(hn::Set(d, 0.5f), x.v)};
-  const auto halfTurns = TruncateFitting(d, (x * c(0.318309886f) + half).v);
-  const T k{hn::ConvertTo(d, halfTurns)};
-  // The first two products are exact: fused or not, the difference is the same.
-  const T high{hn::NegMulAdd(k.v, hn::Set(d, 3.140625f), x.v)};
-  const T middle{hn::NegMulAdd(k.v, hn::Set(d, 9.67502593994140625e-4f), high.v)};
-  const T rest = middle - k * c(1.509957990978376432e-7f);
+  const T sum = NearestIn(x, 0.318309886f, kWholeBits);
+  const T k = WholeOf(sum, kWholeBits);
+  // The first two products are exact.
+  T rest = FreelySubtract(k, c(3.140625f), x);
+  rest = FreelySubtract(k, c(9.67502593994140625e-4f), rest);
+  rest = rest - k * c(1.509957990978376432e-7f);
   const T z = rest * rest;
+  largest = LargerBits(z, largest);
   T y = z * c(2.59990315e-06f) + c(-0.000198065478f);
   y = y * z + c(0.00833301619f);
   y = y * z + c(-0.166666567f);
   const T sine = rest + rest * z * y;
-  return {hn::Xor(sine.v, hn::BitCast(d, hn::ShiftLeft<31>(halfTurns)))};
+  const hn::RebindToUnsigned<ManyLanes> du;
+  const auto isOdd = hn::BitCast(d, hn::ShiftLeft<31>(hn::BitCast(du, sum.v)));
+  return {hn::Xor(sine.v, isOdd)};
 }
-HWY_INLINE FoldTwins SineFoldOf(FoldTwins x) { return {SineFoldOf(x.low), SineFoldOf(x.high)}; }
+HWY_INLINE FoldTwins SineFoldOf(FoldTwins x, FoldTwins& largest) {
+  return {SineFoldOf(x.low, largest.low), SineFoldOf(x.high, largest.high)};
+}
 HWY_INLINE FoldTwins Magnitude(FoldTwins x) { return {Magnitude(x.low), Magnitude(x.high)}; }
 
-// Up to there, squared, the r of the gain's exponential, times 1/2, leaves a mantissa between the roots of 1/2
-// and of 2, the one that the logarithm would find; and that of the root's, times 2, is as far from the middle
-// between two powers: by more than what rounding makes of kFoldDriveLimit.
+// Up to there, squared, the r of the gain's exponential, times 1/2, leaves a mantissa between the roots of
+// 1/2 and of 2, the one that the logarithm would find; and that of the root's, times 2, is as far from the
+// middle between two powers: by more than what rounding makes of kFoldDriveLimit. The last is the same for
+// half turns, of inputs up to kLoudestFold.
 constexpr float kEvenMantissas = 0.173282f * 0.173282f;
 constexpr float kEvenRoots = 0.69314f * 0.69314f;
+constexpr float kEvenTurns = 1.5707f * 1.5707f;
+constexpr float kLoudestFold = 256.0f;
 
 constexpr uint32_t kFoldChunk = 64;  // samples
 constexpr uint32_t kFoldPairs = 2;   // of blocks at a time
@@ -154,6 +172,7 @@ struct FoldPair {
   DrivenFold* high;
   FoldTwins largest;      // r squared, of the gain
   FoldTwins largestRoot;  // of the root
+  FoldTwins largestTurn;  // of the sine
   FoldTwins peak;
 };
 
@@ -165,8 +184,8 @@ HWY_INLINE void DriveGains(FoldPair& pair, FoldRows& rows, uint32_t start, uint3
   T largest = pair.largest;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const T dB = {LoadAll<FoldNumber>(low + i), LoadAll<FoldNumber>(high + i)};
-    const T sum = NearestIn(dB, kNepersPerDecibel * kLog2e, 1.0f);
-    const T whole = WholeOf(sum, 1.0f);
+    const T sum = NearestIn(dB, kNepersPerDecibel * kLog2e, kTwicePower);
+    const T whole = WholeOf(sum, kTwicePower);
     const T r = FreelySubtract(whole, c(0.5f * kLn2), dB * c(0.5f * kNepersPerDecibel));
     const T r2 = r * r;
     largest = Greater(r2, largest);
@@ -197,8 +216,8 @@ HWY_INLINE void RootsAndWetGains(FoldPair& pair, const float* places, FoldRows& 
   T largest = pair.largestRoot;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const T x = LoadAll<T>(rows.root + 2 * i);
-    const T sum = NearestIn(x, 0.5f * kLog2e, -1.0f);
-    const T r = FreelySubtract(WholeOf(sum, -1.0f), c(2.0f * kLn2), x);
+    const T sum = NearestIn(x, 0.5f * kLog2e, kHalfPower);
+    const T r = FreelySubtract(WholeOf(sum, kHalfPower), c(2.0f * kLn2), x);
     const T r2 = r * r;
     largest = Greater(r2, largest);
     const T root = (ScaledExpRest<false>(r, r2) + c(2.0f)) * PowerOf(sum);
@@ -214,6 +233,7 @@ HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start,
   DrivenFold& low = *pair.low;
   DrivenFold& high = *pair.high;
   T peak = pair.peak;
+  T largest = pair.largestTurn;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const uint32_t lanes = std::min(kFoldStep, count - i);
     const T x = {LoadNumber<FoldNumber>(low.in + start + i, lanes),
@@ -221,11 +241,12 @@ HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start,
     const T driven = x * LoadAll<T>(rows.gain + 2 * i) * LoadAll<T>(rows.root + 2 * i);
     peak = Greater(Magnitude(driven), peak);
     // The input's share is +0.
-    const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * SineFoldOf(driven);
+    const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * SineFoldOf(driven, largest);
     StoreNumber(y.low, low.out + start + i, lanes);
     StoreNumber(y.high, high.out + start + i, lanes);
   }
   pair.peak = peak;
+  pair.largestTurn = largest;
   const uint32_t last = count - 1;
   const uint32_t place = 2 * last - last % kFoldStep;
   low.last = low.in[start + last] * rows.gain[place] * rows.root[place];
@@ -244,7 +265,7 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
   const auto at = [&](uint32_t b) {
     return blocks + std::min(b, blockCount - 1);
   };  // a last one is its own twin
-  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none, none};
+  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none, none, none};
   for (uint32_t start = 0; start < count; start += kFoldChunk) {
     const uint32_t chunk = std::min(kFoldChunk, count - start);
     for (uint32_t i = 0; i < chunk; i += kFoldStep) {
@@ -256,15 +277,18 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
     for (uint32_t p = 0; p < pairCount; ++p) RootsAndWetGains(pairs[p], places, rows[p], chunk);
     for (uint32_t p = 0; p < pairCount; ++p) FoldDriven(pairs[p], rows[p], start, chunk);
   }
-  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber largest,
-                          FoldNumber largestRoot) HWY_ATTR {
-    block.peak = hn::GetLane(hn::MaxOfLanes(d, peak.v));
-    block.isExact = hn::AllTrue(d, hn::And(hn::Le(largest.v, hn::Set(d, kEvenMantissas)),
-                                           hn::Le(largestRoot.v, hn::Set(d, kEvenRoots))));
+  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber drive, FoldNumber root,
+                          FoldNumber turn) HWY_ATTR {
+    const auto isAtMost = [&](FoldNumber x, float limit) HWY_ATTR { return hn::Le(x.v, hn::Set(d, limit)); };
+    block.isOver = !hn::AllTrue(d, isAtMost(peak, 1.0f));
+    block.isExact =
+        hn::AllTrue(d, hn::And(hn::And(isAtMost(drive, kEvenMantissas), isAtMost(root, kEvenRoots)),
+                               hn::And(isAtMost(turn, kEvenTurns), isAtMost(peak, kLoudestFold))));
   };
   for (uint32_t p = 0; p < pairCount; ++p) {
-    finish(*pairs[p].low, pairs[p].peak.low, pairs[p].largest.low, pairs[p].largestRoot.low);
-    finish(*pairs[p].high, pairs[p].peak.high, pairs[p].largest.high, pairs[p].largestRoot.high);
+    const FoldPair& pair = pairs[p];
+    finish(*pair.low, pair.peak.low, pair.largest.low, pair.largestRoot.low, pair.largestTurn.low);
+    finish(*pair.high, pair.peak.high, pair.largest.high, pair.largestRoot.high, pair.largestTurn.high);
   }
 }
 
