@@ -1,10 +1,16 @@
 // What a plug-in adds to the processor: the same second of sound through the built CLAP, VST3 and LV2 in host
 // buffers of 64, 256 and 1024 samples, and in the processor's own blocks without any plug-in around it.
 //
-//     plugin_cost [PRESET]                       times, alternating in one process: the least of many rounds
+//     plugin_cost [PRESET]                       times, in turns in one process
 //     plugin_cost PRESET FORMAT BUFFER SECONDS   one case and nothing else, for a simulator to count
 //
 // FORMAT is clap, vst3, lv2, shell (what the three share), or bare.
+//
+// A turn is a second of sound, played twice: the first time brings the caches to where a running stream has
+// them, the second one is measured, and the bare processor's turn follows at once. The figure of an instance
+// is the median of its turns, the figure of a case the median of many instances: where an instance's memory
+// comes to lie makes it up to four per cent faster or slower than the next. The cases "bare" are a second
+// bare processor, and say how far the others can be believed.
 
 #include <algorithm>
 #include <chrono>
@@ -29,7 +35,7 @@ using namespace Vantora;
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kFrames = 48000, kBlock = 48;
-constexpr int kRounds = 60;
+constexpr int kInstances = 16, kRounds = 12;
 
 /// A second of sound, and room for what becomes of it.
 struct Second {
@@ -100,35 +106,66 @@ Runner Make(const std::string& format, const host::Preset& preset, Second& sound
   throw std::invalid_argument("there is no format \"" + format + "\"");
 }
 
-double Milliseconds(const Runner& runner, uint32_t buffer) {
+/// Nanoseconds for a block of the processor's, in a second of sound that follows on one like it.
+double Turn(const Runner& runner, uint32_t buffer) {
+  runner(buffer);
   const auto begin = Clock::now();
   runner(buffer);
-  return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
+  return std::chrono::duration<double, std::nano>(Clock::now() - begin).count() / (kFrames / kBlock);
 }
 
-void Compare(const std::vector<std::string>& presets) {
-  std::vector<std::string> formats{"shell", "clap", "vst3"};
-#ifdef PRISMEL_LV2
-  formats.push_back("lv2");
-#endif
-  std::printf("%-18s %6s %8s %10s %10s %8s\n", "preset", "format", "buffer", "bare ms", "plug-in ms",
-              "added");
-  for (const std::string& name : presets) {
+/// Of `values`, the one below which `share` of them lie.
+double Quantile(std::vector<double> values, double share) {
+  std::sort(values.begin(), values.end());
+  return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
+}
+
+/// A format with a buffer, and what its instances added, in shares of a bare block.
+struct Case {
+  std::string format;
+  uint32_t buffer;
+  std::vector<double> added;
+};
+
+void Compare(const std::string& name, std::vector<Case> cases) {
+  std::vector<double> bareTurns;
+  for (int instance = 0; instance < kInstances; ++instance) {
     Second sound;
     const Runner bare = Make("bare", PresetNamed(name), sound);
-    for (const std::string& format : formats) {
+    for (size_t i = 0; i < cases.size();) {
+      const std::string format = cases[i].format;
       const Runner runner = Make(format, PresetNamed(name), sound);
-      for (const uint32_t buffer : {64u, 256u, 1024u}) {
-        double least = 1e9, leastBare = 1e9;
+      for (; i < cases.size() && cases[i].format == format; ++i) {
+        std::vector<double> ratios;
         for (int round = 0; round < kRounds; ++round) {
-          leastBare = std::min(leastBare, Milliseconds(bare, kBlock));
-          least = std::min(least, Milliseconds(runner, buffer));
+          const double turn = Turn(runner, cases[i].buffer);
+          bareTurns.push_back(Turn(bare, kBlock));
+          ratios.push_back(turn / bareTurns.back());
         }
-        std::printf("%-18s %6s %8u %10.3f %10.3f %+7.1f%%\n", name.c_str(), format.c_str(), buffer, leastBare,
-                    least, 100.0 * (least / leastBare - 1.0));
+        cases[i].added.push_back(Quantile(ratios, 0.5) - 1.0);
       }
     }
   }
+  const double block = Quantile(bareTurns, 0.5);
+  std::printf("%s, bare: %.0f ns a block\n", name.c_str(), block);
+  for (const Case& one : cases) {
+    const double added = Quantile(one.added, 0.5);
+    std::printf("  %6s %5u: %+5.1f ns %+5.1f %%   (instances %+.1f to %+.1f)\n", one.format.c_str(),
+                one.buffer, added * block, 100.0 * added, 100.0 * Quantile(one.added, 0.1),
+                100.0 * Quantile(one.added, 0.9));
+  }
+}
+
+void Compare(const std::vector<std::string>& presets) {
+  std::vector<std::string> formats{"bare", "shell", "clap", "vst3"};
+#ifdef PRISMEL_LV2
+  formats.push_back("lv2");
+#endif
+  std::vector<Case> cases;
+  for (const std::string& format : formats) {
+    for (const uint32_t buffer : {64u, 256u, 1024u}) cases.push_back({format, buffer, {}});
+  }
+  for (const std::string& name : presets) Compare(name, cases);
 }
 
 }  // namespace

@@ -1,7 +1,9 @@
 #include "host/BlockBuffer.h"
 
+#include <algorithm>
 #include <cmath>
-#include <cstring>
+
+#include "basictools/BitCast.h"
 
 namespace Vantora::host {
 
@@ -9,10 +11,12 @@ void BlockBuffer::Resize(uint32_t inputChannels, uint32_t blockSize) {
   inputCount = inputChannels;
   size = blockSize;
   fill = 0;
-  storage.assign(size_t{4} * size, 0.0f);
+  constexpr size_t kLine = 16;  // samples of a cache line, on which each channel begins
+  stride = (size + kLine - 1) / kLine * kLine;
+  storage.assign(4 * stride, 0.0f);
   for (size_t channel = 0; channel < 2; ++channel) {
-    input[channel] = storage.data() + channel * size;
-    output[channel] = storage.data() + (2 + channel) * size;
+    input[channel] = storage.data() + channel * stride;
+    output[channel] = storage.data() + (2 + channel) * stride;
   }
   nonFiniteCount.store(0, std::memory_order_relaxed);
 }
@@ -26,20 +30,8 @@ void BlockBuffer::Take(const float* const* source, size_t offset, uint32_t count
       std::fill_n(to, count, 0.0f);
     }
   }
-  Mend(0, count);
+  Mend(count);
   fill += count;
-}
-
-void BlockBuffer::ExchangeRest(const float* const* source, float* const* destination, size_t offset,
-                               size_t at, size_t count) {
-  for (size_t channel = 0; channel < 2; ++channel) {
-    std::copy(source[channel] + offset + at, source[channel] + offset + count, input[channel] + fill + at);
-  }
-  Mend(at, count);
-  for (size_t channel = 0; channel < 2; ++channel) {
-    std::copy(output[channel] + fill + at, output[channel] + fill + count,
-              destination[channel] + offset + at);
-  }
 }
 
 void BlockBuffer::ExchangeSingly(const float* const* source, float* const* destination, uint32_t channels,
@@ -52,18 +44,15 @@ void BlockBuffer::ExchangeSingly(const float* const* source, float* const* desti
   }
 }
 
-void BlockBuffer::Mend(size_t begin, size_t end) {
+void BlockBuffer::Mend(size_t count) {
+  constexpr uint32_t kTwoAndMore = 0x4000'0000;  // the highest bit of the exponent
   uint64_t replaced = 0;
   for (uint32_t channel = 0; channel < inputCount; ++channel) {
     float* const samples = input[channel] + fill;
     uint32_t all = 0;  // bits laid over each other: a look at each sample is nearly never needed
-    for (size_t i = begin; i < end; ++i) {
-      uint32_t bits;
-      std::memcpy(&bits, samples + i, sizeof bits);
-      all |= bits;
-    }
+    for (size_t i = 0; i < count; ++i) all |= BitCast<uint32_t>(samples[i]);
     if ((all & kTwoAndMore) == 0) continue;
-    for (size_t i = begin; i < end; ++i) {
+    for (size_t i = 0; i < count; ++i) {
       float& sample = samples[i];
       if (std::fabs(sample) <= kLoudest) continue;  // neither NaN nor infinite nor huge
       sample = std::isfinite(sample) ? std::copysign(kLoudest, sample) : 0.0f;

@@ -5,9 +5,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <functional>
-#include <vector>
+
+#include "basictools/AlignedVector.h"
+#include "host/ExchangeKernel.h"
 
 namespace Vantora::host {
 
@@ -87,7 +88,7 @@ class BlockBuffer {
                           source[1] != nullptr && destination[0] != nullptr && destination[1] != nullptr;
     for (size_t done = 0; done < count;) {
       const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
-      if (isStereo) {
+      if (isStereo) [[likely]] {
         ExchangeStereo(source, destination, done, piece);
       } else {
         ExchangeSingly(source, destination, channels, done, piece);
@@ -103,48 +104,23 @@ class BlockBuffer {
   uint64_t NonFiniteCount() const { return nonFiniteCount.load(std::memory_order_relaxed); }
 
  private:
-  /// The highest bit of the exponent: set from 2 on, and in what is no number.
-  static constexpr uint32_t kTwoAndMore = 0x4000'0000;
-  using Two = uint64_t __attribute__((vector_size(16)));  // four samples' bits
-  static Two CopyFour(const float* from, float* to) {
-    Two bits;
-    std::memcpy(&bits, from, sizeof bits);
-    std::memcpy(to, &bits, sizeof bits);
-    return bits;
+  /// Two channels on both sides, as nearly always, asked for in every buffer of a host: in one pass.
+  void ExchangeStereo(const float* const* source, float* const* destination, size_t offset, uint32_t count) {
+    const bool isLoud = exchange(source[0] + offset, source[1] + offset, destination[0] + offset,
+                                 destination[1] + offset, storage.data() + fill, stride, count);
+    if (isLoud) [[unlikely]]
+      Mend(count);
+    fill += count;
   }
-
-  /// Two channels on both sides, as nearly always, asked for in every buffer of a host: in one pass, each
-  /// sample read before its place is written. The bits of all inputs are laid over each other: while all lie
-  /// below 2, as nearly always, the highest bit of the exponent stays free.
-  void ExchangeStereo(const float* const* source, float* const* destination, size_t offset, size_t count) {
-    constexpr size_t kStep = 16;
-    const float *const left = source[0] + offset, *const right = source[1] + offset;
-    float *const leftIn = input[0] + fill, *const rightIn = input[1] + fill;
-    const float *const leftOut = output[0] + fill, *const rightOut = output[1] + fill;
-    float *const toLeft = destination[0] + offset, *const toRight = destination[1] + offset;
-    Two over{};
-    size_t at = 0;
-    for (; at + kStep <= count; at += kStep) {
-      for (size_t four = at; four < at + kStep; four += 4) {
-        over |= CopyFour(left + four, leftIn + four) | CopyFour(right + four, rightIn + four);
-        CopyFour(leftOut + four, toLeft + four);
-        CopyFour(rightOut + four, toRight + four);
-      }
-    }
-    constexpr uint64_t kEither = uint64_t{kTwoAndMore} << 32 | kTwoAndMore;
-    if (((over[0] | over[1]) & kEither) != 0) Mend(0, at);
-    if (at != count) ExchangeRest(source, destination, offset, at, count);
-    fill += static_cast<uint32_t>(count);
-  }
-  void ExchangeRest(const float* const* source, float* const* destination, size_t offset, size_t at,
-                    size_t count);
   void ExchangeSingly(const float* const* source, float* const* destination, uint32_t channels, size_t offset,
                       uint32_t count);
-  /// Replaces what is no sound among the samples `begin` to `end` (exclusive) behind those taken.
-  void Mend(size_t begin, size_t end);
+  /// Replaces what is no sound among the `count` samples behind those taken.
+  [[gnu::noinline]] void Mend(size_t count);
 
+  decltype(ExchangeKernel::exchange) exchange = ExchangeKernelFor(BestSimdTarget()).exchange;
   uint32_t inputCount = 0, size = 0, fill = 0;
-  std::vector<float> storage;               // four blocks
+  size_t stride = 0;                        // samples from channel to channel in `storage`
+  AlignedFloats storage;                    // two inputs, two outputs
   std::array<float*, 2> input{}, output{};  // into `storage`
   std::atomic<uint64_t> nonFiniteCount{0};  // relaxed: stands alone
 };

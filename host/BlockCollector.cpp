@@ -45,10 +45,8 @@ void LiveCollector::Process(const float* const* inputs, float* const* outputs, s
 void LiveCollector::SetTransport(double tempo, bool isPlaying, double songPosition) {
   Transport& transport = processor.GetTransport();
   transport.tempo = tempo;
-  const double quartersPerSample =
-      isPlaying ? processor.Tempo() / (60.0 * static_cast<double>(processor.SampleRate())) : 0.0;
   transport.isPlaying = isPlaying;
-  transport.songPosition = songPosition - buffer.Fill() * quartersPerSample;
+  processor.SetSongPosition(songPosition, buffer.Fill());
 }
 
 void LiveCollector::Flush() {

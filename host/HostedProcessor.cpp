@@ -83,6 +83,12 @@ double HostedProcessor::Tempo() const {
   return std::isfinite(transport.tempo) && transport.tempo > 0.0 ? transport.tempo : lastTempo;
 }
 
+void HostedProcessor::SetSongPosition(double quarters, uint32_t samples) {
+  const double quartersPerSample =
+      transport.isPlaying ? Tempo() / (60.0 * static_cast<double>(sampleRate)) : 0.0;
+  transport.songPosition = quarters - samples * quartersPerSample;
+}
+
 void HostedProcessor::Panic() {
   if (panicIndex) processor->SetParamValue(*panicIndex, 1.0f);
 }
@@ -117,22 +123,23 @@ bool HostedProcessor::Set(uint32_t index, float normalized) {
 
 void HostedProcessor::Process(const float* const* inputs, uint32_t inputCount, float* const* outputs,
                               uint32_t outputCount, uint32_t sampleCount) {
-  Processor::ProcessData data{};
   // The record has no const; the processor only reads its inputs.
-  data.inputs = const_cast<float**>(inputs);
-  data.outputs = const_cast<float**>(outputs);
-  data.inputCount = inputCount;
-  data.outputCount = outputCount;
-  data.sampleCount = sampleCount;
-  data.modeWord = transport.isOffline ? 1 : 0;
+  record.inputs = const_cast<float**>(inputs);
+  record.outputs = const_cast<float**>(outputs);
+  record.inputCount = inputCount;
+  record.outputCount = outputCount;
+  record.sampleCount = sampleCount;
+  record.outputEventCount = 0;
+  record.outputEventData = nullptr;
+  record.modeWord = transport.isOffline ? 1 : 0;
   lastTempo = Tempo();
-  data.tempo = static_cast<float>(lastTempo);
-  data.isPlaying = transport.isPlaying ? 1 : 0;
+  record.tempo = static_cast<float>(lastTempo);
+  record.isPlaying = transport.isPlaying ? 1 : 0;
   if (!std::isfinite(transport.songPosition)) transport.songPosition = 0.0;
-  data.songPosition = static_cast<float>(transport.songPosition);
-  processor->Process(&data);
+  record.songPosition = static_cast<float>(transport.songPosition);
+  processor->Process(&record);
 
-  outputEvents = {data.outputEventData, data.outputEventData != nullptr ? data.outputEventCount : 0};
+  outputEvents = {record.outputEventData, record.outputEventData != nullptr ? record.outputEventCount : 0};
   processor->ClearEvents();  // the processor keeps its lists otherwise, and would repeat them
   if (transport.isPlaying) {
     transport.songPosition += sampleCount * lastTempo / (60.0 * static_cast<double>(sampleRate));

@@ -10,6 +10,7 @@
 #include "host/ProcessorSource.h"
 #include "host/Transport.h"
 #include "processor/interface/LogSink.h"
+#include "processor/interface/ProcessData.h"
 
 namespace Vantora::host {
 
@@ -75,6 +76,10 @@ class HostedProcessor {
   /// [process] Everything that sounds stops, at once: "Panic", where the processor has it. Parameters stay.
   void Panic();
 
+  /// [process] The song stands at `quarters` (quarter notes since its start) `samples` samples after the next
+  /// block's first one, with the transport's tempo and motion.
+  void SetSongPosition(double quarters, uint32_t samples);
+
   /// [process] Tempo and song position of the next block.
   Transport& GetTransport() { return transport; }
   const Transport& GetTransport() const { return transport; }
@@ -105,6 +110,7 @@ class HostedProcessor {
   float sampleRate = 0.0f;
   Processor::LogSink* sink = nullptr;  // the shell's; null: `messages`
   std::optional<uint32_t> panicIndex;
+  Processor::ProcessData record{};  // of a block; kept, because to clear it takes longer than to fill it
   Transport transport;
   double lastTempo = 120.0;  // the last usable one
   std::span<const Processor::HostEvent> outputEvents;

@@ -109,12 +109,13 @@ bool ClapPlugin::Activate(double rate) {
 }
 
 clap_process_status ClapPlugin::Process(const clap_process_t& process) {
-  if (!core.IsActive() || process.audio_outputs_count < 1) return CLAP_PROCESS_ERROR;
+  if (!core.IsActive() || process.audio_outputs_count < 1) [[unlikely]]
+    return CLAP_PROCESS_ERROR;
   core.SetOffline(isOffline);
   core.SetTime(TimeOf(process.transport));
-  if (process.in_events != nullptr) {
-    const uint32_t count = process.in_events->size(process.in_events);
-    for (uint32_t i = 0; i < count; ++i) TakeEvent(*process.in_events->get(process.in_events, i));
+  if (const clap_input_events_t* events = process.in_events; events != nullptr) [[likely]] {
+    if (const uint32_t count = events->size(events); count != 0) [[unlikely]]
+      TakeEvents(*events, count);
   }
   const auto channels = [](const clap_audio_buffer_t* buffer, uint32_t wanted) {
     return buffer != nullptr ? HostChannels(buffer->data32, buffer->channel_count, wanted)
@@ -124,8 +125,10 @@ clap_process_status ClapPlugin::Process(const clap_process_t& process) {
   const auto out = channels(process.audio_outputs, outputs);
   core.Process(in.data(), out.data(), process.frames_count);
   process.audio_outputs->constant_mask = 0;
-  if (!outgoing.IsEmpty() || core.LiveRevision() != toldRevision) SendEvents(process.out_events, true);
-  if (core.TakeTailChange() && hostTail != nullptr) hostTail->changed(host);
+  if (!outgoing.IsEmpty() || core.LiveRevision() != toldRevision) [[unlikely]]
+    SendEvents(process.out_events, true);
+  if (hostTail != nullptr && core.TakeTailChange()) [[unlikely]]
+    hostTail->changed(host);
   return CLAP_PROCESS_TAIL;
 }
 
@@ -146,6 +149,10 @@ void ClapPlugin::Flush(const clap_input_events_t* in, const clap_output_events_t
     }
   }
   SendEvents(out, false);
+}
+
+void ClapPlugin::TakeEvents(const clap_input_events_t& events, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) TakeEvent(*events.get(&events, i));
 }
 
 void ClapPlugin::TakeEvent(const clap_event_header_t& event) {

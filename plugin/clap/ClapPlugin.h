@@ -68,6 +68,7 @@ class ClapPlugin final : public HostLink {
   std::unique_ptr<WindowState> window;
 
  private:
+  [[gnu::noinline]] void TakeEvents(const clap_input_events_t& events, uint32_t count);
   void TakeEvent(const clap_event_header_t& event);
   void SendEvents(const clap_output_events_t* out, bool withReadOuts);
   void SendValue(const clap_output_events_t* out, uint32_t index, float position) const;
@@ -80,8 +81,8 @@ class ClapPlugin final : public HostLink {
   const ClapHostTail* hostTail = nullptr;
   ShellCore core;
   OutgoingEvents outgoing;
-  Positions told{};           // read-outs, as told to the host
-  uint64_t toldRevision = 0;  // of the core's read-outs then
+  uint64_t toldRevision = 0;  // of the core's read-outs ...
+  Positions told{};           // ... as told to the host
   bool isInHostCall = false;  // main thread: the host knows what it is doing
   uint32_t toldLatency = 0;
 };

@@ -11,7 +11,7 @@
 
 namespace Vantora::plugin {
 
-ShellCore::ShellCore() : parts(std::make_unique<Parts>()) {
+ShellCore::ShellCore() : parts(std::make_unique<Parts>()), stream(parts->stream) {
   // What the audio thread will look up is built here.
   HostParameters::Get();
   static_cast<void>(LatencyAt(48000.0));
@@ -33,14 +33,13 @@ void ShellCore::SetHostLink(HostLink* link) { parts->link = link; }
 // ---- Stream
 
 void ShellCore::Activate(double sampleRate, uint32_t inputs, uint32_t outputs) {
-  parts->stream.Start(parts->Source(), sampleRate, inputs, outputs);
+  stream.Start(parts->Source(), sampleRate, inputs, outputs);
   parts->sampleRate = sampleRate;
   parts->toldTail = parts->EffectStep();
   ++parts->ownRevision;
 }
 
-void ShellCore::Deactivate() { parts->stream.Stop(); }
-bool ShellCore::IsActive() const { return parts->stream.IsRunning(); }
+void ShellCore::Deactivate() { stream.Stop(); }
 
 uint32_t ShellCore::LatencyAt(double sampleRate) const {
   if (!std::isfinite(sampleRate) || !(sampleRate > 0.0)) return 0;
@@ -65,25 +64,13 @@ bool ShellCore::TakeTailChange() {
   return isEndless(std::exchange(parts->toldTail, effect)) != isEndless(effect);
 }
 
-void ShellCore::SetTime(const HostTime& time) { parts->stream.SetTime(time); }
-void ShellCore::SetOffline(bool isOffline) { parts->stream.SetOffline(isOffline); }
-void ShellCore::StepTo(uint32_t index, float normalized, uint32_t offset) {
-  parts->stream.StepTo(index, normalized, offset);
-}
-void ShellCore::RampTo(uint32_t index, float normalized, uint32_t fromOffset, uint32_t offset) {
-  parts->stream.RampTo(index, normalized, fromOffset, offset);
-}
-void ShellCore::Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
-  parts->stream.Process(inputs, outputs, frames);
-}
 void ShellCore::LoadFactoryPreset(size_t position) {
   if (position >= FactoryPresets().size() || parts->program.load(std::memory_order_relaxed) == position)
     return;
   parts->program.store(position, std::memory_order_relaxed);
-  parts->stream.StartSound(parts->factoryPositions[position]);
+  stream.StartSound(parts->factoryPositions[position]);
   parts->processProgram.store(position + 1, std::memory_order_release);
 }
-void ShellCore::Reset() { parts->stream.Reset(); }
 
 // ---- State
 

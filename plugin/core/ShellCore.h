@@ -9,18 +9,11 @@
 #include <vector>
 
 #include "plugin/core/HostLink.h"
+#include "plugin/core/HostTime.h"
+#include "plugin/core/Stream.h"
 #include "plugin/core/WindowModel.h"
 
 namespace Vantora::plugin {
-
-/// HostTime: what a host says of the song at the first sample of a process call. What it doesn't say stays
-/// empty, and what makes no sense (a tempo of 0, NaN) counts as not said: the tempo then stays as it was (120
-/// at first), the song position goes on by itself.
-struct HostTime {
-  std::optional<double> tempo;         ///< quarter notes per minute
-  std::optional<bool> isPlaying;       ///< without it: playing
-  std::optional<double> songPosition;  ///< quarter notes since the song's start
-};
 
 /// ShellCore: one instance of the effect as every format needs it, and knowing none: parameters, events,
 /// presets, state, tail, latency, tempo.
@@ -55,7 +48,7 @@ class ShellCore final : public WindowModel {
   void Activate(double sampleRate, uint32_t inputs = 2, uint32_t outputs = 2);
   /// [main thread] Ends the stream.
   void Deactivate();
-  bool IsActive() const;
+  bool IsActive() const { return stream.IsRunning(); }
 
   /// [any thread] Samples between input and output at `sampleRate`, before activation, too: one block, about
   /// 1 ms. 0 where the rate makes no sense.
@@ -65,24 +58,28 @@ class ShellCore final : public WindowModel {
   uint32_t TailAt(double sampleRate) const;
 
   /// [process] The song, for the call of `Process` that follows.
-  void SetTime(const HostTime& time);
+  void SetTime(const HostTime& time) { stream.SetTime(time); }
   /// [process] Rendering faster than real time; changes no bit.
-  void SetOffline(bool isOffline);
+  void SetOffline(bool isOffline) { stream.SetOffline(isOffline); }
   /// [process] The value steps to `normalized` at sample `offset` of the coming `Process`; heard from the
   /// block on that holds it. An offset behind the end waits for the call that holds it. At offset 0 of the
   /// first call after `Activate` or `Reset` it is the start and not a knob that moves: nothing glides there.
-  void StepTo(uint32_t index, float normalized, uint32_t offset);
+  void StepTo(uint32_t index, float normalized, uint32_t offset) { stream.StepTo(index, normalized, offset); }
   /// [process] The value goes there in a straight line from where it stands at `fromOffset` of the coming
   /// call (or at the last corner, if that is later), heard block by block.
-  void RampTo(uint32_t index, float normalized, uint32_t fromOffset, uint32_t offset);
+  void RampTo(uint32_t index, float normalized, uint32_t fromOffset, uint32_t offset) {
+    stream.RampTo(index, normalized, fromOffset, offset);
+  }
   /// [process] `frames` samples; any number, 0 too. Inputs and outputs may share memory; a null channel is
   /// silence in, and dropped out. As many channels as `Activate` was told.
-  void Process(const float* const* inputs, float* const* outputs, uint32_t frames);
+  void Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
+    stream.Process(inputs, outputs, frames);
+  }
   /// [process] The factory preset at this position of `Presets`, before the next block; nothing when it is
   /// the present sound already. For hosts that send a program with their buffers.
   void LoadFactoryPreset(size_t position);
   /// [process] Silence, as after activation; settings stay.
-  void Reset();
+  void Reset() { stream.Reset(); }
 
   /// [process] Whether the tail is another than when this was asked last.
   bool TakeTailChange();
@@ -103,7 +100,7 @@ class ShellCore final : public WindowModel {
   // ---- WindowModel
 
   uint64_t Revision() const override;
-  uint64_t LiveRevision() const override;
+  uint64_t LiveRevision() const override { return stream.LiveRevision(); }
   LiveView Live() const override;
   float Value(uint32_t index) const override;  ///< [any thread]
   void BeginGesture(uint32_t index) override;
@@ -141,6 +138,7 @@ class ShellCore final : public WindowModel {
  private:
   struct Parts;
   std::unique_ptr<Parts> parts;
+  Stream& stream;  // of the parts: what is asked in every call of a host is answered without a detour
 };
 
 }  // namespace Vantora::plugin

@@ -17,8 +17,7 @@ const host::Parameter& Named(const char* name) { return Table().At(name); }
 
 }  // namespace
 
-uint64_t ShellCore::Revision() const { return parts->ownRevision + parts->stream.ValueRevision(); }
-uint64_t ShellCore::LiveRevision() const { return parts->stream.LiveRevision(); }
+uint64_t ShellCore::Revision() const { return parts->ownRevision + stream.ValueRevision(); }
 
 LiveView ShellCore::Live() const {
   struct ReadOuts {
@@ -33,9 +32,8 @@ LiveView ShellCore::Live() const {
                                  Named("OutputPower")};
   const auto value = [this](const host::Parameter& p) { return p.ToValue(parts->values.Get(p.Index())); };
   LiveView view;
-  parts->stream.Store(view);
-  view.activeVoices =
-      parts->stream.IsRunning() ? static_cast<uint32_t>(std::lround(value(readOuts.voices))) : 0;
+  stream.Store(view);
+  view.activeVoices = stream.IsRunning() ? static_cast<uint32_t>(std::lround(value(readOuts.voices))) : 0;
   view.prismelion = parts->values.Get(readOuts.prismelion.Index());
   view.primary = parts->values.Get(readOuts.primary.Index());
   view.lfoPhase = value(readOuts.phase);
@@ -50,7 +48,7 @@ float ShellCore::Value(uint32_t index) const { return parts->values.Get(index); 
 void ShellCore::BeginGesture(uint32_t index) {
   if (parts->openGestures++ == 0) parts->beforeGesture = parts->Capture();
   if (parts->gestures[index]++ > 0) return;
-  parts->stream.Hold(index);
+  stream.Hold(index);
   if (parts->link != nullptr) parts->link->OnGestureBegin(index);
 }
 
@@ -72,7 +70,7 @@ void ShellCore::SetValue(uint32_t index, float normalized) {
 void ShellCore::EndGesture(uint32_t index) {
   if (parts->gestures[index] == 0) return;
   if (--parts->gestures[index] == 0) {
-    parts->stream.Release(index);
+    stream.Release(index);
     if (parts->link != nullptr) parts->link->OnGestureEnd(index);
   }
   if (--parts->openGestures > 0) return;
@@ -212,9 +210,9 @@ std::string ShellCore::SetSettingsText(std::string_view text) {
   }
 }
 
-void ShellCore::Panic() { parts->stream.Panic(); }
+void ShellCore::Panic() { stream.Panic(); }
 double ShellCore::SampleRate() const { return parts->sampleRate; }
-double ShellCore::Tempo() const { return parts->stream.Tempo(); }
+double ShellCore::Tempo() const { return stream.Tempo(); }
 std::string ShellCore::Message() const { return parts->message; }
 uint32_t ShellCore::Variation() const { return parts->variation; }
 double ShellCore::WindowScale() const { return parts->windowScale; }

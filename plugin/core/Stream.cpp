@@ -6,7 +6,6 @@
 #include <fstream>
 
 #include "host/ParameterTable.h"
-#include "plugin/core/ShellCore.h"
 
 namespace Vantora::plugin {
 namespace {
@@ -59,14 +58,13 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   auto fresh = std::make_unique<host::HostedProcessor>(source);
   values.DropWaiting();
   fresh->Init(static_cast<float>(sampleRate));
-  auto blocks = std::make_unique<host::LiveCollector>(*fresh, inputs, outputs);
-  blocks->SetListener(this);
-  blocks->SetMetering(false);  // `Report` takes them
+  buffer.Resize(inputs, fresh->BlockSize());
+  outputCount = outputs;
   picture.Configure(sampleRate, fresh->BlockSize());
   const char* trace = std::getenv("PRISMEL_TRACE");
   tracePath = trace != nullptr ? trace : "";
   silentFrames = 0;
-  isSilent = true;
+  isTracing = !tracePath.empty();
   timeline.Clear();
   streamPosition.store(0, std::memory_order_relaxed);
   for (auto& hand : hands) {
@@ -75,7 +73,6 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   panic.store(false, std::memory_order_relaxed);
   isAtStart = isFresh = true;
   startHasMoved = false;
-  collector = std::move(blocks);  // first: the one before refers to the processor before
   processor = std::move(fresh);
   isRunning.store(true, std::memory_order_release);
 }
@@ -89,27 +86,23 @@ void Stream::SetTime(const HostTime& time) {
   if (time.tempo && std::isfinite(*time.tempo) && *time.tempo > 0.0) {
     tempo.store(*time.tempo, std::memory_order_relaxed);
   }
-  const bool isPlaying = time.isPlaying.value_or(true);
-  if (time.songPosition && std::isfinite(*time.songPosition)) {
-    collector->SetTransport(Tempo(), isPlaying, *time.songPosition);
-  } else {
-    processor->GetTransport().tempo = Tempo();
-    processor->GetTransport().isPlaying = isPlaying;
-  }
+  host::Transport& transport = processor->GetTransport();
+  transport.tempo = Tempo();
+  transport.isPlaying = time.isPlaying.value_or(true);
+  if (time.songPosition && std::isfinite(*time.songPosition))
+    processor->SetSongPosition(*time.songPosition, buffer.Fill());
 }
-
-void Stream::SetOffline(bool isOffline) { processor->GetTransport().isOffline = isOffline; }
 
 void Stream::StepTo(uint32_t index, float position, uint32_t offset) {
   position = std::clamp(position, 0.0f, 1.0f);
-  if (IsInHand(index, collector->NextSample())) return;
+  if (IsInHand(index, NextSample())) return;
   if (isAtStart && offset == 0) {
     startHasMoved = startHasMoved || position != values.Get(index);
     values.Note(index, position);
     return;
   }
   if (offset == 0) values.Note(index, position);  // due now, even if no block follows for a while
-  timeline.StepTo(index, position, collector->NextSample() + offset);
+  timeline.StepTo(index, position, NextSample() + offset);
 }
 
 void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset) {
@@ -117,7 +110,7 @@ void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_
     StepTo(index, position, offset);
     return;
   }
-  const uint64_t next = collector->NextSample();
+  const uint64_t next = NextSample();
   if (IsInHand(index, next)) return;
   timeline.RampTo(index, std::clamp(position, 0.0f, 1.0f), next + fromOffset, next + offset,
                   values.Get(index));
@@ -125,16 +118,31 @@ void Stream::RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_
 
 void Stream::Process(const float* const* inputs, float* const* outputs, uint32_t frames) {
   if (frames == 0) return;
-  if (isAtStart) BeginFromStart();
-  if (isSilent && !tracePath.empty()) TraceSilence(inputs, frames);
-  collector->Process(inputs, outputs, frames);
+  if (isAtStart) [[unlikely]]
+    BeginFromStart();
+  if (isTracing) [[unlikely]]
+    TraceSilence(inputs, frames);
+  buffer.Exchange(inputs, outputs, outputCount, frames, [this] { RunBlock(); });
+}
+
+inline void Stream::RunBlock() {
+  const uint64_t position = Position();
+  const uint32_t count = buffer.BlockSize();
+  picture.Count();
+  // Nearly always none of them, and nothing more to be done.
+  if (values.IsWaiting() || panic.load(std::memory_order_relaxed) || !timeline.IsEmpty() || picture.IsDue())
+      [[unlikely]] {
+    Attend(*processor, position, count);
+  }
+  processor->Process(buffer.Input(), buffer.InputChannels(), buffer.Output(), outputCount, count);
+  streamPosition.store(position + count, std::memory_order_relaxed);
 }
 
 void Stream::TraceSilence(const float* const* inputs, uint32_t frames) {
   for (uint32_t i = 0; i < frames; ++i, ++silentFrames) {
-    for (uint32_t c = 0; c < collector->InputChannels(); ++c) {
+    for (uint32_t c = 0; c < buffer.InputChannels(); ++c) {
       if (inputs[c] == nullptr || inputs[c][i] == 0.0f) continue;
-      isSilent = false;
+      isTracing = false;
       return;
     }
   }
@@ -142,13 +150,14 @@ void Stream::TraceSilence(const float* const* inputs, uint32_t frames) {
 
 void Stream::WriteTrace() const {
   std::ofstream(tracePath, std::ios::app)
-      << silentFrames << (isSilent ? " silent\n" : " before the first sound\n");
+      << silentFrames << (isTracing ? " silent\n" : " before the first sound\n");
 }
 
 void Stream::Reset() {
   if (isFresh) return;
   processor->Set(Indices::Get().panic, 1.0f);
-  collector->Flush();
+  buffer.Restart();
+  buffer.ClearOutput();
   picture.Restart();
   isAtStart = true;
   startHasMoved = false;
@@ -205,14 +214,6 @@ void Stream::WriteSound(host::HostedProcessor& hosted, const Positions& sound) {
   }
   hosted.Set(at.presetLoading, 0.0f);
   Write(hosted, at.bypass, sound[at.bypass]);
-}
-
-void Stream::BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {
-  streamPosition.store(position, std::memory_order_relaxed);
-  picture.Count();
-  // Nearly always none of them, and nothing more to be done.
-  if (values.IsWaiting() || panic.load(std::memory_order_relaxed) || !timeline.IsEmpty() || picture.IsDue())
-    Attend(hosted, position, count);
 }
 
 void Stream::Attend(host::HostedProcessor& hosted, uint64_t position, uint32_t count) {

@@ -7,16 +7,15 @@
 #include <string>
 #include <vector>
 
-#include "host/BlockCollector.h"
+#include "host/BlockBuffer.h"
 #include "host/HostedProcessor.h"
 #include "host/ProcessorSource.h"
+#include "plugin/core/HostTime.h"
 #include "plugin/core/TapPicture.h"
 #include "plugin/core/Timeline.h"
 #include "plugin/core/Values.h"
 
 namespace Vantora::plugin {
-
-struct HostTime;
 
 /// Stream: the sounding half of a shell core: one processor from activation to deactivation, fed in whole
 /// blocks, with the changes of both threads brought to it on its own grid.
@@ -26,7 +25,7 @@ struct HostTime;
 ///
 /// Threads  `Start` and `Stop` on the main thread, never beside the rest; what is marked [process] on
 /// the audio thread.
-class Stream final : public host::BlockListener {
+class Stream final {
  public:
   explicit Stream(Values& values);
 
@@ -37,14 +36,13 @@ class Stream final : public host::BlockListener {
   /// call finds all memory in its place.
   void Stop();
   bool IsRunning() const { return isRunning.load(std::memory_order_acquire); }
-  uint32_t Latency() const { return collector != nullptr ? collector->Latency() : 0; }  ///< samples
 
-  void SetTime(const HostTime& time);                                                 ///< [process]
-  void SetOffline(bool isOffline);                                                    ///< [process]
-  void StepTo(uint32_t index, float position, uint32_t offset);                       ///< [process]
-  void RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset);  ///< [process]
-  void Process(const float* const* inputs, float* const* outputs, uint32_t frames);   ///< [process]
-  void Reset();                                                                       ///< [process]
+  void SetTime(const HostTime& time);                                                   ///< [process]
+  void SetOffline(bool isOffline) { processor->GetTransport().isOffline = isOffline; }  ///< [process]
+  void StepTo(uint32_t index, float position, uint32_t offset);                         ///< [process]
+  void RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset);    ///< [process]
+  void Process(const float* const* inputs, float* const* outputs, uint32_t frames);     ///< [process]
+  void Reset();                                                                         ///< [process]
 
   /// [process] Another sound from the next block on.
   void StartSound(const Positions& sound);
@@ -64,9 +62,6 @@ class Stream final : public host::BlockListener {
   /// picture going for another second.
   void Store(LiveView& view) const;
 
-  /// [process] See `BlockListener`.
-  void BeforeBlock(host::HostedProcessor& hosted, uint64_t position, uint32_t count) override;
-
  private:
   /// A choice as a number, worked out anew only when its position moves.
   struct CachedStep {
@@ -77,51 +72,60 @@ class Stream final : public host::BlockListener {
     uint32_t step = 0;
   };
 
+  /// Number of the next sample that will be taken.
+  uint64_t NextSample() const { return Position() + buffer.Fill(); }
+  /// Samples handed to the processor: where its next block begins.
+  uint64_t Position() const { return streamPosition.load(std::memory_order_relaxed); }
+  void RunBlock();
   void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
   void Write(host::HostedProcessor& hosted, uint32_t index, float position);
-  void BeginFromStart();
+  [[gnu::cold]] void BeginFromStart();
   [[gnu::noinline]] void Attend(host::HostedProcessor& hosted, uint64_t position, uint32_t count);
   void TakeChanges(host::HostedProcessor& hosted, uint64_t position, uint32_t count);
   void Report(const host::HostedProcessor& hosted, uint64_t position);
 
-  Values& values;
-  Timeline timeline;
-  TapPicture picture;
-  CachedStep effectStep, voiceStep;
-  std::vector<uint32_t> soundIndices;    // what a preset holds, in the order of its writing
-  std::vector<uint32_t> readOutIndices;  // what the effect writes
-  std::unique_ptr<host::HostedProcessor> processor;
-  std::unique_ptr<host::LiveCollector> collector;
-  std::atomic<bool> isRunning{false};
-
   // What a host feeds before a song's first sample, while the environment variable PRISMEL_TRACE names a file
   // to which `Stop` appends the number of samples: tests of hosts need it, because taps and LFOs move during
   // that silence.
-  void TraceSilence(const float* const* inputs, uint32_t frames);
+  [[gnu::cold]] void TraceSilence(const float* const* inputs, uint32_t frames);
   void WriteTrace() const;
-  std::string tracePath;      // empty: no trace
-  uint64_t silentFrames = 0;  // before the first sound
-  bool isSilent = true;       // nothing but zeros so far
-
-  // Audio thread's.
-  Positions written{};         // what the processor was told last
-  bool isAtStart = true;       // nothing processed since Start or Reset
-  bool isFresh = true;         // the processor hasn't been told any sound
-  bool startHasMoved = false;  // a value was given for that start
-  uint32_t stepsToWatch = 0;   // until the picture of the taps may rest
 
   static constexpr uint64_t kHeld = ~uint64_t{0};
   bool IsInHand(uint32_t index, uint64_t at) const {
     return hands[index].load(std::memory_order_relaxed) > at;
   }
-  std::array<std::atomic<uint64_t>, kParameterCount>
-      hands{};                              // held until this sample of the stream; 0: free
-  std::atomic<uint64_t> streamPosition{0};  // samples, of the last block
 
+  // Asked in every call of a host and in every block, and therefore side by side: what lies apart has to come
+  // from further away each time, because the effect's own memory drives it out of the nearest cache.
+  Values& values;
+  std::unique_ptr<host::HostedProcessor> processor;
+  std::atomic<bool> isRunning{false};
   std::atomic<bool> panic{false};
-  mutable std::atomic<bool> isWatched{false};  // somebody looks: set by `Store`, taken by the audio thread
-  std::atomic<uint64_t> valueRevision{0}, liveRevision{0};
+  bool isAtStart = true;   // nothing processed since Start or Reset
+  bool isTracing = false;  // and nothing but zeros came so far
+  uint32_t outputCount = 2;
   std::atomic<double> tempo{120.0};
+  std::atomic<uint64_t> liveRevision{0};
+  std::atomic<uint64_t> streamPosition{0};  // samples handed to the processor
+  host::BlockBuffer buffer;
+  TapPicture picture;
+  Timeline timeline;
+
+  // Audio thread's.
+  CachedStep effectStep, voiceStep;
+  Positions written{};         // what the processor was told last
+  bool isFresh = true;         // the processor hasn't been told any sound
+  bool startHasMoved = false;  // a value was given for that start
+  uint32_t stepsToWatch = 0;   // until the picture of the taps may rest
+
+  std::vector<uint32_t> soundIndices;    // what a preset holds, in the order of its writing
+  std::vector<uint32_t> readOutIndices;  // what the effect writes
+  std::array<std::atomic<uint64_t>, kParameterCount>
+      hands{};                                 // held until this sample of the stream; 0: free
+  mutable std::atomic<bool> isWatched{false};  // somebody looks: set by `Store`, taken by the audio thread
+  std::atomic<uint64_t> valueRevision{0};
+  std::string tracePath;      // empty: no trace
+  uint64_t silentFrames = 0;  // before the first sound
 };
 
 }  // namespace Vantora::plugin

@@ -58,15 +58,16 @@ class TapPicture {
   bool PublishTaps(uint32_t voices, float depthMs);
   bool PublishSpread(const Reading& reading);
 
+  static constexpr uint32_t kUnwatchedSteps =
+      3;  // in one: a host's own view shows read-outs 20 times a second
+  static constexpr uint32_t kDueNow = 1u << 30;
+  uint32_t blocksToStep = 1, blocksGone = kDueNow;  // first: asked in every block
+  uint32_t stepBlocks = 1;
   const host::Parameter& depth;                     // "Detune": "Prismelion" to ms
   const host::Parameter& rate;                      // "Rate": "Prismelion" to Hz
   std::array<const host::Parameter*, 6> primary{};  // the effects' first knobs
   dsp::SweepLfo sweep;
   std::array<dsp::StageSpread, 2> spreads;
-  static constexpr uint32_t kUnwatchedSteps =
-      3;  // in one: a host's own view shows read-outs 20 times a second
-  static constexpr uint32_t kDueNow = 1u << 30;
-  uint32_t stepBlocks = 1, blocksToStep = 1, blocksGone = kDueNow;
   double stepSeconds = 0.001;
   float sampleMs = 1.0f / 48.0f;  // the shortest delay
   float sweepPosition = -1.0f;    // "Prismelion" of the increments

@@ -68,11 +68,11 @@ class Timeline {
   void Append(uint32_t index, Corner corner);
   bool Advance(uint32_t index, uint64_t begin, uint64_t end, float& position);
 
+  uint32_t activeCount = 0;  // tracks with corners ahead; first: asked in every block
+  std::array<uint64_t, (kParameterCount + 63) / 64> active{};  // which
   std::vector<Corner> corners;
   uint32_t freeCorner = 0;
   std::array<Track, kParameterCount> tracks{};
-  std::array<uint64_t, (kParameterCount + 63) / 64> active{};  // tracks with corners ahead
-  uint32_t activeCount = 0;                                    // of them
 };
 
 }  // namespace Vantora::plugin

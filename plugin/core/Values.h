@@ -90,11 +90,11 @@ class Values {
   void Retire(Sound* sound);
   void FreeRetired();
 
+  std::atomic<bool> isWaiting{false};  // first: asked in every block
   std::array<std::atomic<float>, kParameterCount> shown{};
   std::array<std::atomic<uint64_t>, kParameterCount>
       waiting{};  // number of the sound before it, value's bits
   std::array<std::atomic<uint64_t>, kWords> dirty{};
-  std::atomic<bool> isWaiting{false};
   std::atomic<Sound*> waitingSound{nullptr};
   std::atomic<Sound*> retired{nullptr};  // the audio thread is done with them; freed by the writers
   uint32_t takenSound = 0;               // audio thread's

@@ -71,25 +71,28 @@ class Lv2Plugin final : public Lv2Instance {
   void Deactivate() { core.Deactivate(); }
 
   void Run(uint32_t frames) {
-    std::array<const float*, 2> in{};
-    std::array<float*, 2> out{};
-    for (uint32_t c = 0; c < variant.inputs; ++c) in[c] = static_cast<const float*>(ports[c]);
-    for (uint32_t c = 0; c < variant.outputs; ++c)
-      out[c] = static_cast<float*>(ports[numbers.firstOutput + c]);
-    if (!core.IsActive()) {
-      for (float* channel : out) {
-        if (channel != nullptr) std::fill_n(channel, frames, 0.0f);
+    const auto channel = [this](uint32_t port) { return static_cast<float*>(ports[port]); };
+    const uint32_t firstOut = numbers.firstOutput;
+    const std::array<const float*, 2> in{channel(0), variant.inputs > 1 ? channel(1) : nullptr};
+    const std::array<float*, 2> out{channel(firstOut), variant.outputs > 1 ? channel(firstOut + 1) : nullptr};
+    if (!core.IsActive()) [[unlikely]] {
+      for (float* silent : out) {
+        if (silent != nullptr) std::fill_n(silent, frames, 0.0f);
       }
       return;
     }
     if (const auto* wheel = static_cast<const float*>(ports[numbers.freeWheeling]))
       core.SetOffline(*wheel > 0.5f);
-    ReadEvents();
+    const auto* events = static_cast<const LV2_Atom_Sequence*>(ports[numbers.events]);
+    if (events != nullptr && events->atom.size > sizeof events->body) [[unlikely]]
+      ReadEvents(*events);
     core.SetTime(song);
     song.songPosition.reset();  // a position holds for its run; the song then goes on by itself
-    ReadPorts();
+    if (HasPortMoved() || isFirstRun) [[unlikely]]
+      ReadPorts();
     core.Process(in.data(), out.data(), frames);
-    WritePorts();
+    if (core.LiveRevision() != readOutRevision || areOutputsNew) [[unlikely]]
+      WritePorts();
   }
 
   LV2_State_Status Save(LV2_State_Store_Function store, LV2_State_Handle handle) {
@@ -115,10 +118,9 @@ class Lv2Plugin final : public Lv2Instance {
   uint32_t FirstParameterPort() const override { return numbers.firstParameter; }
 
  private:
-  void ReadEvents() {
-    const auto* sequence = static_cast<const LV2_Atom_Sequence*>(ports[numbers.events]);
-    if (sequence == nullptr || !hasMap) return;
-    LV2_ATOM_SEQUENCE_FOREACH(sequence, event) {
+  [[gnu::noinline]] void ReadEvents(const LV2_Atom_Sequence& sequence) {
+    if (!hasMap) return;
+    LV2_ATOM_SEQUENCE_FOREACH(&sequence, event) {
       if (event->body.type != urids.object && event->body.type != urids.blank) continue;
       const auto* object = reinterpret_cast<const LV2_Atom_Object*>(&event->body);
       if (object->body.otype == urids.position) ReadPosition(*object, event->time.frames == 0);
@@ -158,13 +160,14 @@ class Lv2Plugin final : public Lv2Instance {
       return static_cast<const float*>(ports[numbers.firstParameter + i]);
     };
     const float* const first = portAt(0);
-    if (areKnobsNew) {
+    if (areKnobsNew) [[unlikely]] {
       areKnobsNew = false;
       areKnobsInOneArray = true;
       for (size_t i = 1; i < seen.size(); ++i)
         areKnobsInOneArray = areKnobsInOneArray && portAt(i) == first + i;
     }
-    if (areKnobsInOneArray) return std::memcmp(first, seen.data(), seen.size() * sizeof(float)) != 0;
+    if (areKnobsInOneArray) [[likely]]
+      return std::memcmp(first, seen.data(), seen.size() * sizeof(float)) != 0;
     uint32_t moved = 0;  // nearly always none: no branch for each
     for (size_t i = 0; i < seen.size(); ++i) {
       moved |= BitCast<uint32_t>(*portAt(i)) ^ BitCast<uint32_t>(seen[i]);
@@ -172,9 +175,8 @@ class Lv2Plugin final : public Lv2Instance {
     return moved != 0;
   }
 
-  void ReadPorts() {
+  [[gnu::noinline]] void ReadPorts() {
     void* const* const knobs = ports.data() + numbers.firstParameter;
-    if (!HasPortMoved() && !isFirstRun) return;
     const HostParameters& list = HostParameters::Get();
     for (size_t i = 0; i < seen.size(); ++i) {
       const auto* port = static_cast<const float*>(knobs[i]);
@@ -190,10 +192,8 @@ class Lv2Plugin final : public Lv2Instance {
   }
 
   /// Ports keep what was written to them until there is news, or until they are connected elsewhere.
-  void WritePorts() {
-    const uint64_t revision = core.LiveRevision();
-    if (revision == readOutRevision && !areOutputsNew) return;
-    readOutRevision = revision;
+  [[gnu::noinline]] void WritePorts() {
+    readOutRevision = core.LiveRevision();
     areOutputsNew = false;
     const HostParameters& list = HostParameters::Get();
     for (size_t place = list.WritableCount(); place < list.Size(); ++place) {

@@ -161,13 +161,20 @@ v3_result Vst3Plugin::GetState(v3_bstream** stream) {
 }
 
 v3_result Vst3Plugin::Process(v3_process_data& data) {
-  if (!core.IsActive() || data.symbolic_sample_size != V3_SAMPLE_32) return V3_INVALID_ARG;
+  if (!core.IsActive() || data.symbolic_sample_size != V3_SAMPLE_32) [[unlikely]]
+    return V3_INVALID_ARG;
   if (resetWanted.load(std::memory_order_relaxed) && resetWanted.exchange(false, std::memory_order_acquire))
+      [[unlikely]] {
     core.Reset();
+  }
   core.SetOffline(isOffline || data.process_mode == V3_OFFLINE);
   core.SetTime(TimeOf(data.ctx));
-  if (data.input_params != nullptr) TakePoints(data.input_params);
-  if (data.nframes > 0 && data.num_output_buses > 0) {
+  if (data.input_params != nullptr) [[likely]] {
+    const int32_t count = v3_cpp_obj(data.input_params)->get_param_count(data.input_params);
+    if (count > 0) [[unlikely]]
+      TakePoints(data.input_params, count);
+  }
+  if (data.nframes > 0 && data.num_output_buses > 0) [[likely]] {
     const auto channels = [](const v3_audio_bus_buffers* bus, uint32_t wanted) {
       return bus != nullptr
                  ? HostChannels(bus->channel_buffers_32, static_cast<uint32_t>(bus->num_channels), wanted)
@@ -178,14 +185,13 @@ v3_result Vst3Plugin::Process(v3_process_data& data) {
     core.Process(in.data(), out.data(), static_cast<uint32_t>(data.nframes));
     data.outputs->channel_silence_bitset = 0;
   }
-  if (tellAll.load(std::memory_order_relaxed) || core.LiveRevision() != toldRevision) {
+  if (tellAll.load(std::memory_order_relaxed) || core.LiveRevision() != toldRevision) [[unlikely]] {
     if (data.output_params != nullptr) SendPoints(data.output_params);
   }
   return V3_OK;
 }
 
-void Vst3Plugin::TakePoints(v3_param_changes** changes) {
-  const int32_t count = v3_cpp_obj(changes)->get_param_count(changes);
+void Vst3Plugin::TakePoints(v3_param_changes** changes, int32_t count) {
   for (int32_t i = 0; i < count; ++i) {
     v3_param_value_queue** queue = v3_cpp_obj(changes)->get_param_data(changes, i);
     if (queue == nullptr) continue;

@@ -68,7 +68,7 @@ class Vst3Plugin final : public HostLink {
   void OnStateDirty() override {}
 
  private:
-  void TakePoints(v3_param_changes** changes);
+  [[gnu::noinline]] void TakePoints(v3_param_changes** changes, int32_t count);
   void SendPoints(v3_param_changes** changes);
 
   std::atomic<uint32_t> references{1};
@@ -76,8 +76,8 @@ class Vst3Plugin final : public HostLink {
   v3_component_handler** handler = nullptr;
   ShellCore core;
   std::atomic<bool> tellAll{false};  // the host doesn't know the values
-  Positions told{};                  // read-outs, as told
-  uint64_t toldRevision = 0;         // of the core's read-outs then
+  uint64_t toldRevision = 0;         // of the core's read-outs ...
+  Positions told{};                  // ... as told to the host
 };
 
 /// UTF-16 as VST3 wants it, at most 127 units.
