@@ -17,7 +17,7 @@ bool DynamicLibrary::Load(const char* path, bool openBundle) {
     return false;
   }
   // The loader would wait at a named pipe until somebody writes to it. A bare name isn't a path to it.
-  const bool isPath = std::string_view(path).find('/') != std::string_view::npos;
+  const bool isPath = path != nullptr && std::string_view(path).find('/') != std::string_view::npos;
   if (isPath && platform::KindOfFile(path) == platform::FileKind::Other) {
     error = std::string(path) + ": not a regular file";
     return false;

@@ -12,9 +12,9 @@ class DynamicLibrary {
   DynamicLibrary(const DynamicLibrary&) = delete;
   DynamicLibrary& operator=(const DynamicLibrary&) = delete;
 
-  /// Opens the library at `path`, or by its bare name where the system keeps
-  /// it; one that was open is closed first. False on failure, which Error()
-  /// explains. Bundles don't exist on this platform: `openBundle` fails.
+  /// Opens the library at `path`, by its bare name where the system keeps it, or the program itself for null;
+  /// one that was open is closed first. False on failure, which Error() explains. Bundles don't exist on this
+  /// platform: `openBundle` fails.
   bool Load(const char* path, bool openBundle);
 
   /// The address of a function; null, and Error() explains, where there is none or nothing is loaded.

@@ -61,9 +61,9 @@ bool Resources::FindFile(const std::string& name, std::string& path, bool warnIf
   };
   // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): `path` may be `name`
   const std::string sought = name;
-  path.clear();
 
   if (sought.starts_with('~') || sought.starts_with('/')) {
+    path.clear();
     if (platform::Exists(sought)) {
       path = sought;
       return true;

@@ -45,9 +45,10 @@ class Resources : public CSingleton<Resources> {
   /// trailing separator, one empty; built at first use.
   const std::vector<std::string>& SearchFolders();
 
-  /// Whether the file exists; `path` is then its full path, otherwise empty. A name that begins with '/' or
-  /// '~' is taken as it stands, the '~' too. Anything that `stat` finds counts, folders as well. Unless
-  /// `silent`, the log tells what was found, or not found: as a warning if `warnIfMissing`.
+  /// Whether the file exists; `path` is then its full path, otherwise as it was. A name that begins with '/'
+  /// or '~' is taken as it stands, the '~' too, and empties `path` when there is nothing. Anything that
+  /// `stat` finds counts, folders as well. Unless `silent`, the log tells what was found, or not found: as a
+  /// warning if `warnIfMissing`.
   bool FindFile(const std::string& name, std::string& path, bool warnIfMissing, bool silent);
 
   /// The five places of a shared library of the family, in the order in which they are tried.

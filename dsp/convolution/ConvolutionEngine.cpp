@@ -160,7 +160,10 @@ void ConvolutionEngine::DoReset(bool) {
       }
     }
   }
-  std::fill(feeds.begin(), feeds.end(), Feed{});
+  for (size_t i = 0; i < feeds.size(); ++i) {
+    EndFeed(i);
+    feeds[i] = Feed{};
+  }
   streamTime = 0;
   head.Reset();
 }
@@ -259,13 +262,21 @@ bool ConvolutionEngine::AreWorkersBusy() const noexcept {
   });
 }
 
+// The request learns what the feed wrote into it.
+void ConvolutionEngine::EndFeed(size_t index) noexcept {
+  const Line& line = lines[index];
+  FDLRequest& request = requests[line.latest];
+  if (feeds[index].room != 0 && request.GetState() == FDLRequest::Filling) {
+    request.SetFill(line.size - feeds[index].room);
+  }
+  feeds[index].room = 0;
+}
+
 void ConvolutionEngine::Deal(size_t index, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
                              uint32_t count) noexcept {
   Line& line = lines[index];
   Feed& feed = feeds[index];
-  // What the feed wrote past the request.
-  if (feed.room != 0) requests[line.latest].SetFill(line.size - feed.room);
-  feed.room = 0;
+  EndFeed(index);
   for (uint32_t position = 0; position < count;) {
     FDLRequest* request = FindRequest(line);
     if (request == nullptr) {

@@ -109,6 +109,7 @@ class ConvolutionEngine final : public Module {
   void StartWorkers();
   void BuildRequests();
   void WaitForWorkers() noexcept;
+  void EndFeed(size_t index) noexcept;
   void Deal(size_t index, const std::array<const float*, 2>& inputs, uint64_t outputChannels,
             uint32_t count) noexcept;
   FDLRequest* FindRequest(Line& line) noexcept;

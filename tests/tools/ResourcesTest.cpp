@@ -144,13 +144,14 @@ TEST(Resources, TellsWhatItTriedAtTheLevelAsked) {
   LogRecorder log;
   std::string path = "left over";
   EXPECT_FALSE(resources.FindFile("no-such-file", path, true, false));
-  EXPECT_EQ(path, "");
+  EXPECT_EQ(path, "left over");
   ASSERT_EQ(log.lines.size(), 1u);
   EXPECT_THAT(log.lines[0], StartsWith("warning [CONF] File not found on " + (tree / "no-such-file\n")));
   EXPECT_THAT(log.lines[0], HasSubstr("\nno-such-file\n"));
   EXPECT_THAT(log.lines[0], testing::Not(HasSubstr("nowhere")));
   EXPECT_FALSE(resources.FindFile("/no-such-file", path, false, false));
   EXPECT_EQ(log.lines.back(), "info [CONF] File not found: /no-such-file");
+  EXPECT_EQ(path, "");
   EXPECT_FALSE(resources.FindFile("~/x", path, true, false));
   EXPECT_EQ(log.lines.back(), "warning [CONF] File not found: ~/x");
   EXPECT_FALSE(resources.FindFile("no-such-file", path, true, true));

@@ -178,6 +178,8 @@ TEST(DynamicLibrary, ExplainsEveryFailure) {
   EXPECT_THAT(library.Error(), HasSubstr("sf_seek"));
   EXPECT_FALSE(library.Load("/no/such/library.so", false));
   EXPECT_FALSE(library.IsLoaded());
+  ASSERT_TRUE(library.Load(nullptr, false));  // the program itself
+  EXPECT_NE(library.GetFunction("malloc", false), nullptr);
 }
 
 }  // namespace

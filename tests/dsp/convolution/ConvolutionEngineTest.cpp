@@ -262,6 +262,23 @@ TEST(ConvolutionEngine, LinesOfTheAudioThreadRingOnAcrossAResetAndStayInTime) {
   EXPECT_LT(error, 1e-4);
 }
 
+TEST(ConvolutionEngine, TheResetThatFollowsAConfigureLeavesTheLinesAsTheyAre) {
+  constexpr size_t kDelay = 200, kCount = 220;  // not a whole partition, and in blocks that lie within it
+  Signal impulse(1152);
+  impulse[kDelay] = 1.0f;
+  ConvolutionEngine engine(impulse.data(), impulse.size(), impulse.data(), impulse.size(),
+                           {128, {{256, 4, kAudioThread}}});
+  engine.Configure(44, 48000.0f);
+  const auto block = [] { return size_t{44}; };
+  Signal input(kCount);
+  for (size_t i = 0; i < kCount; ++i) input[i] = static_cast<float>(i + 1);
+  RunBlocks(engine, {input, {}}, 1, block);
+  engine.DoReset(true);
+  const Stereo after = RunBlocks(engine, {Signal(880), {}}, 1, block);
+  // Until the end of that block's result, which stands where it stood; the time of later ones begins anew.
+  for (size_t i = 0; i < 128 + 256 - kDelay; ++i) ASSERT_NEAR(after[0][kDelay + i], input[i], 1e-3f) << i;
+}
+
 TEST(ConvolutionEngine, GoesOfflineInMidStreamWithoutLosingASample) {
   const Stereo impulse{Noise(2500, 50), Noise(2500, 51)}, input{Noise(4000, 52), Noise(4000, 53)};
   const auto engine = Make(kSmall, impulse, 32);
