@@ -106,7 +106,8 @@ bool MultiDist::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
   const bool isFresh = IsChanged();
-  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 2) + Value(kGainStagingIn), isFresh);
+  stagingIn = Value(kGainStagingIn);
+  drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 2) + stagingIn, isFresh);
   outputGain.SnapOrGlide(OutputGainTarget(), isFresh);
   return true;
 }
@@ -118,19 +119,31 @@ uint32_t MultiDist::DoProcess(ProcessContext& context) {
     return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 3) : nullptr,
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
+  wasLeftToBank = false;
   if (!RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && channelCount == 1) {
-      if (SharedBlock* block = bank->Add<SharedBlock>(RunSideBySide)) {
-        block->shaper = this;
-        block->ports = ports(0);
-        return 1;
-      }
+    if (bank != nullptr && !IsChanged() && channelCount == 1 && LeaveTo(*bank, ports(0))) {
+      wasLeftToBank = true;
+      return 1;
     }
     MultiDist* const self = this;
     RenderGains(&self, 1, count);
   }
   for (uint32_t c = 0; c < channelCount; ++c) ProcessChannel(channels[c], ports(c), count);
   return 1;
+}
+
+bool MultiDist::GlideOn(LaneBank& shared, const ProcessContext& context) {
+  if (!wasLeftToBank || context.sampleCount < 4 || IsChanged() || IsAnyDirty()) return false;
+  drive.SetTarget(Value(kDrive) + stagingIn);
+  return !drive.IsSettled() && LeaveTo(shared, {context.inputs[0], context.outputs[0], nullptr, nullptr});
+}
+
+bool MultiDist::LeaveTo(LaneBank& shared, const Ports& ports) {
+  SharedBlock* const block = shared.Add<SharedBlock>(RunSideBySide);
+  if (block == nullptr) return false;
+  block->shaper = this;
+  block->ports = ports;
+  return true;
 }
 
 void MultiDist::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {

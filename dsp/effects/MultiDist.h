@@ -58,6 +58,10 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   /// never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
+  /// As `Process` with the bank `shared` of a mono block without control ports, if the last block was one for
+  /// a bank and nothing but "Drive" has moved since, without any flag; else does nothing and returns false.
+  bool GlideOn(LaneBank& shared, const ProcessContext& context);
+
  private:
   struct Channel {
     float previous = 0.0f;  // input of the curve, one sample ago, in either form
@@ -83,6 +87,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   void ReadSwitches();
   float OutputGainTarget();
   bool RestsThrough(uint32_t count);
+  bool LeaveTo(LaneBank& shared, const Ports& ports);
   void AimCompensation(uint32_t count);
   void ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Shape(Channel& channel, float* data, uint32_t count);
@@ -90,6 +95,8 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   // Settings, written by the owner and by UpdateParams.
   std::vector<uint32_t> allowed;                    // algorithm by entry
   std::array<int32_t, kShapingCurveCount> entryOf;  // entry by algorithm, or -1
+  bool wasLeftToBank = false;                       // the last block
+  float stagingIn = 0.0f;                           // dB
   uint32_t algorithm = 0;
   uint32_t channelCount = 1;
   bool isCompensating = true;

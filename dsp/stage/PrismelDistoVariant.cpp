@@ -58,9 +58,10 @@ uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
     result = folder.ProcessAs<Wavefolder>(context);
     folder.SetBank(nullptr);
   } else {
+    MultiDist& shaper = Child<kShaper>();
+    if (bank != nullptr && shaper.GlideOn(*bank, context)) return 1;
     context.inputCount = MultiDist::kInputCount;
     context.outputCount = MultiDist::kOutputCount;
-    MultiDist& shaper = Child<kShaper>();
     shaper.SetBank(bank);
     result = shaper.ProcessAs<MultiDist>(context);
     shaper.SetBank(nullptr);
