@@ -197,6 +197,11 @@ HWY_INLINE LaneNumber<D> TimesSignOf(LaneNumber<D> sign, LaneNumber<D> x) {
   return {hn::Xor(hn::And(sign.v, hn::SignBit(D())), x.v)};
 }
 
+template <typename N>
+HWY_INLINE NumberPair<N> TimesSignOf(NumberPair<N> sign, NumberPair<N> x) {
+  return {TimesSignOf(sign.low, x.low), TimesSignOf(sign.high, x.high)};
+}
+
 // condition ? 0 : x.
 HWY_INLINE float ZeroOr(bool condition, float x) { return condition ? 0.0f : x; }
 template <typename D>
@@ -285,6 +290,7 @@ HWY_INLINE LaneNumber<D> EvenMantissaOf(LaneNumber<D> x) {
   HWY_INLINE NumberPair<N> Function(NumberPair<N> x) { \
     return {Function(x.low), Function(x.high)};        \
   }
+PRISMEL_PAIR_FUNCTION(Magnitude)
 PRISMEL_PAIR_FUNCTION(Whole)
 PRISMEL_PAIR_FUNCTION(Floor)
 PRISMEL_PAIR_FUNCTION(MantissaOf)

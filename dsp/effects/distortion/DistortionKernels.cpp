@@ -15,6 +15,7 @@
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
+#include "dsp/effects/distortion/CurveLanes-inl.h"
 #include "dsp/effects/distortion/DrivenFold-inl.h"
 #include "dsp/effects/distortion/ExpLog-inl.h"
 
@@ -27,7 +28,9 @@ namespace {
 template <std::size_t kAlgorithm>
 void Shape(float* HWY_RESTRICT data, uint32_t count) {
   using Curve = std::tuple_element_t<kAlgorithm, ShapingCurves>;
-  for (uint32_t i = 0; i < count; ++i) data[i] = Curve::template Curve<curves::Lane>(curves::Lane{data[i]}).x;
+  uint32_t i = 0;
+  if constexpr (kHasCurveLanes<Curve>) i = ShapeVectors<Curve>(data, count);
+  for (; i < count; ++i) data[i] = Curve::template Curve<curves::Lane>(curves::Lane{data[i]}).x;
 }
 
 struct SineFold {

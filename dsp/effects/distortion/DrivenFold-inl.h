@@ -146,7 +146,6 @@ HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldNumber& largest) {
 HWY_INLINE FoldTwins SineFoldOf(FoldTwins x, FoldTwins& largest) {
   return {SineFoldOf(x.low, largest.low), SineFoldOf(x.high, largest.high)};
 }
-HWY_INLINE FoldTwins Magnitude(FoldTwins x) { return {Magnitude(x.low), Magnitude(x.high)}; }
 
 // Up to there, squared, the r of the gain's exponential, times 1/2, leaves a mantissa between the roots of
 // 1/2 and of 2, the one that the logarithm would find; and that of the root's, times 2, is as far from the

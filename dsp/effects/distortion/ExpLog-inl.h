@@ -13,25 +13,50 @@
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {
 
-// ExpFloat4, of an argument within +-88.
+// SplitExp, of an argument within +-88.4: its n, from which the scale follows as PowerOfTwo, and its rest.
 template <typename T>
-HWY_INLINE T ExpWithin(T x) {
+HWY_INLINE T ExpWhole(T x) {
+  return Floor(x * Number<T>(BitCast<float>(0x3FB8AA3Bu)) + Number<T>(0.5f));
+}
+template <typename T>
+HWY_INLINE T ExpRest(T x, T n) {
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
-  const T n = Floor(x * c(BitCast<float>(0x3FB8AA3Bu)) + c(0.5f));
   const T r = x - n * c(BitCast<float>(0x3F317218u));
   T y = r * c(0.000198756912f) + c(0.00139819994f);
   y = y * r + c(0.00833345205f);
   y = y * r + c(0.0416657962f);
   y = y * r + c(0.166666657f);
   y = y * r + c(0.5f);
-  return (y * (r * r) + r + c(1.0f)) * PowerOfTwo(n);
+  return y * (r * r) + r;
+}
+
+// ExpFloat4, of such an argument.
+template <typename T>
+HWY_INLINE T ExpWithin(T x) {
+  const T n = ExpWhole(x);
+  return (ExpRest(x, n) + Number<T>(1.0f)) * PowerOfTwo(n);
+}
+
+// Where exponentials hold their argument; what isn't a number is held on top.
+template <typename T>
+HWY_INLINE T HeldForExp(T x) {
+  const T limit = Number<T>(BitCast<float>(0x42B0C0A5u));
+  return Greater(Lesser(x, limit), -limit);
 }
 
 // ExpFloat4.
 template <typename T>
 HWY_INLINE T ExpOf(T x) {
-  const T limit = Number<T>(BitCast<float>(0x42B0C0A5u));
-  return ExpWithin(Greater(Lesser(x, limit), -limit));
+  return ExpWithin(HeldForExp(x));
+}
+
+// Expm1Float4.
+template <typename T>
+HWY_INLINE T Expm1Of(T x) {
+  x = HeldForExp(x);
+  const T n = ExpWhole(x);
+  const T scale = PowerOfTwo(n);
+  return ExpRest(x, n) * scale + (scale - Number<T>(1.0f));
 }
 
 // LogFloat4, of a positive, normal number.
