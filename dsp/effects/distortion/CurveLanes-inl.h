@@ -105,7 +105,8 @@ struct TubePieces {
     HWY_ALIGN float table[4];
     for (int p = 0; p < 4; ++p) table[p] = static_cast<float>(numbers[p]);
     const hn::Repartition<uint8_t, ManyLanes> db;
-    const CurveNumber found = {hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(db, hn::Load(d, table)), bytes))};
+    const CurveNumber found = {
+        hn::BitCast(d, hn::TableLookupBytes(hn::BitCast(db, hn::Load(d, table)), bytes))};
     return Select(isLast, CurveConstant<CurveNumber>(numbers[4]), found);
   }
 #endif
@@ -117,8 +118,9 @@ HWY_INLINE CurveNumber CurveOf(curves::ColdTube, CurveNumber x) {
   const auto c = [](double number) HWY_ATTR { return CurveConstant<T>(number); };
   const TubePieces pieces(x);
   const T held = HeldBelow(HeldAbove(x, -1.0), 1.0);
-  const T bend = Expm1Of(pieces.Of(Curve::kRate) * held + pieces.Of(Curve::kShift)) * pieces.Of(Curve::kScale) +
-                 pieces.Of(Curve::kLevel);
+  const T bend =
+      Expm1Of(pieces.Of(Curve::kRate) * held + pieces.Of(Curve::kShift)) * pieces.Of(Curve::kScale) +
+      pieces.Of(Curve::kLevel);
   // The straight piece lies between 0 and kLineEnd.
   const T line = Select(x < c(Curve::kLineEnd), c(Curve::kLineSlope) * x, bend);
   const T y = Select(x < c(0.0), bend, line);
@@ -129,9 +131,9 @@ HWY_INLINE NumberPair<CurveNumber> CurveOf(curves::ColdTube curve, NumberPair<Cu
 }
 
 template <typename Curve>
-inline constexpr bool kHasCurveLanes = std::is_same_v<Curve, curves::OneSidedLimit> ||
-                                       std::is_same_v<Curve, curves::SineFold> ||
-                                       std::is_same_v<Curve, curves::ColdTube>;
+inline constexpr bool kHasCurveLanes =
+    std::is_same_v<Curve, curves::OneSidedLimit> || std::is_same_v<Curve, curves::SineFold> ||
+    std::is_same_v<Curve, curves::ColdTube>;
 
 // As far as whole vectors go; how far that is.
 template <typename Curve>
