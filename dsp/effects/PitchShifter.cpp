@@ -113,10 +113,13 @@ bool PitchShifter::IsStereo(const ProcessContext& context) const {
 }
 
 bool PitchShifter::StandsStill(const ProcessContext& context) const {
-  return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() &&
-         context.LiveControl(kPreDelayPort) == nullptr && context.LiveControl(kPitchShiftPort) == nullptr &&
-         context.LiveControl(kSprayPort) == nullptr && !IsStereo(context) && context.Input(0) != nullptr &&
-         context.Output(0) != nullptr;
+  return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() && !IsModulated(context) &&
+         !IsStereo(context) && context.Input(0) != nullptr && context.Output(0) != nullptr;
+}
+
+bool PitchShifter::IsModulated(const ProcessContext& context) {
+  return context.LiveControl(kPreDelayPort) != nullptr || context.LiveControl(kPitchShiftPort) != nullptr ||
+         context.LiveControl(kSprayPort) != nullptr;
 }
 
 void PitchShifter::SnapInterval(float semitonesNow) {
@@ -153,7 +156,7 @@ uint32_t PitchShifter::DoProcess(ProcessContext& context) {
              .semitones = semitones[0],
              .spraySize = spraySize,
              .preDelayed = static_cast<uint32_t>(std::max(preDelays[0], 0.0f))};
-    stillCount = count;
+    stillCount = IsModulated(context) ? 0 : count;  // a port that goes dead moves what no knob has moved
     RunSettled(context);
     return 1;
   }

@@ -57,6 +57,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
 
   bool IsStereo(const ProcessContext& context) const;
   bool StandsStill(const ProcessContext& context) const;
+  static bool IsModulated(const ProcessContext& context);
   bool RunsSettled(const ProcessContext& context) const;
   void RenderPitch(uint32_t count);
   void RunSettled(ProcessContext& context);

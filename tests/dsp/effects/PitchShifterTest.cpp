@@ -200,16 +200,20 @@ TEST(PitchShifter, BlocksInWhichNothingMovesAreThoseOfAShifterThatLooksAgain) {
   P still("", 5);
   P looking("", 5);
   std::vector<Samples> results;
+  constexpr uint32_t kRounds = 3500;
   for (P* shifter : {&still, &looking}) {
     ModuleRig rig(*shifter, 5, 2);
     Samples& y = results.emplace_back();
-    const Samples x = Noise(48 * 600, 4);
-    for (uint32_t round = 0; round < 600; ++round) {
+    const Samples x = Noise(48 * kRounds, 4);
+    for (uint32_t round = 0; round < kRounds; ++round) {
       if (round == 0) shifter->SetParamInternal(P::kPitchShift, 7.0f);
       if (round == 60) shifter->SetParamInternal(P::kSpray, 30.0f);
       if (round == 200) shifter->SetParamInternal(P::kPreDelay, 5.0f);
       if (round == 330) shifter->ResetState(false);
       if (round == 400) shifter->SetParamInternal(P::kPitchShift, -12.0f);
+      // A control port lives until all has settled, and goes dead while no knob moves.
+      if (round == 440) rig.MakeLive(2, 0.25f);
+      if (round == 2843) rig.inputs[2][-1] = 0.0f;
       if (shifter == &looking) {  // a knob that moves and comes back
         const float length = shifter->Param(P::kSpray).GetValue();
         shifter->SetParamInternal(P::kSpray, length + 1.0f);
