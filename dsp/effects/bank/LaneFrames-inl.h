@@ -76,18 +76,30 @@ HWY_INLINE void TransposeBlocks(D d, hn::Vec<D> a, hn::Vec<D> b, hn::Vec<D> c, h
   store(3, hn::InterleaveUpper(d, highAC, highBE));
 }
 
+// Four samples from `sample` on of what follows.
+template <uint32_t kLanes>
+HWY_INLINE void QuadToFrames(const float* const* rows, uint32_t sample, float* HWY_RESTRICT frames) {
+  const FrameTag<kLanes> d;
+  TransposeBlocks(d, LoadBlocks<kLanes>(rows, 0, sample), LoadBlocks<kLanes>(rows, 1, sample),
+                  LoadBlocks<kLanes>(rows, 2, sample), LoadBlocks<kLanes>(rows, 3, sample),
+                  [&](uint32_t k, auto frame)
+                      HWY_ATTR { hn::StoreU(frame, d, frames + (sample + k) * kLanes); });
+}
+template <uint32_t kLanes>
+HWY_INLINE void QuadToRows(const float* HWY_RESTRICT frames, uint32_t sample, float* const* rows) {
+  const FrameTag<kLanes> d;
+  const float* frame = frames + sample * kLanes;
+  TransposeBlocks(d, hn::LoadU(d, frame), hn::LoadU(d, frame + kLanes), hn::LoadU(d, frame + 2 * kLanes),
+                  hn::LoadU(d, frame + 3 * kLanes),
+                  [&](uint32_t k, auto row) HWY_ATTR { StoreBlocks<kLanes>(row, rows, k, sample); });
+}
+
 // frames[sample][lane] from rows[lane][sample]. Whole frames are stored, as a load of one that was stored in
 // parts would wait for them.
 template <uint32_t kLanes>
 HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RESTRICT frames) {
-  const FrameTag<kLanes> d;
   const uint32_t quads = WholeQuads(count);
-  for (uint32_t i = 0; i < quads; i += 4) {
-    TransposeBlocks(d, LoadBlocks<kLanes>(rows, 0, i), LoadBlocks<kLanes>(rows, 1, i),
-                    LoadBlocks<kLanes>(rows, 2, i), LoadBlocks<kLanes>(rows, 3, i),
-                    [&](uint32_t k, auto frame)
-                        HWY_ATTR { hn::StoreU(frame, d, frames + (i + k) * kLanes); });
-  }
+  for (uint32_t i = 0; i < quads; i += 4) QuadToFrames<kLanes>(rows, i, frames);
   for (uint32_t i = quads; i < count; ++i) {
     for (uint32_t lane = 0; lane < kLanes; ++lane) frames[i * kLanes + lane] = rows[lane][i];
   }
@@ -96,14 +108,8 @@ HWY_INLINE void ToFrames(const float* const* rows, uint32_t count, float* HWY_RE
 // rows[lane][sample] from frames[sample][lane].
 template <uint32_t kLanes>
 HWY_INLINE void ToRows(const float* HWY_RESTRICT frames, uint32_t count, float* const* rows) {
-  const FrameTag<kLanes> d;
   const uint32_t quads = WholeQuads(count);
-  for (uint32_t i = 0; i < quads; i += 4) {
-    const float* frame = frames + i * kLanes;
-    TransposeBlocks(d, hn::LoadU(d, frame), hn::LoadU(d, frame + kLanes), hn::LoadU(d, frame + 2 * kLanes),
-                    hn::LoadU(d, frame + 3 * kLanes),
-                    [&](uint32_t k, auto row) HWY_ATTR { StoreBlocks<kLanes>(row, rows, k, i); });
-  }
+  for (uint32_t i = 0; i < quads; i += 4) QuadToRows<kLanes>(frames, i, rows);
   for (uint32_t i = quads; i < count; ++i) {
     for (uint32_t lane = 0; lane < kLanes; ++lane) rows[lane][i] = frames[i * kLanes + lane];
   }

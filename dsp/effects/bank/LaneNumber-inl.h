@@ -422,15 +422,60 @@ HWY_INLINE void Distribute(T x, uint32_t clones, Write write) {
   }
 }
 
-// Runs `tick`, a function from the input's number to the output's, over `count` samples of `clones` streams:
-// one clone sample by sample, several in frames of which each holds a sample of every clone.
-template <typename T, typename In, typename Out, typename Tick>
-HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick tick) {
+// The first `kCount` floats of each clone's record as numbers, and back: four by four, where `Collect` and
+// `Distribute` take one by one. Lanes without a clone hold 0 and are dropped.
+template <uint32_t kCount, typename T, typename Row>
+HWY_INLINE void CollectRows(uint32_t clones, Row row, T (&numbers)[kCount]) {
+  static_assert(kCount >= 4);
+  if constexpr (std::is_same_v<T, float>) {
+    (void)clones;
+    std::copy_n(row(0), kCount, numbers);
+  } else {
+    constexpr uint32_t kLanes = LanesOf<T>::kCount;
+    constexpr uint32_t kVector = LanesOf<T>::kVector;
+    HWY_ALIGN float frames[kCount * kLanes];
+    HWY_ALIGN const float spare[kCount] = {};
+    const float* rows[kLanes];
+    for (uint32_t lane = 0; lane < kLanes; ++lane) rows[lane] = lane < clones ? row(lane) : spare;
+    for (uint32_t lane = 0; lane < kLanes; lane += kVector) {
+      for (uint32_t i = 0; i < kCount; i += 4)
+        QuadToFrames<kVector>(rows + lane, std::min(i, kCount - 4), frames + lane * kCount);
+    }
+    for (uint32_t i = 0; i < kCount; ++i) numbers[i] = LoadLanes<T>(frames + i * kVector, kCount * kVector);
+  }
+}
+template <uint32_t kCount, typename T, typename Row>
+HWY_INLINE void DistributeRows(const T (&numbers)[kCount], uint32_t clones, Row row) {
+  static_assert(kCount >= 4);
+  if constexpr (std::is_same_v<T, float>) {
+    (void)clones;
+    std::copy_n(numbers, kCount, row(0));
+  } else {
+    constexpr uint32_t kLanes = LanesOf<T>::kCount;
+    constexpr uint32_t kVector = LanesOf<T>::kVector;
+    HWY_ALIGN float frames[kCount * kLanes];
+    HWY_ALIGN float spare[kCount];
+    float* rows[kLanes];
+    for (uint32_t lane = 0; lane < kLanes; ++lane) rows[lane] = lane < clones ? row(lane) : spare;
+    for (uint32_t i = 0; i < kCount; ++i) StoreLanes(numbers[i], frames + i * kVector, kCount * kVector);
+    for (uint32_t lane = 0; lane < kLanes; lane += kVector) {
+      for (uint32_t i = 0; i < kCount; i += 4)
+        QuadToRows<kVector>(frames + lane * kCount, std::min(i, kCount - 4), rows + lane);
+    }
+  }
+}
+
+// Calls `chunk` with pieces of `count` samples of `clones` streams: how many samples, then two functions that
+// read the input's number at one of them and write the output's, which may take its place. One clone lies
+// sample by sample, several in frames of which each holds a sample of every clone.
+template <typename T, typename In, typename Out, typename Chunk>
+HWY_INLINE void RunChunks(uint32_t clones, uint32_t count, In in, Out out, Chunk chunk) {
   if constexpr (std::is_same_v<T, float>) {
     (void)clones;
     const float* from = in(0);
     float* to = out(0);
-    for (uint32_t i = 0; i < count; ++i) to[i] = tick(from[i]);
+    chunk(
+        count, [&](uint32_t i) { return from[i]; }, [&](uint32_t i, float y) { to[i] = y; });
   } else {
     constexpr uint32_t kLanes = LanesOf<T>::kCount;
     constexpr uint32_t kVector = LanesOf<T>::kVector;
@@ -440,21 +485,28 @@ HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick
     const float* from[kLanes];
     float* to[kLanes];
     for (uint32_t start = 0; start < count; start += kFrames) {
-      const uint32_t chunk = count - start < kFrames ? count - start : kFrames;
+      const uint32_t length = count - start < kFrames ? count - start : kFrames;
       for (uint32_t lane = 0; lane < kLanes; ++lane) {
         from[lane] = lane < clones ? in(lane) + start : spare;
         to[lane] = lane < clones ? out(lane) + start : spare;
       }
       for (uint32_t lane = 0; lane < kLanes; lane += kVector)
-        ToFrames<kVector>(from + lane, chunk, frames + lane * kFrames);
-      for (uint32_t i = 0; i < chunk; ++i) {
-        float* frame = frames + i * kVector;
-        StoreLanes(tick(LoadLanes<T>(frame, kStride)), frame, kStride);
-      }
+        ToFrames<kVector>(from + lane, length, frames + lane * kFrames);
+      chunk(
+          length, [&](uint32_t i) HWY_ATTR { return LoadLanes<T>(frames + i * kVector, kStride); },
+          [&](uint32_t i, T y) HWY_ATTR { StoreLanes(y, frames + i * kVector, kStride); });
       for (uint32_t lane = 0; lane < kLanes; lane += kVector)
-        ToRows<kVector>(frames + lane * kFrames, chunk, to + lane);
+        ToRows<kVector>(frames + lane * kFrames, length, to + lane);
     }
   }
+}
+
+// Runs `tick`, a function from the input's number to the output's, over `count` samples of `clones` streams.
+template <typename T, typename In, typename Out, typename Tick>
+HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick tick) {
+  RunChunks<T>(clones, count, in, out, [&](uint32_t length, auto read, auto write) HWY_ATTR {
+    for (uint32_t i = 0; i < length; ++i) write(i, tick(read(i)));
+  });
 }
 
 // Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how

@@ -1,6 +1,7 @@
 #include "dsp/effects/crusher/CrusherKernels.h"
 
 #include <algorithm>
+#include <cstddef>
 
 #include "basictools/math/WholeQuads.h"
 
@@ -29,7 +30,8 @@ struct HoldSettings {
 template <typename T>
 struct HoldState {
   T dc, phase, held, slope;
-  SectionState<T> antiAlias[2];
+  SectionState<T> first, second;  // of the anti-aliasing filter
+  T nextPhase;                    // as if no sample were taken
 };
 
 // Holds within -1..1; what isn't a number becomes 1, so that nothing but numbers reaches the quantiser.
@@ -44,14 +46,12 @@ HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   T y = s + m.dc;
   m.dc = -(c.dcPole * y + s);
   if constexpr (kFiltered) {
-    y = SectionStep(c.antiAlias, m.antiAlias[0], y).lowPass;
-    y = SectionStep(c.antiAlias, m.antiAlias[1], y).lowPass;
+    y = SectionStep(c.antiAlias, m.first, y).lowPass;
+    y = SectionStep(c.antiAlias, m.second, y).lowPass;
   }
-  m.phase = m.phase + Number<T>(1.0f);
-  const auto taken = m.phase > c.period;
-  m.phase = m.phase - OrZero(taken, c.period);
-  // More than one period behind: only after it has become much shorter.
-  while (HWY_UNLIKELY(Any(m.phase > c.period))) m.phase = m.phase - OrZero(m.phase > c.period, c.period);
+  const auto taken = m.nextPhase > c.period;
+  m.phase = m.nextPhase - OrZero(taken, c.period);
+  m.nextPhase = m.phase + Number<T>(1.0f);
   if constexpr (kGlide) {
     m.slope = Select(taken, (y - m.held) * c.inversePeriod, m.slope);
     m.held = m.held + m.slope;
@@ -62,54 +62,37 @@ HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   return m.held;
 }
 
+// Settings begin with a row of eight floats, a channel is a row of ten.
+static_assert(offsetof(CrusherSettings, dcGain) == 0 && offsetof(CrusherSettings, dcPole) == sizeof(float) &&
+              offsetof(CrusherSettings, antiAlias) == 2 * sizeof(float));
+static_assert(offsetof(CrusherChannel, antiAlias) == sizeof(float) &&
+              offsetof(CrusherChannel, phase) == 5 * sizeof(float) &&
+              offsetof(CrusherChannel, inversePeriod) == 9 * sizeof(float));
+
 template <bool kFiltered, bool kGlide, typename T>
 void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
-  using Settings = CrusherSettings;
-  using Channel = CrusherChannel;
-  using C = StateVariableCoefficients;
-  const auto setting = [&](float Settings::*number) HWY_ATTR {
-    return Collect<T>(clones, [&](uint32_t b) { return blocks[b].settings->*number; });
-  };
-  const auto tuned = [&](float C::*number) HWY_ATTR {
-    return Collect<T>(clones, [&](uint32_t b) { return blocks[b].settings->antiAlias.*number; });
-  };
-  const auto field = [&](float Channel::*number) HWY_ATTR {
-    // Lanes without a clone must not hold a period of 0, or their phase would never fall below it.
-    return Collect<T>(
-        clones, [&](uint32_t b) { return blocks[b].channel->*number; }, 1.0f);
-  };
   const T zero = Number<T>(0.0f);
-  const HoldSettings<T> c{setting(&Settings::dcGain),
-                          setting(&Settings::dcPole),
-                          field(&Channel::period),
-                          field(&Channel::inversePeriod),
-                          {tuned(&C::g1), tuned(&C::g2), tuned(&C::g3), zero, zero, zero}};
-  HoldState<T> m;
-  m.dc = field(&Channel::dc);
-  m.phase = field(&Channel::phase);
-  m.held = field(&Channel::held);
-  m.slope = field(&Channel::slope);
-  for (uint32_t s = 0; s < 2; ++s) {
-    m.antiAlias[s].s1 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].channel->antiAlias[s].s1; });
-    m.antiAlias[s].s2 = Collect<T>(clones, [&](uint32_t b) { return blocks[b].channel->antiAlias[s].s2; });
-  }
+  const T one = Number<T>(1.0f);
+  T s[8];
+  CollectRows(
+      clones, [&](uint32_t b) { return &blocks[b].settings->dcGain; }, s);
+  T n[10];
+  CollectRows(
+      clones, [&](uint32_t b) { return &blocks[b].channel->dc; }, n);
+  // Lanes without a clone must not hold a period of 0, or their phase would never fall below it.
+  const T period = Greater(one, n[8]);
+  const HoldSettings<T> c{s[0], s[1], period, n[9], {s[2], s[3], s[4], zero, zero, zero}};
+  HoldState<T> m{n[0], n[5], n[6], n[7], {n[1], n[2]}, {n[3], n[4]}, n[5] + one};
+  // More than one period behind: only after it has become much shorter.
+  while (HWY_UNLIKELY(Any(m.nextPhase - period > period)))
+    m.nextPhase = m.nextPhase - OrZero(m.nextPhase - period > period, period);
+
   const auto stream = [&](uint32_t b) { return blocks[b].out; };
   RunStreams<T>(clones, count, stream, stream,
                 [&](T x) HWY_ATTR { return HoldTick<kFiltered, kGlide>(c, m, x); });
 
-  const auto keep = [&](T x, float Channel::*number) HWY_ATTR {
-    Distribute(x, clones, [&](uint32_t b, float y) { blocks[b].channel->*number = y; });
-  };
-  keep(m.dc, &Channel::dc);
-  keep(m.phase, &Channel::phase);
-  keep(m.held, &Channel::held);
-  keep(m.slope, &Channel::slope);
-  for (uint32_t s = 0; s < 2; ++s) {
-    Distribute(m.antiAlias[s].s1, clones,
-               [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s1 = y; });
-    Distribute(m.antiAlias[s].s2, clones,
-               [&](uint32_t b, float y) { blocks[b].channel->antiAlias[s].s2 = y; });
-  }
+  const T kept[8] = {m.dc, m.first.s1, m.first.s2, m.second.s1, m.second.s2, m.phase, m.held, m.slope};
+  DistributeRows(kept, clones, [&](uint32_t b) { return &blocks[b].channel->dc; });
 }
 
 // From what is held to the output: no sample looks at another, so that samples are the lanes -----
@@ -123,23 +106,18 @@ HWY_INLINE T FastLog2Of(T x) {
   return y - Number<T>(1.72588f) / (mantissa + Number<T>(0.35208872f));
 }
 
-// CubicPow2 of CompandingPower.h.
+// CubicPow2 of CompandingPower.h, of a number that isn't negative.
 template <typename T>
 HWY_INLINE T CubicPow2Of(T e) {
-  const T truncated = Whole(e);
-  const T whole = Select(truncated > e, truncated - Number<T>(1.0f), truncated);
-  const T r = e - whole;
+  const T r = e - Whole(e);
   const T cubic = Number<T>(0.6931472f) + r * (Number<T>(0.22741129f) + r * Number<T>(0.07944154f));
-  return TimesPowerOfTwo(Number<T>(1.0f) + r * cubic, whole);
+  return TimesPowerOfTwo(Number<T>(1.0f) + r * cubic, e);
 }
 
-// The nearest lower midpoint of the step grid, mirrored about 0; silence inside the deadband, which is never
-// empty.
+// The nearest lower midpoint of the step grid, above 0.
 template <typename T>
-HWY_INLINE T Quantise(const CrusherSettings& c, T v) {
-  const T magnitude = Magnitude(v);
-  const T q = Whole(Number<T>(c.halfScale) * magnitude) * Number<T>(c.doubleStep) + Number<T>(c.step);
-  return ZeroOr(magnitude < Number<T>(c.deadband), TimesSignOf(v, q));
+HWY_INLINE T StepOf(const CrusherSettings& c, T magnitude) {
+  return Whole(Number<T>(c.halfScale) * magnitude) * Number<T>(c.doubleStep) + Number<T>(c.step);
 }
 
 // By the scale: a power of two divides as its reciprocal multiplies, in a quarter of the time.
@@ -148,21 +126,22 @@ HWY_INLINE T DivideByScale(const CrusherSettings& c, T x) {
   return kPowerOfTwo ? x * Number<T>(1.0f / c.scale) : x / Number<T>(c.scale);
 }
 
+// The step grid is mirrored about 0, with silence inside the deadband, which is never empty.
 template <bool kCompanding, bool kPowerOfTwo, typename T>
 HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
-  const T one = Number<T>(1.0f);
-  T v = held;
-  // 0 stays 0 on both ways, which the fast logarithm misses.
-  const auto bent = [&](T bend) HWY_ATTR { return ZeroOr(v == Number<T>(0.0f), TimesSignOf(v, bend)); };
+  T magnitude = Magnitude(held);
+  T v;
   if constexpr (kCompanding) {
-    v = bent(FastLog2Of(one + Number<T>(c.scale) * Magnitude(v)) / Number<T>(c.logDivisor));
+    const T one = Number<T>(1.0f);
+    const T bend = FastLog2Of(one + Number<T>(c.scale) * magnitude) / Number<T>(c.logDivisor);
+    // 0 stays 0, which the fast logarithm misses; next to it the bend may be negative.
+    magnitude = ZeroOr(magnitude == Number<T>(0.0f), Magnitude(bend));
+    const T e = Number<T>(c.expFactor) * StepOf(c, magnitude);
+    v = TimesSignOf(TimesSignOf(held, bend), DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one));
+  } else {
+    v = TimesSignOf(held, StepOf(c, magnitude));
   }
-  v = Quantise(c, v);
-  if constexpr (kCompanding) {
-    const T e = Number<T>(c.expFactor) * Magnitude(v);
-    v = bent(DivideByScale<kPowerOfTwo>(c, CubicPow2Of(e) - one));
-  }
-  return LimitToOne(v);
+  return LimitToOne(ZeroOr(magnitude < Number<T>(c.deadband), v));
 }
 
 template <bool kCompanding, bool kPowerOfTwo>
