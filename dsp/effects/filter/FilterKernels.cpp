@@ -27,64 +27,53 @@ HWY_INLINE SectionCoefficients<T> Advanced(SectionCoefficients<T> c, const Secti
   return c;
 }
 
-// A section of a cascade. Its coefficients are its own, as they are a sample apart from one section to the
-// next.
-template <typename T>
-struct Section {
-  SectionCoefficients<T> now;
-  SectionState<T> state;
-};
-
-// One by one, so that a compiler keeps them in registers.
-template <typename T>
-HWY_INLINE void Copy(const Section<T>& from, Section<T>& to) {
-  to.now.g1 = from.now.g1, to.now.g2 = from.now.g2, to.now.g3 = from.now.g3;
-  to.now.m0 = from.now.m0, to.now.m1 = from.now.m1, to.now.m2 = from.now.m2;
-  to.state.s1 = from.state.s1, to.state.s2 = from.state.s2;
-}
-
-template <bool kGlides, typename T>
-HWY_INLINE T Tick(Section<T>& section, const SectionCoefficients<T>& step, T x) {
-  if constexpr (kGlides) section.now = Advanced(section.now, step);
-  return SectionTick(section.now, section.state, x);
-}
-
-// Through all sections at a time, each at the sample behind the one of the section before: what one waits
-// for, the others don't.
+// A cascade over some samples. Three sections run side by side, each at the sample behind the one of the
+// section before: what one waits for, the others don't. On their way that takes coefficients for each of
+// them, for which vectors have no registers left.
 template <bool kGlides, uint32_t kOrder, typename T, typename Read, typename Write>
-HWY_INLINE void RunCascade(Section<T> (&sections)[kOrder], const SectionCoefficients<T>& step, uint32_t count,
-                           Read read, Write write) {
+HWY_INLINE void RunCascade(SectionCoefficients<T>& coefficients, const SectionCoefficients<T>& step,
+                           SectionState<T> (&states)[kOrder], uint32_t count, Read read, Write write) {
   static_assert(kOrder <= 3);
   constexpr uint32_t kLast = kOrder - 1;
-  Section<T> a, b, c;
-  Copy(sections[0], a);
-  Copy(sections[kOrder > 1 ? 1 : 0], b);
-  Copy(sections[kLast], c);
+  // One by one, so that a compiler keeps them in registers.
+  SectionCoefficients<T> now{coefficients.g1, coefficients.g2, coefficients.g3,
+                             coefficients.m0, coefficients.m1, coefficients.m2};
+  SectionState<T> a{states[0].s1, states[0].s2};
+  SectionState<T> b{states[kOrder / 2].s1, states[kOrder / 2].s2};
+  SectionState<T> c{states[kLast].s1, states[kLast].s2};
   uint32_t i = 0;
-  if (count >= kOrder) {
-    if constexpr (kOrder == 3) {
-      T fromA = Tick<kGlides>(a, step, read(0));
-      T fromB = Tick<kGlides>(b, step, fromA);
-      fromA = Tick<kGlides>(a, step, read(1));
+  if constexpr ((!kGlides || std::is_same_v<T, float>)&&kOrder == 3) {
+    if (count >= kOrder) {
+      SectionCoefficients<T> nowB = now;
+      SectionCoefficients<T> nowC = now;
+      const auto tick = [&](SectionCoefficients<T>& own, SectionState<T>& state, T x) HWY_ATTR {
+        if constexpr (kGlides) own = Advanced(own, step);
+        return SectionTick(own, state, x);
+      };
+      T fromA = tick(now, a, read(0));
+      T fromB = tick(nowB, b, fromA);
+      fromA = tick(now, a, read(1));
       for (i = 2; i < count; ++i) {
-        write(i - 2, Tick<kGlides>(c, step, fromB));
-        fromB = Tick<kGlides>(b, step, fromA);
-        fromA = Tick<kGlides>(a, step, read(i));
+        write(i - 2, tick(nowC, c, fromB));
+        fromB = tick(nowB, b, fromA);
+        fromA = tick(now, a, read(i));
       }
-      write(i - 2, Tick<kGlides>(c, step, fromB));
-      fromB = Tick<kGlides>(b, step, fromA);
-      write(i - 1, Tick<kGlides>(c, step, fromB));
+      write(i - 2, tick(nowC, c, fromB));
+      fromB = tick(nowB, b, fromA);
+      write(i - 1, tick(nowC, c, fromB));
     }
   }
   for (; i < count; ++i) {
-    T y = Tick<kGlides>(a, step, read(i));
-    if constexpr (kOrder > 2) y = Tick<kGlides>(b, step, y);
-    if constexpr (kOrder > 1) y = Tick<kGlides>(c, step, y);
+    if constexpr (kGlides) now = Advanced(now, step);
+    T y = SectionTick(now, a, read(i));
+    if constexpr (kOrder > 2) y = SectionTick(now, b, y);
+    if constexpr (kOrder > 1) y = SectionTick(now, c, y);
     write(i, y);
   }
-  Copy(a, sections[0]);
-  if constexpr (kOrder > 2) Copy(b, sections[1]);
-  if constexpr (kOrder > 1) Copy(c, sections[kLast]);
+  coefficients.g1 = now.g1, coefficients.g2 = now.g2, coefficients.g3 = now.g3, coefficients.m1 = now.m1;
+  states[0].s1 = a.s1, states[0].s2 = a.s2;
+  if constexpr (kOrder > 2) states[1].s1 = b.s1, states[1].s2 = b.s2;
+  if constexpr (kOrder > 1) states[kLast].s1 = c.s1, states[kLast].s2 = c.s2;
 }
 
 // The chain's coefficients and the sections' memories are rows of floats.
@@ -106,23 +95,22 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
   }
   if (!glides) now = Advanced(now, step);  // for all samples: of minus 0 it makes 0
   constexpr uint32_t kStates = std::max(2 * kOrder, 4u);
-  T states[kStates];
-  CollectRows(
-      clones, [&](uint32_t b) { return &blocks[b].sections[0].s1; }, states);
-  Section<T> sections[kOrder];
+  T memories[kStates];
+  const auto memory = [&](uint32_t b) { return &blocks[b].sections[0].s1; };
+  CollectRows(clones, memory, memories);
+  SectionState<T> states[kOrder];
   for (uint32_t s = 0; s < kOrder; ++s) {
-    sections[s].now = now;
-    sections[s].state.s1 = states[2 * s];
-    sections[s].state.s2 = states[2 * s + 1];
+    states[s].s1 = memories[2 * s];
+    states[s].s2 = memories[2 * s + 1];
   }
 
   RunChunks<T>(
       clones, count, [&](uint32_t b) { return blocks[b].in; }, [&](uint32_t b) { return blocks[b].out; },
       [&](uint32_t length, auto read, auto write) HWY_ATTR {
         if (glides) {
-          RunCascade<true>(sections, step, length, read, write);
+          RunCascade<true>(now, step, states, length, read, write);
         } else {
-          RunCascade<false>(sections, step, length, read, write);
+          RunCascade<false>(now, step, states, length, read, write);
         }
       });
 
@@ -132,20 +120,20 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
     for (uint32_t i = 0; i < count; ++i) out[i] *= gain[i];
   }
   for (uint32_t s = 0; s < kOrder; ++s) {
-    states[2 * s] = sections[s].state.s1;
-    states[2 * s + 1] = sections[s].state.s2;
+    memories[2 * s] = states[s].s1;
+    memories[2 * s + 1] = states[s].s2;
   }
-  DistributeRows(states, clones, [&](uint32_t b) { return &blocks[b].sections[0].s1; });
+  DistributeRows(memories, clones, memory);
   if (!glides) return;
   const auto keep = [&](T x, float StateVariableCoefficients::*number) HWY_ATTR {
     Distribute(x, clones, [&](uint32_t b, float y) {
       if (blocks[b].isLast) blocks[b].chain->now.*number = y;
     });
   };
-  keep(sections[0].now.g1, &StateVariableCoefficients::g1);
-  keep(sections[0].now.g2, &StateVariableCoefficients::g2);
-  keep(sections[0].now.g3, &StateVariableCoefficients::g3);
-  keep(sections[0].now.m1, &StateVariableCoefficients::m1);
+  keep(now.g1, &StateVariableCoefficients::g1);
+  keep(now.g2, &StateVariableCoefficients::g2);
+  keep(now.g3, &StateVariableCoefficients::g3);
+  keep(now.m1, &StateVariableCoefficients::m1);
 }
 
 template <uint32_t kOrder>
