@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "basictools/AlignedVector.h"
 #include "host/HostedProcessor.h"
 #include "plugin/core/FactoryBank.h"
 #include "plugin/core/ShellCore.h"
@@ -35,7 +36,7 @@ using namespace Vantora;
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kFrames = 48000, kBlock = 48;
-constexpr int kInstances = 16, kRounds = 12;
+constexpr int kInstances = 32, kRounds = 8;
 
 /// A second of sound, and room for what becomes of it.
 struct Second {
@@ -51,7 +52,7 @@ struct Second {
       process(in, out, std::min(buffer, kFrames - done));
     }
   }
-  std::vector<float> input, left, right;
+  AlignedFloats input, left, right;  // as most hosts have them
 };
 
 const host::Preset& PresetNamed(const std::string& name) {

@@ -8,7 +8,7 @@
 #include <functional>
 
 #include "basictools/AlignedVector.h"
-#include "host/ExchangeKernel.h"
+#include "host/CallKernels.h"
 
 namespace Vantora::host {
 
@@ -86,13 +86,13 @@ class BlockBuffer {
                 Run&& run) {
     const bool isStereo = inputCount == 2 && channels == 2 && source != nullptr && source[0] != nullptr &&
                           source[1] != nullptr && destination[0] != nullptr && destination[1] != nullptr;
+    if (isStereo) [[likely]] {
+      ExchangeStereo(source[0], source[1], destination[0], destination[1], count, run);
+      return;
+    }
     for (size_t done = 0; done < count;) {
       const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
-      if (isStereo) [[likely]] {
-        ExchangeStereo(source, destination, done, piece);
-      } else {
-        ExchangeSingly(source, destination, channels, done, piece);
-      }
+      ExchangeSingly(source, destination, channels, done, piece);
       done += piece;
       if (!IsFull()) continue;
       run();
@@ -105,19 +105,28 @@ class BlockBuffer {
 
  private:
   /// Two channels on both sides, as nearly always, asked for in every buffer of a host: in one pass.
-  void ExchangeStereo(const float* const* source, float* const* destination, size_t offset, uint32_t count) {
-    const bool isLoud = exchange(source[0] + offset, source[1] + offset, destination[0] + offset,
-                                 destination[1] + offset, storage.data() + fill, stride, count);
-    if (isLoud) [[unlikely]]
-      Mend(count);
-    fill += count;
+  template <typename Run>
+  void ExchangeStereo(const float* left, const float* right, float* outLeft, float* outRight, size_t count,
+                      Run&& run) {
+    while (count > 0) {
+      const size_t piece = std::min<size_t>(count, size - fill);
+      const bool isLoud = exchange(left, right, outLeft, outRight, storage.data() + fill, stride, piece);
+      if (isLoud) [[unlikely]]
+        Mend(piece);
+      left += piece, right += piece, outLeft += piece, outRight += piece;
+      count -= piece;
+      fill += static_cast<uint32_t>(piece);
+      if (!IsFull()) continue;
+      run();
+      Restart();
+    }
   }
   void ExchangeSingly(const float* const* source, float* const* destination, uint32_t channels, size_t offset,
                       uint32_t count);
   /// Replaces what is no sound among the `count` samples behind those taken.
   [[gnu::noinline]] void Mend(size_t count);
 
-  decltype(ExchangeKernel::exchange) exchange = ExchangeKernelFor(BestSimdTarget()).exchange;
+  decltype(CallKernels::exchange) exchange = BestCallKernels().exchange;
   uint32_t inputCount = 0, size = 0, fill = 0;
   size_t stride = 0;                        // samples from channel to channel in `storage`
   AlignedFloats storage;                    // two inputs, two outputs

@@ -11,12 +11,12 @@
 
 namespace Vantora::plugin {
 
-ShellCore::ShellCore() : parts(std::make_unique<Parts>()), stream(parts->stream) {
+ShellCore::ShellCore() : parts(std::make_unique<Parts>(values)) {
   // What the audio thread will look up is built here.
   HostParameters::Get();
   static_cast<void>(LatencyAt(48000.0));
   const Positions preferred = PreferredPositions();
-  for (uint32_t i = 0; i < kParameterCount; ++i) parts->values.Note(i, preferred[i]);
+  for (uint32_t i = 0; i < kParameterCount; ++i) values.Note(i, preferred[i]);
   for (const host::Preset& preset : FactoryPresets()) parts->factoryPositions.push_back(PositionsOf(preset));
   parts->ListPresets();
   for (const host::Preset& preset : FactoryPresets()) {
@@ -56,7 +56,7 @@ uint32_t ShellCore::TailAt(double sampleRate) const {
 }
 
 bool ShellCore::TakeTailChange() {
-  const float position = parts->values.Get(parts->effectIndex);
+  const float position = values.Get(parts->effectIndex);
   if (position == parts->toldTailPosition) return false;
   parts->toldTailPosition = position;
   const auto isEndless = [](uint32_t effect) { return effect == 2 || effect == 5; };
@@ -86,7 +86,7 @@ std::string ShellCore::LoadState(std::string_view text) {
   try {
     std::vector<std::string> warnings;
     const State state = State::Parse(text, &warnings);
-    parts->values.Write(BypassIndex(), state.sound.positions[BypassIndex()]);
+    values.Write(BypassIndex(), state.sound.positions[BypassIndex()]);
     parts->variation = state.variation;
     parts->windowScale = state.windowScale;
     parts->history = {};
@@ -116,7 +116,7 @@ std::string ShellCore::LoadPresetByName(std::string_view name) {
 }
 
 void ShellCore::SetFromHost(uint32_t index, float normalized) {
-  parts->values.Write(index, std::clamp(normalized, 0.0f, 1.0f));
+  values.Write(index, std::clamp(normalized, 0.0f, 1.0f));
   ++parts->ownRevision;
 }
 

@@ -11,6 +11,7 @@
 #include "plugin/core/HostLink.h"
 #include "plugin/core/HostTime.h"
 #include "plugin/core/Stream.h"
+#include "plugin/core/Values.h"
 #include "plugin/core/WindowModel.h"
 
 namespace Vantora::plugin {
@@ -102,7 +103,7 @@ class ShellCore final : public WindowModel {
   uint64_t Revision() const override;
   uint64_t LiveRevision() const override { return stream.LiveRevision(); }
   LiveView Live() const override;
-  float Value(uint32_t index) const override;  ///< [any thread]
+  float Value(uint32_t index) const override { return values.Get(index); }  ///< [any thread]
   void BeginGesture(uint32_t index) override;
   void SetValue(uint32_t index, float normalized) override;
   void EndGesture(uint32_t index) override;
@@ -137,8 +138,10 @@ class ShellCore final : public WindowModel {
 
  private:
   struct Parts;
+  // What is asked in every call of a host, and answered without a detour; the rest is the main thread's.
+  Values values;
+  Stream stream{values};
   std::unique_ptr<Parts> parts;
-  Stream& stream;  // of the parts: what is asked in every call of a host is answered without a detour
 };
 
 }  // namespace Vantora::plugin

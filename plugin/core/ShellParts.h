@@ -16,7 +16,6 @@
 #include "plugin/core/History.h"
 #include "plugin/core/ShellCore.h"
 #include "plugin/core/State.h"
-#include "plugin/core/Stream.h"
 #include "plugin/core/UserPresets.h"
 #include "plugin/core/Values.h"
 
@@ -27,8 +26,9 @@ namespace Vantora::plugin {
 ///
 /// Threads  the main thread, save what is marked.
 struct ShellCore::Parts {
-  Values values;
-  Stream stream{values};
+  explicit Parts(Values& shared) : values(shared) {}
+
+  Values& values;  // the core's
   HostLink* link = nullptr;
   double sampleRate = 0.0;  // Hz, of the last activation
   uint64_t ownRevision = 0;

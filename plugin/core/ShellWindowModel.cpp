@@ -30,20 +30,18 @@ LiveView ShellCore::Live() const {
                                  Named("LFO_CurrentValueLFeedback"),
                                  Named("InputPower"),
                                  Named("OutputPower")};
-  const auto value = [this](const host::Parameter& p) { return p.ToValue(parts->values.Get(p.Index())); };
+  const auto value = [this](const host::Parameter& p) { return p.ToValue(values.Get(p.Index())); };
   LiveView view;
   stream.Store(view);
   view.activeVoices = stream.IsRunning() ? static_cast<uint32_t>(std::lround(value(readOuts.voices))) : 0;
-  view.prismelion = parts->values.Get(readOuts.prismelion.Index());
-  view.primary = parts->values.Get(readOuts.primary.Index());
+  view.prismelion = values.Get(readOuts.prismelion.Index());
+  view.primary = values.Get(readOuts.primary.Index());
   view.lfoPhase = value(readOuts.phase);
   view.lfoValue = value(readOuts.value);
   view.inputDb = value(readOuts.input);
   view.outputDb = value(readOuts.output);
   return view;
 }
-
-float ShellCore::Value(uint32_t index) const { return parts->values.Get(index); }
 
 void ShellCore::BeginGesture(uint32_t index) {
   if (parts->openGestures++ == 0) parts->beforeGesture = parts->Capture();
@@ -61,8 +59,8 @@ void ShellCore::SetValue(uint32_t index, float normalized) {
     return;
   }
   const float position = std::clamp(normalized, 0.0f, 1.0f);
-  if (position == parts->values.Get(index)) return;
-  parts->values.Write(index, position);
+  if (position == values.Get(index)) return;
+  values.Write(index, position);
   ++parts->ownRevision;
   if (parts->link != nullptr) parts->link->OnValue(index, position);
 }
@@ -74,7 +72,7 @@ void ShellCore::EndGesture(uint32_t index) {
     if (parts->link != nullptr) parts->link->OnGestureEnd(index);
   }
   if (--parts->openGestures > 0) return;
-  if (!IsSameSound(parts->values.All(), parts->beforeGesture.positions)) {
+  if (!IsSameSound(values.All(), parts->beforeGesture.positions)) {
     parts->history.Leave(std::move(parts->beforeGesture));
     ++parts->ownRevision;
   }
@@ -134,7 +132,7 @@ std::string ShellCore::SavePreset(const std::string& name, const std::string& de
     parts->userPresets.Save(preset);
     parts->name = name;
     parts->description = description;
-    parts->reference = parts->values.All();
+    parts->reference = values.All();
     parts->wasModified = false;
     parts->ListPresets();
     if (parts->link != nullptr) parts->link->OnStateDirty();

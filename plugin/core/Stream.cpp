@@ -55,12 +55,12 @@ Stream::Stream(Values& shared)
 void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint32_t inputs,
                    uint32_t outputs) {
   Stop();
-  auto fresh = std::make_unique<host::HostedProcessor>(source);
+  processor.emplace(source);
   values.DropWaiting();
-  fresh->Init(static_cast<float>(sampleRate));
-  buffer.Resize(inputs, fresh->BlockSize());
+  processor->Init(static_cast<float>(sampleRate));
+  buffer.Resize(inputs, processor->BlockSize());
   outputCount = outputs;
-  picture.Configure(sampleRate, fresh->BlockSize());
+  picture.Configure(sampleRate, processor->BlockSize());
   const char* trace = std::getenv("PRISMEL_TRACE");
   tracePath = trace != nullptr ? trace : "";
   silentFrames = 0;
@@ -73,7 +73,6 @@ void Stream::Start(const host::ProcessorSource& source, double sampleRate, uint3
   panic.store(false, std::memory_order_relaxed);
   isAtStart = isFresh = true;
   startHasMoved = false;
-  processor = std::move(fresh);
   isRunning.store(true, std::memory_order_release);
 }
 
@@ -172,7 +171,7 @@ void Stream::StartSound(const Positions& sound) {
 
 void Stream::Release(uint32_t index) {
   constexpr double kEchoSeconds = 0.1;
-  const auto echo = processor != nullptr
+  const auto echo = processor.has_value()
                         ? static_cast<uint64_t>(kEchoSeconds * static_cast<double>(processor->SampleRate()))
                         : 0;
   hands[index].store(streamPosition.load(std::memory_order_relaxed) + echo, std::memory_order_relaxed);

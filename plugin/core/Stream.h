@@ -3,7 +3,7 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
-#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -95,10 +95,11 @@ class Stream final {
     return hands[index].load(std::memory_order_relaxed) > at;
   }
 
-  // Asked in every call of a host and in every block, and therefore side by side: what lies apart has to come
-  // from further away each time, because the effect's own memory drives it out of the nearest cache.
+  // Asked in every call of a host and in every block, and therefore side by side and with no pointers between
+  // them: what lies apart has to come from further away each time, because the effect's own memory drives it
+  // out of the nearest cache.
   Values& values;
-  std::unique_ptr<host::HostedProcessor> processor;
+  std::optional<host::HostedProcessor> processor;
   std::atomic<bool> isRunning{false};
   std::atomic<bool> panic{false};
   bool isAtStart = true;   // nothing processed since Start or Reset

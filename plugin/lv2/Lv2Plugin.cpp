@@ -14,7 +14,9 @@
 #include <string>
 #include <vector>
 
+#include "basictools/AlignedVector.h"
 #include "basictools/BitCast.h"
+#include "host/CallKernels.h"
 #include "host/ParameterTable.h"
 #include "plugin/core/OrElse.h"
 #include "plugin/core/ShellCore.h"
@@ -53,7 +55,9 @@ class Lv2Plugin final : public Lv2Instance {
     }
     if (port >= ports.size()) return;
     ports[port] = data;
-    areKnobsNew = areOutputsNew = true;
+    areKnobsNew = true;
+    areKnobsInOneArray = false;
+    readOutRevision = kNeverRead;
     // A knob that isn't connected is compared with itself and never moves.
     const uint32_t knob = port - numbers.firstParameter;
     if (data == nullptr && port >= numbers.firstParameter && knob < seen.size()) ports[port] = &seen[knob];
@@ -62,7 +66,9 @@ class Lv2Plugin final : public Lv2Instance {
   void Activate() {
     try {
       core.Activate(sampleRate, variant.inputs, variant.outputs);
-      isFirstRun = true;
+      isFirstRun = isSongNew = true;
+      areKnobsInOneArray = false;
+      areKnobsNew = true;
     } catch (const std::exception&) {
       // Run then stays silent.
     }
@@ -86,12 +92,14 @@ class Lv2Plugin final : public Lv2Instance {
     const auto* events = static_cast<const LV2_Atom_Sequence*>(ports[numbers.events]);
     if (events != nullptr && events->atom.size > sizeof events->body) [[unlikely]]
       ReadEvents(*events);
-    core.SetTime(song);
-    song.songPosition.reset();  // a position holds for its run; the song then goes on by itself
-    if (HasPortMoved() || isFirstRun) [[unlikely]]
+    if (isSongNew) [[unlikely]]
+      TellSong();
+    // Hosts nearly always keep the values of all ports in one array, which is compared in one go.
+    const auto* firstKnob = static_cast<const float*>(ports[numbers.firstParameter]);
+    if (!areKnobsInOneArray || !areSame(firstKnob, seen.data(), seen.size())) [[unlikely]]
       ReadPorts();
     core.Process(in.data(), out.data(), frames);
-    if (core.LiveRevision() != readOutRevision || areOutputsNew) [[unlikely]]
+    if (core.LiveRevision() != readOutRevision) [[unlikely]]
       WritePorts();
   }
 
@@ -142,6 +150,7 @@ class Lv2Plugin final : public Lv2Instance {
                    *speed = nullptr;
     lv2_atom_object_get(&object, urids.beatsPerMinute, &tempo, urids.barBeat, &barBeat, urids.bar, &bar,
                         urids.beat, &beat, urids.beatsPerBar, &perBar, urids.speed, &speed, 0);
+    isSongNew = true;
     if (const auto value = Number(tempo)) song.tempo = *value;
     if (const auto value = Number(speed)) song.isPlaying = *value != 0.0;
     if (!isAtStart) return;  // its moment lies inside the run: tempo and motion hold, the position goes on
@@ -153,33 +162,28 @@ class Lv2Plugin final : public Lv2Instance {
     }
   }
 
-  /// Whether a port differs from what it held last. Hosts nearly always keep the values of all ports in one
-  /// array, which is compared in one go.
-  bool HasPortMoved() {
-    const auto portAt = [this](size_t i) {
-      return static_cast<const float*>(ports[numbers.firstParameter + i]);
-    };
-    const float* const first = portAt(0);
-    if (areKnobsNew) [[unlikely]] {
-      areKnobsNew = false;
-      areKnobsInOneArray = true;
-      for (size_t i = 1; i < seen.size(); ++i)
-        areKnobsInOneArray = areKnobsInOneArray && portAt(i) == first + i;
-    }
-    if (areKnobsInOneArray) [[likely]]
-      return std::memcmp(first, seen.data(), seen.size() * sizeof(float)) != 0;
-    uint32_t moved = 0;  // nearly always none: no branch for each
-    for (size_t i = 0; i < seen.size(); ++i) {
-      moved |= BitCast<uint32_t>(*portAt(i)) ^ BitCast<uint32_t>(seen[i]);
-    }
-    return moved != 0;
+  void TellSong() {
+    core.SetTime(song);
+    song.songPosition.reset();  // a position holds for its run; the song then goes on by itself
+    isSongNew = false;
   }
 
   [[gnu::noinline]] void ReadPorts() {
     void* const* const knobs = ports.data() + numbers.firstParameter;
+    const auto knobAt = [knobs](size_t i) { return static_cast<const float*>(knobs[i]); };
+    if (areKnobsNew) {
+      areKnobsNew = false;
+      areKnobsInOneArray = true;
+      for (size_t i = 1; i < seen.size(); ++i)
+        areKnobsInOneArray = areKnobsInOneArray && knobAt(i) == knobAt(0) + i;
+    }
+    uint32_t moved = 0;  // nearly always none: no branch for each
+    for (size_t i = 0; i < seen.size(); ++i)
+      moved |= BitCast<uint32_t>(*knobAt(i)) ^ BitCast<uint32_t>(seen[i]);
+    if (moved == 0 && !isFirstRun) return;
     const HostParameters& list = HostParameters::Get();
     for (size_t i = 0; i < seen.size(); ++i) {
-      const auto* port = static_cast<const float*>(knobs[i]);
+      const float* port = knobAt(i);
       if (port == &seen[i] || (*port == seen[i] && !isFirstRun)) continue;
       seen[i] = *port;
       const host::Parameter& parameter = list.At(i);
@@ -194,7 +198,6 @@ class Lv2Plugin final : public Lv2Instance {
   /// Ports keep what was written to them until there is news, or until they are connected elsewhere.
   [[gnu::noinline]] void WritePorts() {
     readOutRevision = core.LiveRevision();
-    areOutputsNew = false;
     const HostParameters& list = HostParameters::Get();
     for (size_t place = list.WritableCount(); place < list.Size(); ++place) {
       auto* port = static_cast<float*>(ports[numbers.firstParameter + place]);
@@ -203,20 +206,23 @@ class Lv2Plugin final : public Lv2Instance {
     if (auto* port = static_cast<float*>(ports[numbers.latency])) *port = latency;
   }
 
-  const Lv2Variant& variant;
+  const Lv2Variant variant;
   const Lv2Ports numbers;
   const double sampleRate;
   const bool hasMap;
   Urids urids{};
   ShellCore core;
   std::vector<void*> ports;
-  std::vector<float> seen;                        // the written ports' last values
-  uint64_t readOutRevision = ~uint64_t{0};        // of the core's read-outs when these were taken
-  bool areKnobsNew = true, areOutputsNew = true;  // connected elsewhere since they were looked at
-  bool areKnobsInOneArray = false;                // those that are written, one behind the other
-  float latency = 0.0f;                           // samples
+  AlignedFloats seen;  // the written ports' last values
+  decltype(host::CallKernels::areSame) areSame = host::BestCallKernels().areSame;
+  static constexpr uint64_t kNeverRead = ~uint64_t{0};
+  uint64_t readOutRevision = kNeverRead;  // of the core's read-outs when these were taken
+  bool areKnobsNew = true;                // connected elsewhere since they were looked at
+  bool areKnobsInOneArray = false;        // those that are written, one behind the other, as looked at last
+  float latency = 0.0f;                   // samples
   bool isFirstRun = true;
-  HostTime song;  // tempo and motion as told last; the position once
+  bool isSongNew = true;  // and not told to the core yet
+  HostTime song;          // tempo and motion as told last; the position once
 };
 
 Lv2Plugin& Of(LV2_Handle handle) { return *static_cast<Lv2Plugin*>(static_cast<Lv2Instance*>(handle)); }

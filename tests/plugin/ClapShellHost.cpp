@@ -59,17 +59,10 @@ class ClapShellHost final : public ShellHost {
       event.param_id = At(changes[i].index).Id();
       event.value = plugin::ToClapValue(At(changes[i].index), changes[i].position);
     }
-    const clap_input_events_t inEvents{
-        this, [](const clap_input_events_t* list) { return static_cast<uint32_t>(Of(list->ctx).eventCount); },
-        [](const clap_input_events_t* list, uint32_t i) -> const clap_event_header_t* {
-          return &Of(list->ctx).events[i].header;
-        }};
-    const clap_output_events_t outEvents{
-        this, [](const clap_output_events_t*, const clap_event_header_t*) { return true; }};
-    clap_audio_buffer_t input{const_cast<float**>(in), nullptr, 2, 0, 0};
-    clap_audio_buffer_t output{const_cast<float**>(out), nullptr, 2, 0, 0};
-    const clap_process_t process{0, frames, nullptr, &input, &output, 1, 1, &inEvents, &outEvents};
-    plugin->process(plugin, &process);
+    input.data32 = const_cast<float**>(in);
+    output.data32 = const_cast<float**>(out);
+    call.frames_count = frames;
+    plugin->process(plugin, &call);
   }
 
   uint32_t Latency() override { return Extension<clap_plugin_latency_t>(CLAP_EXT_LATENCY).get(plugin); }
@@ -165,6 +158,16 @@ class ClapShellHost final : public ShellHost {
   const clap_plugin_t* plugin = nullptr;
   std::array<clap_event_param_value_t, 16> events{};
   size_t eventCount = 0;
+  // What every call is handed, prepared once.
+  const clap_input_events_t inEvents{
+      this, [](const clap_input_events_t* list) { return static_cast<uint32_t>(Of(list->ctx).eventCount); },
+      [](const clap_input_events_t* list, uint32_t i) -> const clap_event_header_t* {
+        return &Of(list->ctx).events[i].header;
+      }};
+  const clap_output_events_t outEvents{
+      this, [](const clap_output_events_t*, const clap_event_header_t*) { return true; }};
+  clap_audio_buffer_t input{nullptr, nullptr, 2, 0, 0}, output{nullptr, nullptr, 2, 0, 0};
+  clap_process_t call{0, 0, nullptr, &input, &output, 1, 1, &inEvents, &outEvents};
   bool hasTimer = false;
 };
 

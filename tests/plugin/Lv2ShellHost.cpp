@@ -58,8 +58,8 @@ class Lv2ShellHost final : public ShellHost {
 
   void Process(const float* const* in, float* const* out, uint32_t frames,
                std::span<const ShellEvent> changes) override {
-    const plugin::HostParameters& list = plugin::HostParameters::Get();
     for (const ShellEvent& change : changes) {
+      const plugin::HostParameters& list = plugin::HostParameters::Get();
       for (size_t i = 0; i < list.WritableCount(); ++i) {
         if (list.IndexAt(i) != change.index) continue;
         // A bypass is LV2's "enabled": the other way round.

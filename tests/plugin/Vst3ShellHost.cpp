@@ -144,6 +144,13 @@ class Vst3ShellHost final : public ShellHost {
         v3_cpp_obj_query_interface(component, v3_edit_controller_iid, &controller) != V3_OK) {
       throw std::runtime_error("no instance");
     }
+    input.num_channels = output.num_channels = 2;
+    call.symbolic_sample_size = V3_SAMPLE_32;
+    call.num_input_buses = call.num_output_buses = 1;
+    call.inputs = &input;
+    call.outputs = &output;
+    call.input_params = sent.Interface();
+    call.output_params = received.Interface();
   }
   ~Vst3ShellHost() override {
     v3_cpp_obj_unref(controller);
@@ -183,19 +190,10 @@ class Vst3ShellHost final : public ShellHost {
       queue->points[static_cast<size_t>(queue->count++)] = {offset, before};
       queue->points[static_cast<size_t>(queue->count++)] = {offset, static_cast<double>(event.position)};
     }
-    v3_audio_bus_buffers input{}, output{};
-    input.num_channels = output.num_channels = 2;
     input.channel_buffers_32 = const_cast<float**>(in);
     output.channel_buffers_32 = const_cast<float**>(out);
-    v3_process_data data{};
-    data.symbolic_sample_size = V3_SAMPLE_32;
-    data.nframes = static_cast<int32_t>(frames);
-    data.num_input_buses = data.num_output_buses = 1;
-    data.inputs = &input;
-    data.outputs = &output;
-    data.input_params = sent.Interface();
-    data.output_params = received.Interface();
-    v3_cpp_obj(processor)->process(processor, &data);
+    call.nframes = static_cast<int32_t>(frames);
+    v3_cpp_obj(processor)->process(processor, &call);
   }
 
   uint32_t Latency() override { return v3_cpp_obj(processor)->get_latency_samples(processor); }
@@ -277,6 +275,8 @@ class Vst3ShellHost final : public ShellHost {
   Frame frame{&kFrame, this};
   Loop loop{&kLoop, this};
   Changes sent{&kChangesTable}, received{&kChangesTable};
+  v3_audio_bus_buffers input{}, output{};
+  v3_process_data call{};  // what every call is handed, prepared once
 };
 
 const v3_run_loop_cpp Vst3ShellHost::kLoop = {

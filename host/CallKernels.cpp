@@ -1,9 +1,11 @@
-#include "host/ExchangeKernel.h"
+#include "host/CallKernels.h"
+
+#include <cstring>
 
 #include "basictools/simd/SimdTargets.h"
 
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "host/ExchangeKernel.cpp"
+#define HWY_TARGET_INCLUDE "host/CallKernels.cpp"
 #include <hwy/foreach_target.h>
 #include <hwy/highway.h>
 
@@ -56,8 +58,8 @@ HWY_NOINLINE bool ExchangeRest(const Places& at, size_t begin, size_t count) {
   return HasTwoOrMore(four, overFours) || HasTwoOrMore(one, overOnes);
 }
 
-bool Exchange(const float* left, const float* right, float* outLeft, float* outRight, float* place,
-              size_t stride, size_t count) {
+HWY_NOINLINE bool ExchangeLoop(const float* left, const float* right, float* outLeft, float* outRight,
+                               float* place, size_t stride, size_t count) {
   const Places at{left, right, outLeft, outRight, place, stride};
   const hn::ScalableTag<float> wide;
   auto over = hn::Zero(wide);
@@ -67,9 +69,48 @@ bool Exchange(const float* left, const float* right, float* outLeft, float* outR
   return ExchangeRest(at, moved, count) || isLoud;
 }
 
+#if HWY_TARGET == HWY_AVX3
+/// A piece of at most 48 samples without a jump: with a host's buffers each piece has another length than the
+/// one before, which no processor foresees, and to be wrong costs as much as the copying.
+bool Exchange(const float* left, const float* right, float* outLeft, float* outRight, float* place,
+              size_t stride, size_t count) {
+  constexpr size_t kMost = 48;
+  if (count > kMost) return ExchangeLoop(left, right, outLeft, outRight, place, stride, count);
+  const hn::FixedTag<float, 16> d;
+  auto over = hn::Zero(d);
+  for (size_t i = 0; i < kMost; i += 16) {
+    const auto some = hn::FirstN(d, count > i ? count - i : 0);
+    const auto l = hn::MaskedLoad(some, d, left + i), r = hn::MaskedLoad(some, d, right + i);
+    const auto leftBefore = hn::MaskedLoad(some, d, place + 2 * stride + i);
+    const auto rightBefore = hn::MaskedLoad(some, d, place + 3 * stride + i);
+    over = hn::Or(over, hn::Or(l, r));
+    hn::BlendedStore(l, some, d, place + i);
+    hn::BlendedStore(r, some, d, place + stride + i);
+    hn::BlendedStore(leftBefore, some, d, outLeft + i);
+    hn::BlendedStore(rightBefore, some, d, outRight + i);
+  }
+  return HasTwoOrMore(d, over);
+}
+#else
+constexpr auto Exchange = ExchangeLoop;
+#endif
+
+bool AreSame(const float* one, const float* other, size_t count) {
+  const hn::ScalableTag<uint32_t> d;
+  const hn::Rebind<float, decltype(d)> floats;
+  const size_t lanes = hn::Lanes(d);
+  const auto difference = [&](size_t i) HWY_ATTR {
+    return hn::Xor(hn::BitCast(d, hn::LoadU(floats, one + i)), hn::BitCast(d, hn::LoadU(floats, other + i)));
+  };
+  if (count < lanes) return std::memcmp(one, other, count * sizeof(float)) == 0;
+  auto all = difference(count - lanes);  // the last ones, some of them twice
+  for (size_t i = 0; i + lanes < count; i += lanes) all = hn::Or(all, difference(i));
+  return hn::AllTrue(d, hn::Eq(all, hn::Zero(d)));
+}
+
 }  // namespace
 
-constexpr ExchangeKernel kExchangeKernel{.exchange = Exchange};
+constexpr CallKernels kCallKernels{.exchange = Exchange, .areSame = AreSame};
 
 }  // namespace Vantora::host::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -77,8 +118,8 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace Vantora::host {
 
-const ExchangeKernel& ExchangeKernelFor(SimdTarget target) noexcept {
-  return *PRISMEL_KERNELS(target, kExchangeKernel);
+const CallKernels& CallKernelsFor(SimdTarget target) noexcept {
+  return *PRISMEL_KERNELS(target, kCallKernels);
 }
 
 }  // namespace Vantora::host
