@@ -6,10 +6,11 @@ namespace Vantora::dsp {
 
 namespace {
 
-std::vector<ParamRecord> PlainRecords(const std::vector<std::string>& names) {
+template <typename Names>
+std::vector<ParamRecord> PlainRecords(const Names& names) {
   std::vector<ParamRecord> records;
   records.reserve(names.size());
-  for (const std::string& text : names) records.emplace_back(text);
+  for (const auto& text : names) records.emplace_back(text);
   return records;
 }
 
@@ -17,6 +18,10 @@ std::vector<ParamRecord> PlainRecords(const std::vector<std::string>& names) {
 
 UnitModule::UnitModule(std::string text, uint32_t inputs, uint32_t outputs,
                        const std::vector<std::string>& paramNames)
+    : UnitModule(std::move(text), inputs, outputs, PlainRecords(paramNames)) {}
+
+UnitModule::UnitModule(std::string text, uint32_t inputs, uint32_t outputs,
+                       std::initializer_list<const char*> paramNames)
     : UnitModule(std::move(text), inputs, outputs, PlainRecords(paramNames)) {}
 
 UnitModule::UnitModule(std::string text, uint32_t inputs, uint32_t outputs, std::vector<ParamRecord> records)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <span>
 #include <string>
 #include <vector>
@@ -20,6 +21,8 @@ class UnitModule : public Module {
   /// One plain record, a position 0 to 1, for each name.
   UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
              const std::vector<std::string>& paramNames);
+  UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
+             std::initializer_list<const char*> paramNames);
   /// The records as declared.
   UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
              std::vector<ParamRecord> records);

@@ -184,7 +184,9 @@ class DsplibProcessor final : public DescribedProcessor {
       std::fill_n(data->auxOutputs[c], data->sampleCount, 0.0f);
     if (initialized == 0) return true;
     ProcessContext context = MakeContext(*data);
-    if (data->sampleCount <= maxBlockSize) {
+    if (data->sampleCount == 0) {
+      // No time passes, so nothing moves; what has been written waits for the next block.
+    } else if (data->sampleCount <= maxBlockSize) {
       product.Process(context);
     } else {
       ProcessInPieces(context);

@@ -127,7 +127,7 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
   }
 
   uint32_t DoProcess(ProcessContext& context) override {
-    if (context.inputCount == 0 || context.outputCount == 0) return 0;
+    if (context.inputCount == 0) return 0;
     const ChannelMode mode = context.outputCount == 1  ? kMono
                              : context.inputCount == 1 ? kMonoToStereo
                                                        : kStereo;
@@ -139,17 +139,18 @@ class EffectProcessor : public details::FXConstructionHelper<ValueCapacity, Blob
     outputGain.Render(outputGainBuffer, count);
     for (uint32_t c = 0; c < channels; ++c) Multiply(wet[c], outputGainBuffer, count);
 
+    const uint32_t heard = std::min(channels, context.outputCount);  // none: all the same goes on
     const float bypass = this->OwnValue(kBypass);
     const auto dry = [&](uint32_t c) { return context.inputs[mode == kStereo ? c : 0]; };
     if (!bypassFade.IsSettled()) {
       bypassFade.Render(bypassFadeBuffer, count);
-      for (uint32_t c = 0; c < channels; ++c) Crossfade(context.outputs[c], wet[c], dry(c), count);
+      for (uint32_t c = 0; c < heard; ++c) Crossfade(context.outputs[c], wet[c], dry(c), count);
     } else if (!(bypass > 0.0f)) {
-      for (uint32_t c = 0; c < channels; ++c) std::copy_n(wet[c], count, context.outputs[c]);
+      for (uint32_t c = 0; c < heard; ++c) std::copy_n(wet[c], count, context.outputs[c]);
     } else if (const uint32_t delay = GetBypassDelay(bypass); delay == 0) {
-      for (uint32_t c = 0; c < channels; ++c) std::copy_n(dry(c), count, context.outputs[c]);
+      for (uint32_t c = 0; c < heard; ++c) std::copy_n(dry(c), count, context.outputs[c]);
     } else {
-      for (uint32_t c = 0; c < channels; ++c) Delay(dryDelay[c], delay, dry(c), context.outputs[c], count);
+      for (uint32_t c = 0; c < heard; ++c) Delay(dryDelay[c], delay, dry(c), context.outputs[c], count);
     }
     return result;
   }

@@ -114,20 +114,20 @@ bool MultiDist::UpdateParams(ProcessContext& context) {
 
 uint32_t MultiDist::DoProcess(ProcessContext& context) {
   const uint32_t count = WholeQuads(context.sampleCount);
-  if (count == 0) return 1;
   const auto ports = [&](uint32_t c) {
     return Ports{context.Input(c), context.Output(c), isFeedbackOn ? context.Input(c + 3) : nullptr,
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
   wasLeftToBank = false;
   if (!RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && channelCount == 1 && LeaveTo(*bank, ports(0))) {
+    if (bank != nullptr && count > 0 && !IsChanged() && channelCount == 1 && LeaveTo(*bank, ports(0))) {
       wasLeftToBank = true;
       return 1;
     }
     MultiDist* const self = this;
-    RenderGains(&self, 1, count);
+    RenderGains(&self, 1, context.sampleCount);
   }
+  if (count == 0) return 1;
   for (uint32_t c = 0; c < channelCount; ++c) ProcessChannel(channels[c], ports(c), count);
   return 1;
 }
@@ -150,7 +150,7 @@ void MultiDist::RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, ui
   const uint32_t count = WholeQuads(sampleCount);
   MultiDist* shapers[LaneBank::kCapacity] = {};
   for (uint32_t b = 0; b < blockCount; ++b) shapers[b] = blocks[b].shaper;
-  RenderGains(shapers, blockCount, count);
+  RenderGains(shapers, blockCount, sampleCount);
   for (uint32_t b = 0; b < blockCount; ++b)
     shapers[b]->ProcessChannel(shapers[b]->channels[0], blocks[b].ports, count);
 }
@@ -166,7 +166,9 @@ bool MultiDist::RestsThrough(uint32_t count) {
          (!isCompensating || (levelAlgorithm == algorithm && compensation.StandsAt(compensationLine.from)));
 }
 
-void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count) {
+// The smoothers go on by all samples, of which their buffers hold whole groups.
+void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t sampleCount) {
+  const uint32_t count = WholeQuads(sampleCount);
   HeldRamps<2 * LaneBank::kCapacity> ramps;
   DriveGainsRun runs[LaneBank::kCapacity];
   uint32_t runCount = 0;
@@ -180,19 +182,21 @@ void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uin
     }
     ramps.Add(shaper.outputGain, shaper.outputGains, count);
   }
-  ramps.Render(count);
+  ramps.Render(sampleCount);
+  if (count == 0) return;
   DistortionKernels().driveGains(runs, runCount);
   for (uint32_t s = 0; s < shaperCount; ++s) {
-    if (shapers[s]->isCompensating) shapers[s]->AimCompensation(count);
+    if (shapers[s]->isCompensating) shapers[s]->AimCompensation(sampleCount);
   }
 }
 
-void MultiDist::AimCompensation(uint32_t count) {
-  const float dB = LookUpCompensation(kShaperCompensation[algorithm], driveDb.samples[count - 1]);
+void MultiDist::AimCompensation(uint32_t sampleCount) {
+  const float dB =
+      LookUpCompensation(kShaperCompensation[algorithm], driveDb.samples[WholeQuads(sampleCount) - 1]);
   const float gain = compensationGainOf(dB, DbToGain);
   const bool isLevel = driveDb.count != 0 && compensation.StandsAt(gain);
   levelAlgorithm = isLevel ? algorithm : kShapingCurveCount;
-  compensationLine = compensation.Aim(gain, count);
+  compensationLine = compensation.Aim(gain, sampleCount);
 }
 
 void MultiDist::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {

@@ -82,13 +82,13 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
     Ports ports;
   };
   static void RunSideBySide(const SharedBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
-  static void RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t count);
+  static void RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uint32_t sampleCount);
 
   void ReadSwitches();
   float OutputGainTarget();
   bool RestsThrough(uint32_t count);
   bool LeaveTo(LaneBank& shared, const Ports& ports);
-  void AimCompensation(uint32_t count);
+  void AimCompensation(uint32_t sampleCount);
   void ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Shape(Channel& channel, float* data, uint32_t count);
 

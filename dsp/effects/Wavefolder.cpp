@@ -127,7 +127,7 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
                  isFeedbackOn ? context.Output(c + 2) : nullptr};
   };
   glideRoom = 0;
-  if (count == 0 || !RestsThrough(count)) {
+  if (!RestsThrough(count)) {
     if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) && LeaveTo(*bank, context)) {
       glideRoom = std::min({kMostInOneGo, wets.count, levels.count});
       return 1;
@@ -136,7 +136,9 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
     ramps.Add(drive, driveDb, count);
     if (ramps.Add(wet, wets, count)) levels.count = 0;
     ramps.Render(context.sampleCount);
-    if (count > 0) RenderGains(AimGains(count), count);
+    const CompensationLine line = count > 0 ? AimGains(context.sampleCount) : CompensationLine{};
+    RenderLevels(context.sampleCount);
+    if (count > 0) RenderGains(line, count);
   }
   if (count > 0) Run(ports(0), ports(1), count);
   return 1;
@@ -191,7 +193,7 @@ void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uin
       folds[b].in = group[b].in;
       folds[b].out = group[b].out;
       folds[b].dB = dB[b];
-      folds[b].compensation = group[b].folder->AimCompensation(dB[b][count - 1], count);
+      folds[b].compensation = group[b].folder->AimCompensation(dB[b][count - 1], sampleCount);
     }
     DistortionKernels().driveAndFold(folds, groupSize, count);
     for (uint32_t b = 0; b < groupSize; ++b) group[b].folder->Take(folds[b], count);
@@ -221,26 +223,26 @@ bool Wavefolder::RestsThrough(uint32_t count) {
   return true;
 }
 
-CompensationLine Wavefolder::AimCompensation(float lastDb, uint32_t count) {
+CompensationLine Wavefolder::AimCompensation(float lastDb, uint32_t sampleCount) {
   if (!isCompensating) {
     compensation.SwitchOff();
     return {};
   }
   const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
   const float gain = compensationGainOf(LookUpCompensation(table, lastDb), DbToGain);
-  return compensation.Aim(gain, count);
+  return compensation.Aim(gain, sampleCount);
 }
 
 // Of the ramps' block.
-CompensationLine Wavefolder::AimGains(uint32_t count) {
+CompensationLine Wavefolder::AimGains(uint32_t sampleCount) {
+  const uint32_t count = WholeQuads(sampleCount);
   const bool isLevel = driveDb.count != 0 && wets.count != 0 && outputGain.IsSettled();
-  const CompensationLine line = AimCompensation(driveDb.samples[count - 1], count);
+  const CompensationLine line = AimCompensation(driveDb.samples[count - 1], sampleCount);
   const bool stands = line.step == 0.0f && line.from == compensation.Last();
   resting = {.count = isLevel && stands ? count : 0,
              .isTriangle = isTriangle,
              .isCompensating = isCompensating,
              .compensation = compensation.Last()};
-  RenderLevels(count);
   return line;
 }
 
@@ -256,11 +258,12 @@ void Wavefolder::RenderGains(CompensationLine line, uint32_t count) {
   DistortionKernels().foldGains(&gains, 1);
 }
 
-void Wavefolder::RenderLevels(uint32_t count) {
+void Wavefolder::RenderLevels(uint32_t sampleCount) {
+  const uint32_t count = WholeQuads(sampleCount);
   if (levels.Holds(outputGain, count)) return;
   levels.Note(outputGain, count);
   if (wets.count == 0) levels.count = 0;
-  outputGain.Render(driven, count);
+  outputGain.Render(driven, sampleCount);
   DistortionKernels().multiply(wets.samples, driven, levels.samples, count);
 }
 

@@ -101,9 +101,9 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   void Take(const DrivenFold& fold, uint32_t count);
 
   bool RestsThrough(uint32_t count);
-  CompensationLine AimCompensation(float lastDb, uint32_t count);
-  CompensationLine AimGains(uint32_t count);
-  void RenderLevels(uint32_t count);
+  CompensationLine AimCompensation(float lastDb, uint32_t sampleCount);
+  CompensationLine AimGains(uint32_t sampleCount);
+  void RenderLevels(uint32_t sampleCount);
   void RenderGains(CompensationLine line, uint32_t count);
   void Run(const Ports& first, const Ports& second, uint32_t count);
   float ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);

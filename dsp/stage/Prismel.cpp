@@ -266,12 +266,15 @@ uint32_t Prismel::DoProcess(ProcessContext& context) {
   std::copy_n(right != nullptr ? right : left, count, dry[1]);
 
   RenderSweeps(count);
-  if (count > 0) SweepTaps(count);
-  const VoicePairs& summed = clones.Run(context, activeVoices, tapBuffers, effects);
+  // Taps are read in whole vectors: voices that only pass go straight to where effects lie if these are full.
+  const bool isPassed = clones.Survey(activeVoices) && count % kVectorPadding == 0;
+  const VoicePairs& tapped = isPassed ? effects : tapBuffers;
+  if (count > 0) SweepTaps(tapped, count);
+  clones.Run(context, tapped, effects);
   StereoBuffers out;
   for (uint32_t side = 0; side < 2; ++side) {
-    StageKernels().sumVoices(summed[side].data(), voiceGainBuffers.data(), activeVoices, voiceCountGainBuffer,
-                             wetSums[side], count);
+    StageKernels().sumVoices(effects[side].data(), voiceGainBuffers.data(), activeVoices,
+                             voiceCountGainBuffer, wetSums[side], count);
     out[side] = context.Output(side) != nullptr ? context.Output(side) : wetSums[side];
   }
   Finish(out, count);
@@ -297,7 +300,7 @@ void Prismel::RenderSweeps(uint32_t count) {
   SmootherInterpLPF::RenderSideBySide(smoothers.data(), ramps.data(), moving, count);
 }
 
-void Prismel::SweepTaps(uint32_t count) {
+void Prismel::SweepTaps(const VoicePairs& tapped, uint32_t count) {
   taps.Write({.in = {dry[0], dry[1]},
               .gain = inputGainBuffer,
               .returned = {feedback.Output(0), feedback.Output(1)},
@@ -306,7 +309,7 @@ void Prismel::SweepTaps(uint32_t count) {
              depthBuffer, count);
   for (uint32_t v = 0; v < activeVoices; ++v) {
     for (uint32_t side = 0; side < 2; ++side)
-      taps.Read(side, sweepRamps[side][v], depthBuffer, tapBuffers[side][v], count);
+      taps.Read(side, sweepRamps[side][v], depthBuffer, tapped[side][v], count);
   }
 }
 

@@ -81,7 +81,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   void UpdateSweep(float amount);
 
   void RenderSweeps(uint32_t count);
-  void SweepTaps(uint32_t count);
+  void SweepTaps(const VoicePairs& tapped, uint32_t count);
   void Finish(const StereoBuffers& out, uint32_t count);
   void Mix(const StereoBuffers& out, uint32_t count);
 

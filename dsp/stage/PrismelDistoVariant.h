@@ -62,9 +62,8 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
  private:
   enum Alternative : uint32_t { kWavefolder, kShaper };
 
-  /// Of an alternative that doesn't run, news stay news.
   bool FollowsDrive(UnitModule& alternative, uint32_t index) {
-    return !alternative.HasNews() || alternative.Param(index).GetNormalized() == OwnNormalized(kDrive);
+    return alternative.Param(index).GetNormalized() == OwnNormalized(kDrive);
   }
 
   LaneBank* bank = nullptr;  // the owner's

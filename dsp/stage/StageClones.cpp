@@ -114,33 +114,47 @@ void StageClones::Reset() {
   }
 }
 
-const StageClones::VoicePairs& StageClones::Run(const ProcessContext& context, uint32_t voices,
-                                                const VoicePairs& taps, const VoicePairs& effects) {
+bool StageClones::Survey(uint32_t voiceCount) {
+  surveyed = voiceCount;
+  isPlain = isAtRest = true;
   const uint64_t selected = Clone(0, 0).Selected();
-  bool plain = true;
-  bool atRest = true;
-  for (uint32_t v = 0; v < voices; ++v) {
+  for (uint32_t v = 0; v < surveyed; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
       FxVariant& clone = Clone(side, v);
-      atRest = atRest && clone.IsAtRest() && clone.Selected() == selected;
-      plain = plain && (atRest || clone.RunsPlain());
+      isAtRest = isAtRest && clone.IsAtRest() && clone.Selected() == selected;
+      isPlain = isPlain && (isAtRest || clone.RunsPlain());
     }
   }
-  if (atRest && selected == kFxPassThrough) return taps;
-  // With nothing behind the effects working on their outputs, they may leave their blocks to the bank.
-  if (plain) laneBank.Open();
-  if (atRest) {
-    RunAtRest(context, voices, taps, effects);
-  } else {
-    RunVariants(context, voices, taps, effects);
-  }
-  laneBank.Run(context.sampleCount);
-  return effects;
+  return isAtRest && selected == kFxPassThrough;
 }
 
-void StageClones::RunVariants(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+void StageClones::Run(const ProcessContext& context, const VoicePairs& taps, const VoicePairs& effects) {
+  if (isAtRest && Clone(0, 0).Selected() == kFxPassThrough) {
+    Pass(context.sampleCount, taps, effects);
+    return;
+  }
+  // With nothing behind the effects working on their outputs, they may leave their blocks to the bank.
+  if (isPlain) laneBank.Open();
+  if (isAtRest) {
+    RunAtRest(context, taps, effects);
+  } else {
+    RunVariants(context, taps, effects);
+  }
+  laneBank.Run(context.sampleCount);
+}
+
+// A later block of another effect, and not of whole groups, finds what stood here.
+void StageClones::Pass(uint32_t count, const VoicePairs& taps, const VoicePairs& effects) const {
+  for (uint32_t side = 0; side < 2; ++side) {
+    for (uint32_t v = 0; v < surveyed; ++v) {
+      if (taps[side][v] != effects[side][v]) std::copy_n(taps[side][v], count, effects[side][v]);
+    }
+  }
+}
+
+void StageClones::RunVariants(const ProcessContext& context, const VoicePairs& taps,
                               const VoicePairs& effects) {
-  for (uint32_t v = 0; v < voices; ++v) {
+  for (uint32_t v = 0; v < surveyed; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
       std::array<float*, FxVariant::kInputCount> inputs{taps[side][v]};
       std::array<float*, FxVariant::kOutputCount> outputs{effects[side][v]};
@@ -150,7 +164,7 @@ void StageClones::RunVariants(const ProcessContext& context, uint32_t voices, co
   }
 }
 
-void StageClones::RunAtRest(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
+void StageClones::RunAtRest(const ProcessContext& context, const VoicePairs& taps,
                             const VoicePairs& effects) {
   const auto type = static_cast<uint32_t>(Clone(0, 0).Selected());
   constexpr uint32_t kMostInputs = 10;
@@ -158,7 +172,7 @@ void StageClones::RunAtRest(const ProcessContext& context, uint32_t voices, cons
   std::array<float*, kMostInputs> inputs{};
   std::array<float*, kMostOutputs> outputs{};
   ProcessContext inner = context.WithPorts(inputs, outputs);
-  for (uint32_t v = 0; v < voices; ++v) {
+  for (uint32_t v = 0; v < surveyed; ++v) {
     for (uint32_t side = 0; side < 2; ++side) {
       inputs[0] = taps[side][v];
       outputs[0] = effects[side][v];

@@ -17,7 +17,8 @@ using FxBank = engine::ModuleCloner<FxVariant, kVoiceCount, engine::ClonerMode{0
 /// out the knobs' values, fanned across the voices, and runs the clones.
 ///
 /// While no parameter moves and nothing fades, the effects are called themselves, as their variants would
-/// call them; passing voices aren't even copied. Clones of one loop run side by side in a bank.
+/// call them; passing voices may be written where they shall stand. Clones of one loop run side by side in a
+/// bank.
 class StageClones {
  public:
   using VoiceBuffers = std::array<float*, kVoiceCount>;
@@ -36,20 +37,26 @@ class StageClones {
   /// Clean start of every alternative of every clone but the pass-through.
   void Reset();
 
-  /// A block of the first `voices` clones from `taps` to `effects`. Returns what is to be summed: `effects`,
-  /// or the taps themselves where they only pass.
-  const VoicePairs& Run(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
-                        const VoicePairs& effects);
+  /// Looks at the first `voices` clones, of which `Run` then takes a block. True when they only pass what
+  /// comes in: it may lie where the effects are to be, then.
+  bool Survey(uint32_t voices);
+
+  /// A block of the clones that were surveyed from `taps` to `effects`. The effects leave the last one to
+  /// three samples of a block that isn't of whole groups of four as they were.
+  void Run(const ProcessContext& context, const VoicePairs& taps, const VoicePairs& effects);
 
  private:
-  void RunVariants(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
-                   const VoicePairs& effects);
-  void RunAtRest(const ProcessContext& context, uint32_t voices, const VoicePairs& taps,
-                 const VoicePairs& effects);
+  void RunVariants(const ProcessContext& context, const VoicePairs& taps, const VoicePairs& effects);
+  void RunAtRest(const ProcessContext& context, const VoicePairs& taps, const VoicePairs& effects);
+  void Pass(uint32_t count, const VoicePairs& taps, const VoicePairs& effects) const;
   FxVariant& Clone(uint32_t side, uint32_t voice) { return banks[side]->Clone(voice); }
 
   std::array<FxBank*, 2> banks;
   LaneBank laneBank;
+  // Of the last survey.
+  uint32_t surveyed = 0;  // voices
+  bool isPlain = false;   // nothing behind the effects works on their outputs
+  bool isAtRest = false;  // all run the same effect, and only that
   std::array<StageSpread, 2> spreads;
   // What the spread last made, by side: of these, for the first so many voices.
   uint32_t spreadType = kFxTypeCount;

@@ -14,8 +14,7 @@ class Probe : public dsp::UnitModule {
   static constexpr uint32_t kInputCount = 3, kOutputCount = 2, kParamCount = 2;
 
   explicit Probe(std::string text, float level = 1.0f)
-      : UnitModule(std::move(text), kInputCount, kOutputCount, std::vector<std::string>{"A", "B"}),
-        output(level) {}
+      : UnitModule(std::move(text), kInputCount, kOutputCount, {"A", "B"}), output(level) {}
 
   void Configure(uint32_t maxBlockSize, float sampleRate) override {
     ++configures;

@@ -297,6 +297,36 @@ TEST(Process, AnOverLongBlockIsCutIntoNoPieceBelowAGroupOfFour) {
   }
 }
 
+TEST(Process, BlocksWithoutSamplesBetweenOthersChangeNothingAndBlocksWithoutOutputsGoOn) {
+  LoadedProcessor plain, interrupted, unheard;
+  HostBlock block(48), other(48);
+  const auto turn = [&](uint32_t index, float position) {
+    for (LoadedProcessor* p : {&plain, &interrupted, &unheard}) (*p)->SetParamValue(index, position);
+  };
+  turn(169, 0.6f);  // the crusher, with the LFO at work
+  for (uint32_t round = 0; round < 90; ++round) {
+    if (round % 20 == 7) turn(152 + round % 17, 0.3f);
+    for (uint32_t i = 0; i < 48; ++i)
+      block.left[i] = block.right[i] = std::sin(0.05f * static_cast<float>(48 * round + i));
+    other.left = block.left;
+    other.right = block.right;
+    plain->Process(&block.data);
+    if (round % 3 == 0) {
+      other.data.sampleCount = 0;
+      interrupted->Process(&other.data);
+      other.data.sampleCount = 48;
+    }
+    interrupted->Process(&other.data);
+    ASSERT_EQ(other.outLeft, block.outLeft) << round;
+    other.data.outputCount = round < 60 ? 0 : 2;
+    unheard->Process(&other.data);
+    other.data.outputCount = 2;
+    if (round >= 60) {
+      ASSERT_EQ(other.outRight, block.outRight) << round;
+    }
+  }
+}
+
 TEST(Life, InitAfterTerminateWorksAndAnEmptyBlockTouchesNothing) {
   LoadedProcessor p;
   EXPECT_TRUE(p->Terminate());

@@ -174,6 +174,28 @@ TEST(MultiDist, AsASubsetWithTwoOutputsItSkipsTheFeedbackSend) {
   EXPECT_EQ(rig.Process(), 1u);
 }
 
+TEST(MultiDist, ADriveUnderWayGoesOnByAllSamplesOfABlock) {
+  Shaper shaper;
+  shaper.Set(MultiDist::kDrive, 0.0f);
+  shaper.effect.ResetState(true);
+  shaper.Process();
+  shaper.Set(MultiDist::kDrive, 12.0f);
+  SmootherInterpLPF drive(0.01f);
+  drive.Setup(1, 48, 48000.0f);
+  drive.SetValue(0.0);
+  drive.SetTarget(12.0);
+  std::fill_n(shaper.inputs[0], 48, 0.125f);
+  for (const uint32_t count : {47u, 45u, 3u, 48u, 1u, 46u, 48u}) {
+    std::array<float, 48> dB{};
+    drive.Render(dB.data(), count);
+    shaper.Process(count);
+    for (uint32_t i = 0; i < WholeQuads(count); ++i) {
+      const double driven = 0.125 * std::pow(10.0, static_cast<double>(dB[i]) / 20.0);
+      ASSERT_NEAR(shaper.outputs[0][i], CurveOf(3, driven), 1e-5) << i << " of " << count;
+    }
+  }
+}
+
 TEST(MultiDist, LeavesWhatLiesBehindTheLastGroupOfFour) {
   Shaper shaper;
   std::fill_n(shaper.outputs[0], 48, 9.0f);

@@ -159,6 +159,27 @@ TEST(Wavefolder, RunsTheSecondChannelOnlyInStereoAndSkipsMissingPorts) {
   EXPECT_EQ(folder.Process(), 1u);
 }
 
+TEST(Wavefolder, AnOutputGainUnderWayGoesOnByAllSamplesOfABlock) {
+  Folder folder;
+  folder.Set(Wavefolder::kAutoComp, 0.0f);
+  folder.effect.ResetState(true);
+  std::fill_n(folder.inputs[0], 48, 0.5f);
+  folder.Process();
+  const float folded = folder.outputs[0][0];
+  folder.Set(Wavefolder::kOutputGain, 12.0f);
+  SmootherInterpLPF gain(0.01f);
+  gain.Setup(1, 48, 48000.0f);
+  gain.SetValue(1.0);
+  gain.SetTarget(std::pow(2.0, 12.0 * 0.1660964));
+  for (const uint32_t count : {47u, 45u, 3u, 48u, 1u, 46u, 48u}) {
+    std::array<float, 48> gains{};
+    gain.Render(gains.data(), count);
+    folder.Process(count);
+    for (uint32_t i = 0; i < WholeQuads(count); ++i)
+      ASSERT_NEAR(folder.outputs[0][i], folded * gains[i], 1e-5) << i << " of " << count;
+  }
+}
+
 TEST(Wavefolder, LeavesWhatLiesBehindTheLastGroupOfFour) {
   Folder folder;
   std::fill_n(folder.inputs[0], 48, 0.5f);

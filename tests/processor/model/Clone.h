@@ -22,7 +22,8 @@ struct Switch {
   void Configure(uint32_t blockSize, float rate) {
     bypassFade.Setup(1, rate);
     typeFade.Setup(1, rate);
-    fades.assign(blockSize, 0.0f);
+    fades.assign(WholeQuadsAbove(blockSize), 0.0f);
+    typeFades = fades;
   }
   void Reset() {
     bypassFade.SetValue(knobs[kCrossfade].IsOn() && knobs[kBypass].Value() < 0.5f ? 1.0f : 0.0f);
@@ -59,16 +60,16 @@ struct Switch {
     const bool bypassed = knobs[kBypass].IsOn() || moves;
     if (!bypassed || (knobs[kCrossfade].IsOn() && moves)) RunSelected(out, count, run);
     if (!bypassed) return;
-    bypassFade.Render(fades, count);
-    for (uint32_t i = 0; i < count; ++i) {
-      const float f = fades[i];
-      const bool silent = !moves && f == 0.0f, whole = !moves && f == 1.0f;
-      if (whole) continue;
-      if (knobs[kCopy].IsOn()) {
-        out[i] = silent ? in[i] : std::fma(in[i], 1.0f - f, out[i] * f);
-      } else {
-        out[i] = silent ? 0.0f : out[i] * f;
-      }
+    if (moves) bypassFade.Render(fades, count);
+    const float rest = bypassFade.current;
+    if (!moves && rest == 1.0f) return;
+    if (!moves && rest == 0.0f) {
+      for (uint32_t i = 0; i < count; ++i) out[i] = knobs[kCopy].IsOn() ? in[i] : 0.0f;
+      return;
+    }
+    for (uint32_t i = 0; i < WholeQuads(count); ++i) {
+      const float f = moves ? fades[i] : rest;
+      out[i] = knobs[kCopy].IsOn() ? std::fma(in[i], 1.0f - f, out[i] * f) : out[i] * f;
     }
   }
   template <typename RunOne>
@@ -76,8 +77,8 @@ struct Switch {
     Follow();
     run(selected);
     if (knobs[kFade].IsOn() && typeFade.Moves()) {
-      typeFade.Render(fades, count);
-      for (uint32_t i = 0; i < count; ++i) out[i] *= fades[i];
+      typeFade.Render(typeFades, count);
+      for (uint32_t i = 0; i < WholeQuads(count); ++i) out[i] *= typeFades[i];
     }
     if (!typeFade.Moves() && selected != Asked()) {
       selected = Asked();
@@ -87,7 +88,7 @@ struct Switch {
 
   Knobs knobs;
   Slew bypassFade{0.05f}, typeFade{0.025f};
-  Buffer fades;
+  Buffer fades, typeFades;
   uint32_t selected = 0;
 };
 

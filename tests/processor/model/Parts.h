@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "basictools/math/WholeQuads.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "engine/ParamRecord.h"
 
@@ -70,17 +71,21 @@ struct Slew {
   }
   void SetValue(float value) { current = target = value; }
   bool Moves() const { return current != target; }
-  /// `count` values, a multiple of four.
+  /// Whole groups of four.
   void Render(Buffer& out, uint32_t count) {
+    const uint32_t quads = WholeQuads(count);
     const float from = current;
+    if (from == target) {
+      std::fill_n(out.begin(), quads, target);
+      return;
+    }
     const float distance = std::fabs(target - from);
     const bool lands = distance < step * static_cast<float>(count);
-    for (uint32_t k = 1; k <= count && from != target; ++k) {
+    for (uint32_t k = 1; k <= quads; ++k) {
       const float travel = static_cast<float>(k) * step;
-      current = lands && travel >= distance ? target : (target > from ? from + travel : from - travel);
-      out[k - 1] = current;
+      out[k - 1] = lands && travel >= distance ? target : (target > from ? from + travel : from - travel);
     }
-    if (from == target) std::fill_n(out.begin(), count, target);
+    current = out[count - 1];  // behind the last whole group: what stood there
   }
   float Tick() {
     const float distance = target - current;
@@ -97,20 +102,23 @@ struct Ring {
     at = 0;
   }
   void Clear() { Resize(static_cast<uint32_t>(data.size())); }
-  float Back(uint32_t delay) const { return data[(at + 4 * data.size() - delay) % data.size()]; }
+  float Back(int64_t delay) const {
+    const auto n = static_cast<int64_t>(data.size());
+    return data[static_cast<std::size_t>((((static_cast<int64_t>(at) - delay) % n) + n) % n)];
+  }
   void Push(float value) {
     data[at] = value;
     at = (at + 1) % data.size();
   }
   /// Four points about the gap between `delay` and the sample before it.
-  float Between(uint32_t delay, float f) const {
+  float Between(int32_t delay, float f) const {
     const float p = Back(delay - 1), x0 = Back(delay), x1 = Back(delay + 1), x2 = Back(delay + 2);
     const float a = x1 - x0, b = x2 - p, c = (x1 - p) * 0.5f, e = (x1 + p) * 0.5f - x0;
     const float g = a * 4.5f - b * 1.5f, h = b * 2.5f - a * 7.5f, k = a * 3.0f + p - x2;
     return ((((k * f + h) * f + g) * f + e) * f + c) * f + x0;
   }
   float Linear(float place) const {
-    const auto whole = static_cast<uint32_t>(place);
+    const auto whole = static_cast<int32_t>(place);
     return Back(whole) + (Back(whole + 1) - Back(whole)) * (place - static_cast<float>(whole));
   }
   Buffer data;

@@ -93,11 +93,16 @@ class PlainProcessor {
         level(Measure(meters[1], wet[0].data(), mode != kMono ? wet[1].data() : nullptr, count), 0.0f));
     gain.Render(gains.data(), count);
     const bool moves = bypassFade.Moves();
-    bypassFade.Render(fades, count);
+    const uint32_t quads = WholeQuads(count);
+    if (moves) bypassFade.Render(fades, count);
     for (uint32_t c = 0; c < (mode == kMono ? 1u : 2u); ++c) {
+      for (uint32_t i = 0; i < quads; ++i) wet[c][i] *= gains[i];
       for (uint32_t i = 0; i < count; ++i) {
-        const float x = fades[i], y = wet[c][i] * gains[i];
-        out[c][i] = moves ? y * (1.0f - x) + in[c][i] * x : (KnobAt(kBypass).Value() > 0.0f ? in[c][i] : y);
+        const float x = fades[i], y = wet[c][i];
+        if (moves)
+          out[c][i] = i < quads ? y * (1.0f - x) + in[c][i] * x : 0.0f;
+        else
+          out[c][i] = KnobAt(kBypass).Value() > 0.0f ? in[c][i] : y;
       }
     }
     SetDirty(own, false);

@@ -216,7 +216,7 @@ struct Voices {
   }
   static float Alpha(float w) { return std::sin(w) * 0.5f * 1.41421354f; }
   void ComputeHighPass(float hz) {
-    const float w = hz * (6.2831855f / rate);
+    const float w = std::min(hz, 0.495f * rate) * (6.2831855f / rate);
     highPass = dsp::BiquadCoefficients::HighPass(w, Alpha(w));
   }
   void UpdateFilters() {
@@ -300,12 +300,13 @@ struct Voices {
     for (uint32_t i = 0; i < count; ++i) {
       float sum = 0.0f;
       for (uint32_t v = 0; v < active; ++v) sum += side.effects[v][i] * countGains[i] * voiceGains[v][i];
-      const auto whole = static_cast<uint32_t>(delays[i]);
+      const auto whole = static_cast<int32_t>(delays[i]);
       side.returned[i] = side.feedbackLine.Between(whole, delays[i] - static_cast<float>(whole));
       side.feedbackLine.Push(side.loopHighPass.Tick(loop, sum));
       if (lowRuns) sum = side.lowPass.Tick(lowPass, sum);
       const SinCosPair share = SinCos(wets[i] * 1.57079637f);
-      out[i] = sum * outputGains[i] * share.sin + in[i] * share.cos;
+      out[i] = sum * outputGains[i];
+      if (i < WholeQuads(count)) out[i] = out[i] * share.sin + in[i] * share.cos;
     }
   }
 
