@@ -59,8 +59,8 @@ class Life {
     const bool standing = chance.Once(3);  // knobs at rest for long: the paths of a song
     const uint32_t dialEvery = standing ? 2000 : 3 + chance.Below(60);
     const bool whole = chance.Once(2);
-    // Behind the last whole group of four an effect leaves what stood there, which may be another effect's:
-    // blocks of any length come where the effect stays.
+    // Blocks of any length: behind the last whole group of four an effect leaves what stood there, also what
+    // another one wrote.
     ragged = chance.Once(2);
     type = chance.Below(6);
     Put(169, static_cast<float>(type) / 5.0f);
@@ -109,16 +109,16 @@ class Life {
           Put(215 + 4 * chance.Below(2), position);  // bypass, output gain
           break;
         case 4:
-          if (!ragged && chance.Once(4)) Put(169, position);
+          if (chance.Once(4)) Put(169, position);
           break;
         case 5:
-          if (!ragged && chance.Once(4)) Put(chance.Below(152), position);  // inside the stage effects
+          if (chance.Once(4)) Put(chance.Below(152), position);  // inside the stage effects
           break;
         case 6:
           if (chance.Once(4)) Put(201 + chance.Below(14), position);  // the meters
           break;
         default:
-          Put(152 + chance.Below(ragged ? 17 : 21), chance.Once(6) && chance.Once(4) ? 0.0f : position);
+          Put(152 + chance.Below(21), chance.Once(6) && chance.Once(4) ? 0.0f : position);
           break;
       }
     }
