@@ -30,12 +30,12 @@ inline float Follow(float level, float t, float coef) noexcept {
 EnvFollower::EnvFollower(std::string text)
     : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(EnvFollowerKnobs::kRows)) {}
 
-void EnvFollower::Ring::Resize(uint32_t newSize) {
+void EnvFollower::DelayLineDouble::Resize(uint32_t newSize) {
   squares.resize(newSize);
   Clear();
 }
 
-void EnvFollower::Ring::Clear() noexcept {
+void EnvFollower::DelayLineDouble::Clear() noexcept {
   std::fill(squares.begin(), squares.end(), 0.0);
   writeIndex = 0;
   sum = 0.0;
@@ -121,7 +121,7 @@ void EnvFollower::FollowRms(EnvFollower* const* followers, ProcessContext* const
   Chain chains[kFollowers];
   for (uint32_t f = 0; f < kFollowers; ++f) {
     EnvFollower& from = *followers[f];
-    Ring& ring = from.ring;
+    DelayLineDouble& ring = from.ring;
     const uint32_t size = ring.Size();
     const auto window = static_cast<uint32_t>(from.windowSamples);
     const uint32_t oldest =

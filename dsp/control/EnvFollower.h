@@ -40,7 +40,7 @@ class EnvFollower : public UnitModule, public EnvFollowerKnobs::Indices {
                           ProcessContext& secondContext);
 
   /// A ring of squares and their running sum over the latest `window` of them.
-  struct Ring {
+  struct DelayLineDouble {
     /// Sets the length and clears. Allocates.
     void Resize(uint32_t newSize);
     /// Back to silence: a pass over the ring.
@@ -53,7 +53,7 @@ class EnvFollower : public UnitModule, public EnvFollowerKnobs::Indices {
   };
 
   /// The window's ring, for tests.
-  const Ring& GetRing() const { return ring; }
+  const DelayLineDouble& GetRing() const { return ring; }
 
  private:
   template <bool kStereo, bool kGate>
@@ -75,7 +75,7 @@ class EnvFollower : public UnitModule, public EnvFollowerKnobs::Indices {
   // Settings again.
   bool thresholdOn = false;
   float thresholdLinear = 0.0f;
-  Ring ring;
+  DelayLineDouble ring;
   double invWindow = 1.0;     // 1 / windowSamples
   int32_t windowSamples = 1;  // at least 1
   bool rmsOn = false;

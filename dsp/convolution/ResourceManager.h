@@ -62,6 +62,9 @@ template <size_t Size, uint64_t Capacity>
 class ResourceManager {
  public:
   using CommandQueue = dsp::CommandQueue<Size, Capacity>;
+  using ResourceBase = dsp::ResourceBase;
+  template <typename T>
+  using Resource = dsp::Resource<T>;
 
   explicit ResourceManager(int64_t pollingMilliseconds = 10) : pollingTimeMs(pollingMilliseconds) {}
   ~ResourceManager() { StopAndJoin(); }
@@ -92,7 +95,8 @@ class ResourceManager {
   /// Objects under management.
   size_t ResourceCount() const { return resources.Count(); }
 
- private:
+  /// Body of the manager's thread: until it shall stop, drops what nobody else holds, runs what is queued,
+  /// and sleeps.
   void Run() {
     while (!IsStopRequested()) {
       resources.Collect();
@@ -102,6 +106,7 @@ class ResourceManager {
     }
   }
 
+ private:
   // Destroyed from the last to the first: commands in the
   // queues refer to resources, so the resources go last.
   ResourceList resources;
