@@ -291,6 +291,7 @@ HWY_INLINE LaneNumber<D> EvenMantissaOf(LaneNumber<D> x) {
     return {Function(x.low), Function(x.high)};        \
   }
 PRISMEL_PAIR_FUNCTION(Magnitude)
+PRISMEL_PAIR_FUNCTION(BitsAsNumber)
 PRISMEL_PAIR_FUNCTION(Whole)
 PRISMEL_PAIR_FUNCTION(Floor)
 PRISMEL_PAIR_FUNCTION(MantissaOf)
@@ -310,12 +311,26 @@ HWY_INLINE LaneNumber<D> TimesPowerOfTwo(LaneNumber<D> x, LaneNumber<D> whole) {
   return {hn::BitCast(D(), hn::Add(hn::BitCast(di, x.v), shifted))};
 }
 
+template <typename M, typename N>
+HWY_INLINE NumberPair<N> ZeroOr(MaskPair<M> condition, NumberPair<N> x) {
+  return {ZeroOr(condition.low, x.low), ZeroOr(condition.high, x.high)};
+}
+template <typename N>
+HWY_INLINE NumberPair<N> TimesPowerOfTwo(NumberPair<N> x, NumberPair<N> whole) {
+  return {TimesPowerOfTwo(x.low, whole.low), TimesPowerOfTwo(x.high, whole.high)};
+}
+
 // The first `count` lanes, from or to memory that may end there.
 template <typename T>
 HWY_INLINE T LoadNumber(const float* from, uint32_t count) {
   if constexpr (std::is_same_v<T, float>) {
     (void)count;
     return *from;
+  } else if constexpr (kIsPair<T>) {
+    using Half = typename LanesOf<T>::Half;  // whole ones only
+    (void)count;
+    return {LoadNumber<Half>(from, LanesOf<Half>::kCount),
+            LoadNumber<Half>(from + LanesOf<Half>::kCount, LanesOf<Half>::kCount)};
   } else {
     const typename LanesOf<T>::Tag d;
     if (count == LanesOf<T>::kCount) return {hn::LoadU(d, from)};
@@ -330,6 +345,12 @@ HWY_INLINE void StoreNumber(LaneNumber<D> x, float* to, uint32_t count) {
   } else {
     hn::BlendedStore(x.v, hn::FirstN(D(), count), D(), to);
   }
+}
+
+template <typename N>
+HWY_INLINE void StoreNumber(NumberPair<N> x, float* to, uint32_t) {
+  StoreNumber(x.low, to, LanesOf<N>::kCount);
+  StoreNumber(x.high, to + LanesOf<N>::kCount, LanesOf<N>::kCount);
 }
 
 // As many samples as the number has lanes, one behind the other.
@@ -360,6 +381,12 @@ HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   uint32_t i = 0;
 #if HWY_TARGET != HWY_EMU128
   constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
+#if 1
+  if constexpr (kMany < 16) {
+    using Pair = NumberPair<LaneNumber<ManyLanes>>;
+    for (; i + 2 * kMany <= count; i += 2 * kMany) run.template operator()<Pair>(i, 2 * kMany);
+  }
+#endif
   for (; i + kMany <= count; i += kMany) run.template operator()<LaneNumber<ManyLanes>>(i, kMany);
 #if HWY_CAP_GE512
   if (i < count) run.template operator()<LaneNumber<ManyLanes>>(i, count - i);
