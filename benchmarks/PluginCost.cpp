@@ -7,10 +7,10 @@
 // FORMAT is clap, vst3, lv2, shell (what the three share), or bare.
 //
 // A turn is a second of sound, played twice: the first time brings the caches to where a running stream has
-// them, the second one is measured, and the bare processor's turn follows at once. The figure of an instance
-// is the median of its turns, the figure of a case the median of many instances: where an instance's memory
-// comes to lie makes it up to four per cent faster or slower than the next. The cases "bare" are a second
-// bare processor, and say how far the others can be believed.
+// them, the second one is measured; beside it stands the bare processor's turn just before or behind. The
+// figure of an instance is the median of its turns, the figure of a case the median of many instances: where
+// an instance's memory comes to lie makes it up to four per cent faster or slower than the next. The cases
+// "bare" are a second bare processor, and say how far the others can be believed.
 
 #include <algorithm>
 #include <chrono>
@@ -115,10 +115,13 @@ double Turn(const Runner& runner, uint32_t buffer) {
   return std::chrono::duration<double, std::nano>(Clock::now() - begin).count() / (kFrames / kBlock);
 }
 
-/// Of `values`, the one below which `share` of them lie.
+/// Of `values`, the one below which `share` of them lie; between two of them in proportion.
 double Quantile(std::vector<double> values, double share) {
   std::sort(values.begin(), values.end());
-  return values[static_cast<size_t>(share * static_cast<double>(values.size() - 1))];
+  const double place = share * static_cast<double>(values.size() - 1);
+  const auto below = static_cast<size_t>(place);
+  const size_t above = std::min(below + 1, values.size() - 1);
+  return values[below] + (place - static_cast<double>(below)) * (values[above] - values[below]);
 }
 
 /// A format with a buffer, and what its instances added, in shares of a bare block.
@@ -132,16 +135,22 @@ void Compare(const std::string& name, std::vector<Case> cases) {
   std::vector<double> bareTurns;
   for (int instance = 0; instance < kInstances; ++instance) {
     Second sound;
-    const Runner bare = Make("bare", PresetNamed(name), sound);
     for (size_t i = 0; i < cases.size();) {
       const std::string format = cases[i].format;
-      const Runner runner = Make(format, PresetNamed(name), sound);
+      // Each is made first, and runs first, as often as the other.
+      Runner bare, runner;
+      if (instance % 2 == 0) bare = Make("bare", PresetNamed(name), sound);
+      runner = Make(format, PresetNamed(name), sound);
+      if (instance % 2 != 0) bare = Make("bare", PresetNamed(name), sound);
       for (; i < cases.size() && cases[i].format == format; ++i) {
         std::vector<double> ratios;
         for (int round = 0; round < kRounds; ++round) {
-          const double turn = Turn(runner, cases[i].buffer);
-          bareTurns.push_back(Turn(bare, kBlock));
-          ratios.push_back(turn / bareTurns.back());
+          double turn = 0.0, bareTurn = 0.0;
+          if (round % 2 == 0) bareTurn = Turn(bare, kBlock);
+          turn = Turn(runner, cases[i].buffer);
+          if (round % 2 != 0) bareTurn = Turn(bare, kBlock);
+          bareTurns.push_back(bareTurn);
+          ratios.push_back(turn / bareTurn);
         }
         cases[i].added.push_back(Quantile(ratios, 0.5) - 1.0);
       }

@@ -88,15 +88,8 @@ class BlockBuffer {
                           source[1] != nullptr && destination[0] != nullptr && destination[1] != nullptr;
     if (isStereo) [[likely]] {
       ExchangeStereo(source[0], source[1], destination[0], destination[1], count, run);
-      return;
-    }
-    for (size_t done = 0; done < count;) {
-      const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
-      ExchangeSingly(source, destination, channels, done, piece);
-      done += piece;
-      if (!IsFull()) continue;
-      run();
-      Restart();
+    } else {
+      ExchangeOther(source, destination, channels, count, run);
     }
   }
 
@@ -116,6 +109,19 @@ class BlockBuffer {
       left += piece, right += piece, outLeft += piece, outRight += piece;
       count -= piece;
       fill += static_cast<uint32_t>(piece);
+      if (!IsFull()) continue;
+      run();
+      Restart();
+    }
+  }
+  /// Any other arrangement. Apart: it would lie between what nearly always runs.
+  template <typename Run>
+  [[gnu::noinline]] void ExchangeOther(const float* const* source, float* const* destination,
+                                       uint32_t channels, size_t count, Run&& run) {
+    for (size_t done = 0; done < count;) {
+      const auto piece = static_cast<uint32_t>(std::min<size_t>(count - done, Room()));
+      ExchangeSingly(source, destination, channels, done, piece);
+      done += piece;
       if (!IsFull()) continue;
       run();
       Restart();
