@@ -26,6 +26,10 @@ class RestingBlock {
     level = quads;
   }
 
+  /// True when a call with a block of `count` samples would write nothing, as long as the smoother stays
+  /// where it rests.
+  bool Rests(uint32_t count) const noexcept { return level > 0 && level >= WholeQuads(count); }
+
   /// The buffer is another one, or holds something else.
   void Forget() noexcept { level = 0; }
 

@@ -75,6 +75,7 @@ void MultiModeFilter::DoReset(bool) {
 
 bool MultiModeFilter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
+  if (StandsStill(context)) return true;
   ReadSwitches();
   if (changed != 0) {
     TakeUpMode(context);
@@ -109,7 +110,30 @@ bool MultiModeFilter::UpdateParams(ProcessContext& context) {
   UpdateCompensation(context.sampleCount);
   UpdateBypass(context);
   snap = false;
+  hasSettled = HasSettled() && !IsModulated(context);
   return true;
+}
+
+// Then all would be read and aimed at as for the last block.
+bool MultiModeFilter::StandsStill(const ProcessContext& context) const {
+  return hasSettled && changed == 0 && !IsAnyDirty() && !snap &&
+         compensationBlock.Rests(context.sampleCount) &&
+         (!IsIn(FilterTopology::Comb) || combDelayBlock.Rests(context.sampleCount)) && !IsModulated(context);
+}
+
+bool MultiModeFilter::HasSettled() const {
+  if (fade != Fade::None || !compensationSmoother.IsSettled()) return false;
+  if (IsIn(FilterTopology::Comb)) return combDelaySmoother.IsSettled();
+  return IsIn(FilterTopology::StateVariable) && frequencySmoother.IsSettled() && qSmoother.IsSettled() &&
+         (mode.use != FilterUse::Bell || bellGainSmoother.IsSettled()) &&
+         StandsThrough(chain.now, chain.step);
+}
+
+bool MultiModeFilter::IsModulated(const ProcessContext& context) {
+  for (const uint32_t port : {kFreqPort, kQPort, kGainPort, kFmAmountPort}) {
+    if (context.LiveControl(port) != nullptr) return true;
+  }
+  return context.Input(kFmPort) != nullptr;
 }
 
 uint32_t MultiModeFilter::RequestedMode() {

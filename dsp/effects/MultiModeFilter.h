@@ -77,6 +77,9 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   uint32_t RequestedMode();
   bool IsIn(FilterTopology topology) const { return mode.topology == topology; }
   void ReadSwitches();
+  bool StandsStill(const ProcessContext& context) const;
+  bool HasSettled() const;
+  static bool IsModulated(const ProcessContext& context);
   void TakeUpMode(ProcessContext& context);
   void ClearState();
   void UpdateFrequency(ProcessContext& context);
@@ -116,6 +119,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool bypassed = false;
   bool combDelayStands = false;  // throughout the block
   bool snap = true;              // coefficients and compensation jump in this block
+  bool hasSettled = false;       // without news and modulation the next block's aims are this one's
   uint32_t modeNumber = 0;
   FilterMode mode = kFilterModes[0];
   float frequency = 20.0f;          // Hz, smoothed

@@ -21,6 +21,13 @@ struct StateVariableCoefficients {
   }
 };
 
+/// True when adding `step` changes none of those that glide.
+inline bool StandsThrough(const StateVariableCoefficients& now,
+                          const StateVariableCoefficients& step) noexcept {
+  return now.g1 + step.g1 == now.g1 && now.g2 + step.g2 == now.g2 && now.g3 + step.g3 == now.g3 &&
+         now.m1 + step.m1 == now.m1;
+}
+
 /// One section's memory, of one channel.
 template <typename T>
 struct StateVariableState {

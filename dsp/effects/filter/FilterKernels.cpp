@@ -89,10 +89,8 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
   SectionCoefficients<T> now{numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], numbers[5]};
   const SectionCoefficients<T> step{numbers[6], numbers[7], numbers[8], numbers[9], numbers[10], numbers[11]};
   bool glides = false;
-  for (uint32_t b = 0; b < clones; ++b) {
-    const StateVariableCoefficients& c = blocks[b].chain->step;
-    glides = glides || c.g1 != 0.0f || c.g2 != 0.0f || c.g3 != 0.0f || c.m1 != 0.0f;
-  }
+  for (uint32_t b = 0; b < clones; ++b)
+    glides = glides || !StandsThrough(blocks[b].chain->now, blocks[b].chain->step);
   if (!glides) now = Advanced(now, step);  // for all samples: of minus 0 it makes 0
   constexpr uint32_t kStates = std::max(2 * kOrder, 4u);
   T memories[kStates];
