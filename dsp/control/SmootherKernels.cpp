@@ -70,7 +70,29 @@ HWY_INLINE void StoreNarrow(V x, uint32_t m, std::size_t i, float* first, float*
 #endif
 }
 
-constexpr double kFirstSteps[4] = {1.0, 2.0, 3.0, 4.0};
+// How far the samples are on their line, as many as most blocks have: a load is cheaper than a sum, but for
+// vectors of four, where sums are free.
+constexpr uint32_t kTabled = 64;
+constexpr bool kTakesTable = kLanes != 4;
+struct Steps {
+  alignas(64) double at[kTabled];
+};
+constexpr Steps MakeSteps() {
+  Steps steps{};
+  for (uint32_t i = 0; i < kTabled; ++i) steps.at[i] = static_cast<double>(i + 1);
+  return steps;
+}
+constexpr Steps kSteps = MakeSteps();
+
+// Vector m of four steps for each run.
+HWY_INLINE V StepsAt(const double* steps, uint32_t m) {
+#if HWY_CAP_GE512
+  (void)m;
+  return V{_mm512_broadcast_f64x4(_mm256_load_pd(steps))};
+#else
+  return hn::Load(D(), steps + m * kLanes % 4);
+#endif
+}
 
 // Throughout the block all samples stay further from their line than counts as 0: each distance goes from the
 // one of the first four samples towards -lag, and never past it.
@@ -87,11 +109,12 @@ HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& sna
   return stays;
 }
 
-template <bool kStaysAway>
+template <bool kStaysAway, bool kIsTabled>
 HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight decay, const Eight& lag,
                             const Eight& snap, uint32_t count) {
   const D d;
-  Eight k = LoadFours(kFirstSteps, kFirstSteps);
+  V k[kPerRun];
+  for (uint32_t m = 0; m < kPerRun; ++m) k[m] = StepsAt(kSteps.at, m);
   const Eight start = OfEach(first.start, second.start);
   const Eight slope = OfEach(first.slope, second.slope);
   const Eight pole4 = OfEach(first.pole4, second.pole4);
@@ -101,7 +124,8 @@ HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight dec
   float* secondOut = second.out;
   for (std::size_t i = 0, end = WholeQuads(count); i < end; i += 4) {
     for (uint32_t m = 0; m < kVectors; ++m) {
-      const V line = hn::Add(start.part[m], hn::Mul(k.part[m % kPerRun], slope.part[m]));
+      const V step = kIsTabled ? StepsAt(kSteps.at + i, m) : k[m % kPerRun];
+      const V line = hn::Add(start.part[m], hn::Mul(step, slope.part[m]));
       const V rest = hn::Sub(decay.part[m], lag.part[m]);
       sample.part[m] = hn::Add(line, rest);
       if constexpr (!kStaysAway) {
@@ -111,7 +135,9 @@ HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight dec
       StoreNarrow(sample.part[m], m, i, firstOut, secondOut);
       decay.part[m] = hn::Mul(decay.part[m], pole4.part[m]);
     }
-    for (uint32_t m = 0; m < kPerRun; ++m) k.part[m] = hn::Add(k.part[m], four);  // alike for both runs
+    if constexpr (!kIsTabled) {
+      for (uint32_t m = 0; m < kPerRun; ++m) k[m] = hn::Add(k[m], four);  // alike for both runs
+    }
   }
   return sample;
 }
@@ -121,9 +147,13 @@ void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
   const Eight decay = LoadFours(first.decay, second.decay);
   const Eight lag = OfEach(first.lag, second.lag);
   const Eight snap = OfEach(first.snap, second.snap);
-  const Eight sample = StaysAway(decay, lag, snap)
-                           ? RenderPair<true>(first, second, decay, lag, snap, count)
-                           : RenderPair<false>(first, second, decay, lag, snap, count);
+  const bool staysAway = StaysAway(decay, lag, snap);
+  const auto render = [&]<bool kStaysAway>() HWY_ATTR {
+    if (kTakesTable && count <= kTabled)
+      return RenderPair<kStaysAway, kTakesTable>(first, second, decay, lag, snap, count);
+    return RenderPair<kStaysAway, false>(first, second, decay, lag, snap, count);
+  };
+  const Eight sample = staysAway ? render.template operator()<true>() : render.template operator()<false>();
   HWY_ALIGN double both[8];
   for (uint32_t m = 0; m < kVectors; ++m) hn::Store(sample.part[m], d, both + m * kLanes);
   first.last = both[3];

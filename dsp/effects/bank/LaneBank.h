@@ -40,9 +40,13 @@ class LaneBank {
                   alignof(Block) <= 16);
     if (!isOpen) return nullptr;
     const auto key = reinterpret_cast<void (*)()>(loop);
-    uint32_t i = 0;
-    while (i < batchCount && batches[i].loop != key) ++i;
-    if (i == kLoops) return nullptr;
+    // Nearly always the latest.
+    uint32_t i = batchCount - 1;
+    if (batchCount == 0 || batches[i].loop != key) {
+      i = 0;
+      while (i < batchCount && batches[i].loop != key) ++i;
+      if (i == kLoops) return nullptr;
+    }
     Batch& batch = batches[i];
     if (i == batchCount) {
       ++batchCount;
