@@ -121,6 +121,19 @@ HWY_INLINE FoldNumber LargerBits(FoldNumber a, FoldNumber b) {
   return {hn::BitCast(ManyLanes(), hn::Max(hn::BitCast(du, a.v), hn::BitCast(du, b.v)))};
 }
 
+// The larger of a size and one that was found before.
+HWY_INLINE FoldNumber LargerSize(FoldNumber x, FoldNumber found) {
+#if HWY_CAP_GE512
+  constexpr int kOfSizes = 3, kWithoutSign = 2 << 2;
+  return {hn::Vec<ManyLanes>{_mm512_range_ps(x.v.raw, found.v.raw, kOfSizes | kWithoutSign)}};
+#else
+  return Greater(Magnitude(x), found);
+#endif
+}
+HWY_INLINE FoldTwins LargerSize(FoldTwins x, FoldTwins found) {
+  return {LargerSize(x.low, found.low), LargerSize(x.high, found.high)};
+}
+
 // sin(x pi / 2), as SineFloat4 has it. `largest` takes in the squares of what is left of half turns.
 HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldNumber& largest) {
   using T = FoldNumber;
@@ -238,7 +251,7 @@ HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start,
     const T x = {LoadNumber<FoldNumber>(low.in + start + i, lanes),
                  LoadNumber<FoldNumber>(high.in + start + i, lanes)};
     const T driven = x * LoadAll<T>(rows.gain + 2 * i) * LoadAll<T>(rows.root + 2 * i);
-    peak = Greater(Magnitude(driven), peak);
+    peak = LargerSize(driven, peak);
     // The input's share is +0.
     const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * SineFoldOf(driven, largest);
     StoreNumber(y.low, low.out + start + i, lanes);
