@@ -8,24 +8,25 @@ namespace Vantora::dsp {
 
 namespace {
 
-/// Calls `visit` with a clone's stage effect of type 1 to 5.
+/// Calls `visit` with a stage effect's type, 1 to 5, as a template argument of its call operator: once for
+/// all clones.
 template <typename Visit>
-void AtEffect(FxVariant& clone, uint32_t type, Visit&& visit) {
+void WithType(uint32_t type, Visit&& visit) {
   switch (type) {
     case kFxBandPass:
-      visit(clone.Child<kFxBandPass>());
+      visit.template operator()<kFxBandPass>();
       break;
     case kFxComb:
-      visit(clone.Child<kFxComb>());
+      visit.template operator()<kFxComb>();
       break;
     case kFxBitCrusher:
-      visit(clone.Child<kFxBitCrusher>());
+      visit.template operator()<kFxBitCrusher>();
       break;
     case kFxDistortion:
-      visit(clone.Child<kFxDistortion>());
+      visit.template operator()<kFxDistortion>();
       break;
     case kFxHarmonizer:
-      visit(clone.Child<kFxHarmonizer>());
+      visit.template operator()<kFxHarmonizer>();
       break;
     default:
       break;
@@ -78,19 +79,23 @@ void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint
   spreadType = type;
   spreadPrimary = primary;
   spreadAmount = amount;
-  for (uint32_t v = 0; v < voices; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      float& value = spreadValues[side][v];
-      AtEffect(Clone(side, v), type, [&](auto& effect) {
+  WithType(type, [&]<uint32_t kType>() {
+    const ParamRecord& target =
+        Clone(0, 0).Child<kType>().Param(route.primaryTarget);  // all clones' are alike
+    const float lowest = target.GetMinimum();
+    const float highest = target.GetMaximum();
+    for (uint32_t v = 0; v < voices; ++v) {
+      for (uint32_t side = 0; side < 2; ++side) {
+        float& value = spreadValues[side][v];
         if (v >= spreadVoices) {
           const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
-          const ParamRecord& target = effect.Param(route.primaryTarget);
-          value = std::min(std::max(wanted, target.GetMinimum()), target.GetMaximum());
+          value = std::min(std::max(wanted, lowest), highest);
         }
+        auto& effect = Clone(side, v).Child<kType>();
         if (!StandsAt(effect, route.primaryTarget, value)) SetPrimary(effect, route.primaryTarget, value);
-      });
+      }
     }
-  }
+  });
   spreadVoices = std::max(spreadVoices, voices);
 }
 
@@ -99,10 +104,10 @@ void StageClones::WriteSecondary(uint32_t type, float value, uint32_t voices) {
   for (uint32_t v = 0; v < voices; ++v) {
     const float own =
         type == kFxHarmonizer ? static_cast<float>(kChords[static_cast<uint32_t>(value)][v]) : value;
-    for (uint32_t side = 0; side < 2; ++side) {
-      AtEffect(Clone(side, v), type,
-               [&](auto& effect) { effect.SetParamInternal(route.secondaryTarget, own); });
-    }
+    WithType(type, [&]<uint32_t kType>() {
+      for (uint32_t side = 0; side < 2; ++side)
+        Clone(side, v).Child<kType>().SetParamInternal(route.secondaryTarget, own);
+    });
   }
 }
 
@@ -172,13 +177,15 @@ void StageClones::RunAtRest(const ProcessContext& context, const VoicePairs& tap
   std::array<float*, kMostInputs> inputs{};
   std::array<float*, kMostOutputs> outputs{};
   ProcessContext inner = context.WithPorts(inputs, outputs);
-  for (uint32_t v = 0; v < surveyed; ++v) {
-    for (uint32_t side = 0; side < 2; ++side) {
-      inputs[0] = taps[side][v];
-      outputs[0] = effects[side][v];
-      AtEffect(Clone(side, v), type, [&](auto& effect) { ProcessMono(effect, inner); });
+  WithType(type, [&]<uint32_t kType>() {
+    for (uint32_t v = 0; v < surveyed; ++v) {
+      for (uint32_t side = 0; side < 2; ++side) {
+        inputs[0] = taps[side][v];
+        outputs[0] = effects[side][v];
+        ProcessMono(Clone(side, v).Child<kType>(), inner);
+      }
     }
-  }
+  });
 }
 
 }  // namespace Vantora::dsp
