@@ -195,9 +195,11 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
   const uint32_t count = context.sampleCount;
   const uint32_t quads = WholeQuads(count);
   const float* feedback = feedbackOn ? context.Input(kReturnPort + channel) : nullptr;
+  // Behind whole groups of four the crusher finds what stood in the output.
+  const bool readsIn = feedback == nullptr && quads == count;
   if (feedback != nullptr) {
     for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn + feedback[i];
-  } else {
+  } else if (!readsIn) {
     for (uint32_t i = 0; i < quads; ++i) out[i] = in[i] * gainIn;
   }
 
@@ -209,8 +211,10 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
   block = {.settings = &settings,
            .channel = &channels[channel],
            .in = in,
+           .data = readsIn ? in : out,
            .out = out,
            .wet = wet.data(),
+           .dataGain = readsIn ? gainIn : 1.0f,
            .gain = gainOut,
            .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr};
   if (shared == nullptr) loop(&own, 1, count);

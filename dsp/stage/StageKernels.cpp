@@ -79,19 +79,21 @@ HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float
 HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float* tap, uint32_t) {
   const D d;
   const DI di;
-  const int32_t first = hn::GetLane(at[0].back);
-  const auto reference = hn::Set(di, first);
-  auto isNearer = hn::Lt(at[0].back, reference);
-  for (uint32_t p = 1; p < kParts; ++p) isNearer = hn::Or(isNearer, hn::Lt(at[p].back, reference));
-  const int32_t nearest = first - (hn::AllFalse(di, isNearer) ? 0 : 1);
-  const auto near = hn::Set(di, nearest);
+  int32_t nearest = hn::GetLane(at[0].back);
   hn::Vec<DI> steps[kParts];
-  auto all = hn::Zero(di);
-  for (uint32_t p = 0; p < kParts; ++p) {
-    steps[p] = hn::Sub(at[p].back, near);
-    all = hn::Or(all, steps[p]);
+  const auto areSteps = [&]() HWY_ATTR {
+    const auto near = hn::Set(di, nearest);
+    auto all = hn::Zero(di);
+    for (uint32_t p = 0; p < kParts; ++p) {
+      steps[p] = hn::Sub(at[p].back, near);
+      all = hn::Or(all, steps[p]);
+    }
+    return hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all));
+  };
+  if (HWY_UNLIKELY(!areSteps())) {
+    --nearest;  // the first one may look at the further place
+    if (!areSteps()) return false;
   }
-  if (HWY_UNLIKELY(!hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all)))) return false;
   x -= nearest;
   for (uint32_t p = 0; p < kParts; ++p) {
     const uint32_t k = p * kLanes;

@@ -87,9 +87,10 @@ void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
   while (HWY_UNLIKELY(Any(m.nextPhase - period > period)))
     m.nextPhase = m.nextPhase - OrZero(m.nextPhase - period > period, period);
 
-  const auto stream = [&](uint32_t b) { return blocks[b].out; };
-  RunStreams<T>(clones, count, stream, stream,
-                [&](T x) HWY_ATTR { return HoldTick<kFiltered, kGlide>(c, m, x); });
+  const T dataGain = Collect<T>(clones, [&](uint32_t b) { return blocks[b].dataGain; });
+  RunStreams<T>(
+      clones, count, [&](uint32_t b) { return blocks[b].data; }, [&](uint32_t b) { return blocks[b].out; },
+      [&](T x) HWY_ATTR { return HoldTick<kFiltered, kGlide>(c, m, x * dataGain); });
 
   const T kept[8] = {m.dc, m.first.s1, m.first.s2, m.second.s1, m.second.s2, m.phase, m.held, m.slope};
   DistributeRows(kept, clones, [&](uint32_t b) { return &blocks[b].channel->dc; });

@@ -9,13 +9,16 @@ namespace Vantora::dsp {
 
 /// One channel's block through the crusher:
 ///
-///     crushed = crush(data);   send = crushed; out = in - wet in + wet gain crushed, in whole groups of four
+///     crushed = crush(dataGain data);   send = crushed;
+///     out = in - wet in + wet gain crushed, in whole groups of four
 struct CrusherBlock {
   const CrusherSettings* settings;
   CrusherChannel* channel;
-  const float* in;   ///< not `out`
-  float* out;        ///< holds the crusher's input, `in` with gain and feedback
+  const float* in;    ///< not `out`
+  const float* data;  ///< `in` or `out`
+  float* out;
   const float* wet;  ///< one for each sample
+  float dataGain;
   float gain;
   float* send;  ///< null: none
 };

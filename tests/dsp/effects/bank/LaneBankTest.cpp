@@ -178,24 +178,32 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
         data.push_back(Noise(75, i + 1));
       }
       for (uint32_t i = 0; i < 13; ++i)
-        blocks[i] = {&settings, &channels[i], dry.data(), data[i].data(), wet.data(), 0.9f, nullptr};
+        blocks[i] = {&settings,  &channels[i], dry.data(), data[i].data(), data[i].data(),
+                     wet.data(), 0.8f,         0.9f,       nullptr};
       CrusherKernelsFor(target).run[variant](blocks.data(), 13, 75);
       for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     }
-    std::array<StateVariableChain, 13> chains;
-    std::vector<Samples> data;
-    std::array<FilterBlock, 13> blocks;
-    const Samples gain(75, 0.7f);
-    for (uint32_t i = 0; i < 13; ++i) {
-      chains[i].now.Tune(0.05f * static_cast<float>(i + 1), 0.3f);
-      chains[i].now.m1 = 1.0f;
-      chains[i].step.g1 = 1e-4f;
-      data.push_back(Noise(75, i + 1));
+    for (const uint32_t variant :
+         {0u, 1u, 2u, 3u, 4u, 5u}) {  // orders one to three, at rest and on their way
+      std::array<StateVariableChain, 13> chains;
+      std::vector<Samples> data;
+      std::array<FilterBlock, 13> blocks;
+      const Samples gain(75, 0.7f);
+      for (uint32_t i = 0; i < 13; ++i) {
+        chains[i].now.Tune(0.05f * static_cast<float>(i + 1), 0.3f);
+        chains[i].now.m1 = 1.0f;
+        if (variant >= 3) chains[i].step.g1 = 1e-4f;
+        data.push_back(Noise(75, i + 1));
+      }
+      for (uint32_t i = 0; i < 13; ++i)
+        blocks[i] = {&chains[i], chains[i].sections[0], data[i].data(), gain.data(), data[i].data(), true};
+      FilterKernelsFor(target).run[variant % 3](blocks.data(), 13, 75);
+      for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
+      for (const StateVariableChain& chain : chains) {
+        for (const auto& section : chain.sections[0]) result.insert(result.end(), {section.s1, section.s2});
+        result.push_back(chain.now.g1);
+      }
     }
-    for (uint32_t i = 0; i < 13; ++i)
-      blocks[i] = {&chains[i], chains[i].sections[0], data[i].data(), gain.data(), data[i].data(), true};
-    FilterKernelsFor(target).run[2](blocks.data(), 13, 75);
-    for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     return result;
   };
   const Samples expected = run(SimdTarget::Baseline);
