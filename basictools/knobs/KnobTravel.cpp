@@ -15,7 +15,7 @@ float ClampPosition(float x) { return HoldBetween(x, 0.0f, 1.0f); }
 
 }  // namespace
 
-float Travel::ToValue(const MappingTools::PotardMappingHolder& curve, float position) const {
+float Travel::BentToValue(const MappingTools::PotardMappingHolder& curve, float position) const {
   if (kind == MappingTools::Normalized) return position;
   if (kind == MappingTools::Stepped) {
     // Limited on top only: position 1 is the last value, not one beyond it.
@@ -24,11 +24,11 @@ float Travel::ToValue(const MappingTools::PotardMappingHolder& curve, float posi
     return stepSize >= 0.0f ? minValue + travelled : maxValue - travelled;
   }
   const float x = ClampPosition(curve.reversed ? 1.0f - position : position);
-  const float y = kind == MappingTools::Linear ? x : curve.ToValue(x);
+  const float y = curve.ToValue(x);
   return curve.absolute ? y : std::fma(curve.max - curve.min, y, curve.min);
 }
 
-float Travel::ToPosition(const MappingTools::PotardMappingHolder& curve, float value) const {
+float Travel::BentToPosition(const MappingTools::PotardMappingHolder& curve, float value) const {
   if (kind == MappingTools::Normalized) return value;
   if (kind == MappingTools::Stepped) {
     const float range = maxValue - minValue;
@@ -42,7 +42,7 @@ float Travel::ToPosition(const MappingTools::PotardMappingHolder& curve, float v
     const float range = curve.max - curve.min;
     y = range != 0.0f ? (HoldBetween(value, low, high) - curve.min) / range : 0.0f;
   }
-  const float x = kind == MappingTools::Linear ? y : curve.ToPosition(y);
+  const float x = curve.ToPosition(y);
   return ClampPosition(curve.reversed ? 1.0f - x : x);
 }
 
