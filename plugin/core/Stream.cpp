@@ -81,17 +81,6 @@ void Stream::Stop() {
   if (!tracePath.empty()) WriteTrace();
 }
 
-void Stream::SetTime(const HostTime& time) {
-  if (time.tempo && std::isfinite(*time.tempo) && *time.tempo > 0.0) {
-    tempo.store(*time.tempo, std::memory_order_relaxed);
-  }
-  host::Transport& transport = processor->GetTransport();
-  transport.tempo = Tempo();
-  transport.isPlaying = time.isPlaying.value_or(true);
-  if (time.songPosition && std::isfinite(*time.songPosition))
-    processor->SetSongPosition(*time.songPosition, buffer.Fill());
-}
-
 void Stream::StepTo(uint32_t index, float position, uint32_t offset) {
   position = std::clamp(position, 0.0f, 1.0f);
   if (IsInHand(index, NextSample())) return;

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -37,7 +38,16 @@ class Stream final {
   void Stop();
   bool IsRunning() const { return isRunning.load(std::memory_order_acquire); }
 
-  void SetTime(const HostTime& time);                                                   ///< [process]
+  /// [process] Inline: in every call of a host, which says the same things each time.
+  void SetTime(const HostTime& time) {
+    if (time.tempo && std::isfinite(*time.tempo) && *time.tempo > 0.0)
+      tempo.store(*time.tempo, std::memory_order_relaxed);
+    host::Transport& transport = processor->GetTransport();
+    transport.tempo = Tempo();
+    transport.isPlaying = time.isPlaying.value_or(true);
+    if (time.songPosition && std::isfinite(*time.songPosition))
+      processor->SetSongPosition(*time.songPosition, buffer.Fill());
+  }
   void SetOffline(bool isOffline) { processor->GetTransport().isOffline = isOffline; }  ///< [process]
   void StepTo(uint32_t index, float position, uint32_t offset);                         ///< [process]
   void RampTo(uint32_t index, float position, uint32_t fromOffset, uint32_t offset);    ///< [process]
