@@ -19,6 +19,9 @@ struct ParamStore {
   std::vector<ParamRecord> params;           ///< index is parameter number
   std::vector<Relaxed<uint8_t>> dirtyFlags;  ///< as long as `params`; 1: changed since the last block
   Relaxed<uint8_t> anyDirty = 0;             ///< 1: some flag may be set
+  /// 1 from a write on, an equal one too, until whoever skips the reading of its knobs lowers it: an equal
+  /// position makes a record count anew, and start values needn't agree with theirs.
+  Relaxed<uint8_t> written = 0;
 
   ParamStore() = default;
   explicit ParamStore(std::vector<ParamRecord> records)
@@ -30,12 +33,14 @@ struct ParamStore {
   void SetNormalized(uint32_t index, float normalized) {
     RaiseIf(index, dirtyFlags[index] != 0 || params[index].GetNormalized() != normalized);
     params[index].SetNormalized(normalized);
+    written = 1;
   }
 
   /// The same in the parameter's own unit.
   void SetValue(uint32_t index, float value) {
     RaiseIf(index, dirtyFlags[index] != 0 || params[index].GetValue() != value);
     params[index].SetValue(value);
+    written = 1;
   }
 
   /// Clears or sets all flags; clearing costs one test when nothing is set.

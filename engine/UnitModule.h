@@ -58,6 +58,10 @@ class UnitModule : public Module {
  protected:
   bool IsDirty(uint32_t index) const { return store.dirtyFlags[index] != 0; }
   bool IsAnyDirty() const { return store.anyDirty != 0; }
+  /// For those who skip the reading of their knobs where nothing has moved.
+  bool IsWritten() const { return store.written != 0; }
+  /// Before the knobs are read.
+  void TakeWrites() { store.written = 0; }
   float Value(uint32_t index) { return store.params[index].GetValue(); }
   float Normalized(uint32_t index) { return store.params[index].GetNormalized(); }
 

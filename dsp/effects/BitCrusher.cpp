@@ -66,6 +66,7 @@ void BitCrusher::DoReset(bool) {
 bool BitCrusher::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (StandsStill(context)) return true;
+  TakeWrites();
   isUnmodulated = !IsModulated(context);
   if (IsDirty(kConfDownSample)) useFrequency = Value(kConfDownSample) == 1.0f;
   if (IsDirty(kConfAliasing)) settings.filtered = Normalized(kConfAliasing) > 0.5f;
@@ -102,8 +103,8 @@ bool BitCrusher::UpdateParams(ProcessContext& context) {
 
 // Then all would be read as it was for the last block.
 bool BitCrusher::StandsStill(const ProcessContext& context) const {
-  return changed == 0 && !IsAnyDirty() && isUnmodulated && levelWet >= WholeQuads(context.sampleCount) &&
-         levelWet > 0 && !IsModulated(context);
+  return changed == 0 && !IsAnyDirty() && !IsWritten() && isUnmodulated &&
+         levelWet >= WholeQuads(context.sampleCount) && levelWet > 0 && !IsModulated(context);
 }
 
 bool BitCrusher::IsModulated(const ProcessContext& context) {

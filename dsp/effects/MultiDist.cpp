@@ -105,6 +105,7 @@ void MultiDist::ReadSwitches() {
 bool MultiDist::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
+  TakeWrites();
   const bool isFresh = IsChanged();
   stagingIn = Value(kGainStagingIn);
   drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 2) + stagingIn, isFresh);
@@ -133,7 +134,7 @@ uint32_t MultiDist::DoProcess(ProcessContext& context) {
 }
 
 bool MultiDist::GlideOn(LaneBank& shared, const ProcessContext& context) {
-  if (!wasLeftToBank || context.sampleCount < 4 || IsChanged() || IsAnyDirty()) return false;
+  if (!wasLeftToBank || context.sampleCount < 4 || IsChanged() || IsAnyDirty() || IsWritten()) return false;
   drive.SetTarget(Value(kDrive) + stagingIn);
   return !drive.IsSettled() && LeaveTo(shared, {context.inputs[0], context.outputs[0], nullptr, nullptr});
 }

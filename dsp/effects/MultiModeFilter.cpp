@@ -76,6 +76,7 @@ void MultiModeFilter::DoReset(bool) {
 bool MultiModeFilter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (StandsStill(context)) return true;
+  TakeWrites();
   ReadSwitches();
   if (changed != 0) {
     TakeUpMode(context);
@@ -116,7 +117,7 @@ bool MultiModeFilter::UpdateParams(ProcessContext& context) {
 
 // Then all would be read and aimed at as for the last block.
 bool MultiModeFilter::StandsStill(const ProcessContext& context) const {
-  return hasSettled && changed == 0 && !IsAnyDirty() && !snap &&
+  return hasSettled && changed == 0 && !IsAnyDirty() && !IsWritten() && !snap &&
          compensationBlock.Rests(context.sampleCount) &&
          (!IsIn(FilterTopology::Comb) || combDelayBlock.Rests(context.sampleCount)) && !IsModulated(context);
 }

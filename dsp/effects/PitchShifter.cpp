@@ -85,6 +85,7 @@ bool PitchShifter::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   stillIsNow = StandsStill(context);
   if (stillIsNow) return true;
+  TakeWrites();
   const float pitchAim = Param(kPitchShift).ReadValueModulated(context, kPitchShiftPort);
   const float preDelayAim =
       Param(kPreDelay).ReadValueModulated(context, kPreDelayPort) * (sampleRate * 0.001f);
@@ -113,8 +114,9 @@ bool PitchShifter::IsStereo(const ProcessContext& context) const {
 }
 
 bool PitchShifter::StandsStill(const ProcessContext& context) const {
-  return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() && !IsModulated(context) &&
-         !IsStereo(context) && context.Input(0) != nullptr && context.Output(0) != nullptr;
+  return stillCount == context.sampleCount && changed == 0 && !IsAnyDirty() && !IsWritten() &&
+         !IsModulated(context) && !IsStereo(context) && context.Input(0) != nullptr &&
+         context.Output(0) != nullptr;
 }
 
 bool PitchShifter::IsModulated(const ProcessContext& context) {

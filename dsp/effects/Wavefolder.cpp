@@ -51,11 +51,10 @@ void FoldTriangleAntiAliased(float* data, uint32_t count, float previous) noexce
     const double x = static_cast<double>(std::clamp(data[i], -kLargest, kLargest));
     const double integralOfX = FoldTriangleIntegral(x);
     const double distance = x - p;
+    // A mean of the triangle, and so within it, up to the 500th fold. Beyond, the joining constants end.
     const double y = std::fabs(distance) <= kSmallestDistance ? FoldTriangle(0.5 * (x + p))
                                                               : (integralOfX - integral) / distance;
-    // A mean of the triangle lies within it. Only beyond the 500th fold, where the joining constants end,
-    // does the quotient run away.
-    data[i] = static_cast<float>(std::clamp(y, -1.0, 1.0));
+    data[i] = static_cast<float>(y);
     p = x;
     integral = integralOfX;
   }
@@ -112,6 +111,7 @@ void Wavefolder::ReadSwitches() {
 bool Wavefolder::UpdateParams(ProcessContext& context) {
   if (context.sampleCount == 0) return false;  // flags and marks wait for the next block
   if (IsAnyDirty()) ReadSwitches();
+  TakeWrites();
   const bool isFresh = IsChanged();
   stagingIn = Value(kGainStagingIn);
   drive.SnapOrGlide(Param(kDrive).ReadValueModulated(context, 3) + stagingIn, isFresh);
@@ -160,7 +160,7 @@ bool Wavefolder::MayFoldInOneGo(const ProcessContext& context, uint32_t count) c
 
 bool Wavefolder::GlideOn(LaneBank& shared, const ProcessContext& context) {
   const uint32_t count = WholeQuads(context.sampleCount);
-  if (count == 0 || count > glideRoom || IsChanged() || IsAnyDirty()) return false;
+  if (count == 0 || count > glideRoom || IsChanged() || IsAnyDirty() || IsWritten()) return false;
   if (context.inputs[0] == nullptr || context.inputs[0] == context.outputs[0]) return false;
   drive.SetTarget(Value(kDrive) + stagingIn);
   return DriveGlides() && LeaveTo(shared, context);

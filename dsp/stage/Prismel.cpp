@@ -106,6 +106,7 @@ void Prismel::DoReset(bool) {
   sweepLfo.Restart();
   taps.Clear();
   lowPassStates = {};
+  ForgetNonsense();
   highPassPosition.SetValue(OwnNormalized(kHpfCutoff));
   lowPassPosition.SetValue(OwnNormalized(kLpfCutoff));
   wet.SetValue(OwnValue(kWet));
@@ -115,6 +116,19 @@ void Prismel::DoReset(bool) {
   feedback.Reset(OwnValue(kFeedbackDelayTime));
   voiceCountGain.SetValue(kVoiceCountGains[VoicesAsked() - 1]);
   prismelReadOut.SetValue(OwnNormalized(kPrismelion));
+}
+
+// An effect leaves the last samples of a block that isn't of whole groups of four as they were, so what isn't
+// a number there, or no sound, would stay.
+void Prismel::ForgetNonsense() {
+  constexpr float kLoudest = 1e20f;
+  for (VoiceBuffers& side : effects) {
+    for (float* effect : side) {
+      std::replace_if(
+          effect, effect + WholeVectors(blockSize), [](float x) { return !(std::fabs(x) <= kLoudest); },
+          0.0f);
+    }
+  }
 }
 
 bool Prismel::UpdateParams(ProcessContext& context) {

@@ -68,6 +68,7 @@ class Prismel : public ModuleContainer<FxBank, FxBank>, public PrismelKnobs::Ind
   using StereoBuffers = std::array<float*, 2>;
 
   void CarveWorkspace();
+  void ForgetNonsense();
   void UpdateVoices();
   void CountActiveVoices();
   void UpdateLowPass();

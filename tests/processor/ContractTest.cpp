@@ -327,6 +327,45 @@ TEST(Process, BlocksWithoutSamplesBetweenOthersChangeNothingAndBlocksWithoutOutp
   }
 }
 
+TEST(Process, AfterAPanicTheSoundIsBackWhateverCameInAndHoweverLongTheBlocksAre) {
+  const auto level = [](float effect, uint32_t length, float nonsense) {
+    LoadedProcessor p(44100.0f);
+    p->SetParamValue(169, effect);
+    for (const uint32_t still : {222u, 223u}) p->SetParamValue(still, 0.5f);
+    p->SetParamValue(155, 1.0f);  // all wet
+    HostBlock block(44);
+    const auto run = [&](uint32_t blocks, float input) {
+      double power = 0.0;
+      for (uint32_t i = 0; i < blocks; ++i) {
+        for (uint32_t k = 0; k < 44; ++k)
+          block.left[k] = block.right[k] = input * std::sin(0.07f * static_cast<float>(i * 44 + k));
+        p->Process(&block.data);
+        for (uint32_t k = 0; k < block.data.sampleCount; ++k)
+          power += double{block.outLeft[k]} * double{block.outLeft[k]};
+      }
+      return std::sqrt(power / (blocks * block.data.sampleCount));
+    };
+    run(2, nonsense);
+    block.data.sampleCount = length;
+    run(3, 0.3f);
+    p->SetParamValue(216, 1.0f);
+    p->SetParamValue(216, 0.0f);
+    run(200, 0.3f);
+    return run(200, 0.3f);
+  };
+  for (const float effect : {0.6f, 0.8f}) {
+    for (const uint32_t length : {3u, 21u, 42u, 43u, 44u}) {
+      const double clean = level(effect, length, 0.0f);
+      for (const float nonsense : {std::numeric_limits<float>::quiet_NaN(), 3e38f}) {
+        const double after = level(effect, length, nonsense);
+        // Behind the last whole group stands what the effect made of the nonsense, within its own limits.
+        EXPECT_NEAR(after, clean, length % 4 == 0 ? 0.01 : 4.0)
+            << effect << ", " << length << ", " << nonsense;
+      }
+    }
+  }
+}
+
 TEST(Life, InitAfterTerminateWorksAndAnEmptyBlockTouchesNothing) {
   LoadedProcessor p;
   EXPECT_TRUE(p->Terminate());

@@ -46,6 +46,18 @@ TEST(BitCrusher, ValuesSitOnTheMidpointsOfTheStepsOrInTheDeadband) {
   }
 }
 
+TEST(BitCrusher, HearsAWriteOfThePositionThatIsThereAlready) {
+  B crusher("", 1);
+  crusher.SetParam(B::kWet, 1.0f);
+  crusher.SetParamInternal(B::kMode, 1.0f);
+  ModuleRig rig(crusher, 10, 4, 44100.0f);
+  const auto taken = [&] { return rig.Run(Samples(480, 0.3f)).back(); };
+  taken();
+  EXPECT_EQ(taken(), 0.5f / std::exp2(0.5f)) << "its start value, 1.5 bits";
+  crusher.SetParam(B::kBitdepth, 0.0f);
+  EXPECT_GT(std::fabs(taken() - 0.5f / std::exp2(0.5f)), 0.01f) << "its lowest position";
+}
+
 TEST(BitCrusher, TheDeadbandSilencesWhatIsBelowIt) {
   // 2^-8 up to eight bits, 2^-bits beyond.
   for (const auto& [bits, band] : {std::pair{4.0f, 1.0f / 256.0f}, {16.0f, 1.0f / 65536.0f}}) {

@@ -159,6 +159,19 @@ TEST(Wavefolder, RunsTheSecondChannelOnlyInStereoAndSkipsMissingPorts) {
   EXPECT_EQ(folder.Process(), 1u);
 }
 
+// The integral's joining constants end there: beyond, the quotient of its differences is what it is.
+TEST(Wavefolder, TheSmoothTriangleHasFiveHundredFolds) {
+  Folder folder;
+  folder.Set(Wavefolder::kAutoComp, 0.0f);
+  folder.Set(Wavefolder::kType, 1.0f);
+  folder.Set(Wavefolder::kAntiAl, 1.0f);
+  folder.effect.ResetState(true);
+  for (uint32_t i = 0; i < 48; ++i) folder.inputs[0][i] = i < 4 ? 600.0f : i < 8 ? 1000.0f : 1500.0f;
+  folder.Process();
+  EXPECT_LE(std::fabs(folder.outputs[0][4]), 1.0f);
+  EXPECT_EQ(folder.outputs[0][8], -1250.0f);
+}
+
 TEST(Wavefolder, AnOutputGainUnderWayGoesOnByAllSamplesOfABlock) {
   Folder folder;
   folder.Set(Wavefolder::kAutoComp, 0.0f);
