@@ -67,6 +67,7 @@ class Stream final {
 
   uint64_t ValueRevision() const { return valueRevision.load(std::memory_order_acquire); }  ///< [any thread]
   uint64_t LiveRevision() const { return liveRevision.load(std::memory_order_acquire); }    ///< [any thread]
+  uint32_t Latency() const { return buffer.BlockSize(); }  ///< samples, a block; 0 before the first `Start`
   double Tempo() const { return tempo.load(std::memory_order_relaxed); }  ///< [any thread] BPM
   /// [any thread] Fills in what only this side knows: taps, spread, number of voices. Asking keeps the taps'
   /// picture going for another second.
