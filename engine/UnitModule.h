@@ -22,7 +22,7 @@ class UnitModule : public Module {
   UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
              const std::vector<std::string>& paramNames);
   UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
-             std::initializer_list<const char*> paramNames);
+             std::initializer_list<const char*> paramNames);  ///< the same, of names as they stand in a call
   /// The records as declared.
   UnitModule(std::string name, uint32_t inputPortCount, uint32_t outputPortCount,
              std::vector<ParamRecord> records);

@@ -20,7 +20,7 @@ struct Vst3Face {
 };
 
 /// Vst3Plugin: one instance for a VST3 host, component and controller in one object
-/// (`get_controller_class_id` is not implemented, so that hosts ask the component for the controller).
+/// (`get_controller_class_id` names no class, so that hosts ask the component for the controller).
 ///
 /// The host's parameters are positions 0 to 1 by stable id, and one more that chooses a program.
 /// `restart_component` is never called: from inside a host's call it hangs hosts that hold a lock. What the

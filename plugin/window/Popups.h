@@ -53,7 +53,7 @@ class TextLine : public Widget {
   void Commit();
 
   Align align = Align::kCentre;
-  std::string placeholder;
+  std::string hint;  ///< shown while the line is empty
   bool closesWhenTaken = true;
 
  private:

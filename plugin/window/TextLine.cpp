@@ -27,8 +27,8 @@ void TextLine::Draw(Canvas& canvas) {
   canvas.Clip(bounds.Inset(3.0f, 1.0f));
   if (isSelected && hasFocus && !text.empty())
     canvas.Box({x - 2.0f, y - 9.0f, width + 4.0f, 18.0f}, 3.0f, kAccent.Alpha(0.35f));
-  if (text.empty() && !placeholder.empty()) {
-    canvas.Text({bounds.x + 8.0f, y}, placeholder, {kValue, kTick});
+  if (text.empty() && !hint.empty()) {
+    canvas.Text({bounds.x + 8.0f, y}, hint, {kValue, kTick});
   }
   canvas.Text({x, y}, text, style);
   if (hasFocus && !isSelected) canvas.Line({x + before, y - 8.0f}, {x + before, y + 8.0f}, 1.25f, kAccent);
@@ -141,8 +141,8 @@ SaveSheet::SaveSheet(Desk& theDesk, std::string presetName, std::string presetDe
     line->align = Align::kLeft;
     line->closesWhenTaken = false;
   }
-  name.placeholder = "Name";
-  description.placeholder = "What it sounds like, in one line";
+  name.hint = "Name";
+  description.hint = "What it sounds like, in one line";
 }
 
 void SaveSheet::Arrange() {
