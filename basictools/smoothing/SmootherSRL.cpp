@@ -53,24 +53,26 @@ void SmootherSRL::UpdateCoefficients() noexcept {
                             (static_cast<double>(time) * static_cast<double>(sampleRate)));
 }
 
-void SmootherSRL::Render(float* out, uint32_t count) noexcept {
-  if (count == 0) return;
+uint32_t SmootherSRL::Render(float* out, uint32_t count) noexcept {
+  if (count == 0) return 0;
   const uint32_t quads = WholeQuads(count);
   if (current == target) {
     std::fill_n(out, quads, target);
-    return;
+    return 0;
   }
   const float distance = target - current;
   const float reach = step * static_cast<float>(count);
   const float signedStep = distance > 0.0f ? step : -step;
+  uint32_t before = quads;
   if (distance >= reach || distance <= -reach) {
     RenderLine(out, quads, current, signedStep);
   } else {
-    const uint32_t before = SamplesBeforeLanding(quads, step, std::fabs(distance));
+    before = SamplesBeforeLanding(quads, step, std::fabs(distance));
     RenderLine(out, before, current, signedStep);
     std::fill(out + before, out + quads, target);
   }
   current = out[count - 1];
+  return before;
 }
 
 }  // namespace Vantora::dsp

@@ -44,7 +44,8 @@ class SmootherSRL : public Smoother<float> {
   void UpdateCoefficients() noexcept override;
 
   /// Writes the next values into the whole groups of four of out[0..count) and continues from out[count - 1].
-  void Render(float* out, uint32_t count) noexcept;
+  /// Returns how many of them lie before the landing: all others are alike.
+  uint32_t Render(float* out, uint32_t count) noexcept;
 
  protected:
   float time;               // seconds

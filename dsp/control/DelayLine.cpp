@@ -40,17 +40,12 @@ void DelayLine::WriteAt(uint32_t delay, float value) noexcept {
 }
 
 void DelayLine::WriteBlock(const float* values, uint32_t count) noexcept {
-  auto left = static_cast<int32_t>(count);
-  while (left > 0) {
-    const int32_t begin = writeIndex;
-    const int32_t end = std::min(begin + left, size);
-    std::copy_n(values, end - begin, data + begin);
-    if (begin == 0) data[size] = data[0];
-    // As sample by sample: the range shrinks once the write position has reached its lower bound.
-    if (zeroBegin >= begin && zeroBegin < end && zeroBegin < zeroEnd) zeroBegin = std::min(end, zeroEnd);
-    writeIndex = end == size ? 0 : end;
-    values += end - begin;
-    left -= end - begin;
+  while (count > 0) {
+    const uint32_t straight = std::min(count, static_cast<uint32_t>(size - writeIndex));
+    std::copy_n(values, straight, data + writeIndex);
+    TakeRoom(straight);
+    values += straight;
+    count -= straight;
   }
 }
 

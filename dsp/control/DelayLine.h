@@ -79,7 +79,33 @@ class DelayLine {
   /// as they have been written: `count` at most `delay`, `delay` at most `size`.
   void CopyRun(float* out, uint32_t delay, uint32_t count) const noexcept;
 
-  /// The same by absolute index into the ring.
+  /// Where those lie that CopyRun would copy, while they lie in a row and none of them is in the cleared
+  /// range; else null.
+  const float* FindRun(uint32_t delay, uint32_t count) const noexcept {
+    const int32_t begin = Wrapped(writeIndex - static_cast<int32_t>(delay));
+    const int32_t end = begin + static_cast<int32_t>(count);
+    const bool isSilent = begin < zeroEnd && zeroBegin < end && zeroBegin < zeroEnd;
+    return end > size || isSilent ? nullptr : data + begin;
+  }
+
+  /// Where the next `count` samples may be written, to be followed by TakeRoom; null where the ring ends
+  /// before them.
+  float* Room(uint32_t count) noexcept {
+    return writeIndex + static_cast<int32_t>(count) > size ? nullptr : data + writeIndex;
+  }
+
+  /// `count` samples, at least one, have been written where Room told: as WriteBlock of them.
+  void TakeRoom(uint32_t count) noexcept {
+    const int32_t begin = writeIndex;
+    const int32_t end = begin + static_cast<int32_t>(count);
+    if (begin == 0) data[size] = data[0];
+    // As sample by sample: the range shrinks once the write position has reached its lower bound.
+    if (zeroBegin >= begin && zeroBegin < end && zeroBegin < zeroEnd)
+      zeroBegin = end < zeroEnd ? end : zeroEnd;
+    writeIndex = end == size ? 0 : end;
+  }
+
+  /// What Read gives, by absolute index into the ring.
   float ReadAt(uint32_t index) const noexcept { return At(static_cast<int32_t>(index)); }
 
   /// Overwrites the sample that Read(delay) reads. Inside

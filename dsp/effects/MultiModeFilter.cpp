@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "basictools/math/WholeQuads.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "dsp/effects/FilterCompensation.h"
 
@@ -42,7 +43,7 @@ void MultiModeFilter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   sampleRate = newSampleRate;
   blockShare = 1.0f / static_cast<float>(maxBlockSize);
   fadeStep = 1.0f / static_cast<float>(maxBlockSize * kFadeBlocks - 1);
-  combDelays.assign(maxBlockSize, 1.0f);
+  combDelays.assign(maxBlockSize + kVectorPadding, 1.0f);
   compensation.assign(maxBlockSize, 1.0f);
   combDelayBlock.Forget();
   compensationBlock.Forget();
@@ -210,8 +211,7 @@ float MultiModeFilter::CombDelayTarget(ProcessContext& context) {
 
 void MultiModeFilter::UpdateComb(ProcessContext& context) {
   combDelaySmoother.SetTarget(CombDelayTarget(context));
-  combDelayStands = combDelaySmoother.IsSettled();
-  combDelayBlock.Render(combDelaySmoother, combDelays.data(), context.sampleCount);
+  combDelayMoves = combDelayBlock.Render(combDelaySmoother, combDelays.data(), context.sampleCount);
   feedback = Param(kQ).ReadNormalizedModulated(context, kQPort) * 0.99f;
 }
 
@@ -294,7 +294,7 @@ void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {
   for (uint32_t c = 0; c < io.count; ++c) {
     CombKernels().run({.line = &lines[c],
                        .delays = combDelays.data(),
-                       .delayStands = combDelayStands && count % 4 == 0,
+                       .moving = count % 4 == 0 ? combDelayMoves : count,
                        .isFedBack = mode.use == FilterUse::Feedback,
                        .feedback = feedback,
                        .gain = compensation.data(),

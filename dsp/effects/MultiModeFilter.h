@@ -106,7 +106,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   float sampleRate = 44100.0f;      // Hz
   float blockShare = 0.25f;         // 1 / blockSize
   float fadeStep = 0.0f;            // a sample
-  std::vector<float> combDelays;    // one block
+  std::vector<float> combDelays;    // one block, and what a vector reads behind it
   std::vector<float> compensation;  // one block
   RestingBlock combDelayBlock;
   RestingBlock compensationBlock;
@@ -117,9 +117,9 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   bool fadeOnModeChange = false;
   bool compensate = true;
   bool bypassed = false;
-  bool combDelayStands = false;  // throughout the block
-  bool snap = true;              // coefficients and compensation jump in this block
-  bool hasSettled = false;       // without news and modulation the next block's aims are this one's
+  bool snap = true;             // coefficients and compensation jump in this block
+  bool hasSettled = false;      // without news and modulation the next block's aims are this one's
+  uint32_t combDelayMoves = 0;  // samples of the block before the delay stands
   uint32_t modeNumber = 0;
   FilterMode mode = kFilterModes[0];
   float frequency = 20.0f;          // Hz, smoothed

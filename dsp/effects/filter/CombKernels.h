@@ -13,8 +13,9 @@ namespace Vantora::dsp {
 ///     fed forward   out = in + feedback * in(-delay)
 struct CombBlock {
   DelayLine* line;
-  const float* delays;  ///< samples, one for each sample, at least 1; what lies behind the point is dropped
-  bool delayStands;     ///< throughout the block
+  const float* delays;  ///< samples, one for each sample, at least 1; what lies behind the point is dropped.
+                        ///< Behind the block kVectorPadding more may be read
+  uint32_t moving;      ///< samples; all delays from there on are alike
   bool isFedBack;
   float feedback;
   const float* gain;  ///< one for each sample

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -203,6 +204,8 @@ TEST(DelayLine, BlockWritesAndRunsAreTheSampleBySampleOnes) {
       blocks.CopyRun(run.data(), delay, static_cast<uint32_t>(run.size()));
       for (uint32_t i = 0; i < run.size(); ++i)
         ASSERT_EQ(run[i], singles.Read(delay - i)) << size << " " << round;
+      const float* found = blocks.FindRun(delay, static_cast<uint32_t>(run.size()));
+      ASSERT_TRUE(found == nullptr || std::equal(run.begin(), run.end(), found)) << size << " " << round;
       for (uint32_t d = 1; d <= size; ++d) ASSERT_EQ(blocks.Read(d), singles.Read(d)) << size << " " << round;
     }
   }

@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
+
+#include "basictools/math/WholeQuads.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 #include "tests/support/ModuleRig.h"
 
@@ -259,6 +263,52 @@ TEST(MultiModeFilter, TheCombsCompensationFollowsTheFeedback) {
   const Samples h = rig.Run(Impulse(1000));
   EXPECT_NEAR(h[0], 0.21875f, 1e-4f);
   EXPECT_NEAR(h[480] / h[0], 0.99f, 1e-4f);
+}
+
+// Delays that stand and move, shorter than a vector and longer than a block, across the ring's end and behind
+// a clear.
+TEST(MultiModeFilter, CombsRunSideBySideHasTheBitsOfOneSampleAfterTheOther) {
+  constexpr uint32_t kMost = 100, kSize = 264, kRoom = kMost + kVectorPadding;
+  for (const auto target :
+       {SimdTarget::Baseline, SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
+    const CombKernelTable& kernels = CombKernelsFor(std::min(target, BestSimdTarget()));
+    std::minstd_rand draw(7);
+    const auto below = [&](uint32_t end) { return static_cast<uint32_t>(draw() >> 8) % end; };
+    const auto unit = [&] { return static_cast<float>(below(1u << 16)) / 65536.0f; };
+    DelayLine line, plain;
+    line.Resize(kSize);
+    plain.Resize(kSize);
+    for (uint32_t round = 0; round < 4000; ++round) {
+      if (below(20) == 0) line.Clear(), plain.Clear();
+      const uint32_t count = below(8) == 0 ? 1 + below(kMost) : 4 * (1 + below(kMost / 4));
+      const uint32_t moving = below(3) == 0 ? below(count + 1) : below(2) * std::min(count, below(5));
+      const float stands = 1.0f + unit() * (below(3) == 0 ? 170.0f : below(2) == 0 ? 50.0f : 9.0f);
+      const float slope = (unit() - 0.5f) * (stands - 1.0f) / kMost;
+      float in[kMost], gain[kMost], out[kRoom], delays[kRoom];
+      std::fill_n(delays, kRoom, stands);
+      for (uint32_t i = 0; i < moving; ++i) delays[i] = stands + slope * static_cast<float>(moving - i);
+      for (uint32_t i = 0; i < count; ++i) in[i] = unit() - 0.5f, gain[i] = unit();
+      std::fill_n(out, kRoom, 5.0f);
+      const bool isInPlace = below(10) == 0;
+      if (isInPlace) std::copy_n(in, count, out);
+      const CombBlock block = {.line = &line,
+                               .delays = delays,
+                               .moving = moving,
+                               .isFedBack = below(4) != 0,
+                               .feedback = 0.99f * unit(),
+                               .gain = gain,
+                               .in = isInPlace ? out : in,
+                               .out = out};
+      kernels.run(block, count);
+      for (uint32_t i = 0; i < count; ++i) {
+        const float sum = in[i] + block.feedback * plain.Read(static_cast<uint32_t>(delays[i]));
+        plain.Write(block.isFedBack ? sum : in[i]);
+        ASSERT_EQ(out[i], block.isFedBack ? sum * gain[i] : sum) << round << ", sample " << i;
+        ASSERT_EQ(line.Read(count - i), block.isFedBack ? sum : in[i]) << round << ", sample " << i;
+      }
+      for (uint32_t i = count; i < kRoom; ++i) ASSERT_EQ(out[i], 5.0f) << round;
+    }
+  }
 }
 
 TEST(MultiModeFilter, LowSampleRatesAreHeldWhereTheFilterStaysFinite) {
