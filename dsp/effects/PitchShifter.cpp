@@ -6,6 +6,7 @@
 
 #include "basictools/math/WholeQuads.h"
 #include "basictools/math/Xorshift.h"
+#include "basictools/math/XorshiftJump.h"
 #include "basictools/math/mapping/PotardMappingUtils.h"
 
 namespace Vantora::dsp {
@@ -297,7 +298,7 @@ void PitchShifter::ComputeHeads(uint32_t count) {
 void PitchShifter::PlaceHeads(uint32_t count) {
   const bool lengthMoves = rampWritten || lengthSmoother.Target() != static_cast<double>(grain.length) ||
                            !lengthSmoother.IsSettled();
-  uint32_t x = heads.random;
+  uint32_t x = XorshiftJump::Apply(heads.random, std::exchange(heads.drawn, 0u));
   float before = heads.previousDelayA;
   float offsetA = heads.sprayA;
   float offsetB = heads.sprayB;

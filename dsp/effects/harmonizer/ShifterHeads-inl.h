@@ -38,37 +38,45 @@ constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(LaneTag()));
 
 #if HWY_TARGET != HWY_EMU128
 
-// rows[shifter][sample], for up to sixteen of them.
-void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count,
-                   float (*rows)[kShifterChunk]) {
-  constexpr uint32_t kParts = kGroup / kLanes;
+// Some samples of all phases, as frames. Without `kMayWrap` none of them comes near a whole cycle.
+template <bool kMayWrap, uint32_t kParts>
+HWY_INLINE void AdvanceSome(LaneVector (&phase)[kParts], const LaneVector (&step)[kParts], uint32_t count,
+                            float (&frames)[kParts][kFrames * kLanes]) {
   const LaneTag d;
-  HWY_ALIGN float phases[kGroup] = {};
-  HWY_ALIGN float steps[kGroup] = {};
-  for (uint32_t b = 0; b < blockCount; ++b) {
-    phases[b] = blocks[b].heads->phase;
-    steps[b] = blocks[b].step;
+  const hn::RebindToSigned<LaneTag> di;
+  for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t p = 0; p < kParts; ++p) {
+      phase[p] = hn::Add(phase[p], step[p]);
+      // A wrap is rare: the branch keeps the truncation out of the chain from sample to sample.
+      if (kMayWrap && HWY_UNLIKELY(!hn::AllTrue(d, hn::Lt(hn::Abs(phase[p]), hn::Set(d, 1.0f)))))
+        phase[p] = hn::Sub(phase[p], hn::ConvertTo(d, hn::ConvertTo(di, phase[p])));
+      hn::Store(phase[p], d, frames[p] + i * kLanes);
+    }
   }
+}
+
+template <uint32_t kParts>
+void AdvanceParts(float* phases, const float* steps, uint32_t count, float (*rows)[kShifterChunk]) {
+  const LaneTag d;
   LaneVector phase[kParts];
   LaneVector step[kParts];
   for (uint32_t p = 0; p < kParts; ++p) {
     phase[p] = hn::Load(d, phases + p * kLanes);
     step[p] = hn::Load(d, steps + p * kLanes);
   }
-  const LaneVector one = hn::Set(d, 1.0f);
-  const hn::RebindToSigned<LaneTag> di;
   HWY_ALIGN float frames[kParts][kFrames * kLanes];
   for (uint32_t start = 0; start < count; start += kFrames) {
     const uint32_t chunk = std::min(kFrames, count - start);
-    for (uint32_t i = 0; i < chunk; ++i) {
-      for (uint32_t p = 0; p < kParts; ++p) {
-        phase[p] = hn::Add(phase[p], step[p]);
-        // A wrap is rare: the branch keeps the truncation out of the chain from sample to sample.
-        if (HWY_UNLIKELY(!hn::AllTrue(d, hn::Lt(hn::Abs(phase[p]), one)))) {
-          phase[p] = hn::Sub(phase[p], hn::ConvertTo(d, hn::ConvertTo(di, phase[p])));
-        }
-        hn::Store(phase[p], d, frames[p] + i * kLanes);
-      }
+    // Far enough from a whole cycle for the roundings of that many sums.
+    auto furthest = hn::Zero(d);
+    for (uint32_t p = 0; p < kParts; ++p) {
+      const auto way = hn::Mul(hn::Abs(step[p]), hn::Set(d, static_cast<float>(kFrames)));
+      furthest = hn::Max(furthest, hn::Add(hn::Abs(phase[p]), way));
+    }
+    if (HWY_LIKELY(hn::AllTrue(d, hn::Lt(furthest, hn::Set(d, 0.999f))))) {
+      AdvanceSome<false>(phase, step, chunk, frames);
+    } else {
+      AdvanceSome<true>(phase, step, chunk, frames);
     }
     for (uint32_t p = 0; p < kParts; ++p) {
       float* part[kLanes];
@@ -77,21 +85,32 @@ void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t cou
     }
   }
   for (uint32_t p = 0; p < kParts; ++p) hn::Store(phase[p], d, phases + p * kLanes);
-  for (uint32_t b = 0; b < blockCount; ++b) blocks[b].heads->phase = phases[b];
+}
+
+// rows[shifter][sample], for up to sixteen phases with the steps that they take.
+void AdvancePhases(float (&phases)[kGroup], const float (&steps)[kGroup], uint32_t phaseCount, uint32_t count,
+                   float (*rows)[kShifterChunk]) {
+  if (phaseCount <= kLanes) {
+    AdvanceParts<1>(phases, steps, count, rows);
+  } else if (kLanes < kGroup / 2 && phaseCount <= 2 * kLanes) {
+    AdvanceParts<std::min(2u, kGroup / kLanes)>(phases, steps, count, rows);
+  } else {
+    AdvanceParts<kGroup / kLanes>(phases, steps, count, rows);
+  }
 }
 
 #else
 
-void AdvancePhases(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count,
+void AdvancePhases(float (&phases)[kGroup], const float (&steps)[kGroup], uint32_t phaseCount, uint32_t count,
                    float (*rows)[kShifterChunk]) {
-  for (uint32_t b = 0; b < blockCount; ++b) {
-    float phase = blocks[b].heads->phase;
+  for (uint32_t b = 0; b < phaseCount; ++b) {
+    float phase = phases[b];
     for (uint32_t i = 0; i < count; ++i) {
-      phase += blocks[b].step;
+      phase += steps[b];
       if (!(std::fabs(phase) < 1.0f)) phase = Fraction(phase);
       rows[b][i] = phase;
     }
-    blocks[b].heads->phase = phase;
+    phases[b] = phase;
   }
 }
 
@@ -108,39 +127,43 @@ struct HeadPlaces {
   alignas(64) float gainB[kShifterChunk];
 };
 
-// What the reads of one shifter's chunk need.
+// What the reads of one shifter's chunk need. The offsets lie in rows only if one of the heads restarts.
 struct HeadRows {
   HeadPlaces* places;
+  bool restarts;
   alignas(64) float sprayA[kShifterChunk];
   alignas(64) float sprayB[kShifterChunk];
 };
 
 #if HWY_TARGET != HWY_EMU128
 
-// ParabolicSine.
+// ParabolicSine of 0 to half a turn, where neither angle nor sine is negative.
 HWY_INLINE LaneVector SineOf(LaneVector angle) {
   const LaneTag d;
-  const LaneVector bend = hn::Mul(hn::Set(d, 0.40528473f), hn::Abs(angle));
+  const LaneVector bend = hn::Mul(hn::Set(d, 0.40528473f), angle);
   const LaneVector y = hn::Mul(angle, hn::Sub(hn::Set(d, 1.2732395f), bend));
-  return hn::Add(y, hn::Mul(hn::Set(d, 0.225f), hn::Sub(hn::Mul(y, hn::Abs(y)), y)));
+  return hn::Add(y, hn::Mul(hn::Set(d, 0.225f), hn::Sub(hn::Mul(y, y), y)));
 }
 
-// 0..1, with what isn't a number left as it is.
-HWY_INLINE LaneVector HeldInRange(LaneVector x) {
-  const LaneTag d;
-  return GreaterOf(d, hn::Zero(d), LesserOf(d, hn::Set(d, 1.0f), x));
-}
-
-// HeadGain of GrainShape.h.
+// HeadGain of GrainShape.h, with `rest` of 1 - h, without what a phase leaves no use for: h is a multiple of
+// 2^-24 from 0 to below 1, so that 1 - h and 1 - 2 h are exact and nothing exceeds a limit of 1; the lesser
+// of both ends of the way is the one that lies inside a window, if any does.
 template <bool kHalf>
-HWY_INLINE LaneVector GainOf(LaneVector h, LaneVector width, LaneVector narrowing, LaneVector quarterTurns) {
+HWY_INLINE LaneVector GainOf(LaneVector h, LaneVector rest, LaneVector width, LaneVector narrowing,
+                             LaneVector quarterTurns) {
   const LaneTag d;
   const LaneVector one = hn::Set(d, 1.0f);
-  const LaneVector way = hn::Sub(one, hn::Add(h, h));
-  const LaneVector t = HeldInRange(hn::Add(hn::Mul(way, narrowing), width));
-  const LaneVector v = hn::IfThenElse(hn::Lt(t, width), t, hn::Sub(one, t));
-  const LaneVector turn = kHalf ? hn::Mul(v, hn::Set(d, 0.5f)) : hn::Div(v, quarterTurns);
-  return hn::IfThenElse(hn::Lt(v, width), SineOf(hn::Mul(hn::Set(d, 6.2831855f), turn)), one);
+  if constexpr (kHalf) {
+    const LaneVector v = LesserOf(d, h, rest);
+    const LaneVector middle = hn::IfThenElseZero(hn::Eq(v, hn::Set(d, 0.5f)), one);  // the sine misses it
+    return GreaterOf(d, SineOf(hn::Mul(hn::Set(d, 3.1415927f), v)), middle);
+  } else {
+    const LaneVector way = hn::Sub(one, hn::Add(h, h));
+    const LaneVector t = GreaterOf(d, hn::Zero(d), hn::Add(hn::Mul(way, narrowing), width));
+    const LaneVector v = LesserOf(d, t, hn::Sub(one, t));
+    const LaneVector angle = hn::Mul(hn::Set(d, 6.2831855f), hn::Div(v, quarterTurns));
+    return hn::IfThenElse(hn::Lt(v, width), SineOf(angle), one);
+  }
 }
 
 template <bool kHalf>
@@ -156,10 +179,12 @@ void PlaceHeads(const float* HWY_RESTRICT phases, float width, HeadPlaces& place
     const LaneVector phase = hn::Load(d, phases + i);
     const LaneVector a = fraction(hn::Add(phase, one));
     const LaneVector b = fraction(hn::Add(phase, hn::Set(d, 1.5f)));
-    hn::Store(GainOf<kHalf>(a, crossfade, narrowing, quarterTurns), d, places.gainA + i);
-    hn::Store(GainOf<kHalf>(b, crossfade, narrowing, quarterTurns), d, places.gainB + i);
-    hn::Store(HeldInRange(hn::Sub(one, a)), d, places.delayA + kVector + i);
-    hn::Store(HeldInRange(hn::Sub(one, b)), d, places.delayB + i);
+    const LaneVector restA = hn::Sub(one, a);
+    const LaneVector restB = hn::Sub(one, b);
+    hn::Store(GainOf<kHalf>(a, restA, crossfade, narrowing, quarterTurns), d, places.gainA + i);
+    hn::Store(GainOf<kHalf>(b, restB, crossfade, narrowing, quarterTurns), d, places.gainB + i);
+    hn::Store(restA, d, places.delayA + kVector + i);
+    hn::Store(restB, d, places.delayB + i);
   }
 }
 
@@ -183,12 +208,28 @@ void PlaceHeads(const float* __restrict phases, float width, HeadPlaces& places,
 
 #endif
 
+// False where both heads walk on through the chunk: by less than a quarter of their way, so that where their
+// delays begin and end shows whether one jumped, or A passed the middle.
+HWY_INLINE bool MayRestart(const ShifterBlock& block, const HeadPlaces& places, uint32_t count) {
+  const float before = block.heads->previousDelayA;
+  const float a = places.delayA[kVector];
+  const float b = places.delayB[0];
+  const float lastA = places.delayA[kVector + count - 1];
+  const float lastB = places.delayB[count - 1];
+  if (!(std::fabs(block.step) * static_cast<float>(count) < 0.25f)) return true;
+  if (block.semitones >= 0.0f) {
+    return !(block.step >= 0.0f && before >= a && a >= lastA && b >= lastB) ||
+           (before > 0.5f && lastA <= 0.5f);
+  }
+  return !(block.step <= 0.0f && before <= a && a <= lastA && b <= lastB) || (before <= 0.5f && lastA > 0.5f);
+}
+
 // A head restarts where its delay jumps back; head B where A's passes the middle of its way. Each restart
 // draws a new offset, from where the generator stands at that sample. Returns it.
 HWY_INLINE float Restart(const ShifterBlock& block, bool isA, uint32_t i) {
   ShifterHeads& heads = *block.heads;
   const ShifterDraw& known = isA ? heads.drawA : heads.drawB;
-  const uint32_t steps = 2 * i + (isA ? 1 : 2);
+  const uint32_t steps = heads.drawn + 2 * i + (isA ? 1 : 2);
   const uint32_t draw = known.from == heads.random && known.steps == steps
                             ? known.drawn
                             : XorshiftJump::Apply(heads.random, steps);
@@ -266,12 +307,23 @@ void FindRestarts(const ShifterBlock& block, HeadRows& rows, uint32_t count, uin
 void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
   ShifterHeads& heads = *block.heads;
   float* delayA = rows.places->delayA + kVector;
-  delayA[-1] = heads.previousDelayA;
-  std::fill_n(rows.sprayA, padded, heads.sprayA);
-  std::fill_n(rows.sprayB, padded, heads.sprayB);
-  FindRestarts(block, rows, count, padded);
+  rows.restarts = MayRestart(block, *rows.places, count);
+  rows.sprayA[0] = heads.sprayA;
+  rows.sprayB[0] = heads.sprayB;
+  if (HWY_UNLIKELY(rows.restarts)) {
+    delayA[-1] = heads.previousDelayA;
+    std::fill_n(rows.sprayA, padded, heads.sprayA);
+    std::fill_n(rows.sprayB, padded, heads.sprayB);
+    FindRestarts(block, rows, count, padded);
+  }
   heads.previousDelayA = delayA[count - 1];
-  heads.random = XorshiftJump::Apply(heads.random, 2 * count);
+  heads.drawn += 2 * count;
+  // A jump of many steps costs what one of few does, so that blocks take theirs together.
+  constexpr uint32_t kJump = 1u << (XorshiftJump::kPowers - 1);
+  static_assert(kJump > 2 * kShifterChunk);
+  if (HWY_LIKELY(heads.drawn < kJump)) return;
+  heads.drawn -= kJump;
+  heads.random = XorshiftJump::Apply(heads.random, kJump);
 }
 
 }  // namespace

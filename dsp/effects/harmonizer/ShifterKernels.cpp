@@ -31,6 +31,17 @@ struct Neighbours {
 // data[index] and data[index + 1] of every lane, as pairs of 64 bits.
 HWY_INLINE Neighbours GatherPairs(const float* data, hn::Vec<DI> index) {
   const LaneTag d;
+#if HWY_ARCH_X86 && !HWY_CAP_GE256
+  // By way of memory, which hands the places over sooner than one shuffle each.
+  alignas(16) int32_t at[kLanes];
+  hn::Store(index, DI(), at);
+  const auto pair = [&](uint32_t lane) HWY_ATTR {
+    const __m128d low = _mm_load_sd(reinterpret_cast<const double*>(data + at[lane]));
+    return LaneVector{_mm_castpd_ps(_mm_loadh_pd(low, reinterpret_cast<const double*>(data + at[lane + 1])))};
+  };
+  const LaneVector first = pair(0);
+  const LaneVector second = pair(2);
+#else
   using Wide = hn::Repartition<int64_t, LaneTag>;
   const hn::Half<DI> half;
   const auto gather = [&](auto places) HWY_ATTR {
@@ -45,6 +56,7 @@ HWY_INLINE Neighbours GatherPairs(const float* data, hn::Vec<DI> index) {
   };
   const LaneVector first = hn::BitCast(d, gather(hn::LowerHalf(half, index)));
   const LaneVector second = hn::BitCast(d, gather(hn::UpperHalf(half, index)));
+#endif
   return {hn::ConcatEven(d, second, first), hn::ConcatOdd(d, second, first)};
 }
 
@@ -82,18 +94,33 @@ HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t en
   return GatherPairs(data, index);
 }
 
-// A linear read `place` samples behind the write position that each sample of the vector meets.
+// Where a vector's samples look: whole cells, and how far from each towards the older one.
+struct Places {
+  hn::Vec<DI> index;
+  LaneVector frac;
+};
+
+// `now` is each sample's own cell less one, `place` how far behind the write position at that moment.
+HWY_INLINE Places PlacesOf(hn::Vec<DI> now, LaneVector place) {
+  const LaneTag d;
+  const auto whole = TruncateFitting(d, place);
+  return {hn::Sub(now, whole), hn::Sub(place, hn::ConvertTo(d, whole))};
+}
+
+HWY_INLINE LaneVector Between(const Neighbours& x, LaneVector frac) {
+  return hn::Add(x.newer, hn::Mul(hn::Sub(x.older, x.newer), frac));
+}
+
+// A linear read anywhere in the ring.
 template <bool kZeros>
-HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, LaneVector place) {
+HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, const Places& at) {
   const LaneTag d;
   const DI di;
   const DU du;
-  const auto whole = TruncateFitting(d, place);
-  const LaneVector frac = hn::Sub(place, hn::ConvertTo(d, whole));
   const auto size = hn::Set(du, static_cast<uint32_t>(ring.size));
   // Below 0 and from the ring's size on the index wraps once; as numbers without a sign the wrong ones are
   // large.
-  auto index = hn::BitCast(du, hn::Sub(hn::Add(hn::Set(di, firstIndex), hn::Load(di, kPlaces)), whole));
+  auto index = hn::BitCast(du, at.index);
   index = hn::Min(index, hn::Add(index, size));
   index = hn::Min(index, hn::Sub(index, size));
   Neighbours x = ReadPairs(ring.data, hn::BitCast(di, index), ring.size + 1);
@@ -109,38 +136,86 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, int32_t firstIndex, 
     x.older = hn::IfThenElse(isSilent(older), hn::Zero(d), x.older);
     x.newer = hn::IfThenElse(isSilent(newer), hn::Zero(d), x.newer);
   }
-  return hn::Add(x.newer, hn::Mul(hn::Sub(x.older, x.newer), frac));
+  return Between(x, at.frac);
 }
 
-template <bool kZeros>
-void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
-               uint32_t padded) {
+// Runs `read`, which takes the places of heads A and B and gives what they read, over a chunk.
+template <bool kSteady, typename Read>
+HWY_INLINE void MixHeads(int32_t start, const HeadRows& rows, float length, float* out, uint32_t padded,
+                         Read read) {
   const LaneTag d;
+  const DI di;
   const LaneVector way = hn::Set(d, length);
   const LaneVector one = hn::Set(d, 1.0f);
+  const LaneVector steadyA = hn::Set(d, rows.sprayA[0]);
+  const LaneVector steadyB = hn::Set(d, rows.sprayB[0]);
+  auto now = hn::Add(hn::Set(di, start - 1), hn::Load(di, kPlaces));
   for (uint32_t i = 0; i < padded; i += kLanes) {
-    const int32_t firstIndex = start + static_cast<int32_t>(i) - 1;
-    const auto place = [&](const float* delays, const float* sprays) HWY_ATTR {
-      return hn::Add(hn::Add(hn::Mul(hn::Load(d, delays + i), way), one), hn::Load(d, sprays + i));
+    const auto place = [&](const float* delays, const float* sprays, LaneVector steady) HWY_ATTR {
+      const LaneVector behind = hn::Add(hn::Mul(hn::Load(d, delays + i), way), one);
+      return PlacesOf(now, hn::Add(behind, kSteady ? steady : hn::Load(d, sprays + i)));
     };
-    const LaneVector a =
-        ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayA + kVector, rows.sprayA));
-    const LaneVector b = ReadHead<kZeros>(ring, firstIndex, place(rows.places->delayB, rows.sprayB));
-    hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), a),
-                       hn::Mul(hn::Load(d, rows.places->gainB + i), b)),
+    const Neighbours y = read(place(rows.places->delayA + kVector, rows.sprayA, steadyA),
+                              place(rows.places->delayB, rows.sprayB, steadyB));
+    hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), y.older),
+                       hn::Mul(hn::Load(d, rows.places->gainB + i), y.newer)),
                d, out + i);
+    now = hn::Add(now, hn::Set(di, static_cast<int32_t>(kLanes)));
+  }
+}
+
+// From where the places of a head that walks on through the chunk are all found without a wrap, or null.
+HWY_INLINE const float* StraightRun(const DelayLine::Ring& ring, int32_t start, const float* delays,
+                                    float spray, float length, uint32_t padded) {
+  const auto whole = [&](uint32_t i) { return static_cast<int32_t>(delays[i] * length + 1.0f + spray); };
+  const int32_t first = whole(0);
+  const int32_t last = whole(padded - 1);
+  const int32_t oldest = start - 1 - std::max(first, last);
+  const int32_t newest = start + static_cast<int32_t>(padded) - std::min(first, last);
+  if (oldest >= 0 && newest <= ring.size) return ring.data;
+  return newest <= 0 && oldest >= -ring.size ? ring.data + ring.size : nullptr;
+}
+
+void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
+               uint32_t padded) {
+  const bool hasZeros = ring.zeroBegin < ring.zeroEnd;
+  if (HWY_LIKELY(!hasZeros && !rows.restarts)) {
+    const float* a = StraightRun(ring, start, rows.places->delayA + kVector, rows.sprayA[0], length, padded);
+    const float* b = StraightRun(ring, start, rows.places->delayB, rows.sprayB[0], length, padded);
+    if (HWY_LIKELY(a != nullptr && b != nullptr)) {
+      const auto end = [&](const float* data) {
+        return static_cast<int32_t>(ring.data + ring.size + 1 - data);
+      };
+      const int32_t endA = end(a);
+      const int32_t endB = end(b);
+      MixHeads<true>(start, rows, length, out, padded, [&](const Places& atA, const Places& atB) HWY_ATTR {
+        return Neighbours{Between(ReadPairs(a, atA.index, endA), atA.frac),
+                          Between(ReadPairs(b, atB.index, endB), atB.frac)};
+      });
+      return;
+    }
+  }
+  const auto anywhere = [&]<bool kZeros, bool kSteady>() HWY_ATTR {
+    MixHeads<kSteady>(start, rows, length, out, padded, [&](const Places& atA, const Places& atB) HWY_ATTR {
+      return Neighbours{ReadHead<kZeros>(ring, atA), ReadHead<kZeros>(ring, atB)};
+    });
+  };
+  if (hasZeros) {
+    rows.restarts ? anywhere.template operator()<true, false>() : anywhere.template operator()<true, true>();
+  } else {
+    rows.restarts ? anywhere.template operator()<false, false>()
+                  : anywhere.template operator()<false, true>();
   }
 }
 
 #else
 
-template <bool kZeros>
 void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
                uint32_t padded) {
   const auto at = [&](int32_t index) {
     if (index < 0) index += ring.size;
     if (index >= ring.size) index -= ring.size;
-    return kZeros && index >= ring.zeroBegin && index < ring.zeroEnd ? 0.0f : ring.data[index];
+    return index >= ring.zeroBegin && index < ring.zeroEnd ? 0.0f : ring.data[index];
   };
   const auto read = [&](float place, int32_t now) {
     const auto whole = static_cast<int32_t>(place);
@@ -149,8 +224,9 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
   };
   for (uint32_t i = 0; i < padded; ++i) {
     const int32_t now = start + static_cast<int32_t>(i);
-    const float a = read(rows.places->delayA[kVector + i] * length + 1.0f + rows.sprayA[i], now);
-    const float b = read(rows.places->delayB[i] * length + 1.0f + rows.sprayB[i], now);
+    const uint32_t offset = rows.restarts ? i : 0;
+    const float a = read(rows.places->delayA[kVector + i] * length + 1.0f + rows.sprayA[offset], now);
+    const float b = read(rows.places->delayB[i] * length + 1.0f + rows.sprayB[offset], now);
     out[i] = rows.places->gainA[i] * a + rows.places->gainB[i] * b;
   }
 }
@@ -180,13 +256,15 @@ void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t place,
   // line a chunk, and by one shifter after another, as each is a page of its own.
   constexpr uint32_t kStartLines = kShifterChunk / kCacheLine + 1;
   for (const DelayLine::Ring* line : {&ring, &before}) {
-    const uint32_t turn = static_cast<uint32_t>(line->size - line->writeIndex) / count - place;
-    if (HWY_UNLIKELY(turn <= 2 * kStartLines + 1))
-      Touch(turn % 2 == 0 ? line->data + turn / 2 * kCacheLine : line->data + line->size);
+    const uint32_t rest = static_cast<uint32_t>(line->size - line->writeIndex) - place * count;
+    if (HWY_LIKELY(rest >= (2 * kStartLines + 2) * count)) continue;
+    const uint32_t turn = rest / count;
+    Touch(turn % 2 == 0 ? line->data + turn / 2 * kCacheLine : line->data + line->size);
   }
   // A head walks on as fast as it plays, up to four times as fast as the signal.
   const auto placeAt = [&](const float* delays, const float* sprays, uint32_t i) {
-    const auto back = static_cast<int32_t>(delays[i] * block.length + sprays[i]);
+    const float spray = sprays[rows.restarts ? i : 0];
+    const auto back = static_cast<int32_t>(delays[i] * block.length + spray);
     return ring.writeIndex + static_cast<int32_t>(i) - back - 2;
   };
   constexpr auto kLine = static_cast<int32_t>(kCacheLine);
@@ -214,7 +292,8 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
     const float rest = block.step > 0.0f ? 1.0f - place : place;
     if (HWY_LIKELY(rest > pace * static_cast<float>(count))) return;
     const auto first = std::min(static_cast<uint32_t>(rest / pace), count);
-    known = {heads.random, 2 * first + draw, XorshiftJump::Apply(heads.random, 2 * first + draw)};
+    const uint32_t steps = heads.drawn + 2 * first + draw;
+    known = {heads.random, steps, XorshiftJump::Apply(heads.random, steps)};
     const auto drawn = static_cast<float>(known.drawn);
     const float offset = size * 2.3283064e-10f * drawn * block.spraySize / (size + 0.01f);
     const auto back = static_cast<int32_t>((block.step > 0.0f ? block.length : 0.0f) + offset);
@@ -229,10 +308,11 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
 }
 
 // One shifter's chunk up to where its heads are and how loud. `place` is its own in the group.
-void Prepare(const ShifterBlock& block, const float* phases, bool isPlaced, HeadRows& rows, uint32_t place,
+void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& rows, uint32_t place,
              uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
   if (!isPlaced) {
+    std::fill(phases + count, phases + padded, phases[count - 1]);
     if (block.width == 0.5f) {
       PlaceHeads<true>(phases, block.width, *rows.places, padded);
     } else {
@@ -265,34 +345,54 @@ void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint
   const auto start = static_cast<int32_t>(block.grain->GetRing().writeIndex);
   block.grain->WriteBlock(delayed, count);
   const DelayLine::Ring ring = block.grain->GetRing();
-  if (ring.zeroBegin < ring.zeroEnd) {
-    ReadHeads<true>(ring, start, rows, block.length, padded == count ? out : buffer, padded);
-  } else {
-    ReadHeads<false>(ring, start, rows, block.length, padded == count ? out : buffer, padded);
-  }
+  ReadHeads(ring, start, rows, block.length, padded == count ? out : buffer, padded);
   if (padded != count) CopyQuads(buffer, count, out);
 }
 
+// The phases of a group of shifters; those that move as one share a row.
+struct GroupPhases {
+  uint32_t rowCount = 0;
+  uint32_t rowOf[kGroup];  // of each shifter
+  alignas(64) float phases[kGroup] = {};
+  alignas(64) float steps[kGroup] = {};
+  alignas(64) float rows[kGroup][kShifterChunk];
+};
+
+// Left and right of a voice nearly always move as one.
+HWY_INLINE bool AreTwins(const ShifterBlock& a, const ShifterBlock& b) {
+  return a.step == b.step && a.width == b.width && a.heads->phase == b.heads->phase;
+}
+
+void CollectPhases(const ShifterBlock* group, uint32_t groupSize, GroupPhases& phases) {
+  phases.rowCount = 0;
+  for (uint32_t b = 0; b < groupSize; ++b) {
+    if (b == 0 || !AreTwins(group[b - 1], group[b])) {
+      phases.phases[phases.rowCount] = group[b].heads->phase;
+      phases.steps[phases.rowCount] = group[b].step;
+      ++phases.rowCount;
+    }
+    phases.rowOf[b] = phases.rowCount - 1;
+  }
+}
+
 void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
-  alignas(64) float phases[kGroup][kShifterChunk] = {};
+  GroupPhases phases;
   HeadPlaces places[2];
   HeadRows rows[2];
-  uint32_t latest = 0;
   for (uint32_t first = 0; first < blockCount; first += kGroup) {
     const ShifterBlock* const group = blocks + first;
     const uint32_t groupSize = std::min(kGroup, blockCount - first);
     for (uint32_t b = 0; b < groupSize; ++b)
       group[b].heads->way = {group[b].heads->phase, group[b].step, group[b].width, count};
+    CollectPhases(group, groupSize, phases);
     for (uint32_t done = 0; done < count; done += kShifterChunk) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
-      AdvancePhases(group, groupSize, chunk, phases);
+      AdvancePhases(phases.phases, phases.steps, phases.rowCount, chunk, phases.rows);
+      for (uint32_t b = 0; b < groupSize; ++b) group[b].heads->phase = phases.phases[phases.rowOf[b]];
       const auto prepare = [&](uint32_t b) HWY_ATTR {
-        // Left and right of a voice nearly always move as one.
-        const bool isTwin = b > 0 && group[b].step == group[b - 1].step &&
-                            group[b].width == group[b - 1].width && phases[b][0] == phases[b - 1][0];
-        if (!isTwin) latest ^= 1;
-        rows[b % 2].places = &places[latest];
-        Prepare(group[b], phases[b], isTwin, rows[b % 2], b, chunk);
+        const uint32_t row = phases.rowOf[b];
+        rows[b % 2].places = &places[row % 2];
+        Prepare(group[b], phases.rows[row], b > 0 && phases.rowOf[b - 1] == row, rows[b % 2], b, chunk);
       };
       prepare(0);
       for (uint32_t b = 0; b < groupSize; ++b) {
