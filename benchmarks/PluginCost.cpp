@@ -2,6 +2,7 @@
 // buffers of 64, 256 and 1024 samples, and in the processor's own blocks without any plug-in around it.
 //
 //     plugin_cost [PRESET]                       times, in turns in one process
+//     plugin_cost --every BUFFER                 the same of every factory preset, for one size of buffer
 //     plugin_cost PRESET FORMAT BUFFER SECONDS   one case and nothing else, for a simulator to count
 //
 // FORMAT is clap, vst3, lv2, shell (what the three share), or bare.
@@ -21,6 +22,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "basictools/AlignedVector.h"
@@ -36,7 +38,7 @@ using namespace Vantora;
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kFrames = 48000, kBlock = 48;
-constexpr int kInstances = 32, kRounds = 8;
+constexpr int kRounds = 8;
 
 /// A second of sound, and room for what becomes of it.
 struct Second {
@@ -131,9 +133,10 @@ struct Case {
   std::vector<double> added;
 };
 
-void Compare(const std::string& name, std::vector<Case> cases) {
+/// Fills in what `cases` add to the preset in so many instances; answers what a bare block takes, in ns.
+double Measure(const std::string& name, std::vector<Case>& cases, int instances) {
   std::vector<double> bareTurns;
-  for (int instance = 0; instance < kInstances; ++instance) {
+  for (int instance = 0; instance < instances; ++instance) {
     Second sound;
     for (size_t i = 0; i < cases.size();) {
       const std::string format = cases[i].format;
@@ -156,7 +159,27 @@ void Compare(const std::string& name, std::vector<Case> cases) {
       }
     }
   }
-  const double block = Quantile(bareTurns, 0.5);
+  return Quantile(bareTurns, 0.5);
+}
+
+/// Of `formats` and those that were built.
+std::vector<Case> CasesOf(std::vector<std::string> formats, const std::vector<uint32_t>& buffers) {
+  formats.insert(formats.end(), {"clap", "vst3"});
+#ifdef PRISMEL_LV2
+  formats.emplace_back("lv2");
+#endif
+  std::vector<Case> cases;
+  for (const std::string& format : formats) {
+    for (const uint32_t buffer : buffers) cases.push_back({format, buffer, {}});
+  }
+  return cases;
+}
+
+void Compare(std::string_view preset) {
+  constexpr int kInstances = 32;
+  const std::string name(preset);
+  std::vector<Case> cases = CasesOf({"bare", "shell"}, {64, 256, 1024});
+  const double block = Measure(name, cases, kInstances);
   std::printf("%s, bare: %.0f ns a block\n", name.c_str(), block);
   for (const Case& one : cases) {
     const double added = Quantile(one.added, 0.5);
@@ -166,16 +189,25 @@ void Compare(const std::string& name, std::vector<Case> cases) {
   }
 }
 
-void Compare(const std::vector<std::string>& presets) {
-  std::vector<std::string> formats{"bare", "shell", "clap", "vst3"};
-#ifdef PRISMEL_LV2
-  formats.push_back("lv2");
-#endif
-  std::vector<Case> cases;
-  for (const std::string& format : formats) {
-    for (const uint32_t buffer : {64u, 256u, 1024u}) cases.push_back({format, buffer, {}});
+void CompareEvery(uint32_t buffer) {
+  constexpr int kInstances = 12;
+  std::vector<Case> all = CasesOf({}, {buffer});
+  std::printf("%% added in buffers of %u\n", buffer);
+  for (const host::Preset& preset : plugin::FactoryPresets()) {
+    std::vector<Case> cases = CasesOf({}, {buffer});
+    std::printf("%24s %5.0f ns a block:", preset.name.c_str(), Measure(preset.name, cases, kInstances));
+    for (size_t i = 0; i < cases.size(); ++i) {
+      all[i].added.push_back(Quantile(cases[i].added, 0.5));
+      std::printf("  %s %+4.1f", cases[i].format.c_str(), 100.0 * all[i].added.back());
+    }
+    std::printf("\n");
+    std::fflush(stdout);
   }
-  for (const std::string& name : presets) Compare(name, cases);
+  for (const Case& one : all) {
+    std::printf("%24s median %+.1f, least %+.1f, most %+.1f\n", one.format.c_str(),
+                100.0 * Quantile(one.added, 0.5), 100.0 * Quantile(one.added, 0.0),
+                100.0 * Quantile(one.added, 1.0));
+  }
 }
 
 }  // namespace
@@ -189,14 +221,24 @@ int main(int argc, char** argv) {
         runner(static_cast<uint32_t>(std::max(std::atoi(argv[3]), 1)));
       return 0;
     }
+    if (argc == 3 && std::string_view(argv[1]) == "--every") {
+      CompareEvery(static_cast<uint32_t>(std::max(std::atoi(argv[2]), 1)));
+      return 0;
+    }
     if (argc > 2) {
-      std::fprintf(stderr,
-                   "usage: plugin_cost [PRESET [FORMAT BUFFER SECONDS]], say plugin_cost 'Wide Copies'\n");
+      std::fprintf(
+          stderr,
+          "usage: plugin_cost [PRESET [FORMAT BUFFER SECONDS] | --every BUFFER], say 'Wide Copies'\n");
       return 2;
     }
-    Compare(argc == 2 ? std::vector<std::string>{argv[1]}
-                      : std::vector<std::string>{std::string(plugin::ShellCore::kFirstPreset), "Wide Copies",
-                                                 "Formant Fan", "Major Sky"});
+    if (argc == 2) {
+      Compare(argv[1]);
+      return 0;
+    }
+    for (const std::string_view name : {plugin::ShellCore::kFirstPreset, std::string_view("Wide Copies"),
+                                        std::string_view("Formant Fan"), std::string_view("Major Sky")}) {
+      Compare(name);
+    }
     return 0;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "plugin_cost: %s\n", error.what());
