@@ -4,6 +4,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <string_view>
 
 #include "plugin/window/Effects.h"
 #include "plugin/window/FaceParts.h"
@@ -28,6 +29,18 @@ constexpr Rect kLfoPanel{kMargin, kLfoTop, 952.0f, Face::kHeight - kLfoTop - kMa
 constexpr Point kHub{480.0f, 262.0f};  // of the large knob and the taps
 constexpr float kSmallKnob = 42.0f;
 constexpr float kKnobHeight = 86.0f;  // with name and value
+
+/// What the LFO follows, from its mode and whether its rate is in Hz (`type` 0) or in note values.
+std::string_view LfoFollows(const WindowModel& model, int type) {
+  switch (std::lround(model.Value(Named("LFO_Mode").Index()) * 2.0f)) {
+    case 0:
+      return "runs once";
+    case 1:
+      return type == 0 ? "runs by itself" : "in the song's tempo";
+    default:
+      return type == 0 ? "starts with the song" : "follows the song";
+  }
+}
 
 /// Length of an LFO cycle, s; nothing while a random rate can't be told.
 double CycleSeconds(const WindowModel& model) {
@@ -353,8 +366,7 @@ void Face::DrawGrounds(Canvas& canvas) {
   }
   canvas.Text({kLfoPanel.x + kPad, kLfoPanel.y + 21.0f}, "LFO", {kTitle, kText, Align::kLeft, true});
   const int type = static_cast<int>(std::lround(model.Value(Named("LFORateType").Index()) * 4.0f));
-  canvas.Text({kLfoPanel.x + kPad + 44.0f, kLfoPanel.y + 21.5f},
-              type == 0 ? "runs by itself" : "follows the song", {kSmall, kDim});
+  canvas.Text({kLfoPanel.x + kPad + 44.0f, kLfoPanel.y + 21.5f}, LfoFollows(model, type), {kSmall, kDim});
   const double seconds = CycleSeconds(model);
   const std::string caption =
       type == 0 ? "a cycle in " + SecondsText(seconds)
