@@ -217,7 +217,8 @@ void BitCrusher::RunChannel(ProcessContext& context, uint32_t channel, const flo
            .wet = wet.data(),
            .dataGain = readsIn ? gainIn : 1.0f,
            .gain = gainOut,
-           .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr};
+           .send = feedbackOn ? context.Output(kSendPort + channel) : nullptr,
+           .isAllWet = levelWet >= quads && wet[0] == 1.0f && gainOut == 1.0f};
   if (shared == nullptr) loop(&own, 1, count);
 }
 

@@ -4,6 +4,7 @@
 #include <cstddef>
 
 #include "basictools/math/WholeQuads.h"
+#include "dsp/effects/bank/LaneBank.h"
 
 #include "basictools/simd/SimdTargets.h"
 
@@ -13,6 +14,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/bank/LaneNumber-inl.h"
+#include "dsp/effects/crusher/HeldSamples-inl.h"
 #include "dsp/effects/filter/StateVariableTick-inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -23,7 +25,7 @@ namespace {
 
 template <typename T>
 struct HoldSettings {
-  T dcGain, dcPole, period, inversePeriod;
+  T dcGain, negatedPole, period, inversePeriod;
   SectionCoefficients<T> antiAlias;
 };
 
@@ -44,7 +46,7 @@ template <bool kFiltered, bool kGlide, typename T>
 HWY_INLINE T HoldTick(const HoldSettings<T>& c, HoldState<T>& m, T x) {
   const T s = x * c.dcGain;
   T y = s + m.dc;
-  m.dc = -(c.dcPole * y + s);
+  m.dc = c.negatedPole * y - s;
   if constexpr (kFiltered) {
     y = SectionStep(c.antiAlias, m.first, y).lowPass;
     y = SectionStep(c.antiAlias, m.second, y).lowPass;
@@ -81,7 +83,7 @@ void HoldGroup(const CrusherBlock* blocks, uint32_t clones, uint32_t count) {
       clones, [&](uint32_t b) { return &blocks[b].channel->dc; }, n);
   // Lanes without a clone must not hold a period of 0, or their phase would never fall below it.
   const T period = Greater(one, n[8]);
-  const HoldSettings<T> c{s[0], s[1], period, n[9], {s[2], s[3], s[4], zero, zero, zero}};
+  const HoldSettings<T> c{s[0], -s[1], period, n[9], {s[2], s[3], s[4], zero, zero, zero}};
   HoldState<T> m{n[0], n[5], n[6], n[7], {n[1], n[2]}, {n[3], n[4]}, n[5] + one};
   // More than one period behind: only after it has become much shorter.
   while (HWY_UNLIKELY(Any(m.nextPhase - period > period)))
@@ -145,41 +147,60 @@ HWY_INLINE T CrushHeld(const CrusherSettings& c, T held) {
   return LimitToOne(ZeroOr(magnitude < Number<T>(c.deadband), v));
 }
 
+// A block's output of its crushed samples.
+template <bool kAllWet, typename T>
+HWY_INLINE T Mixed(const CrusherBlock& block, T crushed, uint32_t i, uint32_t n) {
+  const T in = LoadNumber<T>(block.in + i, n);
+  if constexpr (kAllWet) return in - in + crushed;  // no number where `in` is none that is finite
+  const T wet = LoadNumber<T>(block.wet + i, n);
+  return in - in * wet + wet * Number<T>(block.gain) * crushed;
+}
+
 template <bool kCompanding, bool kPowerOfTwo>
-void QuantiseBlock(const CrusherBlock& block, uint32_t count) {
+void QuantiseBlock(const CrusherBlock& block, bool holdsLong, uint32_t count) {
   const CrusherSettings c = *block.settings;
   float* out = block.out;
-  const auto crush = [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
-    StoreNumber(CrushHeld<kCompanding, kPowerOfTwo>(c, LoadNumber<T>(out + i, n)), out + i, n);
-  };
-  const auto mix = [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
-    const T in = LoadNumber<T>(block.in + i, n);
-    const T wet = LoadNumber<T>(block.wet + i, n);
-    StoreNumber(in - in * wet + wet * Number<T>(block.gain) * LoadNumber<T>(out + i, n), out + i, n);
-  };
+  const auto crush = [&]<typename T>(T held)
+                         HWY_ATTR { return CrushHeld<kCompanding, kPowerOfTwo>(c, held); };
+  const auto crushPlace = [&]<typename T>(uint32_t i, uint32_t n)
+                              HWY_ATTR { StoreNumber(crush(LoadNumber<T>(out + i, n)), out + i, n); };
   const uint32_t mixed = WholeQuads(count);
-  if (block.send == nullptr && mixed == count) {
-    ForEachPlace(count, [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
-      crush.template operator()<T>(i, n);
-      mix.template operator()<T>(i, n);
+  if (block.send != nullptr || mixed != count) {
+    ForEachPlace(count, crushPlace);
+    if (block.send != nullptr) std::copy_n(out, count, block.send);
+    ForEachPlace(mixed, [&]<typename T>(uint32_t i, uint32_t n) HWY_ATTR {
+      StoreNumber(Mixed<false>(block, LoadNumber<T>(out + i, n), i, n), out + i, n);
     });
     return;
   }
-  ForEachPlace(count, crush);
-  if (block.send != nullptr) std::copy_n(out, count, block.send);
-  ForEachPlace(mixed, mix);
+  const auto crushAndMix = [&]<bool kAllWet>() HWY_ATTR {
+    const auto mix = [&]<typename T>(T crushed, uint32_t i, uint32_t n)
+                         HWY_ATTR { StoreNumber(Mixed<kAllWet>(block, crushed, i, n), out + i, n); };
+    if (kCompanding && holdsLong) {
+      ForEachHeldQuad(out, count, crush, mix);
+    } else {
+      ForEachPlace(count, [&]<typename T>(uint32_t i, uint32_t n)
+                              HWY_ATTR { mix(crush(LoadNumber<T>(out + i, n)), i, n); });
+    }
+  };
+  block.isAllWet ? crushAndMix.template operator()<true>() : crushAndMix.template operator()<false>();
 }
 
 template <bool kFiltered, bool kGlide, bool kCompanding>
 void Run(const CrusherBlock* blocks, uint32_t blockCount, uint32_t count) {
+  uint64_t holdLong = 0;  // a bit for each block
+  static_assert(LaneBank::kCapacity <= 64);
+  for (uint32_t b = 0; b < blockCount && kCompanding && !kGlide; ++b)
+    holdLong |= static_cast<uint64_t>(HoldsLong(blocks[b].channel->period, blocks[b].channel->phase)) << b;
   ForEachGroup<true>(blockCount, [&]<typename T>(uint32_t first, uint32_t clones) HWY_ATTR {
     HoldGroup<kFiltered, kGlide, T>(blocks + first, clones, count);
   });
   for (uint32_t b = 0; b < blockCount; ++b) {
+    const bool holdsLong = (holdLong >> b & 1u) != 0;
     if (MantissaOf(blocks[b].settings->scale) == 0.5f) {
-      QuantiseBlock<kCompanding, true>(blocks[b], count);
+      QuantiseBlock<kCompanding, true>(blocks[b], holdsLong, count);
     } else {
-      QuantiseBlock<kCompanding, false>(blocks[b], count);
+      QuantiseBlock<kCompanding, false>(blocks[b], holdsLong, count);
     }
   }
 }

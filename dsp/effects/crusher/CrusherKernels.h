@@ -20,7 +20,8 @@ struct CrusherBlock {
   const float* wet;  ///< one for each sample
   float dataGain;
   float gain;
-  float* send;  ///< null: none
+  float* send;            ///< null: none
+  bool isAllWet = false;  ///< the product of `wet` and `gain` is 1 throughout
 };
 
 /// The crusher's loop, for each instruction set. Several blocks run side by side in the lanes of a vector;

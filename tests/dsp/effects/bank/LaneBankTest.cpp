@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <memory>
 
@@ -155,13 +156,20 @@ TEST(LaneBank, ShiftersSideBySideGiveTheBitsOfShiftersAlone) {
   }
 }
 
-TEST(LaneBank, EveryInstructionSetComputesTheSame) {
-  std::vector<SimdTarget> targets;
-  for (const auto target :
-       {SimdTarget::Baseline, SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
-    if (target <= BestSimdTarget()) targets.push_back(target);
+/// What `run` gives must be the same for every instruction set, and no silence.
+template <typename Run>
+void ExpectSameOnEveryInstructionSet(Run run) {
+  const Samples expected = run(SimdTarget::Baseline);
+  EXPECT_GT(Rms(expected), 0.1);
+  for (const auto target : {SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
+    if (target > BestSimdTarget()) continue;
+    EXPECT_TRUE(SameBits(run(target), expected)) << static_cast<int>(target);
   }
-  const auto run = [](SimdTarget target) {
+}
+
+// Samples held for one up to ten, then for a third of that, in blocks that are whole groups of four or not.
+TEST(LaneBank, EveryInstructionSetCrushesTheSame) {
+  ExpectSameOnEveryInstructionSet([](SimdTarget target) {
     Samples result;
     CrusherSettings settings;
     settings.SetWordLength(5.3f);
@@ -169,20 +177,31 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
     settings.antiAlias.Tune(0.3f, 1.41f);
     for (uint32_t variant = 0; variant < 8; ++variant) {
       std::array<CrusherChannel, 13> channels;
-      std::vector<Samples> data;
-      std::array<CrusherBlock, 13> blocks;
-      const Samples dry(75, 0.2f);
-      const Samples wet(75, 0.8f);
-      for (uint32_t i = 0; i < 13; ++i) {
-        channels[i].SetPeriod(1.0f + 0.7f * static_cast<float>(i));
-        data.push_back(Noise(75, i + 1));
+      for (const uint32_t count : {75u, 76u, 20u, 48u}) {
+        std::vector<Samples> data;
+        std::array<CrusherBlock, 13> blocks;
+        const Samples dry(count, 0.2f);
+        const bool isAllWet = count < 76;
+        const Samples wet(count, isAllWet ? 1.0f : 0.8f);
+        for (uint32_t i = 0; i < 13; ++i) {
+          channels[i].SetPeriod((1.0f + 0.7f * static_cast<float>(i)) / (count == 48 ? 3.0f : 1.0f));
+          data.push_back(Noise(count, i + 1));
+        }
+        for (uint32_t i = 0; i < 13; ++i)
+          blocks[i] = {&settings,      &channels[i], dry.data(), data[i].data(),
+                       data[i].data(), wet.data(),   0.8f,       isAllWet ? 1.0f : 0.9f,
+                       nullptr,        isAllWet};
+        CrusherKernelsFor(target).run[variant](blocks.data(), 13, count);
+        for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
       }
-      for (uint32_t i = 0; i < 13; ++i)
-        blocks[i] = {&settings,  &channels[i], dry.data(), data[i].data(), data[i].data(),
-                     wet.data(), 0.8f,         0.9f,       nullptr};
-      CrusherKernelsFor(target).run[variant](blocks.data(), 13, 75);
-      for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
     }
+    return result;
+  });
+}
+
+TEST(LaneBank, EveryInstructionSetFiltersTheSame) {
+  ExpectSameOnEveryInstructionSet([](SimdTarget target) {
+    Samples result;
     for (const uint32_t variant :
          {0u, 1u, 2u, 3u, 4u, 5u}) {  // orders one to three, at rest and on their way
       std::array<StateVariableChain, 13> chains;
@@ -205,10 +224,52 @@ TEST(LaneBank, EveryInstructionSetComputesTheSame) {
       }
     }
     return result;
-  };
-  const Samples expected = run(SimdTarget::Baseline);
-  EXPECT_GT(Rms(expected), 0.1);
-  for (const auto target : targets) EXPECT_TRUE(SameBits(run(target), expected)) << static_cast<int>(target);
+  });
+}
+
+// Heads that restart, pass the end of their line and stand; crossfades of half the way and less; twins, and a
+// twin that goes its own way.
+TEST(LaneBank, EveryInstructionSetShiftsTheSame) {
+  ExpectSameOnEveryInstructionSet([](SimdTarget target) {
+    constexpr uint32_t kShifters = 13;
+    Samples result;
+    std::array<ShifterHeads, kShifters> heads;
+    std::array<DelayLine, kShifters> preDelays, grains;
+    std::array<ShifterBlock, kShifters> blocks;
+    std::vector<Samples> in(kShifters), out(kShifters);
+    for (uint32_t i = 0; i < kShifters; ++i) {
+      heads[i].random = i + 1;
+      preDelays[i].Resize(300);
+      grains[i].Resize(1000 + 48 * i);
+      out[i].resize(100);
+      const uint32_t voice = i / 2;
+      const float semitones =
+          i == 12 ? 0.0f : (voice % 2 == 0 ? 1.0f : -1.0f) * static_cast<float>(1 + 4 * voice);
+      const float size = std::fabs(semitones);
+      blocks[i] = {.heads = &heads[i],
+                   .preDelay = &preDelays[i],
+                   .grain = &grains[i],
+                   .in = nullptr,
+                   .out = out[i].data(),
+                   .step = semitones * 2e-4f,
+                   .width = size < 6.0f ? 0.07f * size : 0.5f,
+                   .length = 600.0f + 10.0f * size,
+                   .semitones = semitones,
+                   .spraySize = 100.0f,
+                   .preDelayed = voice % 3 * 20};
+    }
+    for (uint32_t round = 0; round < 300; ++round) {
+      if (round == 200) heads[4].phase *= 0.5f;
+      const uint32_t count = round % 3 == 0 ? 100 : round % 3 == 1 ? 48 : 44;
+      for (uint32_t i = 0; i < kShifters; ++i) {
+        in[i] = Noise(count, 100 * round + i);
+        blocks[i].in = in[i].data();
+      }
+      ShifterKernelsFor(target).run(blocks.data(), kShifters, count);
+      for (const Samples& row : out) result.insert(result.end(), row.begin(), row.begin() + count);
+    }
+    return result;
+  });
 }
 
 TEST(LaneBank, RunsWithoutAllocation) {
