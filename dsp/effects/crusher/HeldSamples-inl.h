@@ -1,6 +1,6 @@
-// Held samples by fours: where each one stands for at least six, no four neighbours have more than two values,
-// those at their ends, and only these need to be worked out. Compiled anew for each instruction set, as
-// bank/LaneNumber-inl.h is.
+// Held samples by fours: where each one stands for at least six, no four neighbours have more than two
+// values, those at their ends, and only these need to be worked out. Compiled anew for each instruction set,
+// as bank/LaneNumber-inl.h is.
 #include <algorithm>
 
 #include "dsp/effects/bank/LaneNumber-inl.h"
@@ -18,8 +18,8 @@ namespace Vantora::dsp::HWY_NAMESPACE {
 // Where vectors of sixteen work out four ends, they work out all samples as soon.
 #if HWY_TARGET != HWY_EMU128 && !HWY_CAP_GE512
 
-// By the period and what has passed of it before a block. More than a period behind, samples are taken one right
-// after the other.
+// By the period and what has passed of it before a block. More than a period behind, samples are taken one
+// right after the other.
 HWY_INLINE bool HoldsLong(float period, float phase) { return period >= 6.0f && phase <= period; }
 
 using QuadNumber = LaneNumber<FewLanes>;
@@ -83,7 +83,8 @@ HWY_INLINE void RunHeldQuads(const float* held, uint32_t first, uint32_t count, 
   }
 }
 
-// Calls `write` with what `work` makes of each quad of `held`, where it stands and 4; `count` is of whole quads.
+// Calls `write` with what `work` makes of each quad of `held`, where it stands and 4; `count` is of whole
+// quads.
 template <typename Work, typename Write>
 HWY_INLINE void ForEachHeldQuad(const float* held, uint32_t count, Work work, Write write) {
   uint32_t i = 0;
