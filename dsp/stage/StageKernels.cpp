@@ -1,6 +1,8 @@
 #include "dsp/stage/StageKernels.h"
 
 #include <algorithm>
+#include <cmath>
+#include <cstddef>
 
 #include "basictools/math/SinCos.h"
 #include "basictools/math/WholeQuads.h"
@@ -31,68 +33,98 @@ constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(D()));
 alignas(64) constexpr int32_t kPlaces[kVectorPadding] = {0, 1, 2,  3,  4,  5,  6,  7,
                                                          8, 9, 10, 11, 12, 13, 14, 15};
 
-// Where the samples of `kParts` vectors look: `back` whole samples behind their own places and `frac` more.
+// How many whole samples the samples of `kParts` vectors look back, and how much further.
 struct TapPlaces {
-  hn::Vec<DI> back;
+  hn::Vec<DI> whole;
   hn::Vec<D> frac;
 };
 constexpr uint32_t kParts = kVectorPadding / kLanes;
 
-HWY_INLINE void ReadTapApart(const TapPlaces& at, const float* x, float* tap) {
+HWY_INLINE hn::Vec<D> Between(hn::Vec<D> newer, hn::Vec<D> older, hn::Vec<D> frac) {
+  return hn::Add(newer, hn::Mul(hn::Sub(older, newer), frac));
+}
+
+HWY_INLINE void ReadTapApart(const TapPlaces& at, int32_t furthest, const float* x, float* tap) {
   const D d;
-  const auto place = hn::Sub(hn::Load(DI(), kPlaces), at.back);
-  const auto newer = hn::GatherIndex(d, x, place);
-  const auto older = hn::GatherIndex(d, x, hn::Sub(place, hn::Set(DI(), 1)));
-  hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at.frac)), d, tap);
+  const DI di;
+  const auto older = hn::Sub(hn::Load(di, kPlaces), hn::Min(at.whole, hn::Set(di, furthest)));
+  const VectorPair<D> read = GatherPairs(d, x - 1, older);
+  hn::StoreU(Between(read.second, read.first, at.frac), d, tap);
+}
+
+// No lane has a bit outside of `bits`.
+HWY_INLINE bool HasOnly(int32_t bits, hn::Vec<DI> x) {
+  const DI di;
+#if HWY_TARGET == HWY_AVX2
+  return _mm256_testz_si256(x.raw, hn::Set(di, ~bits).raw) != 0;
+#elif HWY_TARGET == HWY_SSE4
+  return _mm_testz_si128(x.raw, hn::Set(di, ~bits).raw) != 0;
+#else
+  return hn::AllTrue(di, hn::Eq(hn::And(x, hn::Set(di, bits)), x));
+#endif
+}
+
+// False when the samples don't all look at the same whole place.
+HWY_INLINE bool ReadTapStanding(const TapPlaces (&at)[kParts], int32_t furthest, const float* x, float* tap) {
+  const D d;
+  const DI di;
+  const int32_t whole = hn::GetLane(at[0].whole);
+  auto all = hn::Zero(di);
+  for (const TapPlaces& part : at) all = hn::Or(all, hn::Xor(part.whole, hn::Set(di, whole)));
+  if (HWY_UNLIKELY(!HasOnly(0, all) || whole > furthest)) return false;
+  x -= whole;
+  for (uint32_t p = 0; p < kParts; ++p) {
+    const float* from = x + p * kLanes;
+    hn::StoreU(Between(hn::LoadU(d, from), hn::LoadU(d, from - 1), at[p].frac), d, tap + p * kLanes);
+  }
+  return true;
 }
 
 #if HWY_CAP_GE256
-// False when one of the first `count` samples looks some samples further or less far back than the first one.
-// Else two straight loads hold all places of a vector.
-HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float* tap, uint32_t count) {
+// False when one of the samples looks some samples further or less far back than the first one. Else two
+// straight loads hold all places of a vector.
+HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], int32_t furthest, const float* x, float* tap) {
   const D d;
   const DI di;
   constexpr int32_t kMost = kLanes / 2;  // samples further back than the first
-  const int32_t furthest = hn::GetLane(at[0].back) + kMost;
+  const int32_t last = std::min(hn::GetLane(at[0].whole), furthest) + kMost;
   hn::Vec<DI> nearer[kParts];
   auto all = hn::Zero(di);
   for (uint32_t p = 0; p < kParts; ++p) {
-    nearer[p] = hn::Sub(hn::Set(di, furthest), at[p].back);
-    if (HWY_UNLIKELY(count < (p + 1) * kLanes))
-      nearer[p] = hn::IfThenElseZero(hn::FirstN(di, count - std::min(count, p * kLanes)), nearer[p]);
+    nearer[p] = hn::Sub(hn::Set(di, last), hn::Min(at[p].whole, hn::Set(di, furthest)));
     all = hn::Or(all, nearer[p]);
   }
-  if (HWY_UNLIKELY(!hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, kLanes - 1)), all)))) return false;
-  const float* window = x - furthest - 1;
+  if (HWY_UNLIKELY(!HasOnly(kLanes - 1, all))) return false;
+  const float* window = x - last - 1;
   for (uint32_t p = 0; p < kParts; ++p) {
     const float* from = window + p * kLanes;
     const auto place = hn::Add(nearer[p], hn::Load(di, kPlaces));
     const auto older = LookUpTwo(d, hn::LoadU(d, from), hn::LoadU(d, from + kLanes), place);
     const auto newer = LookUpTwo(d, hn::LoadU(d, from + 1), hn::LoadU(d, from + 1 + kLanes), place);
-    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + p * kLanes);
+    hn::StoreU(Between(newer, older, at[p].frac), d, tap + p * kLanes);
   }
   return true;
 }
 #else
-// False when a vector's samples look at more than two whole places. A tap drifts by less than a sample in
-// most runs of sixteen: then these are neighbours, and three straight loads serve.
-HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float* tap, uint32_t) {
+// False when the samples look at more than two whole places: else these are neighbours, and three straight
+// loads serve.
+HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], int32_t furthest, const float* x, float* tap) {
   const D d;
   const DI di;
-  int32_t nearest = hn::GetLane(at[0].back);
+  int32_t nearest = hn::GetLane(at[0].whole);
   hn::Vec<DI> steps[kParts];
-  const auto areSteps = [&]() HWY_ATTR {
-    const auto near = hn::Set(di, nearest);
+  const auto areBits = [&]() HWY_ATTR {
     auto all = hn::Zero(di);
     for (uint32_t p = 0; p < kParts; ++p) {
-      steps[p] = hn::Sub(at[p].back, near);
+      steps[p] = hn::Sub(at[p].whole, hn::Set(di, nearest));
       all = hn::Or(all, steps[p]);
     }
-    return hn::AllTrue(di, hn::Eq(hn::And(all, hn::Set(di, 1)), all));
+    return HasOnly(1, all);
   };
-  if (HWY_UNLIKELY(!areSteps())) {
+  if (HWY_UNLIKELY(nearest >= furthest)) return false;
+  if (HWY_UNLIKELY(!areBits())) {
     --nearest;  // the first one may look at the further place
-    if (!areSteps()) return false;
+    if (!areBits()) return false;
   }
   x -= nearest;
   for (uint32_t p = 0; p < kParts; ++p) {
@@ -101,36 +133,46 @@ HWY_INLINE bool ReadTapNear(const TapPlaces (&at)[kParts], const float* x, float
     const auto b = hn::LoadU(d, x + k - 1);
     const auto c = hn::LoadU(d, x + k - 2);
     const auto isFar = hn::RebindMask(d, hn::Eq(steps[p], hn::Set(di, 1)));
-    const auto newer = hn::IfThenElse(isFar, b, a);
-    const auto older = hn::IfThenElse(isFar, c, b);
-    hn::StoreU(hn::Add(newer, hn::Mul(hn::Sub(older, newer), at[p].frac)), d, tap + k);
+    hn::StoreU(Between(hn::IfThenElse(isFar, b, a), hn::IfThenElse(isFar, c, b), at[p].frac), d, tap + k);
   }
   return true;
 }
 #endif
 
 void ReadTap(const TapRead& read, uint32_t count) {
+  if (count == 0) return;
   const D d;
   const DI di;
-  const auto furthest = hn::Set(di, read.furthest);
   const auto one = hn::Set(d, 1.0f);
   const float* HWY_RESTRICT line = read.line;
   const float* HWY_RESTRICT ramp = read.ramp;
   const float* HWY_RESTRICT depth = read.depth;
   float* HWY_RESTRICT tap = read.tap;
-  for (uint32_t i = 0; i < count; i += kVectorPadding) {
+  // Where it may seldom change, whether a run's whole place does is worth asking first.
+  const uint32_t latest = count - 1;
+  const bool stands =
+      std::fabs(ramp[0] * depth[0] - ramp[latest] * depth[latest]) * 64.0f < static_cast<float>(count);
+  for (std::size_t i = 0; i < count; i += kVectorPadding) {
     TapPlaces at[kParts];
     for (uint32_t p = 0; p < kParts; ++p) {
-      const uint32_t k = i + p * kLanes;
-      const auto swept = hn::Mul(hn::LoadU(d, ramp + k), hn::LoadU(d, depth + k));
-      const auto delay = GreaterOf(d, swept, one);
+      const std::size_t k = i + p * kLanes;
+      const auto delay = GreaterOf(d, hn::Mul(hn::LoadU(d, ramp + k), hn::LoadU(d, depth + k)), one);
       const auto whole = TruncateFitting(d, delay);
-      at[p] = {hn::Min(whole, furthest), hn::Sub(delay, hn::ConvertTo(d, whole))};
+      at[p] = {whole, hn::Sub(delay, hn::ConvertTo(d, whole))};
     }
-    if (HWY_LIKELY(ReadTapNear(at, line + i, tap + i, count - i))) continue;
+    if (HWY_UNLIKELY(count - i <
+                     kVectorPadding)) {  // what lies behind the block looks where the first one does
+      const auto first = hn::Set(di, hn::GetLane(at[0].whole));
+      for (std::size_t p = 0, left = count - i; p < kParts; ++p) {
+        at[p].whole = hn::IfThenElse(hn::FirstN(di, std::min<std::size_t>(left, kLanes)), at[p].whole, first);
+        left -= std::min<std::size_t>(left, kLanes);
+      }
+    }
+    if (stands && HWY_LIKELY(ReadTapStanding(at, read.furthest, line + i, tap + i))) continue;
+    if (HWY_LIKELY(ReadTapNear(at, read.furthest, line + i, tap + i))) continue;
     for (uint32_t p = 0; p < kParts; ++p) {
-      const uint32_t k = i + p * kLanes;
-      ReadTapApart(at[p], line + k, tap + k);
+      const std::size_t k = i + p * kLanes;
+      ReadTapApart(at[p], read.furthest, line + k, tap + k);
     }
   }
 }

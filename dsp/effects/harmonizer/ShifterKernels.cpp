@@ -24,43 +24,10 @@ namespace {
 
 #if HWY_TARGET != HWY_EMU128
 
-struct Neighbours {
-  LaneVector older, newer;
-};
+// Of two cells each.
+using Neighbours = VectorPair<LaneTag>;
 
-// data[index] and data[index + 1] of every lane, as pairs of 64 bits.
-HWY_INLINE Neighbours GatherPairs(const float* data, hn::Vec<DI> index) {
-  const LaneTag d;
-#if HWY_ARCH_X86 && !HWY_CAP_GE256
-  // By way of memory, which hands the places over sooner than one shuffle each.
-  alignas(16) int32_t at[kLanes];
-  hn::Store(index, DI(), at);
-  const auto pair = [&](uint32_t lane) HWY_ATTR {
-    const __m128d low = _mm_load_sd(reinterpret_cast<const double*>(data + at[lane]));
-    return LaneVector{_mm_castpd_ps(_mm_loadh_pd(low, reinterpret_cast<const double*>(data + at[lane + 1])))};
-  };
-  const LaneVector first = pair(0);
-  const LaneVector second = pair(2);
-#else
-  using Wide = hn::Repartition<int64_t, LaneTag>;
-  const hn::Half<DI> half;
-  const auto gather = [&](auto places) HWY_ATTR {
-#if HWY_CAP_GE512
-    return hn::Vec<Wide>{_mm512_i32gather_epi64(places.raw, data, 4)};
-#elif HWY_CAP_GE256
-    return hn::Vec<Wide>{_mm256_i32gather_epi64(reinterpret_cast<const long long*>(data), places.raw, 4)};
-#else
-    return hn::GatherOffset(Wide(), reinterpret_cast<const int64_t*>(data),
-                            hn::ShiftLeft<2>(hn::PromoteTo(Wide(), places)));
-#endif
-  };
-  const LaneVector first = hn::BitCast(d, gather(hn::LowerHalf(half, index)));
-  const LaneVector second = hn::BitCast(d, gather(hn::UpperHalf(half, index)));
-#endif
-  return {hn::ConcatEven(d, second, first), hn::ConcatOdd(d, second, first)};
-}
-
-// The same. A head that plays no faster than twice the signal's pace has all lanes' places within two
+// data[index] and data[index + 1] of every lane. A head that plays no faster than twice the signal's pace has all lanes' places within two
 // vectors' length, which straight loads and a permutation fetch sooner than a gather. `end` is behind the
 // last cell.
 HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t end) {
@@ -91,7 +58,7 @@ HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t en
 #else
   (void)end;
 #endif
-  return GatherPairs(data, index);
+  return GatherPairs(LaneTag(), data, index);
 }
 
 // Where a vector's samples look: whole cells, and how far from each towards the older one.
@@ -108,7 +75,7 @@ HWY_INLINE Places PlacesOf(hn::Vec<DI> now, LaneVector place) {
 }
 
 HWY_INLINE LaneVector Between(const Neighbours& x, LaneVector frac) {
-  return hn::Add(x.newer, hn::Mul(hn::Sub(x.older, x.newer), frac));
+  return hn::Add(x.second, hn::Mul(hn::Sub(x.first, x.second), frac));
 }
 
 // A linear read anywhere in the ring.
@@ -133,8 +100,8 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, const Places& at) {
     const auto isSilent = [&](auto i) HWY_ATTR {
       return hn::RebindMask(d, hn::AndNot(hn::Lt(i, begin), hn::Lt(i, end)));
     };
-    x.older = hn::IfThenElse(isSilent(older), hn::Zero(d), x.older);
-    x.newer = hn::IfThenElse(isSilent(newer), hn::Zero(d), x.newer);
+    x.first = hn::IfThenElse(isSilent(older), hn::Zero(d), x.first);
+    x.second = hn::IfThenElse(isSilent(newer), hn::Zero(d), x.second);
   }
   return Between(x, at.frac);
 }
@@ -157,8 +124,8 @@ HWY_INLINE void MixHeads(int32_t start, const HeadRows& rows, float length, floa
     };
     const Neighbours y = read(place(rows.places->delayA + kVector, rows.sprayA, steadyA),
                               place(rows.places->delayB, rows.sprayB, steadyB));
-    hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), y.older),
-                       hn::Mul(hn::Load(d, rows.places->gainB + i), y.newer)),
+    hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), y.first),
+                       hn::Mul(hn::Load(d, rows.places->gainB + i), y.second)),
                d, out + i);
     now = hn::Add(now, hn::Set(di, static_cast<int32_t>(kLanes)));
   }

@@ -52,6 +52,45 @@ HWY_INLINE hn::Vec<hn::RebindToSigned<D>> TruncateFitting(D, hn::Vec<D> x) {
 #endif
 }
 
+#if HWY_TARGET != HWY_EMU128
+template <class D>
+struct VectorPair {
+  hn::Vec<D> first, second;
+};
+
+// data[index] and data[index + 1] of every lane of a whole vector, fetched as pairs of 64 bits.
+template <class D>
+HWY_INLINE VectorPair<D> GatherPairs(D d, const float* data, hn::Vec<hn::RebindToSigned<D>> index) {
+#if HWY_ARCH_X86 && !HWY_CAP_GE256
+  // By way of memory, which hands the places over sooner than one shuffle each.
+  alignas(16) int32_t at[4];
+  hn::Store(index, hn::RebindToSigned<D>(), at);
+  const auto pair = [&](uint32_t lane) HWY_ATTR {
+    const __m128d low = _mm_load_sd(reinterpret_cast<const double*>(data + at[lane]));
+    return hn::Vec<D>{_mm_castpd_ps(_mm_loadh_pd(low, reinterpret_cast<const double*>(data + at[lane + 1])))};
+  };
+  const hn::Vec<D> low = pair(0);
+  const hn::Vec<D> high = pair(2);
+#else
+  using Wide = hn::Repartition<int64_t, D>;
+  const hn::Half<hn::RebindToSigned<D>> half;
+  const auto gather = [&](auto places) HWY_ATTR {
+#if HWY_CAP_GE512
+    return hn::Vec<Wide>{_mm512_i32gather_epi64(places.raw, data, 4)};
+#elif HWY_CAP_GE256
+    return hn::Vec<Wide>{_mm256_i32gather_epi64(reinterpret_cast<const long long*>(data), places.raw, 4)};
+#else
+    return hn::GatherOffset(Wide(), reinterpret_cast<const int64_t*>(data),
+                            hn::ShiftLeft<2>(hn::PromoteTo(Wide(), places)));
+#endif
+  };
+  const hn::Vec<D> low = hn::BitCast(d, gather(hn::LowerHalf(half, index)));
+  const hn::Vec<D> high = hn::BitCast(d, gather(hn::UpperHalf(half, index)));
+#endif
+  return {hn::ConcatEven(d, high, low), hn::ConcatOdd(d, high, low)};
+}
+#endif
+
 #if HWY_CAP_GE256
 // Each lane the number at its index, 0 to twice the lanes less one, of `low` with `high` behind it.
 template <class D>
