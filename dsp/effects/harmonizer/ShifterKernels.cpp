@@ -27,9 +27,9 @@ namespace {
 // Of two cells each.
 using Neighbours = VectorPair<LaneTag>;
 
-// data[index] and data[index + 1] of every lane. A head that plays no faster than twice the signal's pace has all lanes' places within two
-// vectors' length, which straight loads and a permutation fetch sooner than a gather. `end` is behind the
-// last cell.
+// data[index] and data[index + 1] of every lane. A head that plays no faster than twice the signal's pace has
+// all lanes' places within two vectors' length, which straight loads and a permutation fetch sooner than a
+// gather. `end` is behind the last cell.
 HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t end) {
 #if HWY_CAP_GE256
   const LaneTag d;
