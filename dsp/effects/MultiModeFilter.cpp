@@ -249,7 +249,7 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
       IsIn(FilterTopology::StateVariable) && mode.order == 3 && !stereo && !bypassed && fade == Fade::None;
   if (isPlain && bank != nullptr) {
     if (FilterBlock* block = bank->Add(FilterKernels().run[mode.order - 1])) {
-      *block = SectionsBlock(io, 0);
+      *block = SectionsBlock(io, 0, count);
       return 1;
     }
   }
@@ -277,17 +277,18 @@ uint32_t MultiModeFilter::DoProcess(ProcessContext& context) {
 
 void MultiModeFilter::RunStateVariable(const Channels& io, uint32_t count) {
   FilterBlock blocks[2];
-  for (uint32_t c = 0; c < io.count; ++c) blocks[c] = SectionsBlock(io, c);
+  for (uint32_t c = 0; c < io.count; ++c) blocks[c] = SectionsBlock(io, c, count);
   FilterKernels().run[mode.order - 1](blocks, io.count, count);
 }
 
-FilterBlock MultiModeFilter::SectionsBlock(const Channels& io, uint32_t channel) {
+FilterBlock MultiModeFilter::SectionsBlock(const Channels& io, uint32_t channel, uint32_t count) {
   return {.chain = &chain,
           .sections = chain.sections[channel],
           .in = io.in[channel],
           .gain = compensation.data(),
           .out = io.out[channel],
-          .isLast = channel + 1 == io.count};
+          .isLast = channel + 1 == io.count,
+          .gainStands = count % 4 == 0 && compensationBlock.Rests(count)};
 }
 
 void MultiModeFilter::RunComb(const Channels& io, uint32_t count) {

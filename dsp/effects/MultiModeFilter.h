@@ -91,7 +91,7 @@ class MultiModeFilter : public UnitModule, public MultiModeFilterKnobs::Indices 
   void UpdateBypass(const ProcessContext& context);
   float CombDelayTarget(ProcessContext& context);
   void RunStateVariable(const Channels& io, uint32_t count);
-  FilterBlock SectionsBlock(const Channels& io, uint32_t channel);
+  FilterBlock SectionsBlock(const Channels& io, uint32_t channel, uint32_t count);
   void RunComb(const Channels& io, uint32_t count);
   void ApplyFade(ProcessContext& context, const Channels& io, uint32_t count);
 

@@ -156,7 +156,7 @@ void ReadTap(const TapRead& read, uint32_t count) {
     TapPlaces at[kParts];
     for (uint32_t p = 0; p < kParts; ++p) {
       const std::size_t k = i + p * kLanes;
-      const auto delay = GreaterOf(d, hn::Mul(hn::LoadU(d, ramp + k), hn::LoadU(d, depth + k)), one);
+      const auto delay = GreaterOf(d, hn::Mul(hn::Load(d, ramp + k), hn::Load(d, depth + k)), one);
       const auto whole = TruncateFitting(d, delay);
       at[p] = {whole, hn::Sub(delay, hn::ConvertTo(d, whole))};
     }
@@ -180,14 +180,22 @@ void ReadTap(const TapRead& read, uint32_t count) {
 void SumVoices(const float* const* voices, const float* const* gains, uint32_t voiceCount,
                const float* common, float* sum, uint32_t count) {
   const D d;
-  for (uint32_t i = 0; i < count; i += kLanes) {
-    const auto shared = hn::LoadU(d, common + i);
-    auto total = hn::Zero(d);
-    for (uint32_t v = 0; v < voiceCount; ++v) {
-      const auto voice = hn::Mul(hn::LoadU(d, voices[v] + i), shared);
-      total = hn::Add(total, hn::Mul(voice, hn::LoadU(d, gains[v] + i)));
+  for (std::size_t i = 0; i < count; i += kVectorPadding) {
+    hn::Vec<D> shared[kParts];
+    hn::Vec<D> total[kParts];
+    for (uint32_t p = 0; p < kParts; ++p) {
+      shared[p] = hn::Load(d, common + i + p * kLanes);
+      total[p] = hn::Zero(d);
     }
-    hn::StoreU(total, d, sum + i);
+    for (uint32_t v = 0; v < voiceCount; ++v) {
+      const float* HWY_RESTRICT voice = voices[v] + i;
+      const float* HWY_RESTRICT gain = gains[v] + i;
+      for (uint32_t p = 0; p < kParts; ++p) {
+        const auto heard = hn::Mul(hn::Load(d, voice + p * kLanes), shared[p]);
+        total[p] = hn::Add(total[p], hn::Mul(heard, hn::Load(d, gain + p * kLanes)));
+      }
+    }
+    for (uint32_t p = 0; p < kParts; ++p) hn::Store(total[p], d, sum + i + p * kLanes);
   }
 }
 

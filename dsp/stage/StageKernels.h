@@ -21,8 +21,8 @@ struct TapRead {
 /// goes through the same single roundings, whatever the width: results are the same bit for bit on every
 /// machine.
 ///
-/// Buffers of `readTap` and `sumVoices` hold whole vectors, up to the next multiple of `kVectorPadding`; the
-/// others touch exactly `count` samples.
+/// Buffers of `readTap` and `sumVoices`, all but the line, hold whole vectors up to the next multiple of
+/// `kVectorPadding`, and lie at multiples of such a vector; the others touch exactly `count` samples.
 struct StageKernelTable {
   /// tap = the line, read linearly ramp * depth samples back, at least one.
   void (*readTap)(const TapRead& read, uint32_t count);

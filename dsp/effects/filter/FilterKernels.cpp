@@ -89,8 +89,12 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
   SectionCoefficients<T> now{numbers[0], numbers[1], numbers[2], numbers[3], numbers[4], numbers[5]};
   const SectionCoefficients<T> step{numbers[6], numbers[7], numbers[8], numbers[9], numbers[10], numbers[11]};
   bool glides = false;
-  for (uint32_t b = 0; b < clones; ++b)
+  bool gainStands = true;
+  for (uint32_t b = 0; b < clones; ++b) {
     glides = glides || !StandsThrough(blocks[b].chain->now, blocks[b].chain->step);
+    gainStands = gainStands && blocks[b].gainStands;
+  }
+  gainStands = gainStands && !glides;
   if (!glides) now = Advanced(now, step);  // for all samples: of minus 0 it makes 0
   constexpr uint32_t kStates = std::max(2 * kOrder, 4u);
   T memories[kStates];
@@ -102,20 +106,24 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
     states[s].s2 = memories[2 * s + 1];
   }
 
+  const T gain = Collect<T>(clones, [&](uint32_t b) { return blocks[b].gain[0]; });
   RunChunks<T>(
       clones, count, [&](uint32_t b) { return blocks[b].in; }, [&](uint32_t b) { return blocks[b].out; },
       [&](uint32_t length, auto read, auto write) HWY_ATTR {
         if (glides) {
           RunCascade<true>(now, step, states, length, read, write);
+        } else if (gainStands) {
+          RunCascade<false>(now, step, states, length, read,
+                            [&](uint32_t i, T y) HWY_ATTR { write(i, y * gain); });
         } else {
           RunCascade<false>(now, step, states, length, read, write);
         }
       });
 
-  for (uint32_t b = 0; b < clones; ++b) {
-    const float* HWY_RESTRICT gain = blocks[b].gain;
+  for (uint32_t b = 0; b < clones && !gainStands; ++b) {
+    const float* HWY_RESTRICT gains = blocks[b].gain;
     float* HWY_RESTRICT out = blocks[b].out;
-    for (uint32_t i = 0; i < count; ++i) out[i] *= gain[i];
+    for (uint32_t i = 0; i < count; ++i) out[i] *= gains[i];
   }
   for (uint32_t s = 0; s < kOrder; ++s) {
     memories[2 * s] = states[s].s1;

@@ -12,9 +12,10 @@ struct FilterBlock {
   StateVariableChain* chain;
   StateVariableState<float>* sections;  ///< of the channel, in the chain
   const float* in;
-  const float* gain;  ///< one for each sample
-  float* out;         ///< may be `in`
-  bool isLast;        ///< of the chain's channels: its coefficients move on
+  const float* gain;        ///< one for each sample
+  float* out;               ///< may be `in`
+  bool isLast;              ///< of the chain's channels: its coefficients move on
+  bool gainStands = false;  ///< `gain` is the first one throughout
 };
 
 /// The loop over a block of state-variable sections, for each instruction set and one to three sections.

@@ -291,7 +291,25 @@ void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& 
   TouchRestarts(block, count);
 }
 
-// GCC makes a string instruction of a short copy of unknown length, which takes longer to start than to run.
+// GCC makes a string instruction of a short copy of unknown length, which takes longer to start than to run;
+// here are whole groups of four.
+HWY_INLINE void CopyTwice(const float* HWY_RESTRICT from, uint32_t count, float* HWY_RESTRICT to,
+                          float* HWY_RESTRICT other) {
+  uint32_t i = 0;
+#if HWY_TARGET != HWY_EMU128
+  const LaneTag d;
+  for (; i + kLanes <= count; i += kLanes) {
+    const LaneVector x = hn::LoadU(d, from + i);
+    hn::StoreU(x, d, to + i);
+    hn::StoreU(x, d, other + i);
+  }
+#endif
+  for (; i < count; i += 4) {
+    StoreFloat4(LoadFloat4(from + i), to + i);
+    StoreFloat4(LoadFloat4(from + i), other + i);
+  }
+}
+
 HWY_INLINE void CopyQuads(const float* HWY_RESTRICT from, uint32_t count, float* HWY_RESTRICT to) {
   for (uint32_t i = 0; i < count; i += 4) StoreFloat4(LoadFloat4(from + i), to + i);
 }
@@ -303,14 +321,19 @@ void Finish(const ShifterBlock& block, const HeadRows& rows, uint32_t done, uint
   // end.
   alignas(64) float buffer[kShifterChunk];
   float* const out = block.out + done;
-  block.preDelay->WriteBlock(block.in + done, count);
-  const float* delayed = block.in + done;
-  if (block.preDelayed > 0) {
-    block.preDelay->CopyRun(buffer, block.preDelayed + count, count);
-    delayed = buffer;
-  }
+  const float* const in = block.in + done;
   const auto start = static_cast<int32_t>(block.grain->GetRing().writeIndex);
-  block.grain->WriteBlock(delayed, count);
+  float* const early = block.preDelay->Room(count);
+  float* const late = block.grain->Room(count);
+  if (HWY_LIKELY(block.preDelayed == 0 && early != nullptr && late != nullptr)) {
+    CopyTwice(in, count, early, late);
+    block.preDelay->TakeRoom(count);
+    block.grain->TakeRoom(count);
+  } else {
+    block.preDelay->WriteBlock(in, count);
+    if (block.preDelayed > 0) block.preDelay->CopyRun(buffer, block.preDelayed + count, count);
+    block.grain->WriteBlock(block.preDelayed > 0 ? buffer : in, count);
+  }
   const DelayLine::Ring ring = block.grain->GetRing();
   ReadHeads(ring, start, rows, block.length, padded == count ? out : buffer, padded);
   if (padded != count) CopyQuads(buffer, count, out);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "basictools/AlignedVector.h"
 #include "tests/support/Signals.h"
 
 namespace Vantora::dsp {
@@ -22,8 +23,8 @@ TEST(StageKernels, TapsReadTheSameOnEveryInstructionSet) {
   for (const float drift : {0.0f, 0.004f, -0.004f, 0.03f, -0.03f, 0.3f, -0.3f, 1.7f, -1.7f, 40.0f}) {
     for (const float start : {0.5f, 3.9f, 128.0f, 333.3f, 690.0f}) {
       for (const uint32_t count : {1u, 13u, 44u, 48u, 96u}) {
-        Samples ramp(kRoom, 777.0f);  // behind the block anything may stand
-        const Samples depth(kRoom, 2.0f);
+        AlignedFloats ramp(kRoom, 777.0f);  // behind the block anything may stand
+        const AlignedFloats depth(kRoom, 2.0f);
         for (uint32_t i = 0; i < count; ++i) {
           const float way = start + drift * static_cast<float>(i);
           ramp[i] = 0.5f * (drift == 40.0f ? start * static_cast<float>(i % 3) / 2.0f : std::max(way, 0.0f));
@@ -40,7 +41,7 @@ TEST(StageKernels, TapsReadTheSameOnEveryInstructionSet) {
         for (const auto target : {SimdTarget::Baseline, SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2,
                                   SimdTarget::Avx512}) {
           if (target > BestSimdTarget()) continue;
-          Samples tap(kRoom);
+          AlignedFloats tap(kRoom);
           StageKernelsFor(target).readTap({.line = block,
                                            .furthest = static_cast<int32_t>(kLongest) - 1,
                                            .ramp = ramp.data(),

@@ -200,7 +200,7 @@ TEST(LaneBank, EveryInstructionSetCrushesTheSame) {
 }
 
 TEST(LaneBank, EveryInstructionSetFiltersTheSame) {
-  ExpectSameOnEveryInstructionSet([](SimdTarget target) {
+  const auto run = [](SimdTarget target, bool gainStands) {
     Samples result;
     for (const uint32_t variant :
          {0u, 1u, 2u, 3u, 4u, 5u}) {  // orders one to three, at rest and on their way
@@ -215,7 +215,8 @@ TEST(LaneBank, EveryInstructionSetFiltersTheSame) {
         data.push_back(Noise(75, i + 1));
       }
       for (uint32_t i = 0; i < 13; ++i)
-        blocks[i] = {&chains[i], chains[i].sections[0], data[i].data(), gain.data(), data[i].data(), true};
+        blocks[i] = {&chains[i], chains[i].sections[0], data[i].data(), gain.data(), data[i].data(), true,
+                     gainStands};
       FilterKernelsFor(target).run[variant % 3](blocks.data(), 13, 75);
       for (const Samples& row : data) result.insert(result.end(), row.begin(), row.end());
       for (const StateVariableChain& chain : chains) {
@@ -224,7 +225,9 @@ TEST(LaneBank, EveryInstructionSetFiltersTheSame) {
       }
     }
     return result;
-  });
+  };
+  ExpectSameOnEveryInstructionSet([&](SimdTarget target) { return run(target, false); });
+  EXPECT_TRUE(SameBits(run(BestSimdTarget(), true), run(SimdTarget::Baseline, false)));
 }
 
 // Heads that restart, pass the end of their line and stand; crossfades of half the way and less; twins, and a
