@@ -66,8 +66,8 @@ HWY_INLINE VectorPair<D> GatherPairs(D d, const float* data, hn::Vec<hn::RebindT
   alignas(16) int32_t at[4];
   hn::Store(index, hn::RebindToSigned<D>(), at);
   const auto pair = [&](uint32_t lane) HWY_ATTR {
-    const __m128d low = _mm_load_sd(reinterpret_cast<const double*>(data + at[lane]));
-    return hn::Vec<D>{_mm_castpd_ps(_mm_loadh_pd(low, reinterpret_cast<const double*>(data + at[lane + 1])))};
+    const __m128 low = _mm_castsi128_ps(_mm_loadu_si64(data + at[lane]));
+    return hn::Vec<D>{_mm_loadh_pi(low, reinterpret_cast<const __m64*>(data + at[lane + 1]))};
   };
   const hn::Vec<D> low = pair(0);
   const hn::Vec<D> high = pair(2);
