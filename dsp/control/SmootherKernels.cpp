@@ -94,30 +94,35 @@ HWY_INLINE V StepsAt(const double* steps, uint32_t m) {
 #endif
 }
 
-// Throughout the block all samples stay further from their line than counts as 0: each distance goes from the
-// one of the first four samples towards -lag, and never past it.
-HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& snap) {
+// Throughout a block of at most kTabled samples all stay further from their line than counts as 0: each
+// distance goes from the one of the first four samples towards -lag, and never past it. Where there is no lag
+// it loses no more than a power of the pole tells, with room for roundings.
+HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& snap, const Eight& pole4) {
+  static_assert(kTabled == 64);
+  const D d;
   bool stays = true;
   for (uint32_t m = 0; m < kVectors; ++m) {
+    V power = pole4.part[m];
+    for (uint32_t samples = 4; samples < kTabled; samples *= 2) power = hn::Mul(power, power);
+    const V left = hn::Mul(hn::Mul(decay.part[m], power), hn::Set(d, 0.5));
     const V first = hn::Sub(decay.part[m], lag.part[m]);
-    const V last = hn::Neg(lag.part[m]);
+    const V last = hn::Sub(hn::IfThenElseZero(hn::Eq(lag.part[m], hn::Zero(d)), left), lag.part[m]);
     const auto above = hn::And(hn::Ge(first, snap.part[m]), hn::Ge(last, snap.part[m]));
     const V below = hn::Neg(snap.part[m]);
     const auto under = hn::And(hn::Le(first, below), hn::Le(last, below));
-    stays = stays && hn::AllTrue(D(), hn::Or(above, under));
+    stays = stays && hn::AllTrue(d, hn::Or(above, under));
   }
   return stays;
 }
 
 template <bool kStaysAway, bool kIsTabled>
 HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight decay, const Eight& lag,
-                            const Eight& snap, uint32_t count) {
+                            const Eight& snap, const Eight& pole4, uint32_t count) {
   const D d;
   V k[kPerRun];
   for (uint32_t m = 0; m < kPerRun; ++m) k[m] = StepsAt(kSteps.at, m);
   const Eight start = OfEach(first.start, second.start);
   const Eight slope = OfEach(first.slope, second.slope);
-  const Eight pole4 = OfEach(first.pole4, second.pole4);
   const V four = hn::Set(d, 4.0);
   Eight sample = decay;
   float* firstOut = first.out;
@@ -147,13 +152,15 @@ void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
   const Eight decay = LoadFours(first.decay, second.decay);
   const Eight lag = OfEach(first.lag, second.lag);
   const Eight snap = OfEach(first.snap, second.snap);
-  const bool staysAway = StaysAway(decay, lag, snap);
-  const auto render = [&]<bool kStaysAway>() HWY_ATTR {
-    if (kTakesTable && count <= kTabled)
-      return RenderPair<kStaysAway, kTakesTable>(first, second, decay, lag, snap, count);
-    return RenderPair<kStaysAway, false>(first, second, decay, lag, snap, count);
-  };
-  const Eight sample = staysAway ? render.template operator()<true>() : render.template operator()<false>();
+  const Eight pole4 = OfEach(first.pole4, second.pole4);
+  Eight sample;
+  if (count > kTabled) {
+    sample = RenderPair<false, false>(first, second, decay, lag, snap, pole4, count);
+  } else if (StaysAway(decay, lag, snap, pole4)) {
+    sample = RenderPair<true, kTakesTable>(first, second, decay, lag, snap, pole4, count);
+  } else {
+    sample = RenderPair<false, kTakesTable>(first, second, decay, lag, snap, pole4, count);
+  }
   HWY_ALIGN double both[8];
   for (uint32_t m = 0; m < kVectors; ++m) hn::Store(sample.part[m], d, both + m * kLanes);
   first.last = both[3];
