@@ -58,6 +58,13 @@ class ParamRecord {
     state = kValueIsNewer;
   }
 
+  /// Stores a value together with its position, which the caller knows: `ToNormalized(newValue)`.
+  void SetValueAt(float newValue, float position) {
+    value = newValue;
+    normalized = position;
+    state = kBothAgree;
+  }
+
   /// True when `SetValue(same)` would change nothing.
   bool StandsAtValue(float same) const { return state == kValueIsNewer && value == same; }
 

@@ -94,25 +94,35 @@ HWY_INLINE V StepsAt(const double* steps, uint32_t m) {
 #endif
 }
 
+HWY_INLINE bool StayAway(const Eight& first, const Eight& last, const Eight& snap) {
+  bool stays = true;
+  for (uint32_t m = 0; m < kVectors; ++m) {
+    const V a = first.part[m], b = last.part[m], distance = snap.part[m], below = hn::Neg(distance);
+    const auto above = hn::And(hn::Ge(a, distance), hn::Ge(b, distance));
+    const auto under = hn::And(hn::Le(a, below), hn::Le(b, below));
+    stays = stays && hn::AllTrue(D(), hn::Or(above, under));
+  }
+  return stays;
+}
+
 // Throughout a block of at most kTabled samples all stay further from their line than counts as 0: each
 // distance goes from the one of the first four samples towards -lag, and never past it. Where there is no lag
 // it loses no more than a power of the pole tells, with room for roundings.
 HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& snap, const Eight& pole4) {
   static_assert(kTabled == 64);
-  const D d;
-  bool stays = true;
+  Eight first, last;
   for (uint32_t m = 0; m < kVectors; ++m) {
-    V power = pole4.part[m];
-    for (uint32_t samples = 4; samples < kTabled; samples *= 2) power = hn::Mul(power, power);
-    const V left = hn::Mul(hn::Mul(decay.part[m], power), hn::Set(d, 0.5));
-    const V first = hn::Sub(decay.part[m], lag.part[m]);
-    const V last = hn::Sub(hn::IfThenElseZero(hn::Eq(lag.part[m], hn::Zero(d)), left), lag.part[m]);
-    const auto above = hn::And(hn::Ge(first, snap.part[m]), hn::Ge(last, snap.part[m]));
-    const V below = hn::Neg(snap.part[m]);
-    const auto under = hn::And(hn::Le(first, below), hn::Le(last, below));
-    stays = stays && hn::AllTrue(d, hn::Or(above, under));
+    first.part[m] = hn::Sub(decay.part[m], lag.part[m]);
+    last.part[m] = hn::Neg(lag.part[m]);
   }
-  return stays;
+  if (StayAway(first, last, snap)) return true;
+  for (uint32_t m = 0; m < kVectors; ++m) {
+    V left = pole4.part[m];
+    for (uint32_t samples = 4; samples < kTabled; samples *= 2) left = hn::Mul(left, left);
+    left = hn::Mul(hn::Mul(decay.part[m], left), hn::Set(D(), 0.5));
+    last.part[m] = hn::IfThenElse(hn::Eq(lag.part[m], hn::Zero(D())), left, last.part[m]);
+  }
+  return StayAway(first, last, snap);
 }
 
 template <bool kStaysAway, bool kIsTabled>

@@ -133,10 +133,10 @@ uint32_t MultiDist::DoProcess(ProcessContext& context) {
   return 1;
 }
 
-bool MultiDist::GlideOn(LaneBank& shared, const ProcessContext& context) {
-  if (!wasLeftToBank || context.sampleCount < 4 || IsChanged() || IsAnyDirty() || IsWritten()) return false;
+bool MultiDist::GlideOn(LaneBank& shared, const float* in, float* out, uint32_t sampleCount) {
+  if (!wasLeftToBank || sampleCount < 4 || IsChanged() || IsAnyDirty() || IsWritten()) return false;
   drive.SetTarget(Value(kDrive) + stagingIn);
-  return !drive.IsSettled() && LeaveTo(shared, {context.inputs[0], context.outputs[0], nullptr, nullptr});
+  return !drive.IsSettled() && LeaveTo(shared, {in, out, nullptr, nullptr});
 }
 
 bool MultiDist::LeaveTo(LaneBank& shared, const Ports& ports) {

@@ -128,7 +128,8 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
   };
   glideRoom = 0;
   if (!RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) && LeaveTo(*bank, context)) {
+    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) && 
+        LeaveTo(*bank, context.inputs[0], context.outputs[0])) {
       glideRoom = std::min({kMostInOneGo, wets.count, levels.count});
       return 1;
     }
@@ -158,45 +159,57 @@ bool Wavefolder::MayFoldInOneGo(const ProcessContext& context, uint32_t count) c
          levels.Holds(outputGain, count);
 }
 
-bool Wavefolder::GlideOn(LaneBank& shared, const ProcessContext& context) {
-  const uint32_t count = WholeQuads(context.sampleCount);
+bool Wavefolder::GlideOn(LaneBank& shared, const float* in, float* out, uint32_t sampleCount) {
+  const uint32_t count = WholeQuads(sampleCount);
   if (count == 0 || count > glideRoom || IsChanged() || IsAnyDirty() || IsWritten()) return false;
-  if (context.inputs[0] == nullptr || context.inputs[0] == context.outputs[0]) return false;
+  if (in == nullptr || in == out) return false;
   drive.SetTarget(Value(kDrive) + stagingIn);
-  return DriveGlides() && LeaveTo(shared, context);
+  return DriveGlides() && LeaveTo(shared, in, out);
 }
 
-bool Wavefolder::LeaveTo(LaneBank& shared, const ProcessContext& context) {
+bool Wavefolder::LeaveTo(LaneBank& shared, const float* in, float* out) {
   DrivenBlock* const block = shared.Add<DrivenBlock>(FoldInOneGo);
   if (block == nullptr) return false;
-  block->folder = this;
-  block->in = context.inputs[0];
-  block->out = context.outputs[0];
+  *block = {this, in, out};
   return true;
 }
 
 void Wavefolder::FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount) {
+  constexpr uint32_t kMost = LaneBank::kCapacity;
   const uint32_t count = WholeQuads(sampleCount);
-  for (uint32_t first = 0; first < blockCount; first += kFoldGroup) {
-    const DrivenBlock* const group = blocks + first;
-    const uint32_t groupSize = std::min(kFoldGroup, blockCount - first);
-    alignas(64) float dB[kFoldGroup][kMostInOneGo];
-    SmootherInterpLPF* drives[kFoldGroup];
-    float* ramps[kFoldGroup];
-    for (uint32_t b = 0; b < groupSize; ++b) {
-      drives[b] = &group[b].folder->drive;
-      ramps[b] = dB[b];
+  const uint32_t room = WholeVectors(count);
+  alignas(64) float dB[kMost * kMostInOneGo];
+  SmootherInterpLPF* drives[kMost] = {};
+  float* ramps[kMost] = {};
+  DrivenFold folds[kMost];
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    drives[b] = &blocks[b].folder->drive;
+    ramps[b] = dB + b * room;
+    folds[b].in = blocks[b].in;
+    folds[b].out = blocks[b].out;
+    folds[b].dB = ramps[b];
+  }
+  SmootherInterpLPF::RenderSideBySide(drives, ramps, blockCount, sampleCount);
+  AimCompensations(blocks, folds, blockCount, sampleCount);
+  DistortionKernels().driveAndFold(folds, blockCount, count);
+  for (uint32_t b = 0; b < blockCount; ++b) blocks[b].folder->Take(folds[b], count);
+}
+
+// Step by step, as each step of a folder waits for the one before.
+void Wavefolder::AimCompensations(const DrivenBlock* blocks, DrivenFold* folds, uint32_t blockCount,
+                                  uint32_t sampleCount) {
+  float levels[LaneBank::kCapacity];
+  const uint32_t last = WholeQuads(sampleCount) - 1;
+  for (uint32_t b = 0; b < blockCount; ++b) levels[b] = blocks[b].folder->CompensationDb(folds[b].dB[last]);
+  for (uint32_t b = 0; b < blockCount; ++b)
+    levels[b] = blocks[b].folder->compensationGainOf(levels[b], DbToGain);
+  for (uint32_t b = 0; b < blockCount; ++b) {
+    Wavefolder& folder = *blocks[b].folder;
+    if (folder.isCompensating) {
+      folds[b].compensation = folder.compensation.Aim(levels[b], sampleCount);
+    } else {
+      folder.compensation.SwitchOff();
     }
-    SmootherInterpLPF::RenderSideBySide(drives, ramps, groupSize, sampleCount);
-    DrivenFold folds[kFoldGroup];
-    for (uint32_t b = 0; b < groupSize; ++b) {
-      folds[b].in = group[b].in;
-      folds[b].out = group[b].out;
-      folds[b].dB = dB[b];
-      folds[b].compensation = group[b].folder->AimCompensation(dB[b][count - 1], sampleCount);
-    }
-    DistortionKernels().driveAndFold(folds, groupSize, count);
-    for (uint32_t b = 0; b < groupSize; ++b) group[b].folder->Take(folds[b], count);
   }
 }
 
@@ -223,14 +236,16 @@ bool Wavefolder::RestsThrough(uint32_t count) {
   return true;
 }
 
+float Wavefolder::CompensationDb(float lastDb) const {
+  return LookUpCompensation(isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation, lastDb);
+}
+
 CompensationLine Wavefolder::AimCompensation(float lastDb, uint32_t sampleCount) {
   if (!isCompensating) {
     compensation.SwitchOff();
     return {};
   }
-  const CompensationTable& table = isTriangle ? kTriangleFoldCompensation : kSineFoldCompensation;
-  const float gain = compensationGainOf(LookUpCompensation(table, lastDb), DbToGain);
-  return compensation.Aim(gain, sampleCount);
+  return compensation.Aim(compensationGainOf(CompensationDb(lastDb), DbToGain), sampleCount);
 }
 
 // Of the ramps' block.

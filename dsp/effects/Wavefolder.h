@@ -56,9 +56,12 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
   /// never.
   void SetBank(LaneBank* shared) { bank = shared; }
 
-  /// As `Process` with the bank `shared` of a mono block without control ports, if the last block was one for
-  /// a bank and nothing but "Drive" has moved since, without any flag; else does nothing and returns false.
-  bool GlideOn(LaneBank& shared, const ProcessContext& context);
+  /// As `Process` with the bank `shared` of a mono block from `in` to `out` and no other ports, if the last
+  /// block was one for a bank and nothing but "Drive" has moved since, without any flag; else does nothing and
+  /// returns false.
+  bool GlideOn(LaneBank& shared, const float* in, float* out, uint32_t sampleCount);
+  /// False when GlideOn would return that at once: the last block was none for a bank.
+  bool MayGlideOn() const { return glideRoom > 0; }
 
  private:
   struct Channel {
@@ -92,15 +95,17 @@ class Wavefolder : public UnitModule, public WavefolderKnobs::Indices {
     float* out;
   };
   static constexpr uint32_t kMostInOneGo = 256;  // samples
-  static constexpr uint32_t kFoldGroup = 4;      // blocks whose ramps are alive at a time
 
   bool MayFoldInOneGo(const ProcessContext& context, uint32_t count) const;
   bool DriveGlides() const { return !drive.IsSettled() && drive.StaysWithin(kFoldDriveLimit); }
-  bool LeaveTo(LaneBank& shared, const ProcessContext& context);
+  bool LeaveTo(LaneBank& shared, const float* in, float* out);
   static void FoldInOneGo(const DrivenBlock* blocks, uint32_t blockCount, uint32_t sampleCount);
+  static void AimCompensations(const DrivenBlock* blocks, DrivenFold* folds, uint32_t blockCount,
+                               uint32_t sampleCount);
   void Take(const DrivenFold& fold, uint32_t count);
 
   bool RestsThrough(uint32_t count);
+  float CompensationDb(float lastDb) const;
   CompensationLine AimCompensation(float lastDb, uint32_t sampleCount);
   CompensationLine AimGains(uint32_t sampleCount);
   void RenderLevels(uint32_t sampleCount);

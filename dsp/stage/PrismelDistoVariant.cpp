@@ -51,7 +51,6 @@ uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
   uint32_t result;
   if (Selected() == kWavefolder) {
     Wavefolder& folder = Child<kWavefolder>();
-    if (bank != nullptr && folder.GlideOn(*bank, context)) return 1;
     context.inputCount = Wavefolder::kInputCount;
     context.outputCount = Wavefolder::kOutputCount;
     folder.SetBank(bank);  // for this call alone: elsewhere a fade may follow
@@ -59,7 +58,6 @@ uint32_t PrismelDistoVariant::ProcessMono(ProcessContext& context) {
     folder.SetBank(nullptr);
   } else {
     MultiDist& shaper = Child<kShaper>();
-    if (bank != nullptr && shaper.GlideOn(*bank, context)) return 1;
     context.inputCount = MultiDist::kInputCount;
     context.outputCount = MultiDist::kOutputCount;
     shaper.SetBank(bank);

@@ -40,12 +40,22 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   uint32_t ProcessMono(ProcessContext& context);
 
   /// As `SetParamInternal(kDriveParam, drive)`, without the way there: all voices take it on every block in
-  /// which the drive moves. No flags go up, since the alternatives read their drive on every block.
-  void SetDrive(float drive) {
-    OwnRecord(kDrive).SetValue(drive);
-    const float position = OwnNormalized(kDrive);
+  /// which the drive moves. `position` is the drive's. No flags go up, since the alternatives read their drive
+  /// on every block.
+  void SetDrive(float drive, float position) {
+    OwnRecord(kDrive).SetValueAt(drive, position);
     Child<kWavefolder>().Param(WavefolderKnobs::kDrive).SetNormalized(position);
     Child<kShaper>().Param(MultiDistKnobs::kDrive).SetNormalized(position);
+  }
+
+  /// As `ProcessMono` of a block from `in` to `out`, if the last one was left to the bank and nothing but the
+  /// drive has moved since; else does nothing and returns false.
+  bool GlideOn(const float* in, float* out, uint32_t sampleCount) {
+    const auto glide = [&](auto& alternative) {
+      return alternative.MayGlideOn() && bank != nullptr && IsAtRest() &&
+             alternative.GlideOn(*bank, in, out, sampleCount);
+    };
+    return Selected() == kWavefolder ? glide(Child<kWavefolder>()) : glide(Child<kShaper>());
   }
 
   /// From now on `ProcessMono` may leave a block to `shared`. Null: never.

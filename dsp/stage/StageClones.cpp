@@ -58,10 +58,21 @@ bool StandsAt(Effect& effect, uint32_t index, float value) {
 bool StandsAt(PrismelDistoVariant& effect, uint32_t, float drive) { return effect.StandsAtDrive(drive); }
 
 template <typename Effect>
-void SetPrimary(Effect& effect, uint32_t index, float value) {
+void SetPrimary(Effect& effect, uint32_t index, float value, float) {
   effect.SetParamInternal(index, value);
 }
-void SetPrimary(PrismelDistoVariant& effect, uint32_t, float value) { effect.SetDrive(value); }
+void SetPrimary(PrismelDistoVariant& effect, uint32_t, float value, float position) {
+  effect.SetDrive(value, position);
+}
+
+// True when the block has been left to the bank on a way shorter than ProcessMono's.
+template <typename Effect>
+bool GlidesOn(Effect&, const float*, float*, uint32_t) {
+  return false;
+}
+bool GlidesOn(PrismelDistoVariant& effect, const float* in, float* out, uint32_t sampleCount) {
+  return effect.GlideOn(in, out, sampleCount);
+}
 
 }  // namespace
 
@@ -84,15 +95,20 @@ void StageClones::SpreadPrimary(uint32_t type, float primary, float amount, uint
         Clone(0, 0).Child<kType>().Param(route.primaryTarget);  // all clones' are alike
     const float lowest = target.GetMinimum();
     const float highest = target.GetMaximum();
+    for (uint32_t side = 0; side < 2; ++side) {
+      for (uint32_t v = spreadVoices; v < voices; ++v) {
+        const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
+        const float value = std::min(std::max(wanted, lowest), highest);
+        spreadValues[side][v] = value;
+        if constexpr (kType == kFxDistortion) spreadPositions[side][v] = target.ToNormalized(value);
+      }
+    }
     for (uint32_t v = 0; v < voices; ++v) {
       for (uint32_t side = 0; side < 2; ++side) {
-        float& value = spreadValues[side][v];
-        if (v >= spreadVoices) {
-          const float wanted = spreads[side].At(route.law, v, primary, amount, route.span);
-          value = std::min(std::max(wanted, lowest), highest);
-        }
+        const float value = spreadValues[side][v];
         auto& effect = Clone(side, v).Child<kType>();
-        if (!StandsAt(effect, route.primaryTarget, value)) SetPrimary(effect, route.primaryTarget, value);
+        if (!StandsAt(effect, route.primaryTarget, value))
+          SetPrimary(effect, route.primaryTarget, value, spreadPositions[side][v]);
       }
     }
   });
@@ -180,9 +196,11 @@ void StageClones::RunAtRest(const ProcessContext& context, const VoicePairs& tap
   WithType(type, [&]<uint32_t kType>() {
     for (uint32_t v = 0; v < surveyed; ++v) {
       for (uint32_t side = 0; side < 2; ++side) {
+        auto& effect = Clone(side, v).Child<kType>();
+        if (GlidesOn(effect, taps[side][v], effects[side][v], inner.sampleCount)) continue;
         inputs[0] = taps[side][v];
         outputs[0] = effects[side][v];
-        ProcessMono(Clone(side, v).Child<kType>(), inner);
+        ProcessMono(effect, inner);
       }
     }
   });

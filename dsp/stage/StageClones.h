@@ -64,6 +64,7 @@ class StageClones {
   float spreadAmount = 0.0f;
   uint32_t spreadVoices = 0;
   std::array<std::array<float, kVoiceCount>, 2> spreadValues{};
+  std::array<std::array<float, kVoiceCount>, 2> spreadPositions{};  // of the values
 };
 
 }  // namespace Vantora::dsp
