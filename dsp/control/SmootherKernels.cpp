@@ -105,52 +105,64 @@ HWY_INLINE bool StayAway(const Eight& first, const Eight& last, const Eight& sna
   return stays;
 }
 
-// Throughout a block of at most kTabled samples all stay further from their line than counts as 0: each
-// distance goes from the one of the first four samples towards -lag, and never past it. Where there is no lag
-// it loses no more than a power of the pole tells, with room for roundings.
-HWY_INLINE bool StaysAway(const Eight& decay, const Eight& lag, const Eight& snap, const Eight& pole4) {
+// What is known of all samples of a pair's block.
+enum class Course : uint8_t {
+  kAny,
+  kFarFromLines,  // further from their line than counts as 0
+  kFallingFar,    // and the line stands still without a lag: no more than decays
+};
+
+// Of a block of at most kTabled samples. Each distance goes from the one of the first four samples towards
+// -lag, and never past it; without a lag it loses no more than a pole's power tells, with room for roundings.
+HWY_INLINE Course CourseOf(const Eight& decay, const Eight& lag, const Eight& snap, const Eight& slope,
+                           const Eight& pole4) {
   static_assert(kTabled == 64);
+  const D d;
   Eight first, last;
   for (uint32_t m = 0; m < kVectors; ++m) {
     first.part[m] = hn::Sub(decay.part[m], lag.part[m]);
     last.part[m] = hn::Neg(lag.part[m]);
   }
-  if (StayAway(first, last, snap)) return true;
+  if (StayAway(first, last, snap)) return Course::kFarFromLines;
   for (uint32_t m = 0; m < kVectors; ++m) {
+    const auto isLine = hn::Or(hn::Ne(lag.part[m], hn::Zero(d)), hn::Ne(slope.part[m], hn::Zero(d)));
+    if (!hn::AllFalse(d, isLine)) return Course::kAny;
     V left = pole4.part[m];
     for (uint32_t samples = 4; samples < kTabled; samples *= 2) left = hn::Mul(left, left);
-    left = hn::Mul(hn::Mul(decay.part[m], left), hn::Set(D(), 0.5));
-    last.part[m] = hn::IfThenElse(hn::Eq(lag.part[m], hn::Zero(D())), left, last.part[m]);
+    last.part[m] = hn::Mul(hn::Mul(decay.part[m], left), hn::Set(d, 0.5));
   }
-  return StayAway(first, last, snap);
+  return StayAway(first, last, snap) ? Course::kFallingFar : Course::kAny;
 }
 
-template <bool kStaysAway, bool kIsTabled>
+template <Course kCourse, bool kIsTabled>
 HWY_INLINE Eight RenderPair(LineAndDecay& first, LineAndDecay& second, Eight decay, const Eight& lag,
-                            const Eight& snap, const Eight& pole4, uint32_t count) {
+                            const Eight& snap, const Eight& slope, const Eight& pole4, uint32_t count) {
   const D d;
   V k[kPerRun];
   for (uint32_t m = 0; m < kPerRun; ++m) k[m] = StepsAt(kSteps.at, m);
   const Eight start = OfEach(first.start, second.start);
-  const Eight slope = OfEach(first.slope, second.slope);
   const V four = hn::Set(d, 4.0);
   Eight sample = decay;
   float* firstOut = first.out;
   float* secondOut = second.out;
   for (std::size_t i = 0, end = WholeQuads(count); i < end; i += 4) {
     for (uint32_t m = 0; m < kVectors; ++m) {
-      const V step = kIsTabled ? StepsAt(kSteps.at + i, m) : k[m % kPerRun];
-      const V line = hn::Add(start.part[m], hn::Mul(step, slope.part[m]));
-      const V rest = hn::Sub(decay.part[m], lag.part[m]);
-      sample.part[m] = hn::Add(line, rest);
-      if constexpr (!kStaysAway) {
-        const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
-        sample.part[m] = hn::IfThenElse(moves, sample.part[m], line);
+      if constexpr (kCourse == Course::kFallingFar) {
+        sample.part[m] = hn::Add(start.part[m], decay.part[m]);
+      } else {
+        const V step = kIsTabled ? StepsAt(kSteps.at + i, m) : k[m % kPerRun];
+        const V line = hn::Add(start.part[m], hn::Mul(step, slope.part[m]));
+        const V rest = hn::Sub(decay.part[m], lag.part[m]);
+        sample.part[m] = hn::Add(line, rest);
+        if constexpr (kCourse == Course::kAny) {
+          const auto moves = hn::Ge(hn::Abs(rest), snap.part[m]);
+          sample.part[m] = hn::IfThenElse(moves, sample.part[m], line);
+        }
       }
       StoreNarrow(sample.part[m], m, i, firstOut, secondOut);
       decay.part[m] = hn::Mul(decay.part[m], pole4.part[m]);
     }
-    if constexpr (!kIsTabled) {
+    if constexpr (!kIsTabled && kCourse != Course::kFallingFar) {
       for (uint32_t m = 0; m < kPerRun; ++m) k[m] = hn::Add(k[m], four);  // alike for both runs
     }
   }
@@ -162,14 +174,22 @@ void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
   const Eight decay = LoadFours(first.decay, second.decay);
   const Eight lag = OfEach(first.lag, second.lag);
   const Eight snap = OfEach(first.snap, second.snap);
+  const Eight slope = OfEach(first.slope, second.slope);
   const Eight pole4 = OfEach(first.pole4, second.pole4);
+  const auto render = [&]<Course kCourse, bool kIsTabled>() HWY_ATTR {
+    return RenderPair<kCourse, kIsTabled>(first, second, decay, lag, snap, slope, pole4, count);
+  };
   Eight sample;
-  if (count > kTabled) {
-    sample = RenderPair<false, false>(first, second, decay, lag, snap, pole4, count);
-  } else if (StaysAway(decay, lag, snap, pole4)) {
-    sample = RenderPair<true, kTakesTable>(first, second, decay, lag, snap, pole4, count);
+  const Course course =
+      count <= kTabled ? CourseOf(decay, lag, snap, slope, pole4) : Course::kAny;
+  if (course == Course::kFarFromLines) {
+    sample = render.template operator()<Course::kFarFromLines, kTakesTable>();
+  } else if (course == Course::kFallingFar) {
+    sample = render.template operator()<Course::kFallingFar, kTakesTable>();
+  } else if (count <= kTabled) {
+    sample = render.template operator()<Course::kAny, kTakesTable>();
   } else {
-    sample = RenderPair<false, kTakesTable>(first, second, decay, lag, snap, pole4, count);
+    sample = render.template operator()<Course::kAny, false>();
   }
   HWY_ALIGN double both[8];
   for (uint32_t m = 0; m < kVectors; ++m) hn::Store(sample.part[m], d, both + m * kLanes);
