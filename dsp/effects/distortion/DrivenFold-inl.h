@@ -247,7 +247,7 @@ HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start,
   T peak = pair.peak;
   T largest = pair.largestTurn;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
-    const uint32_t lanes = std::min(kFoldStep, count - i);
+    const uint32_t lanes = kFoldStep == 4 ? 4 : std::min(kFoldStep, count - i);  // blocks are of whole fours
     const T x = {LoadNumber<FoldNumber>(low.in + start + i, lanes),
                  LoadNumber<FoldNumber>(high.in + start + i, lanes)};
     const T driven = x * LoadAll<T>(rows.gain + 2 * i) * LoadAll<T>(rows.root + 2 * i);
