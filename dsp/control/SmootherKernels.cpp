@@ -180,8 +180,7 @@ void RenderPair(LineAndDecay& first, LineAndDecay& second, uint32_t count) {
     return RenderPair<kCourse, kIsTabled>(first, second, decay, lag, snap, slope, pole4, count);
   };
   Eight sample;
-  const Course course =
-      count <= kTabled ? CourseOf(decay, lag, snap, slope, pole4) : Course::kAny;
+  const Course course = count <= kTabled ? CourseOf(decay, lag, snap, slope, pole4) : Course::kAny;
   if (course == Course::kFarFromLines) {
     sample = render.template operator()<Course::kFarFromLines, kTakesTable>();
   } else if (course == Course::kFallingFar) {

@@ -59,8 +59,8 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   void SetBank(LaneBank* shared) { bank = shared; }
 
   /// As `Process` with the bank `shared` of a mono block from `in` to `out` and no other ports, if the last
-  /// block was one for a bank and nothing but "Drive" has moved since, without any flag; else does nothing and
-  /// returns false.
+  /// block was one for a bank and nothing but "Drive" has moved since, without any flag; else does nothing
+  /// and returns false.
   bool GlideOn(LaneBank& shared, const float* in, float* out, uint32_t sampleCount);
   /// False when GlideOn would return that at once: the last block was none for a bank.
   bool MayGlideOn() const { return wasLeftToBank; }

@@ -128,7 +128,7 @@ uint32_t Wavefolder::DoProcess(ProcessContext& context) {
   };
   glideRoom = 0;
   if (!RestsThrough(count)) {
-    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) && 
+    if (bank != nullptr && !IsChanged() && MayFoldInOneGo(context, count) &&
         LeaveTo(*bank, context.inputs[0], context.outputs[0])) {
       glideRoom = std::min({kMostInOneGo, wets.count, levels.count});
       return 1;

@@ -40,8 +40,8 @@ class PrismelDistoVariant : public engine::ModuleVariant<2, 2, engine::IOSubset<
   uint32_t ProcessMono(ProcessContext& context);
 
   /// As `SetParamInternal(kDriveParam, drive)`, without the way there: all voices take it on every block in
-  /// which the drive moves. `position` is the drive's. No flags go up, since the alternatives read their drive
-  /// on every block.
+  /// which the drive moves. `position` is the drive's. No flags go up, since the alternatives read their
+  /// drive on every block.
   void SetDrive(float drive, float position) {
     OwnRecord(kDrive).SetValueAt(drive, position);
     Child<kWavefolder>().Param(WavefolderKnobs::kDrive).SetNormalized(position);

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -422,6 +423,54 @@ TEST(SmootherInterpLPF, SideBySideGivesTheBitsOfOneAfterTheOther) {
       ASSERT_EQ(together[i].Current(), alone[i].Current()) << round << ", " << i;
     }
   }
+}
+
+// A pair of glides may be known to stay away from their lines, or to do no more than decay: short cuts with
+// the bits of the long way, which each goes that may land within the block.
+TEST(SmootherInterpLPF, AllCoursesOfAPairHaveTheBitsOfTheLongWay) {
+  std::minstd_rand draw(11);
+  const auto unit = [&] { return static_cast<double>(draw() >> 8) / 8388608.0; };
+  const auto below = [&](uint32_t end) { return static_cast<uint32_t>(unit() * end) % end; };
+  uint32_t landings = 0;
+  for (const auto target :
+       {SimdTarget::Baseline, SimdTarget::Ssse3, SimdTarget::Sse4, SimdTarget::Avx2, SimdTarget::Avx512}) {
+    for (uint32_t round = 0; round < 5000; ++round) {
+      const uint32_t count = round % 10 == 0 ? 4 + 4 * below(40) : 48;
+      std::array<LineAndDecay, 3> runs{};
+      std::array<std::array<float, 176>, 3> outs{};
+      const uint32_t kind = below(4);
+      for (uint32_t r = 0; r < 3; ++r) {
+        LineAndDecay& run = runs[r];
+        const bool isLine = kind == 0 || (kind == 1 && r == 1);
+        const double pole = below(3) == 0 ? unit() : 1.0 - 0.02 * unit();
+        run.start = 100.0 * (unit() - 0.5);
+        run.slope = isLine ? unit() - 0.5 : -0.0;
+        run.lag = isLine ? run.slope * pole / (1.0 - pole) : 0.0;
+        run.pole4 = pole * pole * pole * pole;
+        run.snap = 1e-11 * unit();
+        // From afar, or so near that it lands.
+        double distance = (unit() - 0.5) * (below(2) == 0 ? 40.0 : below(2) == 0 ? 1e-9 : 4.0 * run.snap);
+        for (double& decay : run.decay) decay = distance = distance * pole;
+        run.out = outs[r].data();
+      }
+      const auto asked = runs;
+      SmootherKernelsFor(std::min(target, BestSimdTarget())).renderLines(runs.data(), 3, count);
+      for (uint32_t r = 0; r < 3; ++r) {
+        LineAndDecay run = asked[r];
+        for (uint32_t k = 0; k < count; ++k) {
+          const double line = run.start + static_cast<double>(k + 1) * run.slope;
+          const double rest = run.decay[k % 4] - run.lag;
+          const bool hasLanded = !(std::fabs(rest) >= run.snap);
+          run.last = hasLanded ? line : line + rest;
+          if (hasLanded) ++landings;
+          ASSERT_EQ(outs[r][k], static_cast<float>(run.last)) << round << ", " << r << ", sample " << k;
+          run.decay[k % 4] *= run.pole4;
+        }
+        ASSERT_EQ(runs[r].last, run.last) << round << ", " << r;
+      }
+    }
+  }
+  EXPECT_GT(landings, 1000u);
 }
 
 }  // namespace
