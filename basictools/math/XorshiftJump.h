@@ -2,52 +2,73 @@
 
 #include <array>
 #include <cstdint>
+#include <cstring>
 
 #include "basictools/math/Xorshift.h"
 
 namespace Vantora {
 
-/// Many steps of `XorshiftStep` at once. A step is linear over bits, so that 2^k steps are one linear map
-/// again; each map is kept as what it makes of every four bits of the state, which are then added up without
-/// carry.
+/// Many steps of `XorshiftStep` at once. A step is linear over bits, so that any number of steps are one
+/// linear map: what it makes of each bit that is set, added up without carry. A number of steps is taken by
+/// its two digits to the base of 32, without a branch: whose map is fetched doesn't wait for the other one.
 class XorshiftJump {
  public:
-  /// The state after `steps` steps from `x`, below 2^kPowers of them.
+  static constexpr uint32_t kBase = 32;
+  static constexpr uint32_t kMost = kBase * kBase - 1;  ///< steps
+  static constexpr uint32_t kHalf = (kMost + 1) / 2;
+
+  /// The state after `steps` steps from `x`, at most kMost of them.
   static uint32_t Apply(uint32_t x, uint32_t steps) noexcept {
-    for (uint32_t k = 0; steps != 0; ++k, steps >>= 1) {
-      if ((steps & 1u) != 0) x = Map(kTables[k], x);
-    }
-    return x;
+    return OfFours(kMaps[1][steps / kBase], OfFours(kMaps[0][steps % kBase], x));
   }
 
-  static constexpr uint32_t kPowers = 10;
+  /// The state after kHalf steps from `x`, in half of the time.
+  static uint32_t ApplyHalf(uint32_t x) noexcept { return OfFours(kMaps[1][kBase / 2], x); }
 
  private:
-  using Table = std::array<std::array<uint32_t, 16>, 8>;  // [group of four bits][their value]
+  using Map = std::array<uint32_t, 32>;  // of each bit
+  using Digit = std::array<Map, kBase>;  // that many steps of the digit
 
-  static constexpr uint32_t Map(const Table& table, uint32_t x) noexcept {
+  static constexpr uint32_t OfBits(const Map& map, uint32_t x) noexcept {
     uint32_t y = 0;
-    for (uint32_t group = 0; group < 8; ++group) y ^= table[group][(x >> (4 * group)) & 15u];
+    for (uint32_t bit = 0; bit < 32; ++bit) y ^= map[bit] & (0u - (x >> bit & 1u));
     return y;
   }
 
-  static constexpr std::array<Table, kPowers> MakeTables() noexcept {
-    std::array<Table, kPowers> tables{};
-    for (uint32_t k = 0; k < kPowers; ++k) {
-      for (uint32_t group = 0; group < 8; ++group) {
-        for (uint32_t value = 0; value < 16; ++value) {
-          const uint32_t x = value << (4 * group);
-          tables[k][group][value] = k == 0 ? XorshiftStep(x) : Map(tables[k - 1], Map(tables[k - 1], x));
-        }
-      }
+  // Four bits at a time.
+  static uint32_t OfFours(const Map& map, uint32_t x) noexcept {
+    using Uint4 = uint32_t __attribute__((vector_size(16)));
+    const Uint4 all{x, x, x, x};
+    Uint4 bits{1, 2, 4, 8};
+    Uint4 y{};
+    for (uint32_t four = 0; four < 32; four += 4, bits <<= 4) {
+      Uint4 made;
+      std::memcpy(&made, map.data() + four, sizeof(made));
+      y ^= made & static_cast<Uint4>((all & bits) != 0);
     }
-    return tables;
+    return (y[0] ^ y[1]) ^ (y[2] ^ y[3]);
   }
 
-  static const std::array<Table, kPowers> kTables;
+  static constexpr std::array<Digit, 2> MakeMaps() noexcept {
+    std::array<Digit, 2> maps{};
+    for (uint32_t bit = 0; bit < 32; ++bit) {
+      uint32_t x = 1u << bit;
+      for (uint32_t steps = 0; steps < kBase; ++steps, x = XorshiftStep(x)) maps[0][steps][bit] = x;
+    }
+    for (uint32_t bit = 0; bit < 32; ++bit) {
+      uint32_t x = 1u << bit;
+      for (uint32_t rounds = 0; rounds < kBase; ++rounds) {
+        maps[1][rounds][bit] = x;
+        x = XorshiftStep(OfBits(maps[0][kBase - 1], x));
+      }
+    }
+    return maps;
+  }
+
+  static const std::array<Digit, 2> kMaps;
 };
 
-inline constexpr std::array<XorshiftJump::Table, XorshiftJump::kPowers> XorshiftJump::kTables =
-    XorshiftJump::MakeTables();
+alignas(64) inline constexpr std::array<XorshiftJump::Digit, 2> XorshiftJump::kMaps =
+    XorshiftJump::MakeMaps();
 
 }  // namespace Vantora

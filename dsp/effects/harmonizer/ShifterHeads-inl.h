@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 #include <hwy/highway.h>
 
@@ -32,6 +33,8 @@ constexpr uint32_t kGroup = 16;      // shifters whose phases advance together
 using LaneTag = hn::CappedTag<float, kGroup>;
 using LaneVector = hn::Vec<LaneTag>;
 constexpr uint32_t kLanes = static_cast<uint32_t>(hn::MaxLanes(LaneTag()));
+#else
+constexpr uint32_t kLanes = 1;
 #endif
 
 // Phases -----
@@ -127,7 +130,12 @@ struct HeadPlaces {
   alignas(64) float gainB[kShifterChunk];
 };
 
-// What the reads of one shifter's chunk need. The offsets lie in rows only if one of the heads restarts.
+// Whether a chunk in which no head restarts is read on a way of its own. With few vectors in a chunk that
+// saves nothing, and who restarts would wait for instructions that are far.
+constexpr bool kHasSteadyWay = kLanes < 16;
+
+// What the reads of one shifter's chunk need. The offsets lie in rows only if one of the heads restarts, or
+// there is but one way.
 struct HeadRows {
   HeadPlaces* places;
   bool restarts;
@@ -224,6 +232,12 @@ HWY_INLINE bool MayRestart(const ShifterBlock& block, const HeadPlaces& places, 
   return !(block.step <= 0.0f && before <= a && a <= lastA && b <= lastB) || (before <= 0.5f && lastA > 0.5f);
 }
 
+// How much further back a head goes that has drawn so.
+HWY_INLINE float SprayOf(const ShifterBlock& block, uint32_t draw) {
+  const float size = std::fabs(block.semitones);
+  return size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
+}
+
 // A head restarts where its delay jumps back; head B where A's passes the middle of its way. Each restart
 // draws a new offset, from where the generator stands at that sample. Returns it.
 HWY_INLINE float Restart(const ShifterBlock& block, bool isA, uint32_t i) {
@@ -233,8 +247,7 @@ HWY_INLINE float Restart(const ShifterBlock& block, bool isA, uint32_t i) {
   const uint32_t draw = known.from == heads.random && known.steps == steps
                             ? known.drawn
                             : XorshiftJump::Apply(heads.random, steps);
-  const float size = std::fabs(block.semitones);
-  const float offset = size * 2.3283064e-10f * static_cast<float>(draw) * block.spraySize / (size + 0.01f);
+  const float offset = SprayOf(block, draw);
   (isA ? heads.sprayA : heads.sprayB) = offset;
   return offset;
 }
@@ -246,15 +259,22 @@ using DU = hn::RebindToUnsigned<LaneTag>;
 
 alignas(64) constexpr int32_t kPlaces[kGroup] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 
-// spray[from..end) = offset.
-HWY_INLINE void FillFrom(float* spray, uint32_t from, uint32_t end, float offset) {
+// By whole vectors, as they are loaded: a load across narrower stores would wait for them.
+HWY_INLINE void FillRow(float* spray, uint32_t padded, float offset) {
+  const LaneTag d;
+  for (uint32_t i = 0; i < padded; i += kLanes) hn::Store(hn::Set(d, offset), d, spray + i);
+}
+
+// spray[from..padded) = offset.
+HWY_INLINE void FillFrom(float* spray, uint32_t from, uint32_t padded, float offset) {
   const LaneTag d;
   const DI di;
-  const LaneVector all = hn::Set(d, offset);
-  uint32_t i = from & ~(kLanes - 1);
-  const auto stays = hn::Lt(hn::Load(di, kPlaces), hn::Set(di, static_cast<int32_t>(from - i)));
-  hn::Store(hn::IfThenElse(hn::RebindMask(d, stays), hn::Load(d, spray + i), all), d, spray + i);
-  for (i += kLanes; i < end; i += kLanes) hn::Store(all, d, spray + i);
+  const auto start = hn::Set(di, static_cast<int32_t>(from));
+  for (uint32_t i = 0; i < padded; i += kLanes) {
+    const auto place = hn::Add(hn::Load(di, kPlaces), hn::Set(di, static_cast<int32_t>(i)));
+    const auto stays = hn::RebindMask(d, hn::Lt(place, start));
+    hn::Store(hn::IfThenElse(stays, hn::Load(d, spray + i), hn::Set(d, offset)), d, spray + i);
+  }
 }
 
 HWY_INLINE uint32_t BitsOfMask(hn::Mask<LaneTag> mask) {
@@ -268,26 +288,29 @@ void FindRestarts(const ShifterBlock& block, HeadRows& rows, uint32_t count, uin
   const LaneVector half = hn::Set(d, 0.5f);
   const float* delayA = rows.places->delayA + kVector;
   const bool rising = block.semitones >= 0.0f;
+  static_assert(kShifterChunk <= 64);
+  uint64_t a = 0;
+  uint64_t either = 0;
   for (uint32_t first = 0; first < count; first += kLanes) {
     const LaneVector now = hn::Load(d, delayA + first);
     const LaneVector before = hn::LoadU(d, delayA + first - 1);
     const auto isA = rising ? hn::Gt(now, before) : hn::Lt(now, before);
     const auto isB = rising ? hn::And(hn::Gt(before, half), hn::Le(now, half))
                             : hn::And(hn::Le(before, half), hn::Gt(now, half));
-    if (HWY_LIKELY(hn::AllFalse(d, hn::Or(isA, isB)))) continue;
-    const uint32_t a = BitsOfMask(isA);
-    uint32_t either = a | BitsOfMask(isB);
-    if (count - first < kLanes) either &= (1u << (count - first)) - 1u;
-    for (; either != 0; either &= either - 1) {
-      const auto lane = static_cast<uint32_t>(__builtin_ctz(either));
-      const bool restartsA = (a >> lane & 1u) != 0;
-      FillFrom(restartsA ? rows.sprayA : rows.sprayB, first + lane, padded,
-               Restart(block, restartsA, first + lane));
-    }
+    a |= static_cast<uint64_t>(BitsOfMask(isA)) << first;
+    either |= static_cast<uint64_t>(BitsOfMask(hn::Or(isA, isB))) << first;
+  }
+  if (count < 64) either &= (uint64_t{1} << count) - 1u;
+  for (; either != 0; either &= either - 1) {
+    const auto i = static_cast<uint32_t>(__builtin_ctzll(either));
+    const bool restartsA = (a >> i & 1u) != 0;
+    FillFrom(restartsA ? rows.sprayA : rows.sprayB, i, padded, Restart(block, restartsA, i));
   }
 }
 
 #else
+
+void FillRow(float* spray, uint32_t padded, float offset) { std::fill_n(spray, padded, offset); }
 
 void FindRestarts(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint32_t padded) {
   const float* now = rows.places->delayA + kVector;
@@ -308,22 +331,27 @@ void SprayHeads(const ShifterBlock& block, HeadRows& rows, uint32_t count, uint3
   ShifterHeads& heads = *block.heads;
   float* delayA = rows.places->delayA + kVector;
   rows.restarts = MayRestart(block, *rows.places, count);
-  rows.sprayA[0] = heads.sprayA;
-  rows.sprayB[0] = heads.sprayB;
+  if (kHasSteadyWay && HWY_LIKELY(!rows.restarts)) {
+    rows.sprayA[0] = heads.sprayA;
+    rows.sprayB[0] = heads.sprayB;
+  } else {
+    FillRow(rows.sprayA, padded, heads.sprayA);
+    FillRow(rows.sprayB, padded, heads.sprayB);
+  }
   if (HWY_UNLIKELY(rows.restarts)) {
     delayA[-1] = heads.previousDelayA;
-    std::fill_n(rows.sprayA, padded, heads.sprayA);
-    std::fill_n(rows.sprayB, padded, heads.sprayB);
     FindRestarts(block, rows, count, padded);
   }
   heads.previousDelayA = delayA[count - 1];
   heads.drawn += 2 * count;
   // A jump of many steps costs what one of few does, so that blocks take theirs together.
-  constexpr uint32_t kJump = 1u << (XorshiftJump::kPowers - 1);
-  static_assert(kJump > 2 * kShifterChunk);
-  if (HWY_LIKELY(heads.drawn < kJump)) return;
-  heads.drawn -= kJump;
-  heads.random = XorshiftJump::Apply(heads.random, kJump);
+  static_assert(XorshiftJump::kHalf > 6 * kShifterChunk + 2);
+  if (HWY_LIKELY(heads.drawn < XorshiftJump::kHalf)) return;
+  const uint32_t before = std::exchange(heads.random, XorshiftJump::ApplyHalf(heads.random));
+  heads.drawn -= XorshiftJump::kHalf;
+  for (ShifterDraw* known : {&heads.drawA, &heads.drawB}) {
+    if (known->from == before) *known = {heads.random, known->steps - XorshiftJump::kHalf, known->drawn};
+  }
 }
 
 }  // namespace

@@ -146,7 +146,7 @@ HWY_INLINE const float* StraightRun(const DelayLine::Ring& ring, int32_t start, 
 void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
                uint32_t padded) {
   const bool hasZeros = ring.zeroBegin < ring.zeroEnd;
-  if (HWY_LIKELY(!hasZeros && !rows.restarts)) {
+  if (kHasSteadyWay && HWY_LIKELY(!hasZeros && !rows.restarts)) {
     const float* a = StraightRun(ring, start, rows.places->delayA + kVector, rows.sprayA[0], length, padded);
     const float* b = StraightRun(ring, start, rows.places->delayB, rows.sprayB[0], length, padded);
     if (HWY_LIKELY(a != nullptr && b != nullptr)) {
@@ -167,11 +167,13 @@ void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows,
       return Neighbours{ReadHead<kZeros>(ring, atA), ReadHead<kZeros>(ring, atB)};
     });
   };
+  const bool isSteady = kHasSteadyWay && !rows.restarts;
   if (hasZeros) {
-    rows.restarts ? anywhere.template operator()<true, false>() : anywhere.template operator()<true, true>();
+    isSteady ? anywhere.template operator()<true, kHasSteadyWay>()
+             : anywhere.template operator()<true, false>();
   } else {
-    rows.restarts ? anywhere.template operator()<false, false>()
-                  : anywhere.template operator()<false, true>();
+    isSteady ? anywhere.template operator()<false, kHasSteadyWay>()
+             : anywhere.template operator()<false, false>();
   }
 }
 
@@ -211,63 +213,80 @@ HWY_INLINE void Touch(const float* place) {
 #endif
 }
 
+// All rings of a kind end in one block. Their starts are asked for early, by one shifter after another, as
+// each is a page of its own: a line a turn, which is so many chunks.
+constexpr uint32_t kStartTurns = 8;
+
+// How many chunks a group's rings are from their ends.
+struct RingEnds {
+  uint32_t grain, preDelay;
+};
+
+HWY_INLINE RingEnds EndsOf(const ShifterBlock& block, uint32_t count) {
+  const auto chunks = [&](const DelayLine::Ring& ring) {
+    return static_cast<uint32_t>(ring.size - ring.writeIndex) / count;
+  };
+  return {chunks(block.grain->GetRing()), chunks(block.preDelay->GetRing())};
+}
+
+HWY_INLINE void TouchStart(const DelayLine::Ring& ring, uint32_t chunksLeft, uint32_t place) {
+  constexpr uint32_t kStartLines = kShifterChunk / kCacheLine + 1;
+  if (HWY_LIKELY(chunksLeft >= kStartLines * kStartTurns)) return;
+  if (chunksLeft % kStartTurns == place % kStartTurns)
+    Touch(ring.data + chunksLeft / kStartTurns * kCacheLine);
+}
+
 // Asking for a place behind a ring's end does no harm. `place` is the shifter's in its group.
-void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t place, uint32_t count) {
+void TouchLines(const ShifterBlock& block, const HeadRows& rows, const RingEnds& ends, uint32_t place,
+                uint32_t count) {
   const DelayLine::Ring ring = block.grain->GetRing();
   const DelayLine::Ring before = block.preDelay->GetRing();
   for (uint32_t i = 0; i < count + kCacheLine; i += kCacheLine) {
     Touch(ring.data + ring.writeIndex + i);
     Touch(before.data + before.writeIndex + i);
   }
-  // All rings of a kind end in one block, and their starts were left long ago: they are asked for early, a
-  // line a chunk, and by one shifter after another, as each is a page of its own.
-  constexpr uint32_t kStartLines = kShifterChunk / kCacheLine + 1;
-  for (const DelayLine::Ring* line : {&ring, &before}) {
-    const uint32_t rest = static_cast<uint32_t>(line->size - line->writeIndex) - place * count;
-    if (HWY_LIKELY(rest >= (2 * kStartLines + 2) * count)) continue;
-    const uint32_t turn = rest / count;
-    Touch(turn % 2 == 0 ? line->data + turn / 2 * kCacheLine : line->data + line->size);
-  }
-  // A head walks on as fast as it plays, up to four times as fast as the signal.
-  const auto placeAt = [&](const float* delays, const float* sprays, uint32_t i) {
-    const float spray = sprays[rows.restarts ? i : 0];
-    const auto back = static_cast<int32_t>(delays[i] * block.length + spray);
-    return ring.writeIndex + static_cast<int32_t>(i) - back - 2;
-  };
-  constexpr auto kLine = static_cast<int32_t>(kCacheLine);
+  TouchStart(ring, ends.grain, place);
+  TouchStart(before, ends.preDelay, place);
+  // A head walks on as fast as it plays, up to four times as fast as the signal. Where one restarts on the
+  // way has been asked for a chunk ago.
+  const float pace = std::fabs(1.0f + block.step * block.length);
+  const auto lines = static_cast<uint32_t>(pace * static_cast<float>(count)) / kCacheLine + 2;
+  constexpr uint32_t kMostLines = kShifterChunk / 4 + 1;
   const auto touch = [&](const float* delays, const float* sprays) {
-    int32_t at = placeAt(delays, sprays, 0);
-    const int32_t end = placeAt(delays, sprays, count - 1) + kLine;
-    if (at < 0 && end < 0) at += ring.size;
-    // Where one restarts on the way has been asked for a chunk ago.
-    constexpr int32_t kMost = kShifterChunk / 4 + 1;
-    const int32_t way = (end - at) / kLine;
-    const int32_t lines = way >= 1 && way <= kMost ? way : kMost / 4;
-    for (int32_t line = 0; line < lines; ++line) Touch(ring.data + (at + line * kLine));
+    const auto back = static_cast<int32_t>(delays[0] * block.length + sprays[0]);
+    int32_t at = ring.writeIndex - back - 2;
+    if (at < 0) at += ring.size;
+    for (uint32_t line = 0; line < std::min(lines, kMostLines); ++line)
+      Touch(ring.data + at + line * kCacheLine);
   };
   touch(rows.places->delayA + kVector, rows.sprayA);
   touch(rows.places->delayB, rows.sprayB);
 }
 
 // Where a head goes that will restart within the next chunk: from far memory, its first samples would hold up
-// the block they are read in. A guess: only the places matter, and to within a sample.
+// the block they are read in. What it draws is worked out another chunk ahead, so that no block has all of
+// the trouble. A guess: only the places matter, and to within a sample.
 void TouchRestarts(const ShifterBlock& block, uint32_t count) {
   ShifterHeads& heads = *block.heads;
   const float pace = std::fabs(block.step);
-  const float size = std::fabs(block.semitones);
-  const auto ahead = [&](float place, uint32_t draw, ShifterDraw& known) {
+  const float chunk = pace * static_cast<float>(count);
+  const auto ahead = [&](float place, uint32_t draw, ShifterDraw& known) HWY_ATTR {
     const float rest = block.step > 0.0f ? 1.0f - place : place;
-    if (HWY_LIKELY(rest > pace * static_cast<float>(count))) return;
-    const auto first = std::min(static_cast<uint32_t>(rest / pace), count);
+    if (HWY_LIKELY(rest > 2.0f * chunk)) return;
+    const auto first = std::min(static_cast<uint32_t>(rest / pace), 2 * count);
     const uint32_t steps = heads.drawn + 2 * first + draw;
-    known = {heads.random, steps, XorshiftJump::Apply(heads.random, steps)};
-    const auto drawn = static_cast<float>(known.drawn);
-    const float offset = size * 2.3283064e-10f * drawn * block.spraySize / (size + 0.01f);
+    if (known.from != heads.random || known.steps != steps)
+      known = {heads.random, steps, XorshiftJump::Apply(heads.random, steps)};
+    if (rest > chunk) return;
+    const float offset = SprayOf(block, known.drawn);
     const auto back = static_cast<int32_t>((block.step > 0.0f ? block.length : 0.0f) + offset);
     const DelayLine::Ring ring = block.grain->GetRing();
     const int32_t index = ring.writeIndex + static_cast<int32_t>(count + first) - back - 2;
     const float* start = ring.data + (index < 0 ? index + ring.size : index);
-    for (uint32_t i = 0; i < 2 * kShifterChunk; i += kCacheLine) Touch(start + i);
+    const auto played =
+        static_cast<int32_t>((1.0f + block.step * block.length) * static_cast<float>(count - first));
+    for (int32_t i = 0; i < played + static_cast<int32_t>(kCacheLine); i += static_cast<int32_t>(kCacheLine))
+      Touch(start + i);
   };
   if (pace == 0.0f) return;
   ahead(HeadA(heads.phase), 1, heads.drawA);
@@ -275,8 +294,8 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
 }
 
 // One shifter's chunk up to where its heads are and how loud. `place` is its own in the group.
-void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& rows, uint32_t place,
-             uint32_t count) {
+void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& rows, const RingEnds& ends,
+             uint32_t place, uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
   if (!isPlaced) {
     std::fill(phases + count, phases + padded, phases[count - 1]);
@@ -287,7 +306,7 @@ void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& 
     }
   }
   SprayHeads(block, rows, count, padded);
-  TouchLines(block, rows, place, count);
+  TouchLines(block, rows, ends, place, count);
   TouchRestarts(block, count);
 }
 
@@ -379,10 +398,11 @@ void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
       AdvancePhases(phases.phases, phases.steps, phases.rowCount, chunk, phases.rows);
       for (uint32_t b = 0; b < groupSize; ++b) group[b].heads->phase = phases.phases[phases.rowOf[b]];
+      const RingEnds ends = EndsOf(group[0], chunk);
       const auto prepare = [&](uint32_t b) HWY_ATTR {
         const uint32_t row = phases.rowOf[b];
         rows[b % 2].places = &places[row % 2];
-        Prepare(group[b], phases.rows[row], b > 0 && phases.rowOf[b - 1] == row, rows[b % 2], b, chunk);
+        Prepare(group[b], phases.rows[row], b > 0 && phases.rowOf[b - 1] == row, rows[b % 2], ends, b, chunk);
       };
       prepare(0);
       for (uint32_t b = 0; b < groupSize; ++b) {

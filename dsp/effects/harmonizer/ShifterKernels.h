@@ -30,7 +30,7 @@ struct ShifterHeads {
   float sprayA = 0.0f;  ///< samples
   float sprayB = 0.0f;
   uint32_t random = 1;       ///< draws two numbers a sample; this was its state...
-  uint32_t drawn = 0;        ///< ...so many draws ago, below 2^XorshiftJump::kPowers
+  uint32_t drawn = 0;        ///< ...so many draws ago, at most XorshiftJump::kMost
   float* delaysA = nullptr;  ///< 0..1 of the length; one block each
   float* delaysB = nullptr;
   float* gainsA = nullptr;
