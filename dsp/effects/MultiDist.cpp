@@ -186,18 +186,27 @@ void MultiDist::RenderGains(MultiDist* const* shapers, uint32_t shaperCount, uin
   ramps.Render(sampleCount);
   if (count == 0) return;
   DistortionKernels().driveGains(runs, runCount);
-  for (uint32_t s = 0; s < shaperCount; ++s) {
-    if (shapers[s]->isCompensating) shapers[s]->AimCompensation(sampleCount);
-  }
+  AimCompensations(shapers, shaperCount, sampleCount);
 }
 
-void MultiDist::AimCompensation(uint32_t sampleCount) {
-  const float dB =
-      LookUpCompensation(kShaperCompensation[algorithm], driveDb.samples[WholeQuads(sampleCount) - 1]);
-  const float gain = compensationGainOf(dB, DbToGain);
-  const bool isLevel = driveDb.count != 0 && compensation.StandsAt(gain);
-  levelAlgorithm = isLevel ? algorithm : kShapingCurveCount;
-  compensationLine = compensation.Aim(gain, sampleCount);
+// Step by step, as each step of a shaper waits for the one before.
+void MultiDist::AimCompensations(MultiDist* const* shapers, uint32_t shaperCount, uint32_t sampleCount) {
+  float levels[LaneBank::kCapacity] = {};
+  const uint32_t last = WholeQuads(sampleCount) - 1;
+  for (uint32_t s = 0; s < shaperCount; ++s) {
+    const MultiDist& shaper = *shapers[s];
+    levels[s] = LookUpCompensation(kShaperCompensation[shaper.algorithm], shaper.driveDb.samples[last]);
+  }
+  for (uint32_t s = 0; s < shaperCount; ++s) {
+    if (shapers[s]->isCompensating) levels[s] = shapers[s]->compensationGainOf(levels[s], DbToGain);
+  }
+  for (uint32_t s = 0; s < shaperCount; ++s) {
+    MultiDist& shaper = *shapers[s];
+    if (!shaper.isCompensating) continue;
+    const bool isLevel = shaper.driveDb.count != 0 && shaper.compensation.StandsAt(levels[s]);
+    shaper.levelAlgorithm = isLevel ? shaper.algorithm : kShapingCurveCount;
+    shaper.compensationLine = shaper.compensation.Aim(levels[s], sampleCount);
+  }
 }
 
 void MultiDist::ProcessChannel(Channel& channel, const Ports& ports, uint32_t count) {

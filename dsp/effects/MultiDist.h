@@ -91,7 +91,7 @@ class MultiDist : public UnitModule, public MultiDistKnobs::Indices {
   float OutputGainTarget();
   bool RestsThrough(uint32_t count);
   bool LeaveTo(LaneBank& shared, const Ports& ports);
-  void AimCompensation(uint32_t sampleCount);
+  static void AimCompensations(MultiDist* const* shapers, uint32_t shaperCount, uint32_t sampleCount);
   void ProcessChannel(Channel& channel, const Ports& ports, uint32_t count);
   void Shape(Channel& channel, float* data, uint32_t count);
 
