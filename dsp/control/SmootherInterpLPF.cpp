@@ -68,7 +68,7 @@ void SmootherInterpLPF::Line(LineAndDecay& run) const noexcept {
   // that lag: e(k) = (current - ramp + lag) * p^k - lag.
   run.start = ramp;
   run.slope = increment;
-  run.lag = (1.0 - coef) * invCoef * increment;
+  run.lag = lagOfSlope * increment;
   Fill(run, current - ramp + run.lag);
 }
 

@@ -19,6 +19,8 @@ void SmootherLPF::UpdateCoefficients() noexcept {
   const double p2 = p * p;
   coef = 1.0 - p;
   invCoef = 1.0 / (1.0 - p);
+  pole = 1.0 - coef;
+  lagOfSlope = pole * invCoef;
   pole4 = p2 * p2;
 }
 

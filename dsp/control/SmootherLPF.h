@@ -78,20 +78,21 @@ class SmootherLPF : public Smoother<double> {
   }
   /// What is alike for any glide that is `distance` away from its line.
   void Fill(LineAndDecay& run, double distance) const noexcept {
-    const double p = 1.0 - coef;
     run.pole4 = pole4;
     run.snap = RestThreshold();
-    for (double& decay : run.decay) decay = distance = distance * p;
+    for (double& decay : run.decay) decay = distance = distance * pole;
   }
 
   /// The snap distance as a distance from the target after a step instead of the step itself: the block form
   /// snaps at the same sample as Tick.
-  double RestThreshold() const noexcept { return threshold * (1.0 - coef) * invCoef; }
+  double RestThreshold() const noexcept { return threshold * pole * invCoef; }
 
   uint32_t decimation = 1;
   double sampleRate = 0.0;  // Hz
   double coef = 1.0;        // 1 - p, p the pole
   double invCoef = 1.0;     // 1 / (1 - p)
+  double pole = 0.0;        // 1 - coef
+  double lagOfSlope = 0.0;  // p / (1 - p): how far it comes to lie behind a line
   double pole4 = 0.0;       // p to the fourth power
   double threshold = 1e-12;
 };

@@ -38,33 +38,24 @@ class LaneBank {
   Block* Add(Loop<Block> loop) noexcept {
     static_assert(std::is_trivially_copyable_v<Block> && sizeof(Block) <= kBlockBytes &&
                   alignof(Block) <= 16);
-    if (!isOpen) return nullptr;
     const auto key = reinterpret_cast<void (*)()>(loop);
     // Nearly always the latest.
-    uint32_t i = batchCount - 1;
-    if (batchCount == 0 || batches[i].loop != key) {
-      i = 0;
-      while (i < batchCount && batches[i].loop != key) ++i;
-      if (i == kLoops) return nullptr;
-    }
-    Batch& batch = batches[i];
-    if (i == batchCount) {
-      ++batchCount;
-      batch.loop = key;
-      batch.blockCount = 0;
-      batch.run = [](const Batch& all, uint32_t sampleCount) {
+    Batch* const batch = latest != nullptr && latest->loop == key ? latest : Find(key);
+    if (batch == nullptr || batch->blockCount == kCapacity) return nullptr;
+    if (batch->blockCount == 0) {
+      batch->run = [](const Batch& all, uint32_t sampleCount) {
         reinterpret_cast<Loop<Block>>(all.loop)(reinterpret_cast<const Block*>(all.records), all.blockCount,
                                                 sampleCount);
       };
     }
-    if (batch.blockCount == kCapacity) return nullptr;
-    return new (batch.records + batch.blockCount++ * sizeof(Block)) Block;
+    return new (batch->records + batch->blockCount++ * sizeof(Block)) Block;
   }
 
   /// Runs what was added, `sampleCount` samples each, and closes.
   void Run(uint32_t sampleCount) noexcept {
     for (uint32_t i = 0; i < batchCount; ++i) batches[i].run(batches[i], sampleCount);
     batchCount = 0;
+    latest = nullptr;
     isOpen = false;
   }
 
@@ -76,7 +67,23 @@ class LaneBank {
     alignas(16) std::byte records[kCapacity * kBlockBytes];
   };
 
+  /// The batch of a loop, a new one if need be; null when the bank is closed or full.
+  Batch* Find(void (*key)()) noexcept {
+    if (!isOpen) return nullptr;
+    uint32_t i = 0;
+    while (i < batchCount && batches[i].loop != key) ++i;
+    if (i == kLoops) return nullptr;
+    latest = &batches[i];
+    if (i == batchCount) {
+      ++batchCount;
+      latest->loop = key;
+      latest->blockCount = 0;
+    }
+    return latest;
+  }
+
   bool isOpen = false;
+  Batch* latest = nullptr;  // while the bank is open
   uint32_t batchCount = 0;
   std::array<Batch, kLoops> batches;
 };
