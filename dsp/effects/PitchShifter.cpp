@@ -27,10 +27,11 @@ float ReadLinear(const DelayLine& line, float place, uint32_t ahead) {
 
 }  // namespace
 
-PitchShifter::PitchShifter(std::string text, uint32_t seed, uint32_t newChannelCount)
+PitchShifter::PitchShifter(std::string text, uint32_t newSeed, uint32_t newChannelCount)
     : UnitModule(std::move(text), kInputCount, kOutputCount, MakeRecords(PitchShifterKnobs::kRows)),
-      channelCount(newChannelCount) {
-  heads.random = seed != 0 ? seed : kDefaultSeed;
+      channelCount(newChannelCount),
+      seed(newSeed != 0 ? newSeed : kDefaultSeed) {
+  heads.random = seed;
 }
 
 void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
@@ -46,9 +47,11 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
       kShifterChunk;
   const auto grainLength = static_cast<uint32_t>(longestWay + Param(kSpray).GetMaximum() * samplesPerMs) +
                            maxBlockSize + 2 * kShifterChunk;
+  // Shifters side by side don't reach their lines' ends in one block, from where each goes to far memory.
+  const uint32_t apart = seed % 32 * maxBlockSize;
   for (uint32_t c = 0; c < channelCount; ++c) {
-    channels[c].preDelay.Resize(InWholeBlocks(preDelayLength, maxBlockSize));
-    channels[c].grain.Resize(InWholeBlocks(grainLength, maxBlockSize));
+    channels[c].preDelay.Resize(InWholeBlocks(preDelayLength, maxBlockSize) + apart);
+    channels[c].grain.Resize(InWholeBlocks(grainLength, maxBlockSize) + apart);
   }
   for (std::vector<float>* buffer : {&semitones, &lengthAims, &widthAims, &widths, &rates, &phases,
                                      &preDelays, &placesA, &placesB, &delayed}) {

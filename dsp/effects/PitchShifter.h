@@ -72,6 +72,7 @@ class PitchShifter : public UnitModule, public PitchShifterKnobs::Indices {
 
   // Declaration, before Configure.
   uint32_t channelCount;
+  uint32_t seed;             // not 0
   LaneBank* bank = nullptr;  // the owner's
 
   // The last block, where it was settled; of as many samples, the next one is the same but for its ports,

@@ -213,40 +213,25 @@ HWY_INLINE void Touch(const float* place) {
 #endif
 }
 
-// All rings of a kind end in one block. Their starts are asked for early, by one shifter after another, as
-// each is a page of its own: a line a turn, which is so many chunks.
-constexpr uint32_t kStartTurns = 8;
-
-// How many chunks a group's rings are from their ends.
-struct RingEnds {
-  uint32_t grain, preDelay;
-};
-
-HWY_INLINE RingEnds EndsOf(const ShifterBlock& block, uint32_t count) {
-  const auto chunks = [&](const DelayLine::Ring& ring) {
-    return static_cast<uint32_t>(ring.size - ring.writeIndex) / count;
-  };
-  return {chunks(block.grain->GetRing()), chunks(block.preDelay->GetRing())};
-}
-
-HWY_INLINE void TouchStart(const DelayLine::Ring& ring, uint32_t chunksLeft, uint32_t place) {
+// A ring's start was left long ago, and is asked for a line every other chunk.
+HWY_INLINE void TouchStart(const DelayLine::Ring& ring, uint32_t count) {
   constexpr uint32_t kStartLines = kShifterChunk / kCacheLine + 1;
-  if (HWY_LIKELY(chunksLeft >= kStartLines * kStartTurns)) return;
-  if (chunksLeft % kStartTurns == place % kStartTurns)
-    Touch(ring.data + chunksLeft / kStartTurns * kCacheLine);
+  const auto rest = static_cast<uint32_t>(ring.size - ring.writeIndex);
+  if (HWY_LIKELY(rest >= 2 * kStartLines * count)) return;
+  const uint32_t chunks = rest / count;
+  if (chunks % 2 == 0) Touch(ring.data + chunks / 2 * kCacheLine);
 }
 
-// Asking for a place behind a ring's end does no harm. `place` is the shifter's in its group.
-void TouchLines(const ShifterBlock& block, const HeadRows& rows, const RingEnds& ends, uint32_t place,
-                uint32_t count) {
+// Asking for a place behind a ring's end does no harm.
+void TouchLines(const ShifterBlock& block, const HeadRows& rows, uint32_t count) {
   const DelayLine::Ring ring = block.grain->GetRing();
   const DelayLine::Ring before = block.preDelay->GetRing();
   for (uint32_t i = 0; i < count + kCacheLine; i += kCacheLine) {
     Touch(ring.data + ring.writeIndex + i);
     Touch(before.data + before.writeIndex + i);
   }
-  TouchStart(ring, ends.grain, place);
-  TouchStart(before, ends.preDelay, place);
+  TouchStart(ring, count);
+  TouchStart(before, count);
   // A head walks on as fast as it plays, up to four times as fast as the signal. Where one restarts on the
   // way has been asked for a chunk ago.
   const float pace = std::fabs(1.0f + block.step * block.length);
@@ -293,9 +278,8 @@ void TouchRestarts(const ShifterBlock& block, uint32_t count) {
   ahead(HeadB(heads.phase), 2, heads.drawB);
 }
 
-// One shifter's chunk up to where its heads are and how loud. `place` is its own in the group.
-void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& rows, const RingEnds& ends,
-             uint32_t place, uint32_t count) {
+// One shifter's chunk up to where its heads are and how loud.
+void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& rows, uint32_t count) {
   const uint32_t padded = (count + kVector - 1) & ~(kVector - 1);
   if (!isPlaced) {
     std::fill(phases + count, phases + padded, phases[count - 1]);
@@ -306,7 +290,7 @@ void Prepare(const ShifterBlock& block, float* phases, bool isPlaced, HeadRows& 
     }
   }
   SprayHeads(block, rows, count, padded);
-  TouchLines(block, rows, ends, place, count);
+  TouchLines(block, rows, count);
   TouchRestarts(block, count);
 }
 
@@ -398,11 +382,10 @@ void Run(const ShifterBlock* blocks, uint32_t blockCount, uint32_t count) {
       const uint32_t chunk = std::min(kShifterChunk, count - done);
       AdvancePhases(phases.phases, phases.steps, phases.rowCount, chunk, phases.rows);
       for (uint32_t b = 0; b < groupSize; ++b) group[b].heads->phase = phases.phases[phases.rowOf[b]];
-      const RingEnds ends = EndsOf(group[0], chunk);
       const auto prepare = [&](uint32_t b) HWY_ATTR {
         const uint32_t row = phases.rowOf[b];
         rows[b % 2].places = &places[row % 2];
-        Prepare(group[b], phases.rows[row], b > 0 && phases.rowOf[b - 1] == row, rows[b % 2], ends, b, chunk);
+        Prepare(group[b], phases.rows[row], b > 0 && phases.rowOf[b - 1] == row, rows[b % 2], chunk);
       };
       prepare(0);
       for (uint32_t b = 0; b < groupSize; ++b) {
