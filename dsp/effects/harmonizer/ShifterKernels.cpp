@@ -58,7 +58,7 @@ HWY_INLINE Neighbours ReadPairs(const float* data, hn::Vec<DI> index, int32_t en
 #else
   (void)end;
 #endif
-  return GatherPairs(LaneTag(), data, index);
+  return GatherPairs(LaneTag(), data, hn::BitCast(DU(), index));
 }
 
 // Where a vector's samples look: whole cells, and how far from each towards the older one.
@@ -108,64 +108,68 @@ HWY_INLINE LaneVector ReadHead(const DelayLine::Ring& ring, const Places& at) {
 
 // Runs `read`, which takes the places of heads A and B and gives what they read, over a chunk.
 template <bool kSteady, typename Read>
-HWY_INLINE void MixHeads(int32_t start, const HeadRows& rows, float length, float* out, uint32_t padded,
-                         Read read) {
+HWY_INLINE void MixHeads(int32_t startA, int32_t startB, const HeadRows& rows, float length, float* out,
+                         uint32_t padded, Read read) {
   const LaneTag d;
   const DI di;
   const LaneVector way = hn::Set(d, length);
   const LaneVector one = hn::Set(d, 1.0f);
   const LaneVector steadyA = hn::Set(d, rows.sprayA[0]);
   const LaneVector steadyB = hn::Set(d, rows.sprayB[0]);
-  auto now = hn::Add(hn::Set(di, start - 1), hn::Load(di, kPlaces));
+  auto nowA = hn::Add(hn::Set(di, startA - 1), hn::Load(di, kPlaces));
+  auto nowB = hn::Add(hn::Set(di, startB - 1), hn::Load(di, kPlaces));
+  const auto vector = hn::Set(di, static_cast<int32_t>(kLanes));
   for (uint32_t i = 0; i < padded; i += kLanes) {
-    const auto place = [&](const float* delays, const float* sprays, LaneVector steady) HWY_ATTR {
+    const auto place = [&](hn::Vec<DI> now, const float* delays, const float* sprays,
+                           LaneVector steady) HWY_ATTR {
       const LaneVector behind = hn::Add(hn::Mul(hn::Load(d, delays + i), way), one);
       return PlacesOf(now, hn::Add(behind, kSteady ? steady : hn::Load(d, sprays + i)));
     };
-    const Neighbours y = read(place(rows.places->delayA + kVector, rows.sprayA, steadyA),
-                              place(rows.places->delayB, rows.sprayB, steadyB));
+    const Neighbours y = read(place(nowA, rows.places->delayA + kVector, rows.sprayA, steadyA),
+                              place(nowB, rows.places->delayB, rows.sprayB, steadyB));
     hn::StoreU(hn::Add(hn::Mul(hn::Load(d, rows.places->gainA + i), y.first),
                        hn::Mul(hn::Load(d, rows.places->gainB + i), y.second)),
                d, out + i);
-    now = hn::Add(now, hn::Set(di, static_cast<int32_t>(kLanes)));
+    nowA = hn::Add(nowA, vector);
+    nowB = hn::Add(nowB, vector);
   }
 }
 
-// From where the places of a head that walks on through the chunk are all found without a wrap, or null.
-HWY_INLINE const float* StraightRun(const DelayLine::Ring& ring, int32_t start, const float* delays,
-                                    float spray, float length, uint32_t padded) {
+// `start`, or as much behind the ring, for a head that walks on through the chunk and then finds all places
+// without a wrap; below 0 for others.
+HWY_INLINE int32_t StraightStart(const DelayLine::Ring& ring, int32_t start, const float* delays, float spray,
+                                 float length, uint32_t padded) {
   const auto whole = [&](uint32_t i) { return static_cast<int32_t>(delays[i] * length + 1.0f + spray); };
   const int32_t first = whole(0);
   const int32_t last = whole(padded - 1);
   const int32_t oldest = start - 1 - std::max(first, last);
   const int32_t newest = start + static_cast<int32_t>(padded) - std::min(first, last);
-  if (oldest >= 0 && newest <= ring.size) return ring.data;
-  return newest <= 0 && oldest >= -ring.size ? ring.data + ring.size : nullptr;
+  if (oldest >= 0 && newest <= ring.size) return start;
+  return newest <= 0 && oldest >= -ring.size ? start + ring.size : -1;
 }
 
 void ReadHeads(const DelayLine::Ring& ring, int32_t start, const HeadRows& rows, float length, float* out,
                uint32_t padded) {
   const bool hasZeros = ring.zeroBegin < ring.zeroEnd;
   if (kHasSteadyWay && HWY_LIKELY(!hasZeros && !rows.restarts)) {
-    const float* a = StraightRun(ring, start, rows.places->delayA + kVector, rows.sprayA[0], length, padded);
-    const float* b = StraightRun(ring, start, rows.places->delayB, rows.sprayB[0], length, padded);
-    if (HWY_LIKELY(a != nullptr && b != nullptr)) {
-      const auto end = [&](const float* data) {
-        return static_cast<int32_t>(ring.data + ring.size + 1 - data);
+    const int32_t a =
+        StraightStart(ring, start, rows.places->delayA + kVector, rows.sprayA[0], length, padded);
+    const int32_t b = StraightStart(ring, start, rows.places->delayB, rows.sprayB[0], length, padded);
+    if (HWY_LIKELY((a | b) >= 0)) {
+      const auto read = [&](const Places& at) HWY_ATTR {
+        return Between(ReadPairs(ring.data, at.index, ring.size + 1), at.frac);
       };
-      const int32_t endA = end(a);
-      const int32_t endB = end(b);
-      MixHeads<true>(start, rows, length, out, padded, [&](const Places& atA, const Places& atB) HWY_ATTR {
-        return Neighbours{Between(ReadPairs(a, atA.index, endA), atA.frac),
-                          Between(ReadPairs(b, atB.index, endB), atB.frac)};
+      MixHeads<true>(a, b, rows, length, out, padded, [&](const Places& atA, const Places& atB) HWY_ATTR {
+        return Neighbours{read(atA), read(atB)};
       });
       return;
     }
   }
   const auto anywhere = [&]<bool kZeros, bool kSteady>() HWY_ATTR {
-    MixHeads<kSteady>(start, rows, length, out, padded, [&](const Places& atA, const Places& atB) HWY_ATTR {
-      return Neighbours{ReadHead<kZeros>(ring, atA), ReadHead<kZeros>(ring, atB)};
-    });
+    MixHeads<kSteady>(start, start, rows, length, out, padded,
+                      [&](const Places& atA, const Places& atB) HWY_ATTR {
+                        return Neighbours{ReadHead<kZeros>(ring, atA), ReadHead<kZeros>(ring, atB)};
+                      });
   };
   const bool isSteady = kHasSteadyWay && !rows.restarts;
   if (hasZeros) {

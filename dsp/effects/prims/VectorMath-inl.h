@@ -58,13 +58,16 @@ struct VectorPair {
   hn::Vec<D> first, second;
 };
 
-// data[index] and data[index + 1] of every lane of a whole vector, fetched as pairs of 64 bits.
-template <class D>
-HWY_INLINE VectorPair<D> GatherPairs(D d, const float* data, hn::Vec<hn::RebindToSigned<D>> index) {
+// data[index] and data[index + 1] of every lane of a whole vector, fetched as pairs of 64 bits. An index
+// without a sign is below 2^31, and takes less time.
+template <class D, class Index>
+HWY_INLINE VectorPair<D> GatherPairs(D d, const float* data, Index index) {
+  const hn::RebindToSigned<D> di;
 #if HWY_ARCH_X86 && !HWY_CAP_GE256
   // By way of memory, which hands the places over sooner than one shuffle each.
-  alignas(16) int32_t at[4];
-  hn::Store(index, hn::RebindToSigned<D>(), at);
+  (void)di;
+  alignas(16) hn::TFromV<Index> at[4];
+  hn::Store(index, hn::Rebind<hn::TFromV<Index>, D>(), at);
   const auto pair = [&](uint32_t lane) HWY_ATTR {
     const __m128 low = _mm_castsi128_ps(_mm_loadu_si64(data + at[lane]));
     return hn::Vec<D>{_mm_loadh_pi(low, reinterpret_cast<const __m64*>(data + at[lane + 1]))};
@@ -84,8 +87,8 @@ HWY_INLINE VectorPair<D> GatherPairs(D d, const float* data, hn::Vec<hn::RebindT
                             hn::ShiftLeft<2>(hn::PromoteTo(Wide(), places)));
 #endif
   };
-  const hn::Vec<D> low = hn::BitCast(d, gather(hn::LowerHalf(half, index)));
-  const hn::Vec<D> high = hn::BitCast(d, gather(hn::UpperHalf(half, index)));
+  const hn::Vec<D> low = hn::BitCast(d, gather(hn::LowerHalf(half, hn::BitCast(di, index))));
+  const hn::Vec<D> high = hn::BitCast(d, gather(hn::UpperHalf(half, hn::BitCast(di, index))));
 #endif
   return {hn::ConcatEven(d, high, low), hn::ConcatOdd(d, high, low)};
 }
