@@ -148,10 +148,11 @@ void ReadTap(const TapRead& read, uint32_t count) {
   const float* HWY_RESTRICT ramp = read.ramp;
   const float* HWY_RESTRICT depth = read.depth;
   float* HWY_RESTRICT tap = read.tap;
-  // Where it may seldom change, whether a run's whole place does is worth asking first.
+  // Where it may seldom change, whether a run's whole place does is worth asking first; but not where one
+  // vector is a run.
   const uint32_t latest = count - 1;
-  const bool stands =
-      std::fabs(ramp[0] * depth[0] - ramp[latest] * depth[latest]) * 64.0f < static_cast<float>(count);
+  const float drift = std::fabs(ramp[0] * depth[0] - ramp[latest] * depth[latest]);
+  const bool stands = kParts > 1 && drift * 64.0f < static_cast<float>(count);
   for (std::size_t i = 0; i < count; i += kVectorPadding) {
     TapPlaces at[kParts];
     for (uint32_t p = 0; p < kParts; ++p) {
