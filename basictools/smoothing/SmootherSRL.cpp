@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "basictools/math/Float4.h"
 #include "basictools/math/WholeQuads.h"
 
 namespace Vantora::dsp {
@@ -15,14 +16,18 @@ void RenderLine(float* __restrict out, uint32_t count, float from, float step) n
   }
 }
 
-/// How many samples of a line lie before the first that has travelled `distance`, at most `count`.
-uint32_t SamplesBeforeLanding(uint32_t count, float step, float distance) noexcept {
-  // The quotient is right but for roundings, and the line never falls back.
-  const float quotient = distance / step;
-  uint32_t before = quotient < static_cast<float>(count) ? static_cast<uint32_t>(quotient) : count;
-  while (before > 0 && !(static_cast<float>(before) * step < distance)) --before;
-  while (before < count && static_cast<float>(before + 1) * step < distance) ++before;
-  return before;
+/// A line towards `target` that lands when it has travelled `distance`: whole groups of four up to the
+/// landing. Returns how many samples lie before it: the line never falls back.
+uint32_t RenderApproach(float* out, uint32_t count, float from, float signedStep, float step, float distance,
+                        float target) noexcept {
+  Float4 samples = {1.0f, 2.0f, 3.0f, 4.0f};
+  for (uint32_t i = 0; i < count; i += 4) {
+    const auto isBefore = samples * step < MakeFloat4(distance);
+    StoreFloat4(Choose(isBefore, from + samples * signedStep, MakeFloat4(target)), out + i);
+    if (isBefore[3] == 0) return i - static_cast<uint32_t>(isBefore[0] + isBefore[1] + isBefore[2]);
+    samples = samples + 4.0f;
+  }
+  return count;
 }
 
 }  // namespace
@@ -63,13 +68,13 @@ uint32_t SmootherSRL::Render(float* out, uint32_t count) noexcept {
   const float distance = target - current;
   const float reach = step * static_cast<float>(count);
   const float signedStep = distance > 0.0f ? step : -step;
-  uint32_t before = quads;
+  uint32_t before = 0;
   if (distance >= reach || distance <= -reach) {
     RenderLine(out, quads, current, signedStep);
+    before = quads;
   } else {
-    before = SamplesBeforeLanding(quads, step, std::fabs(distance));
-    RenderLine(out, before, current, signedStep);
-    std::fill(out + before, out + quads, target);
+    before = RenderApproach(out, quads, current, signedStep, step, std::fabs(distance), target);
+    if (before < quads) std::fill(out + WholeQuads(before) + 4, out + quads, target);
   }
   current = out[count - 1];
   return before;

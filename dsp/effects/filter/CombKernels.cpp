@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <type_traits>
 
-#include "basictools/BitCast.h"
 #include "basictools/math/WholeQuads.h"
 
 #include "basictools/simd/SimdTargets.h"
@@ -56,9 +55,18 @@ void ReadMoving(const DelayLine& line, const float* delays, float* y, uint32_t c
   }
 }
 
+// The least of numbers above 0, or of some more behind them.
+float Least(const float* x, uint32_t count) {
+  const ManyLanes d;
+  auto least = hn::LoadU(d, x);
+  for (uint32_t i = kLanes; i < count; i += kLanes) least = hn::Min(least, hn::LoadU(d, x + i));
+  return hn::GetLane(hn::MinOfLanes(d, least));
+}
+
 #else
 
 constexpr uint32_t kLanes = 1;
+float Least(const float* x, uint32_t count) { return *std::min_element(x, x + count); }
 
 void ReadMoving(const DelayLine& line, const float* delays, float* y, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) y[i] = line.ReadAhead(static_cast<uint32_t>(delays[i]), i);
@@ -187,11 +195,7 @@ uint32_t RunMoving(const CombBlock& block, uint32_t start, uint32_t count) {
   const float* delays = block.delays + start;
   const uint32_t moving = std::min(block.moving - start, count);
   const uint32_t wanted = std::min((moving + kLanes - 1) / kLanes * kLanes, count);
-  // As bits: numbers above 0 are in the order of their bits, and whole numbers the compiler compares side by
-  // side.
-  int32_t least = BitCast<int32_t>(delays[0]);
-  for (uint32_t i = 1; i < wanted; ++i) least = std::min(least, BitCast<int32_t>(delays[i]));
-  const auto nearest = static_cast<uint32_t>(BitCast<float>(least));
+  const auto nearest = static_cast<uint32_t>(Least(delays, wanted));
   if (nearest < std::min(kShortestRun, wanted)) {
     RunOneByOne(block, start, moving);
     return moving;

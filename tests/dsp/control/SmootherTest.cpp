@@ -78,10 +78,16 @@ TEST(SmootherSRL, BlockFormFollowsTheTicksAndNeverPassesTheTarget) {
     }
     const float before = block.Current();
     const uint32_t count = 4 * (1 + random() % 16);
-    block.Render(out.data(), count);
+    const uint32_t moving = block.Render(out.data(), count);
     for (uint32_t i = 0; i < count; ++i) {
+      if (i >= moving) {
+        ASSERT_EQ(out[i], block.Target()) << "round " << round << " sample " << i << " of a landed block";
+      }
       ASSERT_NEAR(out[i], ticks.Tick(), 2e-5f) << "round " << round << " sample " << i;
       ASSERT_GE((out[i] - before) * (block.Target() - out[i]), 0.0f) << "beyond the target";
+    }
+    if (moving > 0) {
+      ASSERT_NE(out[moving - 1], block.Target()) << "round " << round;
     }
   }
 }
