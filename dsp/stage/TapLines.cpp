@@ -21,28 +21,51 @@ float Greatest(const float* x, uint32_t count) {
 
 void TapLines::Configure(uint32_t maxBlockSize, float longestTap) {
   longest = static_cast<uint32_t>(std::ceil(longestTap)) + 10u;
+  start = kVectorPadding + longest;
+  way = kBlocks * maxBlockSize;
   // Taps are read by whole vectors, which may begin in front of the past and end behind the block.
-  for (AlignedFloats& line : lines)
-    line.assign(kVectorPadding + longest + kBlocks * WholeVectors(maxBlockSize) + kVectorPadding, 0.0f);
-  next = kVectorPadding + longest;
+  for (AlignedFloats& line : lines) line.assign(start + way + 2 * kVectorPadding, 0.0f);
+  next = start;
+  moved = 0;
   states = {};
 }
 
 void TapLines::Clear() {
   for (AlignedFloats& line : lines) std::fill(line.begin(), line.end(), 0.0f);
-  next = kVectorPadding + longest;
+  next = start;
+  moved = 0;
   states = {};
+}
+
+// The past goes back piece by piece, as soon as it is written and where no tap reaches any more: all at once
+// would be felt in that block. Only where blocks were shorter does the way end elsewhere.
+void TapLines::MovePast(uint32_t count) {
+  if (next + count > start + way) {
+    const uint32_t done = next == start + way ? moved : 0;
+    CopyPast(done, longest, next - start);
+    next = start;
+    moved = 0;
+    return;
+  }
+  const uint32_t gone = next - start;
+  const uint32_t until = std::min({gone, longest, std::max(gone + longest, way) - way});
+  if (until <= moved) return;
+  CopyPast(moved, until, way);
+  moved = until;
+}
+
+void TapLines::CopyPast(uint32_t from, uint32_t to, uint32_t distance) {
+  for (AlignedFloats& line : lines) {
+    float* const past = line.data() + kVectorPadding;
+    std::memmove(past + from, past + from + distance, (to - from) * sizeof(float));
+  }
 }
 
 void TapLines::Write(const Input& input, const float* depth, uint32_t count) {
   // With room for what a smoother adds beyond its target.
   const uint32_t past = std::min(static_cast<uint32_t>(1.05f * Greatest(depth, count)) + 4u, longest);
   furthest = static_cast<int32_t>(past) - 1;
-  if (next + WholeVectors(count) + kVectorPadding > lines[0].size()) {
-    for (AlignedFloats& line : lines)
-      std::memmove(line.data() + kVectorPadding, line.data() + next - longest, longest * sizeof(float));
-    next = kVectorPadding + longest;
-  }
+  MovePast(count);
   for (uint32_t side = 0; side < 2; ++side) block[side] = lines[side].data() + next;
   if (input.highPass != nullptr) {
     WriteSides<true>(input, block[0], block[1], count);

@@ -17,8 +17,8 @@ namespace Vantora::dsp {
 ///     returned 0,1 --(* its gain)
 ///
 /// Both sides run in one loop, so that two recursions take the time of one. A line is no ring but a stretch
-/// of memory that blocks walk along, so that every tap reads straight; at its end, once in `kBlocks`, the
-/// past goes back to the front.
+/// of memory that blocks walk along, so that every tap reads straight; once in `kBlocks` they begin anew, and
+/// on the way the past goes to the front.
 class TapLines {
  public:
   /// `longestTap` in samples. Allocates; clears.
@@ -52,13 +52,19 @@ class TapLines {
   template <bool kHighPass>
   void WriteSides(const Input& input, float* left, float* right, uint32_t count);
 
-  static constexpr uint32_t kBlocks = 32;  // from one way back to the next
+  void MovePast(uint32_t count);
+  void CopyPast(uint32_t from, uint32_t to, uint32_t distance);
+
+  static constexpr uint32_t kBlocks = 48;  // of a way
 
   DirectForm1<Float4> states;          // of the high-pass, both sides
   std::array<AlignedFloats, 2> lines;  // each a vector of room, the past, and blocks behind it
   std::array<float*, 2> block{};       // where the present block starts in them
   uint32_t longest = 0;                // samples of past
+  uint32_t start = 0;                  // where the first block of a way starts
+  uint32_t way = 0;                    // samples
   uint32_t next = 0;                   // where the next block starts
+  uint32_t moved = 0;                  // of the past, for the next way
   int32_t furthest = 0;                // samples back that a tap may read
 };
 
