@@ -381,12 +381,10 @@ HWY_INLINE void ForEachPlace(uint32_t count, Run run) {
   uint32_t i = 0;
 #if HWY_TARGET != HWY_EMU128
   constexpr uint32_t kMany = LanesOf<LaneNumber<ManyLanes>>::kCount;
-#if 1
   if constexpr (kMany < 16) {
     using Pair = NumberPair<LaneNumber<ManyLanes>>;
     for (; i + 2 * kMany <= count; i += 2 * kMany) run.template operator()<Pair>(i, 2 * kMany);
   }
-#endif
   for (; i + kMany <= count; i += kMany) run.template operator()<LaneNumber<ManyLanes>>(i, kMany);
 #if HWY_CAP_GE512
   if (i < count) run.template operator()<LaneNumber<ManyLanes>>(i, count - i);
