@@ -21,7 +21,7 @@ TEST(StageKernels, TapsReadTheSameOnEveryInstructionSet) {
   const Samples line = Noise(kVectorPadding + kLongest + kRoom, 5);
   const float* block = line.data() + kVectorPadding + kLongest;
   for (const float drift : {0.0f, 0.004f, -0.004f, 0.03f, -0.03f, 0.3f, -0.3f, 1.7f, -1.7f, 40.0f}) {
-    for (const float start : {0.5f, 3.9f, 128.0f, 333.3f, 690.0f}) {
+    for (const float start : {0.5f, 3.9f, 128.0f, 333.3f, 690.0f, 710.0f}) {
       for (const uint32_t count : {1u, 13u, 44u, 48u, 96u}) {
         AlignedFloats ramp(kRoom, 777.0f);  // behind the block anything may stand
         const AlignedFloats depth(kRoom, 2.0f);
