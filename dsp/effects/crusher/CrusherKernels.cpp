@@ -14,6 +14,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/bank/LaneNumber-inl.h"
+#include "dsp/effects/bank/LaneRuns-inl.h"
 #include "dsp/effects/crusher/HeldSamples-inl.h"
 #include "dsp/effects/filter/StateVariableTick-inl.h"
 

@@ -13,6 +13,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/bank/LaneNumber-inl.h"
+#include "dsp/effects/bank/LaneRuns-inl.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace Vantora::dsp::HWY_NAMESPACE {

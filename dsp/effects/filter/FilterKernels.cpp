@@ -11,6 +11,7 @@
 #include <hwy/highway.h>
 
 #include "dsp/effects/bank/LaneNumber-inl.h"
+#include "dsp/effects/bank/LaneRuns-inl.h"
 #include "dsp/effects/filter/StateVariableTick-inl.h"
 
 HWY_BEFORE_NAMESPACE();
