@@ -7,18 +7,26 @@
 // are ours to theirs: all threads, audio thread, worst block.
 //
 //     bench_convolution [SECONDS of each paced run] [impulse lengths in seconds...]
+//     bench_convolution awake SECONDS [impulse lengths in seconds...]
 //     bench_convolution live SECONDS [impulse lengths in seconds...]
 //
-// The second runs ours alone, all lengths side by side, and tells what was late. When the audio thread itself
-// is held up for more than 5 ms the stream goes on from there, as with a sound card.
+// The second keeps the cores from sleeping between blocks, as a studio's machine does: on each a process that
+// runs when nothing else wants to. The third runs ours alone, all lengths side by side, and tells what was
+// late. When the audio thread itself is held up for more than 5 ms the stream goes on from there, as with a
+// sound card.
 
 #include <pthread.h>
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <zita-convolver.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -242,6 +250,40 @@ uint64_t RunLive(const std::vector<double>& lengths, double pacedSeconds) {
   return late;
 }
 
+// A process on each core that runs when nothing else wants to, while this lives.
+class CoresAwake {
+ public:
+  CoresAwake() {
+    for (unsigned core = 0; core < std::thread::hardware_concurrency(); ++core) {
+      const pid_t child = fork();
+      if (child == 0) Spin(core);
+      if (child > 0) children.push_back(child);
+    }
+  }
+  ~CoresAwake() {
+    for (const pid_t child : children) {
+      kill(child, SIGKILL);
+      waitpid(child, nullptr, 0);
+    }
+  }
+  CoresAwake(const CoresAwake&) = delete;
+  CoresAwake& operator=(const CoresAwake&) = delete;
+
+ private:
+  [[noreturn]] static void Spin(unsigned core) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    cpu_set_t cores;
+    CPU_ZERO(&cores);
+    CPU_SET(core, &cores);
+    const sched_param lowest{};
+    if (sched_setaffinity(0, sizeof cores, &cores) != 0 || sched_setscheduler(0, SCHED_IDLE, &lowest) != 0)
+      _exit(1);
+    for (std::atomic<unsigned> turns{0};; turns.fetch_add(1, std::memory_order_relaxed)) {
+    }
+  }
+  std::vector<pid_t> children;
+};
+
 void MeasureHead() {
   constexpr size_t kTaps = 2048;
   const std::vector<float> kernel = Noise(kTaps, 3);
@@ -288,16 +330,23 @@ void MeasureQueueLatency() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const bool isLive = argc > 2 && std::string_view(argv[1]) == "live";
-  const double pacedSeconds = argc > 1 ? std::atof(argv[isLive ? 2 : 1]) : 10.0;
+  const std::string_view mode = argc > 2 ? argv[1] : "";
+  const bool isLive = mode == "live", isAwake = mode == "awake";
+  const int first = isLive || isAwake ? 2 : 1;
+  const double pacedSeconds = argc > first ? std::atof(argv[first]) : 10.0;
   std::vector<double> lengths;
-  for (int i = isLive ? 3 : 2; i < argc; ++i) lengths.push_back(std::atof(argv[i]));
+  for (int i = first + 1; i < argc; ++i) lengths.push_back(std::atof(argv[i]));
   if (lengths.empty()) lengths = {0.5, 2.0, 10.0};
   double load = 0.0;
   if (getloadavg(&load, 1) == 1) {
     std::printf("%u cores, %.1f processes at work on them\n", std::thread::hardware_concurrency(), load);
   }
   if (isLive) return RunLive(lengths, pacedSeconds) == 0 ? 0 : 1;
+  if (isAwake) {
+    const CoresAwake awake;
+    CompareLengths(lengths, pacedSeconds);
+    return 0;
+  }
   CompareLengths(lengths, pacedSeconds);
   MeasureHead();
   MeasureQueueLatency();
