@@ -1,8 +1,10 @@
 // Opens the window over values without sound, for scripts and eyes: how fast it opens, how it looks.
 //   window_probe [--seconds N] [--scale S] [--busy] [NAME=VALUE ...]
+// Ends after N seconds, when the window is closed, or by SIGTERM, and then tells what is set.
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -11,9 +13,14 @@
 #include "plugin/window/Window.h"
 #include "tests/plugin/window/FakeModel.h"
 
+namespace {
+volatile std::sig_atomic_t isWanted = 1;
+}
+
 int main(int count, char** arguments) {
   using namespace Vantora::plugin;
   using Clock = std::chrono::steady_clock;
+  std::signal(SIGTERM, [](int) { isWanted = 0; });
   FakeModel model;
   double seconds = 5.0;
   bool isBusy = false;
@@ -38,7 +45,7 @@ int main(int count, char** arguments) {
   const double drawn = since();
   std::printf("open %.1f ms, first frame %.1f ms\n", 1e3 * opened, 1e3 * drawn);
   std::fflush(stdout);
-  while (since() < seconds && window->Idle()) {
+  while (isWanted != 0 && since() < seconds && window->Idle()) {
     if (isBusy) model.SetLive(BusyView(since()));
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
