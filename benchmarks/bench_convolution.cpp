@@ -276,8 +276,10 @@ class CoresAwake {
     CPU_ZERO(&cores);
     CPU_SET(core, &cores);
     const sched_param lowest{};
-    if (sched_setaffinity(0, sizeof cores, &cores) != 0 || sched_setscheduler(0, SCHED_IDLE, &lowest) != 0)
+    if (sched_setaffinity(0, sizeof cores, &cores) != 0 || sched_setscheduler(0, SCHED_IDLE, &lowest) != 0) {
+      std::fprintf(stderr, "bench_convolution: core %u can't be kept awake\n", core);
       _exit(1);
+    }
     for (std::atomic<unsigned> turns{0};; turns.fetch_add(1, std::memory_order_relaxed)) {
     }
   }

@@ -48,7 +48,9 @@ void PitchShifter::Configure(uint32_t maxBlockSize, float newSampleRate) {
   const auto grainLength = static_cast<uint32_t>(longestWay + Param(kSpray).GetMaximum() * samplesPerMs) +
                            maxBlockSize + 2 * kShifterChunk;
   // Shifters side by side don't reach their lines' ends in one block, from where each goes to far memory.
-  const uint32_t apart = seed % 32 * maxBlockSize;
+  // Long blocks reach far anyway, and would make the lines many times as long.
+  constexpr uint32_t kLongestApart = 1024;
+  const uint32_t apart = maxBlockSize <= kLongestApart ? seed % 32 * maxBlockSize : 0;
   for (uint32_t c = 0; c < channelCount; ++c) {
     channels[c].preDelay.Resize(InWholeBlocks(preDelayLength, maxBlockSize) + apart);
     channels[c].grain.Resize(InWholeBlocks(grainLength, maxBlockSize) + apart);
