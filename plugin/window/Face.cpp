@@ -89,10 +89,19 @@ bool Face::Update(double time) {
   return std::exchange(isStale, false);
 }
 
-void Face::Draw(NVGcontext* context, FontSet fonts, float width, float height,
-                const Canvas::TextObserver* observer) {
+void Face::Resize(float width, float height) {
+  Fit(width, height);
+  isStale = true;
+}
+
+void Face::Fit(float width, float height) {
   scale = std::min(width / kWidth, height / kHeight);
   offset = {0.5f * (width - scale * kWidth), 0.5f * (height - scale * kHeight)};
+}
+
+void Face::Draw(NVGcontext* context, FontSet fonts, float width, float height,
+                const Canvas::TextObserver* observer) {
+  Fit(width, height);
   Canvas canvas(context, fonts, observer);
   nvgSave(context);
   canvas.Box({0.0f, 0.0f, width, height}, 0.0f, kGround);
@@ -227,15 +236,15 @@ Widget* Face::WidgetAt(Point at) const {
 }
 
 void Face::PressAt(float x, float y, bool isRight, bool isShift, bool isControl, double time) {
-  now = time;
+  Arrange();  // a press that follows a choice at once may come before the picture of that choice
   pointer = Place(x, y);
   EndHeldGesture();
   isStale = true;
   mayTip = false;
-  const bool isDouble = !isRight && now - lastPress < kDoubleClick &&
+  const bool isDouble = !isRight && lastPress && time >= *lastPress && time - *lastPress < kDoubleClick &&
                         std::abs(pointer.x - lastPressAt.x) < 5.0f &&
                         std::abs(pointer.y - lastPressAt.y) < 5.0f;
-  lastPress = isRight || isDouble ? -1.0 : now;
+  lastPress = isRight || isDouble ? std::nullopt : std::optional(time);
   lastPressAt = pointer;
   if (!notice.empty()) notice.clear();
   Widget* hit = WidgetAt(pointer);
@@ -296,6 +305,7 @@ void Face::Leave() {
 }
 
 void Face::Scroll(float x, float y, float steps, bool isShift) {
+  Arrange();
   pointer = Place(x, y);
   mayTip = false;
   if (Widget* hit = WidgetAt(pointer); hit != nullptr && pressed == nullptr)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -47,16 +48,20 @@ class Face final : private Desk {
   /// Takes what the model shows at `now` (seconds, any origin). True when a picture drawn earlier is out of
   /// date.
   bool Update(double now);
-  /// The next `Update` answers true.
-  void Invalidate() { isStale = true; }
 
   /// One frame into a window of that many pixels, which the caller has begun. `observer` may be null.
   void Draw(NVGcontext* context, FontSet fonts, float width, float height,
             const Canvas::TextObserver* observer = nullptr);
 
-  // ---- Events; places in pixels of the window that was drawn last
+  /// The window has become that large, in pixels: the next `Update` answers true, and events that come before
+  /// it is drawn so are placed by it.
+  void Resize(float width, float height);
 
-  void PressAt(float x, float y, bool isRight, bool isShift, bool isControl, double now);
+  // ---- Events; places in pixels of the window as `Draw` or `Resize` had it last
+
+  /// `time`: when the button went down by the window system's clock, in seconds from any origin. A busy
+  /// window hears of presses late and of several at once; two are a double click by when they were made.
+  void PressAt(float x, float y, bool isRight, bool isShift, bool isControl, double time);
   void ReleaseAt(float x, float y);
   void MoveTo(float x, float y, bool isShift, bool isControl, double now);
   /// The pointer isn't over the window any more: no tip, nothing lit. Not to be called while a button is
@@ -107,6 +112,7 @@ class Face final : private Desk {
   std::string Clipboard() override { return desktop.Clipboard(); }
   void SetClipboard(const std::string& text) override { desktop.SetClipboard(text); }
 
+  void Fit(float width, float height);
   Point Place(float x, float y) const { return {(x - offset.x) / scale, (y - offset.y) / scale}; }
   Widget* WidgetAt(Point at) const;
   void Focus(Widget* widget);
@@ -134,7 +140,7 @@ class Face final : private Desk {
   Widget* pressed = nullptr;
   Widget* focus = nullptr;
   Point pointer;
-  double lastPress = -1.0;  // s
+  std::optional<double> lastPress;  // s by the window system; none after a double click
   Point lastPressAt;
   double restingSince = 0.0;  // s, since the pointer stands still
   bool isTipShown = false, isPointerInside = false, mayTip = false;

@@ -132,7 +132,8 @@ class FaceWidget final : public DGL::NanoTopLevelWidget {
     if (event.button != DGL::kMouseButtonLeft && event.button != DGL::kMouseButtonRight) return false;
     if (event.press) {
       face.PressAt(x, y, event.button == DGL::kMouseButtonRight, (event.mod & DGL::kModifierShift) != 0,
-                   (event.mod & DGL::kModifierControl) != 0, Now());
+                   (event.mod & DGL::kModifierControl) != 0,
+                   event.time != 0 ? 1e-3 * static_cast<double>(event.time) : Now());
       getWindow().focus();
     } else if (event.button == DGL::kMouseButtonLeft) {
       face.ReleaseAt(x, y);
@@ -261,7 +262,7 @@ class DglWindow final : public PluginWindow, private Desktop, private DGL::IdleC
                                     static_cast<double>(size.height) / static_cast<double>(Face::kHeight));
     const double scale = std::clamp(fitting / screenScale, Face::kSmallest, Face::kLargest);
     if (isReady && std::abs(scale - model.WindowScale()) > 1e-3) model.SetWindowScale(scale);
-    if (isReady) face.Invalidate();
+    if (isReady) face.Resize(static_cast<float>(size.width), static_cast<float>(size.height));
   }
 
   // Of the window's own timer.

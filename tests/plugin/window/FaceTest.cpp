@@ -211,6 +211,30 @@ TEST_F(FaceTest, DragsAreGesturesAndShiftIsTenTimesAsFine) {
   EXPECT_EQ(OpenGestures(), 0);
 }
 
+TEST_F(FaceTest, ABusyWindowTakesPressesAsTheHandMadeThem) {
+  model.Set("Prismel_Prismelion", 0.5f);
+  Frame();
+  const auto press = [&](Point at, double time) {
+    face.PressAt(at.x, at.y, false, false, false, time);
+    face.ReleaseAt(at.x, at.y);
+  };
+  // Two presses a second apart, heard of at once, are no double click. The system's clock has an origin of
+  // its own and comes around after weeks.
+  press(kHub, 4294967.0), press(kHub, 4294968.0), press(kHub, 0.2);
+  EXPECT_EQ(model.Get("Prismel_Prismelion"), 0.5f);
+  press(kHub, 0.4);
+  EXPECT_EQ(model.Get("Prismel_Prismelion"), 0.0f);
+  // What follows a choice, or a resize, before it is drawn.
+  const Point comb{65.0f, 162.0f}, pitch{69.0f, 346.0f};
+  const float before = model.Get("Prismel_CombCutoff");
+  press(comb, 10.0);
+  Drag(pitch, 0.0f, -17.0f);
+  EXPECT_GT(model.Get("Prismel_CombCutoff"), before);
+  face.Resize(2.0f * Face::kWidth, 2.0f * Face::kHeight);
+  Drag({2.0f * kWet.x, 2.0f * kWet.y}, 0.0f, -2000.0f);
+  EXPECT_EQ(model.Get("Prismel_Wet"), 1.0f);
+}
+
 TEST_F(FaceTest, TurnsOfTheWheelAreOneGestureUntilTheyStop) {
   model.Set("Prismel_Prismelion", 0.5f);
   Frame();

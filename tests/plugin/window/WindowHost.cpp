@@ -1,5 +1,6 @@
 // window_host clap|vst3|lv2 FILE: a built plug-in's window inside a window of a host's, here and on Windows.
-// Sound goes through all the while. Told by lines on standard input, and answers each with one:
+// Sound goes through all the while. Told by lines on standard input, and answers each with one, some steps
+// later, when the window has drawn what was asked for:
 //   open           the window opens; its size
 //   resize W H     the host makes it that large
 //   close          it closes; the plug-in stays
@@ -26,6 +27,8 @@ namespace {
 
 using namespace Vantora;
 using namespace Vantora::test;
+
+constexpr int kStepsToSettle = 10;
 
 /// Lines as they come, from a thread of its own: a window's loop waits for none.
 class Lines {
@@ -149,14 +152,19 @@ int main(int count, char** arguments) {
   try {
     Lines lines;
     Session session(opener, arguments[2]);
+    const auto pause = [&] {
+      session.Step();
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    };
     for (;;) {
       for (std::string line = lines.Take(); !line.empty(); line = lines.Take()) {
         if (line == "quit") return 0;
-        std::printf("%s\n", session.Do(line).c_str());
+        const std::string answer = session.Do(line);
+        for (int i = 0; i < kStepsToSettle; ++i) pause();
+        std::printf("%s\n", answer.c_str());
         std::fflush(stdout);
       }
-      session.Step();
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      pause();
     }
   } catch (const std::exception& error) {
     std::fprintf(stderr, "window_host: %s\n", error.what());

@@ -1,6 +1,6 @@
 // Opens the window over values without sound, for scripts and eyes: how fast it opens, how it looks.
 //   window_probe [--seconds N] [--scale S] [--busy] [NAME=VALUE ...]
-// Ends after N seconds, when the window is closed, or by SIGTERM, and then tells what is set.
+// Tells every change of a knob when it comes. Ends after N seconds, when the window is closed, or by SIGTERM.
 
 #include <chrono>
 #include <cmath>
@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "plugin/window/Window.h"
 #include "tests/plugin/window/FakeModel.h"
@@ -45,14 +47,16 @@ int main(int count, char** arguments) {
   const double drawn = since();
   std::printf("open %.1f ms, first frame %.1f ms\n", 1e3 * opened, 1e3 * drawn);
   std::fflush(stdout);
+  std::vector<float> told = model.values;
   while (isWanted != 0 && since() < seconds && window->Idle()) {
     if (isBusy) model.SetLive(BusyView(since()));
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  for (const auto& parameter : Vantora::host::ParameterTable::Get()) {
-    if (parameter.IsOffered() && model.values[parameter.Index()] != parameter.PreferredNormalized()) {
-      std::printf("%s=%s\n", parameter.UniqueName().c_str(), model.Text(parameter.Index()).c_str());
+    for (const auto& parameter : Vantora::host::ParameterTable::Get()) {
+      const uint32_t index = parameter.Index();
+      if (std::exchange(told[index], model.values[index]) == model.values[index]) continue;
+      std::printf("%s=%s\n", parameter.UniqueName().c_str(), model.Text(index).c_str());
+      std::fflush(stdout);
     }
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   std::printf("gestures %d, writes %d, outside %d\n", model.gestures, model.writes, model.writesOutside);
 }
