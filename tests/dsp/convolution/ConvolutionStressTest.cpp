@@ -1,5 +1,5 @@
-// Random lives of the engine and the reverb. Two seconds each, or PRISMEL_STRESS_SECONDS: the nightly run
-// under ThreadSanitizer takes minutes.
+// Random lives of the engine and the reverb: always the same ones, or others for PRISMEL_STRESS_SECONDS. The
+// nightly run under ThreadSanitizer takes minutes.
 
 #include <gtest/gtest.h>
 
@@ -23,11 +23,23 @@ using tests::Signal;
 using tests::Stereo;
 using Clock = std::chrono::steady_clock;
 
-Clock::time_point Deadline() {
-  const char* seconds = std::getenv("PRISMEL_STRESS_SECONDS");
-  const double duration = seconds != nullptr ? std::atof(seconds) : 2.0;
-  return Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(duration));
-}
+/// How long lives go on, and which. Without a time it is a number of steps, which is the same on every machine.
+class Course {
+ public:
+  explicit Course(uint32_t steps) : left(steps) {
+    if (seconds == nullptr) return;
+    const std::chrono::duration<double> duration(std::atof(seconds));
+    end = Clock::now() + std::chrono::duration_cast<Clock::duration>(duration);
+    seed = static_cast<uint32_t>(end.time_since_epoch().count());
+  }
+  bool GoesOn() { return seconds != nullptr ? Clock::now() < end : left > 0 && left-- > 0; }
+  uint32_t Seed() const { return seed; }
+
+ private:
+  const char* const seconds = std::getenv("PRISMEL_STRESS_SECONDS");
+  Clock::time_point end{};
+  uint32_t left, seed = 1;
+};
 
 bool AllFinite(const Stereo& signal) {
   for (const Signal& channel : signal) {
@@ -43,11 +55,11 @@ TEST(ConvolutionStress, EngineSurvivesResetsConfigurationsAndSwitchesAtAnyMoment
                                        {128, {{32, 1, 1}, {64, 2, 0}, {256, 1, 2}}},
                                        {64, {{64, 2, kAudioThread}, {64, 2, 0}, {256, 1, 0}}}};
   const Stereo impulse{Noise(5000, 1), Noise(4000, 2)}, input{Noise(3000, 3), Noise(3000, 4)};
-  const auto seed = static_cast<uint32_t>(Clock::now().time_since_epoch().count());
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
+  Course course(400);
+  SCOPED_TRACE("seed " + std::to_string(course.Seed()));
+  std::mt19937 random(course.Seed());
   uint64_t checks = 0, lives = 0;
-  for (const auto deadline = Deadline(); Clock::now() < deadline; ++lives) {
+  for (; course.GoesOn(); ++lives) {
     const ConvoEngineConfig& config = configs[random() % std::size(configs)];
     const PartitionSchedule schedule = MakePartitionSchedule(config, 5000, 32);
     ConvolutionEngine engine(impulse[0].data(), 5000, impulse[1].data(), 4000, schedule);
@@ -90,10 +102,10 @@ TEST(ConvolutionStress, EngineSurvivesResetsConfigurationsAndSwitchesAtAnyMoment
 }
 
 TEST(ConvolutionStress, ReverbSurvivesImpulsesKnobsResetsAndConfigurationsAtOnce) {
-  const auto seed = static_cast<uint32_t>(Clock::now().time_since_epoch().count());
-  SCOPED_TRACE("seed " + std::to_string(seed));
-  std::mt19937 random(seed);
-  for (const auto deadline = Deadline(); Clock::now() < deadline;) {
+  Course course(6000);  // actions
+  SCOPED_TRACE("seed " + std::to_string(course.Seed()));
+  std::mt19937 random(course.Seed());
+  while (course.GoesOn()) {
     ConvolutionReverb reverb("Stress");
     reverb.SetPartitions({64, {{32, 3, 0}, {128, 4, 0}, {512, 1, 1}}});
     reverb.SetLoader([](const std::string& path, Impulse& impulse, std::string& problem) {
@@ -121,7 +133,7 @@ TEST(ConvolutionStress, ReverbSurvivesImpulsesKnobsResetsAndConfigurationsAtOnce
       }
     });
     bool isFinite = true;
-    for (int action = 0; action < 200 && Clock::now() < deadline; ++action) {
+    for (int action = 0; action < 200 && course.GoesOn(); ++action) {
       switch (random() % 12) {
         case 0:
           reverb.ResetState(random() % 2 == 0);

@@ -23,8 +23,9 @@
 namespace Vantora::plugin {
 namespace {
 
-bool WaitFor(const std::function<bool()>& condition, double seconds = 5.0) {
-  for (double waited = 0.0; waited < seconds; waited += 0.02) {
+/// Two minutes of looks: for a test that would hang, as how long another program takes says nothing.
+bool WaitFor(const std::function<bool()>& condition) {
+  for (int look = 0; look < 6000; ++look) {
     if (condition()) return true;
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
