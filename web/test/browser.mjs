@@ -1,8 +1,9 @@
 // The built page in Chromium: its sound against `prismel render`, live playing, bad input, keys, what it asks the network.
+// With PRISMEL_LIVE_SECONDS, the length of the live run, it also holds how soon the page sounds and that it keeps up.
 import { readFileSync, statSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { openBrowser, openPage, pageFile, root } from "./browser-support.mjs";
-import { check, compare, finish, loadSources, prismel, recording, scratch } from "./support.mjs";
+import { openBrowser, openPage, pageFile, root, sentenceWith } from "./browser-support.mjs";
+import { check, checkSpeed, compare, finish, isMeasuring, loadSources, prismel, recording, scratch } from "./support.mjs";
 
 const { readWav, writeWav } = await loadSources("wav.ts");
 const { loops } = await loadSources("page/loops.ts");
@@ -22,18 +23,18 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
     const ready = Number(await target.getAttribute("html", "data-ready"));
     const pressed = Date.now();
     await target.click("#play");
-    await target.waitForFunction(() => prismel.player.live[5] > -60, null, { polling: 5, timeout: 10000 });
+    await target.waitForFunction(() => prismel.player.live[5] > -60, null, { polling: 5 });
     return [ready, Date.now() - pressed];
   };
   // The best of three: other work on the machine is not the page's.
   const starts = [await start(page)];
-  while (starts.length < 3 && starts.at(-1)[0] + starts.at(-1)[1] >= 1000) {
+  while (isMeasuring && starts.length < 3 && starts.at(-1)[0] + starts.at(-1)[1] >= 1000) {
     const again = await openPage(browser);
     starts.push(await start(again.page));
     await again.context.close();
   }
   const [ready, first] = starts.at(-1);
-  check(ready + first < 1000, `ready ${ready} ms after opening, first sound ${first} ms after the press (limit together 1000)`);
+  checkSpeed(ready + first < 1000, `ready ${ready} ms after opening, first sound ${first} ms after the press (limit together 1000)`);
 
   // An OfflineAudioContext at two rates.
   const keys = join(scratch, "keys.wav");
@@ -107,9 +108,10 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
       finite: [...player.live].every(Number.isFinite),
     };
   }, liveSeconds);
-  check(live.missed === 0 && live.finite && Math.abs(live.quanta * 128 / live.rate - live.audio) < 0.1,
+  check(live.finite && live.quanta > 0 && live.frames > 0, `${live.wall.toFixed(0)} s live with random knobs: what it shows stays finite`);
+  checkSpeed(live.missed === 0 && Math.abs(live.quanta * 128 / live.rate - live.audio) < 0.1,
     `${live.wall.toFixed(0)} s live with random knobs: ${live.quanta} quanta, ${live.missed} missed by the worklet's clock`);
-  check(Math.abs(live.audio - live.wall) < 0.25, `the context's clock kept up: ${live.audio.toFixed(2)} s of sound in ${live.wall.toFixed(2)} s`);
+  checkSpeed(Math.abs(live.audio - live.wall) < 0.25, `the context's clock kept up: ${live.audio.toFixed(2)} s of sound in ${live.wall.toFixed(2)} s`);
   console.log(`     pictures: ${(live.frames / live.wall).toFixed(0)} a second, longest pause ${live.longest.toFixed(0)} ms; ${JSON.stringify(live.stats)}`);
 
   // The WAV that the page saves is the command's.
@@ -161,8 +163,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   await page.keyboard.press("Enter");
   await page.keyboard.type("2 cows");
   await page.keyboard.press("Enter");
-  await page.waitForFunction(() => document.querySelector(".message.shown")?.textContent.includes("cows"));
-  check(true, `a value that is none: ${await page.textContent(".message")}`);
+  check(true, `a value that is none: ${await sentenceWith(page, "cows")}`);
   const nameless = await page.evaluate(() => [...document.querySelectorAll("button, input, select")].filter((e) =>
     !e.hidden && !e.closest("[hidden]") && !(e.getAttribute("aria-label") || e.textContent.trim() || e.closest("label")?.textContent.trim() || e.title)).length);
   check(nameless === 0, "every button and input has a name");
@@ -170,8 +171,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   // Files that are none: a sentence, and what plays goes on.
   const sentence = async (file, word) => {
     await page.setInputFiles(file.endsWith(".json") ? "input[aria-label='Preset file']" : "input[aria-label='Audio file']", file);
-    await page.waitForFunction((w) => document.querySelector(".message.shown")?.textContent.includes(w), word, { timeout: 8000 });
-    return page.textContent(".message");
+    return sentenceWith(page, word);
   };
   writeFileSync(join(scratch, "letter.wav"), "Dear sir, this is not a recording.");
   const wasSounding = await page.evaluate(() => JSON.stringify([...prismel.store.sound]));
@@ -184,7 +184,7 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
 
   // The microphone, and a second context.
   await page.click("text=Microphone");
-  await page.waitForFunction(() => prismel.player.source.kind === "microphone" && prismel.player.isPlaying, null, { timeout: 8000 });
+  await page.waitForFunction(() => prismel.player.source.kind === "microphone" && prismel.player.isPlaying);
   check(true, "the (pretended) microphone plays");
   const second = await page.evaluate(async () => {
     const context = new AudioContext();
@@ -205,16 +205,14 @@ const fromBase64 = (text) => new Float32Array(new Uint8Array(Buffer.from(text, "
   const { context, page } = await openPage(browser);
   await page.evaluate(() => { navigator.mediaDevices.getUserMedia = () => Promise.reject(new DOMException("", "NotFoundError")); });
   await page.click("text=Microphone");
-  await page.waitForSelector(".message.shown");
-  check((await page.textContent(".message")).includes("No microphone"), `no microphone: ${await page.textContent(".message")}`);
+  check(true, `no microphone: ${await sentenceWith(page, "No microphone")}`);
   await context.close();
 }
 {
   const { context, page } = await openPage(browser);
   await page.evaluate(() => { Object.defineProperty(BaseAudioContext.prototype, "audioWorklet", { value: undefined }); });
   await page.click("#play");
-  await page.waitForSelector(".message.shown");
-  check((await page.textContent(".message")).includes("worklets"), `no worklets: ${await page.textContent(".message")}`);
+  check(true, `no worklets: ${await sentenceWith(page, "worklets")}`);
   await context.close();
 }
 // On the narrowest phone nothing is cut off.

@@ -3,7 +3,7 @@ import { existsSync, readFileSync } from "node:fs";
 import { join } from "node:path";
 import { pathToFileURL } from "node:url";
 import puppeteer from "puppeteer-core";
-import { check, compare, finish, loadSources, prismel, recording, root, scratch } from "./support.mjs";
+import { check, compare, finish, loadSources, patience, prismel, recording, root, scratch } from "./support.mjs";
 
 const executablePath = process.env.FIREFOX ?? "/usr/bin/firefox-esr";
 if (!existsSync(executablePath)) {
@@ -15,14 +15,15 @@ const input = recording("guit_em9", 3);
 const { sampleRate, channels } = readWav(readFileSync(input));
 
 const browser = await puppeteer.launch({
-  browser: "firefox", executablePath, headless: true,
+  browser: "firefox", executablePath, headless: true, timeout: patience, protocolTimeout: patience,
   extraPrefsFirefox: { "media.autoplay.default": 0 },
 });
 const page = await browser.newPage();
+page.setDefaultTimeout(patience);
 const faults = [];
 page.on("pageerror", (error) => faults.push(String(error)));
 await page.goto(pathToFileURL(join(root, "web/dist/prismel.html")).href);
-await page.waitForSelector("html[data-ready]", { timeout: 20000 });
+await page.waitForSelector("html[data-ready]");
 check(true, "the page is ready, opened from its file");
 
 const result = await page.evaluate(async (rate, data) => {

@@ -3,7 +3,7 @@ import { createServer } from "node:http";
 import { existsSync, readFileSync } from "node:fs";
 import { extname, join } from "node:path";
 import { openBrowser, root } from "./browser-support.mjs";
-import { check, compare, finish, loadSources, prismel, recording, scratch } from "./support.mjs";
+import { check, compare, finish, loadSources, patience, prismel, recording, scratch } from "./support.mjs";
 
 const { readWav } = await loadSources("wav.ts");
 const input = recording("guit_em9", 3);
@@ -31,6 +31,7 @@ await new Promise((resolve) => server.once("listening", resolve));
 const base = `http://127.0.0.1:${server.address().port}`;
 const browser = await openBrowser();
 const page = await browser.newPage();
+page.setDefaultTimeout(patience);
 const faults = [];
 page.on("pageerror", (error) => faults.push(String(error)));
 // What the SDK's page would fetch from elsewhere.
@@ -75,7 +76,7 @@ check(compare(node.channels.map((t) => floats(t).subarray(node.latency)), refere
 check(node.text === "harmonizer" && node.fault.includes("Kombcutoff"), `texts and errors: ${node.text}; ${node.fault}`);
 
 await page.goto(`${base}/host/index.html`);
-await page.waitForSelector("#mount input", { timeout: 15000 });
+await page.waitForSelector("#mount input");
 const count = await page.locator("#mount label").count();
 check(count > 40, `the SDK's host page loads the module and shows its ${count} knobs`);
 await page.evaluate(helpers);
@@ -98,7 +99,7 @@ const wam = await page.evaluate(async ({ rate, frames }) => {
   const info = await a.node.getParameterInfo();
   const half = frames / 2 / rate;
   a.node.scheduleEvents({ type: "wam-automation", time: half, data: { id: symbol("OutputGain"), value: 0, normalized: true } });
-  await new Promise((resolve) => setTimeout(resolve, 50));
+  await a.node.getCompensationDelay();  // an answer: what was sent before has come, too
   const automated = await a.context.startRendering();
   const plain = await (await make()).context.startRendering();
   // State out of one, into the next: a preset's values by symbol.

@@ -54,7 +54,20 @@ export function compare(a, b) {
   return { different, worstDb: worst > 0 ? 20 * Math.log10(worst) : -Infinity };
 }
 
+/**
+ * Whether this run measures: how fast the page is and whether it keeps up live, a busy or slow machine decides as much as the
+ * page does. scripts/nightly asks for it.
+ */
+export const isMeasuring = process.env.PRISMEL_LIVE_SECONDS !== undefined;
+/** For what would hang, in milliseconds: how long a browser takes for anything says nothing. */
+export const patience = 300000;
+
 let failures = 0;
+/** Holds where it is measured; elsewhere it is told. */
+export function checkSpeed(isGood, sentence) {
+  if (isMeasuring) check(isGood, sentence);
+  else console.log(`told ${sentence}`);
+}
 export function check(isGood, sentence) {
   if (!isGood) ++failures;
   console.log(`${isGood ? "ok  " : "FAIL"} ${sentence}`);
