@@ -23,7 +23,8 @@ using tests::Signal;
 using tests::Stereo;
 using Clock = std::chrono::steady_clock;
 
-/// How long lives go on, and which. Without a time it is a number of steps, which is the same on every machine.
+/// How long lives go on, and which. Without a time it is a number of steps, which is the same on every
+/// machine.
 class Course {
  public:
   explicit Course(uint32_t steps) : left(steps) {

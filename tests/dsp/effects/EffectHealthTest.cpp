@@ -141,8 +141,9 @@ TEST_P(EveryEffect, SilenceAfterSignalCostsNoMoreThanTheSignal) {
   const FlushDenormals guard;  // as in the audio call
   const auto subject = GetParam().make();
   ModuleRig rig(*subject, GetParam().inputs, GetParam().outputs);
-  // Ten milliseconds of sound in turns, each as fast as it ever was: that is what the work takes, however often
-  // the machine did something else meanwhile. Processor time, which stands still while others have their turn.
+  // Ten milliseconds of sound in turns, each as fast as it ever was: that is what the work takes, however
+  // often the machine did something else meanwhile. Processor time, which stands still while others have
+  // their turn.
   constexpr uint32_t kPiece = 480;
   const Samples noise = Noise(kPiece, 4), nothing(kPiece, 0.0f);
   const auto secondsFor = [&](const Samples& x) {
