@@ -7,10 +7,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cmath>
 #include <cstring>
-#include <thread>
 
 #include "cli/Failure.h"
 #include "cli/audio/OggSerial.h"
@@ -34,12 +32,13 @@ bool IsStream(const std::string& path) {
 
 /// A device or a pipe; of a pipe a reader is waited for a while, not for ever: below 0 with ENXIO.
 int OpenForWriting(const std::string& path) {
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(host::HeldPipe::kPatienceMs);
-  int descriptor = -1;
-  while ((descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK)) < 0 && errno == ENXIO &&
-         std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  int descriptor = -1, fault = 0;
+  host::ComesSoon([&] {
+    descriptor = open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+    fault = errno;
+    return descriptor >= 0 || fault != ENXIO;
+  });
+  errno = fault;
   if (descriptor >= 0) fcntl(descriptor, F_SETFL, fcntl(descriptor, F_GETFL) & ~O_NONBLOCK);
   return descriptor;
 }

@@ -30,10 +30,7 @@ HeldPipe::HeldPipe(const std::filesystem::path& path) {
   reading = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   std::array<int, 2> scratch{};
   if (reading < 0 || pipe2(scratch.data(), O_CLOEXEC | O_NONBLOCK) != 0) return;  // opening it will say why
-  const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(kPatienceMs);
-  while (!(hasWriter = IsFed(reading, scratch[1])) && std::chrono::steady_clock::now() < end) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
+  hasWriter = ComesSoon([&] { return IsFed(reading, scratch[1]); });
   close(scratch[0]);
   close(scratch[1]);
   // A writer that is done already would let the next open wait for another: until then we are one.
@@ -43,6 +40,15 @@ HeldPipe::HeldPipe(const std::filesystem::path& path) {
 HeldPipe::~HeldPipe() {
   if (writing >= 0) close(writing);
   if (reading >= 0) close(reading);
+}
+
+bool ComesSoon(const std::function<bool()>& condition) {
+  constexpr int kLooks = 300;
+  for (int look = 0; look < kLooks; ++look) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  return condition();
 }
 
 std::ifstream OpenText(const std::filesystem::path& path) {

@@ -2,6 +2,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <functional>
 
 namespace Vantora::host {
 
@@ -14,9 +15,7 @@ namespace Vantora::host {
 /// It must not live on: a pipe that is held has no end. `OpenText` is the whole of it for a text.
 class HeldPipe {
  public:
-  static constexpr int kPatienceMs = 3000;  ///< how long a writer is waited for
-
-  /// Waits up to `kPatienceMs` where `path` is a pipe without a writer; nothing happens where it is no pipe.
+  /// Waits as `ComesSoon` does where `path` is a pipe without a writer; nothing happens where it is no pipe.
   explicit HeldPipe(const std::filesystem::path& path);
   ~HeldPipe();
   HeldPipe(const HeldPipe&) = delete;
@@ -30,6 +29,10 @@ class HeldPipe {
   bool isPipe = false, hasWriter = true;
   int reading = -1, writing = -1;  // our own ends, of which the first keeps what was written
 };
+
+/// Looks every 10 ms, for three seconds, whether `condition` has come true, and says so. What counts are the
+/// looks: a machine that stood still for a while hasn't waited, and neither has the other end of a pipe.
+bool ComesSoon(const std::function<bool()>& condition);
 
 /// `path` opened for reading; not open where it can't be. Throws `HostError` for a pipe that nobody writes
 /// to.

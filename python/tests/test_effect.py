@@ -6,7 +6,6 @@ import concurrent.futures
 import multiprocessing
 import os
 import pickle
-import signal
 import subprocess
 import sys
 import threading
@@ -204,43 +203,57 @@ def test_lets_other_threads_run_and_refuses_two_at_once() -> None:
     fx = prismel.Prismel(48000, "octave-halo")
     minute = np.tile(AUDIO, 60)
     stream = fx.stream(2)
-    outcomes: list[object] = []
-    ticks = 0
+    refused: list[str] = []
+    done = 0
 
+    # One thread works, minute by minute, until this one has been refused often enough. Whoever is refused ran while the
+    # other was at work; neither knows when the other has its turn, so each tries again.
     def work(call: Callable[[Any], Any]) -> None:
-        try:
-            outcomes.append(call(minute))
-        except PrismelError as problem:
-            outcomes.append(problem)
+        nonlocal done
+        done = 0
+        while len(refused) < 20 and done < 200:
+            try:
+                call(minute)
+                done += 1
+            except PrismelError:
+                pass
 
     for call in (fx, stream.feed, fx.process):
-        outcomes.clear()
-        threads = [threading.Thread(target=work, args=(call,)) for _ in range(3)]
-        for thread in threads:
-            thread.start()
-        while any(thread.is_alive() for thread in threads):
-            ticks += 1
+        refused.clear()
+        thread = threading.Thread(target=work, args=(call,))
+        thread.start()
+        while thread.is_alive():
+            try:
+                call(AUDIO[:, :48])
+            except PrismelError as problem:
+                refused.append(str(problem))
             time.sleep(0.001)
-        refused = [str(outcome) for outcome in outcomes if isinstance(outcome, PrismelError)]
-        assert len(refused) == 2 and "one for each thread" in refused[0], call
+        assert len(refused) >= 20 and done > 0 and all("one for each thread" in sentence for sentence in refused), call
         fx.reset()
-    assert ticks > 100
     assert fx(AUDIO).shape == AUDIO.shape
 
 
 INTERRUPTED = """
-import numpy as np, prismel, signal, sys, time
+import numpy as np, os, prismel, signal, threading, time
 signal.signal(signal.SIGINT, signal.default_int_handler)  # a shell's background jobs inherit that it is ignored
 fx = {make}
 audio = np.zeros((2, 60_000_000), np.float32)
 audio[:, 0] = 1.0
-print("ready", flush=True)
+worker = time.pthread_getcpuclockid(threading.main_thread().ident)
+begun = time.clock_gettime(worker)
+def interrupt():  # in the midst of the work, wherever the clock on the wall stands
+    global sent
+    while time.clock_gettime(worker) < begun + 0.2:
+        time.sleep(0.002)
+    sent = time.clock_gettime(worker)
+    os.kill(os.getpid(), signal.SIGINT)
+threading.Thread(target=interrupt).start()
 try:
     {call}
 except KeyboardInterrupt:
-    print("interrupted", flush=True)
+    print("interrupted", time.clock_gettime(worker) - sent)
 assert fx(audio[:, :4800]).shape == (2, 4800)
-print("alive", flush=True)
+print("alive")
 """
 
 
@@ -254,16 +267,12 @@ print("alive", flush=True)
     ],
 )
 def test_answers_ctrl_c_within_half_a_second(make: str, call: str) -> None:
+    """Of the working thread's own time, which stands still while other work has the processor."""
     program = INTERRUPTED.format(make=make, call=call)
-    with subprocess.Popen([sys.executable, "-c", program], stdout=subprocess.PIPE, text=True) as process:
-        assert process.stdout is not None and process.stdout.readline() == "ready\n"
-        time.sleep(0.7)
-        begin = time.monotonic()
-        process.send_signal(signal.SIGINT)
-        assert process.stdout.readline() == "interrupted\n"
-        taken = time.monotonic() - begin
-        assert process.stdout.readline() == "alive\n"
-    assert taken < 0.5
+    run = subprocess.run([sys.executable, "-c", program], capture_output=True, text=True)
+    answered, alive = run.stdout.splitlines()
+    assert alive == "alive" and answered.startswith("interrupted "), run
+    assert float(answered.split()[1]) < 0.5
 
 
 def render(fx: Callable[[Any], Any]) -> bytes:

@@ -73,7 +73,7 @@ TEST(DisksAndPipes, AFileThatEndsBeforeItsTimeIsRefusedUnlessItIsWanted) {
   }
   // Who wants a part of a stream doesn't wait for its end.
   const Outcome endless = here.Shell(
-      "mkfifo f; (cat whole.au; exec sleep 20) >f & timeout 10 $PRISMEL render -y --duration 0.5 - out.wav "
+      "mkfifo f; (cat whole.au; exec sleep 600) >f & timeout 300 $PRISMEL render -y --duration 0.5 - out.wav "
       "<f; "
       "s=$?; kill $!; exit $s");
   EXPECT_EQ(endless.status, 0) << endless.err;
@@ -128,12 +128,14 @@ TEST(DisksAndPipes, ARunRemovesWhatKilledOnesLeftButNothingThatGrows) {
   const Workspace here;
   WriteAudio(here / "in.wav", MakeTone(1, 4800));
   const Outcome run = here.Shell(
-      "set -m; $PRISMEL render -q in.wav a.wav --tail 5000 & dead=$!\n"
+      "set -m; $PRISMEL render -q in.wav a.wav --tail 50000 & dead=$!\n"
       "while ! ls .prismel-*.part >/dev/null 2>&1; do sleep 0.02; done; kill -KILL -- -$dead\n"
-      "while kill -0 -- -$dead 2>/dev/null && [ $((n += 1)) -lt 100 ]; do sleep 0.02; done; ls "
-      ".prismel-*.part\n"
-      "$PRISMEL render -q in.wav b.wav --tail 5000 & alive=$!\n"
-      "while [ \"$(ls .prismel-*.part)\" = \"$left\" ]; do sleep 0.02; done; sleep 0.3\n"
+      "wait $dead; while kill -0 -- -$dead 2>/dev/null && [ $((n += 1)) -lt 100 ]; do sleep 0.02; done\n"
+      "left=$(ls .prismel-*.part); echo $left\n"
+      "$PRISMEL render -q in.wav b.wav --tail 50000 & alive=$!\n"
+      "while { [ -e $left ] || ! ls .prismel-*.part >/dev/null 2>&1; } && [ $((m += 1)) -lt 3000 ]; do\n"
+      "  sleep 0.02\n"
+      "done\n"
       "$PRISMEL render -q in.wav c.wav --tail 0; ls .prismel-*.part | wc -l; kill $alive; wait $alive; true");
   EXPECT_THAT(run.out, testing::MatchesRegex("\\.prismel-.*\\.part\n1\n"));
   EXPECT_THAT(here.Files(), ElementsAre("c.wav", "in.wav"));

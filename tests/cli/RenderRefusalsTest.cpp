@@ -164,7 +164,7 @@ TEST(RenderRefusals, PipesWithoutAnOtherEndAreNotWaitedForForever) {
   for (size_t i = 0; i < commands.size(); ++i) {
     const std::string n = std::to_string(i);
     all += "mkdir " + n + "; mkfifo " + n + "/pipe; ln in.wav " + n + "; (cd " + n +
-           "; timeout 60 $PRISMEL " + commands[i] + " 2>err; echo $? >status) & ";
+           "; timeout 600 $PRISMEL " + commands[i] + " 2>err; echo $? >status) & ";
   }
   here.Shell(all + "wait");
   for (size_t i = 0; i < commands.size(); ++i) {
@@ -212,9 +212,13 @@ TEST(RenderRefusals, AnInterruptedRenderLeavesNothing) {
   for (const char* signal : {"INT", "TERM", "HUP", "KILL"}) {
     // An endless tail: the render is under way when the signal comes.
     const Outcome run = here.Shell(
-        "set -m; $PRISMEL render -q in.wav out.wav --tail 2000 & pid=$!; "
-        "while ! ls .prismel-*.part >/dev/null 2>&1; do sleep 0.05; done; sleep 0.1; kill -" +
-        std::string(signal) + " $pid; wait $pid; status=$?; sleep 0.3; exit $status");
+        "set -m; $PRISMEL render -q in.wav out.wav --tail 50000 & pid=$!; "
+        "part() { ls .prismel-*.part >/dev/null 2>&1; }; "
+        "while ! part; do sleep 0.05; done; sleep 0.1; kill -" +
+        std::string(signal) +
+        " $pid; wait $pid; status=$?; "
+        // The worker of a command that was killed tidies up as soon as it has its turn.
+        "while part && [ $((n += 1)) -lt 3000 ]; do sleep 0.02; done; exit $status");
     EXPECT_GT(run.status, 128) << signal;
     EXPECT_THAT(here.Files(), testing::ElementsAre("in.wav")) << signal;
   }

@@ -1,4 +1,4 @@
-"""The Python package's arguments: python_arguments.py [SECONDS, 10] [SEED, 1].
+"""The Python package's arguments: python_arguments.py [SECONDS, 10, or a number of calls as 800x] [SEED, 1].
 
 Every public name is called with arguments drawn from nasty ones. It answers, or raises an exception of Python's kinds;
 whatever else happens ends the process and fails. Prints the number of calls.
@@ -56,13 +56,15 @@ def calls(draw):
 
 
 def main():
-    seconds = float(sys.argv[1]) if len(sys.argv) > 1 else 10.0
+    most = sys.argv[1] if len(sys.argv) > 1 else "10"
     seed = int(sys.argv[2]) if len(sys.argv) > 2 else 1
     warnings.simplefilter("ignore")
     draw = random.Random(seed)
-    end = time.monotonic() + seconds
+    # A number of calls is the same ones on every machine.
+    calls_wanted = int(most[:-1]) if most.endswith("x") else None
+    end = time.monotonic() + (0.0 if calls_wanted is not None else float(most))
     count = answered = 0
-    while time.monotonic() < end:
+    while count < calls_wanted if calls_wanted is not None else time.monotonic() < end:
         count += 1
         try:
             calls(draw)

@@ -1,4 +1,5 @@
 // Facts about the effect's sound and its surface, through the loaded library.
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -244,46 +245,67 @@ TEST(Robustness, APanicBringsTheSoundBackAfterNotANumber) {
   }
 }
 
+/// What a random life did wrong.
+struct Life {
+  RealTimeViolations violations;  // of the first block with any, save page faults
+  std::vector<int> faultyBlocks;  // those with page faults
+  uint64_t notFinite = 0;         // samples
+};
+
 /// Every musician's knob moves at random in every block.
 /// tests/proofs runs a million, with more kinds of events.
-TEST(RealTime, HoldsForEveryEffectWhileAllKnobsMove) {
+Life LiveWith(int type, uint32_t seed) {
   constexpr int kBlocks = 4000;
+  Life life;
+  std::mt19937 random(seed);
+  std::uniform_real_distribution<float> position(0.0f, 1.0f);
+  ProcessorRig rig(type % 2 == 0 ? 44100.0f : 96000.0f, false);
+  rig.Set(kHostFxType, Step(type, 6));
+  rig.Silence(96);
+  for (int b = 0; b < kBlocks && life.violations.None(); ++b) {
+    for (uint32_t index = 152; index < 226; ++index) {
+      if (index == kHostFxType || index == kHostBypass || index == kHostPresetLoading || index == kHostPanic)
+        continue;
+      if (random() % 4 == 0) rig.Set(index, position(random));
+    }
+    const uint32_t bank = random() % 152;  // and one of the clones' own, configuration included
+    if (bank % 76 != 71) rig.Set(bank, position(random));
+    if (random() % 64 == 0) rig.Set(random() % 2 == 0 ? kHostPanic : kHostPresetLoading, position(random));
+    for (uint32_t i = 0; i < rig.effect.BlockSize(); ++i) {
+      rig.block.left[i] = 2.0f * position(random) - 1.0f;
+      rig.block.right[i] = 2.0f * position(random) - 1.0f;
+    }
+    rig.block.data.tempo = 30.0f + 200.0f * position(random);
+    rig.block.data.isPlaying = static_cast<uint8_t>(random() % 2);
+    rig.block.data.songPosition = 100.0f * position(random) - 10.0f;
+    life.violations = Watch([&] { rig.effect->Process(&rig.block.data); });
+    if (life.violations.pageFaults > 0) life.faultyBlocks.push_back(b);
+    for (uint32_t i = 0; i < rig.effect.BlockSize(); ++i) {
+      if (!std::isfinite(rig.block.outLeft[i]) || !std::isfinite(rig.block.outRight[i])) ++life.notFinite;
+    }
+  }
+  return life;
+}
+
+TEST(RealTime, HoldsForEveryEffectWhileAllKnobsMove) {
+  // A sanitizer has pages of its own, which it touches when it likes.
+  const bool isLocked = RealTimeGuard::WatchesEverything() && RealTimeGuard::LockMemory();
   for (int type = 0; type < 6; ++type) {
     const uint32_t seed = 977u + static_cast<uint32_t>(type);
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<float> position(0.0f, 1.0f);
-    ProcessorRig rig(type % 2 == 0 ? 44100.0f : 96000.0f, false);
-    rig.Set(kHostFxType, Step(type, 6));
-    rig.Silence(96);
-    uint64_t bad = 0;
-    // A sanitizer has pages of its own, which it touches when it likes.
-    const bool locked = RealTimeGuard::WatchesEverything() && RealTimeGuard::LockMemory();
-    RealTimeViolations violations;
-    for (int b = 0; b < kBlocks && violations.None() && (!locked || violations.pageFaults == 0); ++b) {
-      for (uint32_t index = 152; index < 226; ++index) {
-        if (index == kHostFxType || index == kHostBypass || index == kHostPresetLoading ||
-            index == kHostPanic)
-          continue;
-        if (random() % 4 == 0) rig.Set(index, position(random));
-      }
-      const uint32_t bank = random() % 152;  // and one of the clones' own, configuration included
-      if (bank % 76 != 71) rig.Set(bank, position(random));
-      if (random() % 64 == 0) rig.Set(random() % 2 == 0 ? kHostPanic : kHostPresetLoading, position(random));
-      for (uint32_t i = 0; i < rig.effect.BlockSize(); ++i) {
-        rig.block.left[i] = 2.0f * position(random) - 1.0f;
-        rig.block.right[i] = 2.0f * position(random) - 1.0f;
-      }
-      rig.block.data.tempo = 30.0f + 200.0f * position(random);
-      rig.block.data.isPlaying = static_cast<uint8_t>(random() % 2);
-      rig.block.data.songPosition = 100.0f * position(random) - 10.0f;
-      violations = Watch([&] { rig.effect->Process(&rig.block.data); });
-      for (uint32_t i = 0; i < rig.effect.BlockSize(); ++i) {
-        if (!std::isfinite(rig.block.outLeft[i]) || !std::isfinite(rig.block.outRight[i])) ++bad;
-      }
+    const Life life = LiveWith(type, seed);
+    EXPECT_TRUE(life.violations.None())
+        << "type " << type << " seed " << seed << ": " << life.violations.Text();
+    EXPECT_EQ(life.notFinite, 0u) << "type " << type << " seed " << seed;
+    // The kernel moves locked pages too when it makes room for large ones, at any block. A fault of the
+    // code's own comes at the same block in every such life.
+    std::vector<int> own = life.faultyBlocks;
+    for (int again = 0; isLocked && again < 2 && !own.empty(); ++again) {
+      const std::vector<int> found = LiveWith(type, seed).faultyBlocks;
+      std::erase_if(own, [&](int b) { return !std::binary_search(found.begin(), found.end(), b); });
     }
-    EXPECT_TRUE(violations.None()) << "type " << type << " seed " << seed << ": " << violations.Text();
-    EXPECT_EQ(locked ? violations.pageFaults : 0u, 0u) << "type " << type << " seed " << seed;
-    EXPECT_EQ(bad, 0u) << "type " << type << " seed " << seed;
+    if (isLocked) {
+      EXPECT_THAT(own, testing::IsEmpty()) << "page faults, type " << type << " seed " << seed;
+    }
   }
 }
 

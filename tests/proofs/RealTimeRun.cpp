@@ -65,9 +65,11 @@ int Run(int argc, char** argv) {
   std::vector<Findings> all = Walk(road, argv[1], blocks, seed);
 #if !defined(PRISMEL_RTSAN)
   // The kernel moves locked pages too when it makes room for large ones, and whoever touches them waits. That
-  // comes at any block; a fault of the code's own comes at the same one when the same road is walked again.
-  if (const uint64_t faults = PageFaults(all); isLocked && faults > 0) {
-    std::printf("real_time_run: %llu page faults, so once more\n", static_cast<unsigned long long>(faults));
+  // comes at any block, and goes on for a while; a fault of the code's own comes whenever the same road is
+  // walked again.
+  for (int walks = 1; isLocked && PageFaults(all) > 0 && walks < 5; ++walks) {
+    std::printf("real_time_run: %llu page faults, so once more\n",
+                static_cast<unsigned long long>(PageFaults(all)));
     for (Findings& one : all) one.sum.pageFaults = 0;
     std::vector<Findings> again = Walk(road, argv[1], blocks, seed);
     for (size_t i = 0; i < all.size(); ++i) all[i].sum.pageFaults = again[i].sum.pageFaults;
