@@ -189,7 +189,7 @@ class Lv2Plugin final : public Lv2Instance {
       const host::Parameter& parameter = list.At(i);
       // The port says what is set already: a restored state or the window set it, with more digits than a
       // port has.
-      if (*port == ToPortValue(parameter, core.Value(parameter.Index()))) continue;
+      if (SaysPortValue(parameter, core.Value(parameter.Index()), *port)) continue;
       core.StepTo(parameter.Index(), FromPortValue(parameter, *port), 0);
     }
     isFirstRun = false;

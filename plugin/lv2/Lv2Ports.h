@@ -42,8 +42,12 @@ struct Lv2Ports {
 };
 
 /// The value of a control port: in the unit, such that reading it back gives this position wherever a float
-/// can. For "Bypass", which LV2 calls "enabled", the other way round.
+/// can, and of those that do one with few digits. For "Bypass", which LV2 calls "enabled", the other way
+/// round.
 float ToPortValue(const host::Parameter& parameter, float position);
+/// Whether a port of that value says nothing but this position, which may have more digits than a port has:
+/// where no float leads back to it, its own value does. Real-time.
+bool SaysPortValue(const host::Parameter& parameter, float position, float value);
 /// And back. What isn't a number counts as the value that a preset falls back to.
 float FromPortValue(const host::Parameter& parameter, float value);
 

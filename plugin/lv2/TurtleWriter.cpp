@@ -46,13 +46,10 @@ std::string Quoted(std::string_view text) {
   return quoted + '"';
 }
 
-/// A decimal number that reads back to the same float.
+/// The shortest decimal number that reads back to the same float; a decimal of Turtle's, not an integer.
 std::string Number(float value) {
-  std::string text = fmt::format("{:.9f}", value);
-  if (std::stof(text) != value) text = fmt::format("{:.9e}", value);
-  const size_t end = text.find_last_not_of('0');
-  if (text.find('e') == std::string::npos && text[end] != '.') text.erase(end + 1);
-  return text;
+  const std::string text = fmt::format("{}", value);
+  return text.find_first_of(".e") == std::string::npos ? text + ".0" : text;
 }
 
 bool IsBypass(const host::Parameter& parameter) {

@@ -9,8 +9,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <new>
 #include <random>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -167,6 +169,34 @@ class Lv2Ports : public testing::Test {
   const host::Parameter& wet = host::ParameterTable::Get().At("Prismel_Wet");
   const std::vector<float> input = Noise(kFrames, 4);
 };
+
+TEST(Lv2PortValues, ArePeoplesNumbersAndLeadBackToThePosition) {
+  const auto& table = host::ParameterTable::Get();
+  for (const auto& [name, text, value] : {std::tuple("CombCutoff", "440 Hz", 440.0f),
+                                          {"LPFCutoff", "9 kHz", 9000.0f},
+                                          {"LFO_RateUnSynced", "0.3 Hz", 0.3f},
+                                          {"BitCrusherDownsample", "12", 12.0f}}) {
+    EXPECT_EQ(plugin::ToPortValue(table.At(name), table.At(name).Parse(text)), value) << name;
+  }
+  std::mt19937 random(7);
+  const plugin::HostParameters& list = plugin::HostParameters::Get();
+  for (size_t i = 0; i < list.WritableCount(); ++i) {
+    const host::Parameter& parameter = list.At(i);
+    const auto [low, high] =
+        std::minmax({plugin::ToPortValue(parameter, 0.0f), plugin::ToPortValue(parameter, 1.0f)});
+    const auto steps = parameter.IsStepped() ? static_cast<float>(parameter.StepCount() - 1) : 0.0f;
+    for (int k = 0; k <= 1000; ++k) {
+      float position = k < 2 ? static_cast<float>(k) : static_cast<float>(random()) / 4294967295.0f;
+      if (steps > 0.0f) position = std::round(position * steps) / steps;
+      const float value = plugin::ToPortValue(parameter, position);
+      EXPECT_TRUE(plugin::SaysPortValue(parameter, position, value)) << parameter.UniqueName() << position;
+      EXPECT_TRUE(value >= low && value <= high) << parameter.UniqueName() << value;
+      if (k > 1 && steps == 0.0f && position < 0.9f) {
+        EXPECT_FALSE(plugin::SaysPortValue(parameter, position + 0.05f, value)) << parameter.UniqueName();
+      }
+    }
+  }
+}
 
 TEST_F(Lv2Ports, AreTouchedInsideOfRunsOnlyAndWhereTheyAreThen) {
   const Heard still = Play(false, {0});
