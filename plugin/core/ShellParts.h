@@ -14,6 +14,7 @@
 #include "host/ProcessorSource.h"
 #include "plugin/core/FactoryBank.h"
 #include "plugin/core/History.h"
+#include "plugin/core/RestPicture.h"
 #include "plugin/core/ShellCore.h"
 #include "plugin/core/State.h"
 #include "plugin/core/UserPresets.h"
@@ -55,6 +56,7 @@ struct ShellCore::Parts {
   // 1 + the one that the audio thread began, until the main thread has read it
   std::atomic<size_t> processProgram{0};
 
+  RestPicture restPicture;
   uint32_t variation = 0;
   double windowScale = 1.0;
   const uint32_t effectIndex = host::ParameterTable::Get().At("Prismel_FXType").Index();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cmath>
 #include <utility>
 
@@ -40,6 +41,10 @@ LiveView ShellCore::Live() const {
   view.lfoValue = value(readOuts.value);
   view.inputDb = value(readOuts.input);
   view.outputDb = value(readOuts.output);
+  const uint64_t position = stream.IsRunning() ? stream.Position() : 0;
+  const double now =
+      std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+  if (parts->restPicture.IsAtRest(position, now)) parts->restPicture.Fill(values, position > 0, view);
   return view;
 }
 

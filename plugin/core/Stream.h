@@ -68,6 +68,8 @@ class Stream final {
   uint64_t ValueRevision() const { return valueRevision.load(std::memory_order_acquire); }  ///< [any thread]
   uint64_t LiveRevision() const { return liveRevision.load(std::memory_order_acquire); }    ///< [any thread]
   uint32_t Latency() const { return buffer.BlockSize(); }  ///< samples, a block; 0 before the first `Start`
+  /// [any thread] Samples handed to the processor since the start: where its next block begins.
+  uint64_t Position() const { return streamPosition.load(std::memory_order_relaxed); }
   double Tempo() const { return tempo.load(std::memory_order_relaxed); }  ///< [any thread] BPM
   /// [any thread] Fills in what only this side knows: taps, spread, number of voices. Asking keeps the taps'
   /// picture going for another second.
@@ -85,8 +87,6 @@ class Stream final {
 
   /// Number of the next sample that will be taken.
   uint64_t NextSample() const { return Position() + buffer.Fill(); }
-  /// Samples handed to the processor: where its next block begins.
-  uint64_t Position() const { return streamPosition.load(std::memory_order_relaxed); }
   void RunBlock();
   void WriteSound(host::HostedProcessor& hosted, const Positions& sound);
   void Write(host::HostedProcessor& hosted, uint32_t index, float position);

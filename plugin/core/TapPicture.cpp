@@ -76,7 +76,7 @@ bool TapPicture::PublishSpread(const Reading& reading) {
     return false;
   }
   spreadReading = reading;
-  const host::Parameter* knob = reading.effect < primary.size() ? primary[reading.effect] : nullptr;
+  const host::Parameter* knob = PrimaryOf(reading.effect);
   const dsp::StageRoute& route = dsp::kStageRoutes[knob != nullptr ? reading.effect : 0];
   for (uint32_t side = 0; side < LiveView::kSides; ++side) {
     for (uint32_t v = 0; v < LiveView::kVoices; ++v) {

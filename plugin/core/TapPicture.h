@@ -49,6 +49,10 @@ class TapPicture {
   /// longer steps. True when what is published moved.
   bool Advance(const Reading& reading, bool isWatched);
 
+  /// [any thread] The first knob of an effect, a value of "FXType"; null without one.
+  const host::Parameter* PrimaryOf(uint32_t effect) const {
+    return effect < primary.size() ? primary[effect] : nullptr;
+  }
   /// [any thread] Fills in taps and spread.
   void Store(LiveView& view) const;
 

@@ -27,6 +27,7 @@ struct LiveView {
   float lfoValue = 0.0f;      ///< -1 to 1
   float inputDb = -80.0f;     ///< level behind "InputGain", dBFS, -80 to 6
   float outputDb = -80.0f;    ///< level of the wet signal, dBFS, -80 to 6
+  bool isAtRest = false;      ///< the host runs nothing: all this follows the knobs, and nothing moves
 
   bool operator==(const LiveView&) const = default;
 };
@@ -65,7 +66,8 @@ class WindowModel {
   virtual uint64_t Revision() const = 0;
   /// Grows whenever something in `Live` changed.
   virtual uint64_t LiveRevision() const = 0;
-  /// The moving picture; each number is whole, but two may stem from neighbouring blocks.
+  /// The moving picture; each number is whole, but two may stem from neighbouring blocks. That a host has
+  /// stopped is seen by asking alone: `LiveRevision` doesn't grow then.
   virtual LiveView Live() const = 0;
 
   // ---- Parameters

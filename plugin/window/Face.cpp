@@ -17,6 +17,7 @@ constexpr double kTipDelay = 0.7;      // s
 constexpr double kDoubleClick = 0.35;  // s
 constexpr double kHeldGesture = 0.5;   // s after the last turn of the wheel
 constexpr double kNoticeSeconds = 5.0;
+constexpr double kLook = 0.25;  // s, between two looks at what moves while nothing is said to
 
 uint64_t Mix(uint64_t hash, uint64_t value) { return (hash ^ value) * 0x9E3779B97F4A7C15ull + (hash >> 29); }
 
@@ -36,7 +37,7 @@ uint64_t Face::Picture() const {
   const auto step = [&](float value, float pixels) {
     return static_cast<uint64_t>(static_cast<int64_t>(std::lround(value * pixels * 2.0f * scale)));
   };
-  uint64_t hash = live.activeVoices;
+  uint64_t hash = Mix(live.isAtRest ? 1 : 0, live.activeVoices);
   const uint32_t voices = std::min(live.activeVoices, LiveView::kVoices);
   for (uint32_t side = 0; side < LiveView::kSides && !isAdvanced; ++side) {
     for (uint32_t v = 0; v < voices; ++v) {
@@ -57,16 +58,20 @@ bool Face::Update(double time) {
   now = time;
   closed.clear();
   if (!heldGesture.empty() && now > heldUntil) EndHeldGesture();
-  if (const uint64_t revision = model.Revision(); revision != seenRevision) {
-    seenRevision = revision;
+  const bool hasNews = model.Revision() != seenRevision;
+  if (hasNews) {
+    seenRevision = model.Revision();
     isStale = true;
   }
   if (extras != nullptr && extras->ExtrasRevision() != seenExtras) {
     seenExtras = extras->ExtrasRevision();
     isStale = true;
   }
-  if (const uint64_t revision = model.LiveRevision(); revision != seenLive) {
+  // While a host runs nothing, what moves follows the knobs; that it has stopped nobody says.
+  if (const uint64_t revision = model.LiveRevision();
+      revision != seenLive || hasNews || now - lastLook > kLook) {
     seenLive = revision;
+    lastLook = now;
     live = model.Live();
     parts->wave->Tick();
   }

@@ -151,7 +151,7 @@ class Face final : private Desk {
   double noticeUntil = 0.0;
 
   // Picture.
-  double now = 0.0;
+  double now = 0.0, lastLook = 0.0;
   float scale = 1.0f;  // pixels a unit
   Point offset;        // of the face in the window, pixels
   uint64_t seenRevision = ~0ull, seenLive = ~0ull, seenPicture = ~0ull, seenExtras = 0;

@@ -87,6 +87,7 @@ void WaveView::Draw(Canvas& canvas) {
     DrawShape(canvas, field);
   }
   const LiveView& live = desk.Live();
+  if (live.isAtRest) return;
   float time = (static_cast<float>(cycle) + live.lfoPhase) / static_cast<float>(kTraceCycles);
   if (!isRandom) {
     // The processor tells the phase with the start phase in it; the picture begins at the start phase.

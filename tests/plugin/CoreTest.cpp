@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "host/ParameterTable.h"
+#include "plugin/core/RestPicture.h"
 #include "plugin/core/ShellCore.h"
 #include "plugin/core/State.h"
 #include "plugin/core/Timeline.h"
@@ -346,6 +347,47 @@ TEST(PluginCore, ThePictureOfTheTapsIsWhereTheTapsAre) {
   for (size_t voice = 0; voice < 8; ++voice) {
     EXPECT_NEAR(view.spread[0][voice], core.Value(Index("Prismel_BandpassCutoff")), 2e-3) << voice;
   }
+}
+
+TEST(PluginCore, WhereNothingRunsThePictureFollowsTheKnobs) {
+  // As the first blocks will have it: before any block, and in a host that has stopped.
+  ShellCore core;
+  core.SetSettingsText(
+      R"({"schema": 1, "parameters": {"Prismel_FXType": "comb", "Prismel_Voices": 8, "Prismel_Prismelion": 0.6,
+      "CombCutoff": "440 Hz", "LFOPrismelAmount": 0, "LFOPrimaryAmount": 0}})");
+  core.Activate(48000.0);
+  const LiveView before = core.Live();
+  EXPECT_TRUE(before.isAtRest);
+  const Audio noise = test::Plucks(480);
+  Stream(core, noise, 480);
+  const LiveView first = core.Live();
+  for (int i = 0; i < 100; ++i) core.Live(), Stream(core, noise, 480);
+  const LiveView running = core.Live();
+  EXPECT_FALSE(running.isAtRest);
+  EXPECT_GT(running.inputDb, -80.0f);
+  for (size_t side = 0; side < 2; ++side) {
+    for (size_t voice = 0; voice < 8; ++voice) {
+      EXPECT_NEAR(before.spread[side][voice], running.spread[side][voice], 2e-3) << voice;
+      EXPECT_NEAR(before.tapMs[side][voice], first.tapMs[side][voice], 1e-3) << voice;
+    }
+  }
+  EXPECT_NEAR(before.primary, running.primary, 2e-3);
+
+  Values values;
+  for (const char* name : {"Prismel_FXType", "Prismel_Prismelion", "Prismel_CombCutoff"})
+    values.Note(Index(name), core.Value(Index(name)));
+  RestPicture rest;
+  EXPECT_TRUE(rest.IsAtRest(0, 10.0));
+  for (int i = 1; i < 8; ++i) EXPECT_FALSE(rest.IsAtRest(480 * i, 10.0 + 0.2 * i));
+  EXPECT_FALSE(rest.IsAtRest(480 * 7, 11.8));
+  EXPECT_TRUE(rest.IsAtRest(480 * 7, 12.0));
+  LiveView stopped = running;
+  values.Note(Index("Prismel_CombCutoff"), 0.9f);
+  rest.Fill(values, true, stopped);
+  EXPECT_EQ(stopped.tapMs, running.tapMs);
+  EXPECT_EQ(stopped.primary, 0.9f);
+  EXPECT_GT(stopped.spread[0][0], running.spread[0][0]);
+  EXPECT_EQ(stopped.outputDb, -80.0f);
 }
 
 TEST(PluginCore, AMissingLibraryIsSaidAndTheLinkedEffectPlays) {
