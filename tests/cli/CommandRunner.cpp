@@ -82,8 +82,9 @@ Outcome Workspace::Shell(const std::string& text, const std::string& input) cons
   const std::string base = folder.string() + ".run";
   WriteBytes(base + ".sh", text + "\n");
   WriteBytes(base + ".in", input);
-  const std::string line = "cd '" + folder.string() + "' && PRISMEL='" PRISMEL_COMMAND "' bash '" + base +
-                           ".sh' <'" + base + ".in' >'" + base + ".out' 2>'" + base + ".err'";
+  // Whoever starts the tests may have a language that isn't installed, which the shell complains of.
+  const std::string line = "cd '" + folder.string() + "' && LC_ALL=C PRISMEL='" PRISMEL_COMMAND "' bash '" +
+                           base + ".sh' <'" + base + ".in' >'" + base + ".out' 2>'" + base + ".err'";
   const int result = std::system(line.c_str());
   Outcome outcome;
   outcome.status = WIFEXITED(result) ? WEXITSTATUS(result) : 128 + WTERMSIG(result);

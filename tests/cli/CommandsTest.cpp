@@ -118,7 +118,7 @@ TEST(Completion, ZshCompletesWhatAPersonTypes) {
   for (const auto& [typed, completed] : lines) {
     const Outcome run =
         here.Shell("export PRISMEL_PRESETS=$PWD PATH=\"$(dirname $PRISMEL):$PATH\"; timeout 600 " +
-                   std::string(PRISMEL_SOURCE_DIR "/tests/cli/zsh-completion $PWD ") + '"' + typed + '"');
+                   std::string(PRISMEL_SOURCE_DIR "/tests/cli/zsh-completion \"$PWD\" ") + '"' + typed + '"');
     EXPECT_EQ(run.status, 0) << run.err;
     EXPECT_THAT(run.out, HasSubstr("<<<" + std::string(completed) + ">>>")) << typed;
   }

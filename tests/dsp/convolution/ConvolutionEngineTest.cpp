@@ -1,6 +1,7 @@
 #include "dsp/convolution/ConvolutionEngine.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 
 #include <chrono>
@@ -286,7 +287,7 @@ TEST(ConvolutionEngine, GoesOfflineInMidStreamWithoutLosingASample) {
   const Stereo output = RunBlocks(*engine, input, 2, [&] {
     const bool useWorkers = block++ % 40 < 20;
     // In real time nothing is late as long as nobody hurries; offline the engine itself sees to it.
-    while (useWorkers && engine->AreWorkersBusy()) std::this_thread::yield();
+    while (useWorkers && engine->AreWorkersBusy()) std::this_thread::sleep_for(std::chrono::microseconds(20));
     engine->SetUseWorkers(useWorkers);
     return size_t{32};
   });
@@ -344,6 +345,11 @@ TEST(ConvolutionEngine, AResultThatIsLateInPartIsHeardFromWhereItIs) {
 #if !defined(PRISMEL_SANITIZED)
 TEST(ConvolutionEngineDeathTest, AThreadThatCannotStartIsASystemErrorAndLeavesNoneBehind) {
   const auto startWithoutMemory = [] {
+    // A thread's stack has 8 MB here, whatever the shell's limit makes of it.
+    pthread_attr_t attributes;
+    pthread_attr_init(&attributes);
+    pthread_attr_setstacksize(&attributes, 8u << 20);
+    pthread_setattr_default_np(&attributes);
     const Stereo impulse{Noise(2500, 61), Noise(2500, 62)};
     const PartitionSchedule schedule = MakePartitionSchedule(kSmall, 2500, 32);
     ConvolutionEngine engine(impulse[0].data(), 2500, impulse[1].data(), 2500, schedule);
