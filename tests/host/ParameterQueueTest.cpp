@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "host/HostError.h"
+#include "tests/support/Eventually.h"
 
 namespace Vantora::host {
 namespace {
@@ -50,11 +51,12 @@ TEST(ParameterQueue, LosesAndRepeatsNothingBetweenThreads) {
   std::vector<std::thread> writers;
   for (uint32_t w = 0; w < kWriters; ++w) {
     writers.emplace_back([&, w] {
-      for (uint32_t i = 0; i < kWrites; ++i) {
+      test::Waiting wait;
+      for (uint32_t i = 0; i < kWrites; ++i, wait.Over()) {
         const auto value = static_cast<float>(i);
         while (!(i % 16 == 0 ? queue.PushTogether({{w, value, 0}, {w + 100, value, 0}})
                              : queue.Push({w, value, 0}))) {
-          std::this_thread::yield();
+          wait.Look();
         }
       }
       --running;

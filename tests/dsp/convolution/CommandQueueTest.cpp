@@ -9,6 +9,7 @@
 
 #include "dsp/convolution/ContainerErrors.h"
 #include "tests/dsp/convolution/OrderExplorer.h"
+#include "tests/support/Eventually.h"
 
 namespace Vantora::dsp {
 namespace {
@@ -99,16 +100,21 @@ TEST(CommandQueue, TwoThreadsPassAMillionCommandsInOrder) {
   constexpr uint64_t kCount = 1'000'000;
   uint64_t expected = 0, wrong = 0;
   std::thread producer([&] {
+    test::Waiting wait;
     for (uint64_t i = 0; i < kCount;) {
       if (queue.Enqueue([&, i] { wrong += expected++ != i; }, [] {})) {
         ++i;
+        wait.Over();
       } else {
-        std::this_thread::yield();
+        wait.Look();
       }
     }
   });
-  while (expected < kCount) {
-    if (!queue.ExecuteOne(false)) std::this_thread::yield();
+  for (test::Waiting wait; expected < kCount;) {
+    if (queue.ExecuteOne(false))
+      wait.Over();
+    else
+      wait.Look();
   }
   producer.join();
   EXPECT_EQ(wrong, 0u);

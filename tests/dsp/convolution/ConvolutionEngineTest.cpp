@@ -307,7 +307,7 @@ TEST(ConvolutionEngine, CountsWhatAStalledWorkerLosesAndRecovers) {
   const Signal headOnly(impulse[0].begin(), impulse[0].begin() + 64);
   EXPECT_LT(tests::ErrorDb(stalled[0], input[0], headOnly), -120.0);
   hold.unlock();
-  while (engine->AreWorkersBusy()) std::this_thread::yield();
+  while (engine->AreWorkersBusy()) std::this_thread::sleep_for(std::chrono::microseconds(20));
   // What was computed while nobody could hear it is thrown away, and counted.
   RunBlocks(*engine, {Signal(2000), Signal(2000)}, 2, Unhurried(*engine, RandomBlocks(32, 58)));
   EXPECT_GE(engine->Overloads().lostResults, 8u);
@@ -334,7 +334,7 @@ TEST(ConvolutionEngine, AResultThatIsLateInPartIsHeardFromWhereItIs) {
   for (size_t at = 0; at < 64; at += 16) run(at, 16);
   EXPECT_EQ(run(64, 16), Signal(16));
   hold.unlock();
-  while (engine->AreWorkersBusy()) std::this_thread::yield();
+  while (engine->AreWorkersBusy()) std::this_thread::sleep_for(std::chrono::microseconds(20));
   const Signal rest = run(80, 64);
   for (size_t i = 0; i < 48; ++i) EXPECT_NEAR(rest[i], input[16 + i], 1e-5f) << i;
   EXPECT_EQ(engine->Overloads().lateResults, 1u);
