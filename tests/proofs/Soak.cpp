@@ -5,6 +5,7 @@
 // neither the heap in use nor the resident memory may grow from one round of rates to the next. Exit status
 // 1: one of these didn't hold.
 #include <malloc.h>
+#include <sys/prctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -222,6 +223,8 @@ int main(int argc, char** argv) {
         "usage: soak LIBRARY [SECONDS] [SEED], say soak build/release/lib/libprismelProcessor.so 3600\n");
     return 2;
   }
+  // Where the kernel makes large pages of any memory, and in its own time, what is resident says little.
+  prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
   try {
     Vantora::test::Soak soak(argv[1], argc > 3 ? std::strtoull(argv[3], nullptr, 10) : 1);
     return soak.Run(argc > 2 ? std::atof(argv[2]) : 3600.0) ? 0 : 1;
