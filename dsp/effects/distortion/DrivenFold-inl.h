@@ -50,8 +50,8 @@ HWY_INLINE NumberPair<N> FreelySubtract(NumberPair<N> a, NumberPair<N> b, Number
 }
 
 // The whole number nearest to x * scale, in the last bits of a sum whose last place counts ones. ExpFloat4
-// takes the one below the rounded product + 0.5 and SineFloat4 cuts off behind 0.5 more: the same, but next
-// to the middle between two, which the limits below keep away.
+// takes the one below the rounded product + 0.5: the same, but next to the middle between two, which the
+// limits below keep away. SineFloat4, which cuts off behind 0.5 more, has the like below.
 template <typename T>
 HWY_INLINE T NearestIn(T x, float scale, float offset) {
   return FreelyAdd(x, Number<T>(scale), Number<T>(offset));
@@ -121,33 +121,37 @@ HWY_INLINE FoldNumber LargerBits(FoldNumber a, FoldNumber b) {
   return {hn::BitCast(ManyLanes(), hn::Max(hn::BitCast(du, a.v), hn::BitCast(du, b.v)))};
 }
 
-// The larger of a size and one that was found before.
-HWY_INLINE FoldNumber LargerSize(FoldNumber x, FoldNumber found) {
-#if HWY_CAP_GE512
-  constexpr int kOfSizes = 3, kWithoutSign = 2 << 2;
-  return {hn::Vec<ManyLanes>{_mm512_range_ps(x.v.raw, found.v.raw, kOfSizes | kWithoutSign)}};
-#else
-  return Greater(Magnitude(x), found);
-#endif
-}
-HWY_INLINE FoldTwins LargerSize(FoldTwins x, FoldTwins found) {
-  return {LargerSize(x.low, found.low), LargerSize(x.high, found.high)};
-}
+// Added to a number, it leaves the nearest whole number of twos in the last bits, above kMostTurns.
+constexpr uint32_t kMostTurns = 128;
+constexpr float kTurnBits = 25165824.0f + 2.0f * static_cast<float>(kMostTurns);
 
-// sin(x pi / 2), as SineFloat4 has it. `largest` takes in the squares of what is left of half turns.
-HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldNumber& largest) {
+// What was found of the inputs of some folds.
+struct FoldFindings {
+  FoldNumber turn;   // the largest square of what is left of half turns
+  FoldNumber turns;  // all bits of their numbers
+};
+
+// sin(x pi / 2), as SineFloat4 has it.
+HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldFindings& found) {
   using T = FoldNumber;
   const ManyLanes d;
   const auto c = [](float number) HWY_ATTR { return Number<T>(number); };
-  x = x * c(1.5707964f);
-  const T sum = NearestIn(x, 0.318309886f, kWholeBits);
-  const T k = WholeOf(sum, kWholeBits);
-  // The first two products are exact.
-  T rest = FreelySubtract(k, c(3.140625f), x);
-  rest = FreelySubtract(k, c(9.67502593994140625e-4f), rest);
-  rest = rest - k * c(1.509957990978376432e-7f);
+  const T sum = x + c(kTurnBits);
+  const T twice = sum - c(kTurnBits);
+  found.turns.v = hn::Or(sum.v, found.turns.v);
+  // The products with the first two pieces of pi are exact, and so is the first difference: where a machine
+  // fuses, the two are one, which has 23 bits.
+  constexpr float kHigh = 0.5f * 3.140625f;
+  constexpr float kMiddle = 0.5f * 9.67502593994140625e-4f;
+  T rest = x * c(1.5707964f);
+#if HWY_CAP_GE256
+  rest = FreelySubtract(twice, c(kHigh + kMiddle), rest);
+#else
+  rest = rest - twice * c(kHigh) - twice * c(kMiddle);
+#endif
+  rest = rest - twice * c(0.5f * 1.509957990978376432e-7f);
   const T z = rest * rest;
-  largest = LargerBits(z, largest);
+  found.turn = LargerBits(z, found.turn);
   T y = z * c(2.59990315e-06f) + c(-0.000198065478f);
   y = y * z + c(0.00833301619f);
   y = y * z + c(-0.166666567f);
@@ -156,18 +160,14 @@ HWY_INLINE FoldNumber SineFoldOf(FoldNumber x, FoldNumber& largest) {
   const auto isOdd = hn::BitCast(d, hn::ShiftLeft<31>(hn::BitCast(du, sum.v)));
   return {hn::Xor(sine.v, isOdd)};
 }
-HWY_INLINE FoldTwins SineFoldOf(FoldTwins x, FoldTwins& largest) {
-  return {SineFoldOf(x.low, largest.low), SineFoldOf(x.high, largest.high)};
-}
 
 // Up to there, squared, the r of the gain's exponential, times 1/2, leaves a mantissa between the roots of
 // 1/2 and of 2, the one that the logarithm would find; and that of the root's, times 2, is as far from the
 // middle between two powers: by more than what rounding makes of kFoldDriveLimit. The last is the same for
-// half turns, of inputs up to kLoudestFold.
+// half turns, up to kMostTurns of them.
 constexpr float kEvenMantissas = 0.173282f * 0.173282f;
 constexpr float kEvenRoots = 0.69314f * 0.69314f;
 constexpr float kEvenTurns = 1.5707f * 1.5707f;
-constexpr float kLoudestFold = 256.0f;
 
 constexpr uint32_t kFoldChunk = 64;  // samples
 constexpr uint32_t kFoldPairs = 2;   // of blocks at a time
@@ -184,8 +184,8 @@ struct FoldPair {
   DrivenFold* high;
   FoldTwins largest;      // r squared, of the gain
   FoldTwins largestRoot;  // of the root
-  FoldTwins largestTurn;  // of the sine
-  FoldTwins peak;
+  FoldFindings foundLow;
+  FoldFindings foundHigh;
 };
 
 HWY_INLINE void DriveGains(FoldPair& pair, FoldRows& rows, uint32_t start, uint32_t count) {
@@ -244,21 +244,21 @@ HWY_INLINE void FoldDriven(FoldPair& pair, const FoldRows& rows, uint32_t start,
   using T = FoldTwins;
   DrivenFold& low = *pair.low;
   DrivenFold& high = *pair.high;
-  T peak = pair.peak;
-  T largest = pair.largestTurn;
+  FoldFindings foundLow = pair.foundLow;
+  FoldFindings foundHigh = pair.foundHigh;
   for (uint32_t i = 0; i < count; i += kFoldStep) {
     const uint32_t lanes = kFoldStep == 4 ? 4 : std::min(kFoldStep, count - i);  // blocks are of whole fours
     const T x = {LoadNumber<FoldNumber>(low.in + start + i, lanes),
                  LoadNumber<FoldNumber>(high.in + start + i, lanes)};
     const T driven = x * LoadAll<T>(rows.gain + 2 * i) * LoadAll<T>(rows.root + 2 * i);
-    peak = LargerSize(driven, peak);
+    const T folded = {SineFoldOf(driven.low, foundLow), SineFoldOf(driven.high, foundHigh)};
     // The input's share is +0.
-    const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * SineFoldOf(driven, largest);
+    const T y = Number<T>(0.0f) + LoadAll<T>(rows.wetGain + 2 * i) * folded;
     StoreNumber(y.low, low.out + start + i, lanes);
     StoreNumber(y.high, high.out + start + i, lanes);
   }
-  pair.peak = peak;
-  pair.largestTurn = largest;
+  pair.foundLow = foundLow;
+  pair.foundHigh = foundHigh;
   const uint32_t last = count - 1;
   const uint32_t place = 2 * last - last % kFoldStep;
   low.last = low.in[start + last] * rows.gain[place] * rows.root[place];
@@ -274,10 +274,12 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
   HWY_ALIGN float places[kFoldChunk];
   const uint32_t pairCount = (blockCount + 1) / 2;
   const auto none = Number<FoldTwins>(0.0f);
+  const FoldFindings nothing = {none.low, Number<FoldNumber>(kTurnBits)};
   const auto at = [&](uint32_t b) {
     return blocks + std::min(b, blockCount - 1);
   };  // a last one is its own twin
-  for (uint32_t p = 0; p < kFoldPairs; ++p) pairs[p] = {at(2 * p), at(2 * p + 1), none, none, none, none};
+  for (uint32_t p = 0; p < kFoldPairs; ++p)
+    pairs[p] = {at(2 * p), at(2 * p + 1), none, none, nothing, nothing};
   for (uint32_t start = 0; start < count; start += kFoldChunk) {
     const uint32_t chunk = std::min(kFoldChunk, count - start);
     for (uint32_t i = 0; i < chunk; i += kFoldStep) {
@@ -289,18 +291,23 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
     for (uint32_t p = 0; p < pairCount; ++p) RootsAndWetGains(pairs[p], places, rows[p], chunk);
     for (uint32_t p = 0; p < pairCount; ++p) FoldDriven(pairs[p], rows[p], start, chunk);
   }
-  const auto finish = [&](DrivenFold& block, FoldNumber peak, FoldNumber drive, FoldNumber root,
-                          FoldNumber turn) HWY_ATTR {
+  const auto finish = [&](DrivenFold& block, FoldNumber drive, FoldNumber root,
+                          const FoldFindings& found) HWY_ATTR {
+    const hn::RebindToUnsigned<ManyLanes> du;
     const auto isAtMost = [&](FoldNumber x, float limit) HWY_ATTR { return hn::Le(x.v, hn::Set(d, limit)); };
-    block.isOver = !hn::AllTrue(d, isAtMost(peak, 1.0f));
+    // Of a turn either way bits differ; of too many, or of what isn't a number, bits that count none.
+    const auto differing = hn::Xor(hn::BitCast(du, found.turns.v), hn::Set(du, BitCast<uint32_t>(kTurnBits)));
+    const auto none = hn::Zero(du);
+    block.isOver = !hn::AllTrue(du, hn::Eq(differing, none));
     block.isExact =
+        hn::AllTrue(du, hn::Eq(hn::AndNot(hn::Set(du, 2 * kMostTurns - 1), differing), none)) &&
         hn::AllTrue(d, hn::And(hn::And(isAtMost(drive, kEvenMantissas), isAtMost(root, kEvenRoots)),
-                               hn::And(isAtMost(turn, kEvenTurns), isAtMost(peak, kLoudestFold))));
+                               isAtMost(found.turn, kEvenTurns)));
   };
   for (uint32_t p = 0; p < pairCount; ++p) {
     const FoldPair& pair = pairs[p];
-    finish(*pair.low, pair.peak.low, pair.largest.low, pair.largestRoot.low, pair.largestTurn.low);
-    finish(*pair.high, pair.peak.high, pair.largest.high, pair.largestRoot.high, pair.largestTurn.high);
+    finish(*pair.low, pair.largest.low, pair.largestRoot.low, pair.foundLow);
+    finish(*pair.high, pair.largest.high, pair.largestRoot.high, pair.foundHigh);
   }
 }
 
