@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "basictools/BitCast.h"
 #include "basictools/math/SinCos.h"
 #include "basictools/math/WholeQuads.h"
 #include "dsp/control/DelayLine.h"
@@ -64,21 +65,55 @@ HWY_INLINE bool HasOnly(int32_t bits, hn::Vec<DI> x) {
 #endif
 }
 
-// False when the samples don't all look at the same whole place.
-HWY_INLINE bool ReadTapStanding(const TapPlaces (&at)[kParts], int32_t furthest, const float* x, float* tap) {
+// The whole vectors of a block whose samples all look at the whole place `whole`; false when they don't.
+HWY_INLINE bool ReadTapStanding(const TapRead& read, int32_t whole, uint32_t count) {
   const D d;
   const DI di;
-  const int32_t whole = hn::GetLane(at[0].whole);
+  const auto from = static_cast<float>(whole);
+  const auto bits = BitCast<int32_t>(from);
+  const float* HWY_RESTRICT ramp = read.ramp;
+  const float* HWY_RESTRICT depth = read.depth;
+  const float* HWY_RESTRICT x = read.line - whole;
+  float* HWY_RESTRICT tap = read.tap;
+  const auto start = hn::Set(d, from);
+  const auto startBits = hn::Set(di, bits);
   auto all = hn::Zero(di);
-  for (const TapPlaces& part : at) all = hn::Or(all, hn::Xor(part.whole, hn::Set(di, whole)));
-  if (HWY_UNLIKELY(!HasOnly(0, all) || whole > furthest)) return false;
-  x -= whole;
-  for (uint32_t p = 0; p < kParts; ++p) {
-    const float* from = x + p * kLanes;
-    hn::StoreU(Between(hn::LoadU(d, from), hn::LoadU(d, from - 1), at[p].frac), d, tap + p * kLanes);
+  for (std::size_t i = 0; i + kLanes <= count; i += kLanes) {
+    const auto delay = hn::Mul(hn::Load(d, ramp + i), hn::Load(d, depth + i));
+    all = hn::Or(all, hn::Sub(hn::BitCast(di, delay), startBits));
+    const auto frac = hn::Sub(delay, start);
+    hn::StoreU(Between(hn::LoadU(d, x + i), hn::LoadU(d, x + i - 1), frac), d, tap + i);
   }
-  return true;
+  // Numbers are in the order of their bits; from a whole one to the next there are a power of two of them.
+  return HasOnly((1 << (150 - (bits >> 23))) - 1, all);
 }
+
+#if !HWY_CAP_GE256
+// The same where they look at that place or the next further one: three straight loads serve.
+HWY_INLINE bool ReadTapBetweenTwo(const TapRead& read, int32_t whole, uint32_t count) {
+  const D d;
+  const float* HWY_RESTRICT ramp = read.ramp;
+  const float* HWY_RESTRICT depth = read.depth;
+  const float* HWY_RESTRICT x = read.line - whole;
+  float* HWY_RESTRICT tap = read.tap;
+  const auto start = hn::Set(d, static_cast<float>(whole));
+  const auto one = hn::Set(d, 1.0f);
+  auto all = hn::Zero(d);
+  for (std::size_t i = 0; i + kLanes <= count; i += kLanes) {
+    const auto delay = hn::Mul(hn::Load(d, ramp + i), hn::Load(d, depth + i));
+    const auto a = hn::LoadU(d, x + i);
+    const auto b = hn::LoadU(d, x + i - 1);
+    const auto c = hn::LoadU(d, x + i - 2);
+    const auto beyond = hn::Sub(delay, start);
+    const auto isFar = hn::Ge(beyond, one);
+    all = hn::Or(all, beyond);
+    const auto frac = hn::Sub(beyond, hn::IfThenElseZero(isFar, one));
+    hn::StoreU(Between(hn::IfThenElse(isFar, b, a), hn::IfThenElse(isFar, c, b), frac), d, tap + i);
+  }
+  // Numbers from 0 up to 2 are those without the two highest bits.
+  return HasOnly(0x3FFFFFFF, hn::BitCast(DI(), all));
+}
+#endif
 
 #if HWY_CAP_GE256
 // False when one of the samples looks some samples further or less far back than the first one. Else two
@@ -148,12 +183,28 @@ void ReadTap(const TapRead& read, uint32_t count) {
   const float* HWY_RESTRICT ramp = read.ramp;
   const float* HWY_RESTRICT depth = read.depth;
   float* HWY_RESTRICT tap = read.tap;
-  // Where it may seldom change, whether a run's whole place does is worth asking first; but not where one
-  // vector is a run.
-  const uint32_t latest = count - 1;
-  const float drift = std::fabs(ramp[0] * depth[0] - ramp[latest] * depth[latest]);
-  const bool stands = kParts > 1 && drift * 64.0f < static_cast<float>(count);
-  for (std::size_t i = 0; i < count; i += kVectorPadding) {
+  // The ends tell nearly always what the whole block looks at. Where one vector is a run it is no gain.
+  std::size_t i = 0;
+  const float first = ramp[0] * depth[0];
+  const float last = ramp[count - 1] * depth[count - 1];
+  const auto isWithin = [&](float delay) {
+    return delay >= 1.0f && delay < static_cast<float>(read.furthest);
+  };
+  if (kParts > 1 && HWY_LIKELY(isWithin(first) && isWithin(last))) {
+    const auto begin = static_cast<int32_t>(first);
+    const auto end = static_cast<int32_t>(last);
+    // What is left goes on at a run.
+    const uint32_t whole = count % kLanes == 0 ? count : count / kVectorPadding * kVectorPadding;
+    if (begin == end) {
+      if (HWY_LIKELY(ReadTapStanding(read, begin, whole))) i = whole;
+    }
+#if !HWY_CAP_GE256
+    else if (begin - end == 1 || end - begin == 1) {
+      if (HWY_LIKELY(ReadTapBetweenTwo(read, std::min(begin, end), whole))) i = whole;
+    }
+#endif
+  }
+  for (; i < count; i += kVectorPadding) {
     TapPlaces at[kParts];
     for (uint32_t p = 0; p < kParts; ++p) {
       const std::size_t k = i + p * kLanes;
@@ -169,7 +220,6 @@ void ReadTap(const TapRead& read, uint32_t count) {
         left -= std::min<std::size_t>(left, kLanes);
       }
     }
-    if (stands && HWY_LIKELY(ReadTapStanding(at, read.furthest, line + i, tap + i))) continue;
     if (HWY_LIKELY(ReadTapNear(at, read.furthest, line + i, tap + i))) continue;
     for (uint32_t p = 0; p < kParts; ++p) {
       const std::size_t k = i + p * kLanes;
