@@ -31,6 +31,7 @@ struct LaneNumber {
 };
 
 using ManyLanes = hn::CappedTag<float, 16>;
+using HalfLanes = hn::CappedTag<float, 8>;
 using FewLanes = hn::CappedTag<float, 4>;
 
 // Two numbers as one, for clones that fill more than a vector: two recursions in one loop take hardly longer

@@ -180,8 +180,10 @@ HWY_INLINE void RunStreams(uint32_t clones, uint32_t count, In in, Out out, Tick
 
 // Calls `run` with groups of clones: T as a template argument of its call operator, the first clone and how
 // many. Where the machine has no vectors that are a gain, each runs alone. With `kInPairs` more clones than a
-// vector holds share a loop, which is a gain while what the loop remembers stays in registers.
-template <bool kInPairs = false, typename Run>
+// vector holds share a loop, which is a gain while what the loop remembers stays in registers. With
+// `kInHalves` five to eight clones take vectors of eight where there are wider ones, which is a gain where
+// the way to lanes and back is much of the loop.
+template <bool kInPairs = false, bool kInHalves = false, typename Run>
 HWY_INLINE void ForEachGroup(uint32_t clones, Run run) {
   uint32_t first = 0;
 #if HWY_TARGET != HWY_EMU128
@@ -190,6 +192,12 @@ HWY_INLINE void ForEachGroup(uint32_t clones, Run run) {
     using Pair = NumberPair<LaneNumber<ManyLanes>>;
     for (; clones - first > kMany; first += std::min(2 * kMany, clones - first))
       run.template operator()<Pair>(first, std::min(2 * kMany, clones - first));
+  }
+  if constexpr (kInHalves && kMany > 8) {
+    if (clones > 4 && clones <= 8) {
+      run.template operator()<LaneNumber<HalfLanes>>(0, clones);
+      return;
+    }
   }
   for (; clones - first > 4; first += std::min(kMany, clones - first))
     run.template operator()<LaneNumber<ManyLanes>>(first, std::min(kMany, clones - first));

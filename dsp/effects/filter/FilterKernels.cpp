@@ -145,8 +145,8 @@ void RunGroup(const FilterBlock* blocks, uint32_t clones, uint32_t count) {
 
 template <uint32_t kOrder>
 void Run(const FilterBlock* blocks, uint32_t blockCount, uint32_t count) {
-  ForEachGroup(blockCount, [&]<typename T>(uint32_t first, uint32_t clones)
-                               HWY_ATTR { RunGroup<T, kOrder>(blocks + first, clones, count); });
+  ForEachGroup<false, true>(blockCount, [&]<typename T>(uint32_t first, uint32_t clones)
+                                            HWY_ATTR { RunGroup<T, kOrder>(blocks + first, clones, count); });
 }
 
 }  // namespace
