@@ -12,6 +12,7 @@ import time
 
 import ardour
 import ardour_window
+import audacity
 import audio
 
 SOURCE = pathlib.Path(__file__).resolve().parents[3]
@@ -142,6 +143,13 @@ def step_ardour_window(bench):
     return "; ".join(ardour_window.run(bench, format_name, check, pictures) for format_name in ("LV2", "VST3"))
 
 
+def step_audacity(bench):
+    need("audacity", "Xvfb")
+    if any(pipe.exists() for pipe in audacity.PIPES.values()):
+        raise Skipped("an Audacity runs already, and its script pipe can be there but once")
+    return audacity.run(bench, check)
+
+
 def step_package(bench):
     """The .deb, taken apart: complete, with what it depends on in Debian, and found by the hosts' scanners."""
     need("cpack", "dpkg", "apt-get", "lv2info")
@@ -170,7 +178,7 @@ def step_package(bench):
 
 
 STEPS = {"lv2": step_lv2, "jalv": step_jalv, "qtractor": step_qtractor, "package": step_package,
-         "ardour": step_ardour, "ardour-window": step_ardour_window}
+         "ardour": step_ardour, "ardour-window": step_ardour_window, "audacity": step_audacity}
 
 
 def main(arguments):
