@@ -110,7 +110,8 @@ TEST(CommandQueue, TwoThreadsPassAMillionCommandsInOrder) {
       }
     }
   });
-  for (test::Waiting wait; expected < kCount;) {
+  test::Waiting wait;
+  while (expected < kCount) {
     if (queue.ExecuteOne(false))
       wait.Over();
     else
