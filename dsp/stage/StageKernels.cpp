@@ -214,9 +214,10 @@ void ReadTap(const TapRead& read, uint32_t count) {
     }
     // What lies behind the block looks where the first one does.
     if (HWY_UNLIKELY(count - i < kVectorPadding)) {
-      const auto first = hn::Set(di, hn::GetLane(at[0].whole));
+      const auto theFirst = hn::Set(di, hn::GetLane(at[0].whole));
       for (std::size_t p = 0, left = count - i; p < kParts; ++p) {
-        at[p].whole = hn::IfThenElse(hn::FirstN(di, std::min<std::size_t>(left, kLanes)), at[p].whole, first);
+        at[p].whole =
+            hn::IfThenElse(hn::FirstN(di, std::min<std::size_t>(left, kLanes)), at[p].whole, theFirst);
         left -= std::min<std::size_t>(left, kLanes);
       }
     }
