@@ -297,10 +297,10 @@ HWY_INLINE void RunFoldGroup(DrivenFold* blocks, uint32_t blockCount, uint32_t c
     const auto isAtMost = [&](FoldNumber x, float limit) HWY_ATTR { return hn::Le(x.v, hn::Set(d, limit)); };
     // Of a turn either way bits differ; of too many, or of what isn't a number, bits that count none.
     const auto differing = hn::Xor(hn::BitCast(du, found.turns.v), hn::Set(du, BitCast<uint32_t>(kTurnBits)));
-    const auto none = hn::Zero(du);
-    block.isOver = !hn::AllTrue(du, hn::Eq(differing, none));
+    const auto noBits = hn::Zero(du);
+    block.isOver = !hn::AllTrue(du, hn::Eq(differing, noBits));
     block.isExact =
-        hn::AllTrue(du, hn::Eq(hn::AndNot(hn::Set(du, 2 * kMostTurns - 1), differing), none)) &&
+        hn::AllTrue(du, hn::Eq(hn::AndNot(hn::Set(du, 2 * kMostTurns - 1), differing), noBits)) &&
         hn::AllTrue(d, hn::And(hn::And(isAtMost(drive, kEvenMantissas), isAtMost(root, kEvenRoots)),
                                isAtMost(found.turn, kEvenTurns)));
   };
