@@ -15,7 +15,7 @@ bool IsBypass(const host::Parameter& parameter) {
 /// not 439.99994.
 std::optional<float> RoundestValue(const host::Parameter& parameter, float position, float value) {
   const auto [low, high] = std::minmax({parameter.Minimum(), parameter.Maximum()});
-  const double exact = value;
+  const auto exact = static_cast<double>(value);
   const int magnitude = value == 0.0f ? 0 : static_cast<int>(std::floor(std::log10(std::abs(exact))));
   for (int digits = 1; digits <= 7; ++digits) {
     // A power of ten with a negative exponent isn't exact: divide by it, don't multiply.
