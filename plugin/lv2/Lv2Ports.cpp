@@ -11,6 +11,13 @@ bool IsBypass(const host::Parameter& parameter) {
   return parameter.Index() == HostParameters::Get().BypassIndex();
 }
 
+/// What the curve makes of a position; of a choice its step, wherever in the step the position lies.
+float OwnValue(const host::Parameter& parameter, float position) {
+  if (IsBypass(parameter)) return position >= 0.5f ? 0.0f : 1.0f;
+  const float value = parameter.ToValue(position);
+  return parameter.IsStepped() ? std::round(value) : value;
+}
+
 /// The number near `value` with the fewest digits, at most 7, that leads back to `position`: people see 440,
 /// not 439.99994.
 std::optional<float> RoundestValue(const host::Parameter& parameter, float position, float value) {
@@ -32,9 +39,8 @@ std::optional<float> RoundestValue(const host::Parameter& parameter, float posit
 }  // namespace
 
 float ToPortValue(const host::Parameter& parameter, float position) {
-  if (IsBypass(parameter)) return position >= 0.5f ? 0.0f : 1.0f;
-  const float value = parameter.ToValue(position);
-  if (parameter.IsStepped()) return std::round(value);
+  const float value = OwnValue(parameter, position);
+  if (IsBypass(parameter) || parameter.IsStepped()) return value;
   if (const auto round = RoundestValue(parameter, position, value)) return *round;
   // The curve and its inverse round: look for the float that leads back, near by.
   constexpr int kReach = 16;
@@ -49,8 +55,7 @@ float ToPortValue(const host::Parameter& parameter, float position) {
 }
 
 bool SaysPortValue(const host::Parameter& parameter, float position, float value) {
-  return FromPortValue(parameter, value) == position ||
-         (!IsBypass(parameter) && parameter.ToValue(position) == value);
+  return FromPortValue(parameter, value) == position || OwnValue(parameter, position) == value;
 }
 
 float FromPortValue(const host::Parameter& parameter, float value) {

@@ -49,7 +49,6 @@ class Audacity:
                "XDG_CACHE_HOME": self.home / ".cache", "TMPDIR": bench.scratch, "TZ": "UTC",
                "LV2_PATH": bench.plugins / "lv2"}
         self.environment = {**os.environ, **screen.env, **{name: str(value) for name, value in own.items()}}
-        self.log = open(bench.scratch / "audacity.log", "w", encoding="utf-8")
         self.to = self.answers = self.process = None
 
     def learn(self):
@@ -77,7 +76,8 @@ class Audacity:
         raise ValueError("Audacity doesn't listen to its script pipe")
 
     def start(self, is_ready):
-        self.process = subprocess.Popen(["audacity"], env=self.environment, stdout=self.log, stderr=self.log)
+        self.process = subprocess.Popen(["audacity"], env=self.environment, stdout=subprocess.DEVNULL,
+                                        stderr=subprocess.DEVNULL)
         deadline = time.monotonic() + PATIENCE
         while not is_ready():
             if time.monotonic() > deadline or self.process.poll() is not None:
